@@ -1,0 +1,41 @@
+// QXAJournal: the agent's record of the requests that it served.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "QXL/Export.h"
+
+namespace QXA {
+
+/// One request. Texts of packages are "name version" or, in refused requests, what was asked for.
+struct QXAJournalEntry {
+    std::int64_t id = 0;                ///< rising; given by the journal
+    std::string time;                   ///< local time of the end, as 2026-11-20T20:00:00+0000
+    std::string user;                   ///< who asked
+    std::string operation;              ///< "install", "remove", ...
+    std::string target;                 ///< "node" or the container's number
+    std::vector<std::string> packages;  ///< what was asked for
+    std::vector<std::string> before;    ///< templates (and packages named) of the target before
+    std::vector<std::string> after;     ///< the same afterwards
+    int result = 0;
+    std::string message;  ///< of a failed request
+};
+
+class QXL_API QXAJournal {
+public:
+    /// Writes the intent of a request before it acts. @return its id, or -1.
+    static std::int64_t begin(const QXAJournalEntry& entry);
+
+    /// Completes the entry with this id. An entry that was begun and never ended is one that was
+    /// interrupted; it reads back with the result kInterrupted.
+    static int end(std::int64_t id, const QXAJournalEntry& entry);
+
+    /// The newest `limit` entries (0: all), oldest first. @return 0 or -1.
+    static int read(std::vector<QXAJournalEntry>& out, std::size_t limit);
+
+    static constexpr int kInterrupted = -130;
+};
+
+}  // namespace QXA

@@ -1,0 +1,84 @@
+// QXATEMLocal: the agent's template manager for standard templates of this node.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "QXA/QXATemplate.h"
+#include "QXL/Export.h"
+#include "QXL/QXLAccessProvider.h"
+#include "QXL/QXLEID.h"
+
+namespace QXA {
+
+/// Results of the template manager. Any other non-zero value is a failure whose reason is in
+/// getErrorMessage().
+enum TemResult : int {
+    kTemOk = 0,
+    kTemDamaged = -5,           ///< a file is damaged, unsafe, or lacks a prerequisite
+    kTemConflict = -7,          ///< already there, in conflict or incompatible, without force
+    kTemNotStandard = -27,      ///< a file is no standard template package
+    kTemUnknownTemplate = -30,  ///< no such template
+    kTemUnknownVersion = -51,   ///< no such version of the template
+};
+
+/// The plug-in makes a fresh object for each call. Lists are all-or-nothing: when a call fails,
+/// nothing of its list was done.
+class QXL_API QXATEMLocal {
+public:
+    /// Which templates ls() gives.
+    enum pkgType : int {
+        kOsTemplates = 1,
+        kApplicationTemplates = 2,
+        kAllTemplates = 3,
+    };
+
+    /// @param access the request's provider, may be null.
+    explicit QXATEMLocal(QXL::QXLAccess access);
+    ~QXATEMLocal();
+    QXATEMLocal(const QXATEMLocal&) = delete;
+    QXATEMLocal& operator=(const QXATEMLocal&) = delete;
+
+    /// Templates of the node (EID_LOCAL or the node's EID) or of a container, appended to `infos`
+    /// in the order of names, their versions in the order of versions.
+    int ls(std::vector<QXAPackageInfo>& infos, const QXL::QXLEID& eid, pkgType type);
+
+    /// One template of the node: with a version that version only, without one all of them.
+    /// @return 0, kTemUnknownTemplate, kTemUnknownVersion, or a failure.
+    int get(const QXATemplate& key, QXAPackageInfo& info);
+
+    /// The configuration of one template version. @return 0, kTemUnknownTemplate,
+    /// kTemUnknownVersion, or another code when the manifest cannot be read.
+    int getTemplateConfig(const QXATemplate& key, QXATemplateConfigInfo& config);
+
+    /// Adds templates to a container. An empty version means the newest; an empty list brings all
+    /// of the container's templates up to date.
+    /// @param force       go on over a version that is there already and over conflicts.
+    /// @param removeOnly  false on install and update.
+    /// @return 0, kTemConflict, or another failure.
+    int add(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
+            bool removeOnly);
+
+    /// Removes templates from a container; an empty list removes nothing and gives 0.
+    /// @param force       remove though another template of the container needs it.
+    /// @param removeOnly  true on removal.
+    int rm(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
+           bool removeOnly);
+
+    /// Installs template packages from files on the node; `infos` gets what was installed.
+    /// @return 0, kTemDamaged, kTemConflict, kTemNotStandard, or another failure.
+    int set(const std::vector<std::string>& paths, bool force, std::vector<QXAPackageInfo>& infos);
+
+    /// Renews the caches (archives that a new container starts from) of OS templates; an empty list
+    /// means every OS template.
+    int cache(const std::vector<QXATemplate>& keys);
+
+    /// Removes templates from the node; an empty version means all versions, an empty list removes
+    /// nothing and gives 0.
+    int unset(const std::vector<QXATemplate>& keys);
+
+private:
+    QXL::QXLAccess m_access;
+};
+
+}  // namespace QXA

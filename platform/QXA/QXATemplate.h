@@ -1,0 +1,64 @@
+// Template records that the template manager fills and the plug-in reads. Values throughout.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace QXA {
+
+/// Key of a template. An empty version means "not named"; what that selects is said by each call.
+struct QXATemplate {
+    QXATemplate() = default;
+    QXATemplate(std::string templateName, std::string templateVersion)
+        : name(std::move(templateName)), version(std::move(templateVersion)) {}
+
+    std::string name;
+    std::string version;
+
+    bool operator==(const QXATemplate&) const = default;
+
+    /// "name/version", or the name alone when either is empty.
+    [[nodiscard]] std::string toString() const {
+        return name.empty() || version.empty() ? name : name + "/" + version;
+    }
+};
+
+/// One version of a template, as the template manager lists it.
+struct QXAPackageVersion {
+    std::string version;
+    bool packageFlag = false;                  ///< becomes the standard record's packageFlag
+    bool isOsTemplate = false;                 ///< an OS template, else an application template
+    std::vector<QXATemplate> baseOsTemplates;  ///< OS templates that an application is made for
+    std::string detail;
+};
+
+/// One template with its versions, as the template manager lists it.
+struct QXAPackageInfo {
+    std::string name;
+    std::string vendor;  ///< the template manager's own; not read by the plug-in
+    std::string origin;  ///< the template manager's own; not read by the plug-in
+    std::vector<QXAPackageVersion> versions;
+};
+
+/// A package named in a template's configuration.
+struct QXAPackage : QXATemplate {
+    std::uint32_t kind = 0;            ///< the template manager's own; not read by the plug-in
+    std::vector<std::string> details;  ///< the template manager's own; not read by the plug-in
+};
+
+/// Configuration of one template version.
+struct QXATemplateConfigInfo : QXAPackageVersion {
+    std::string summary;
+    std::string description;
+    std::string name;
+    std::map<std::string, std::string> properties;  ///< not read by the plug-in
+    std::map<std::string, QXAPackage> packages;     ///< by package key
+    std::string platform;                           ///< the OS platform, "Linux"
+    std::string architecture;
+    std::vector<std::string> technologies;  ///< what the template requires of a node
+};
+
+}  // namespace QXA

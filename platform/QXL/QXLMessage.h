@@ -1,0 +1,105 @@
+// The message layer: parser factories that turn records into agent messages and back.
+#pragma once
+
+#include <assert.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <typeinfo>
+
+#include "QXL/Export.h"
+
+namespace QXL {
+
+/// Namespace URI of the types that agent messages carry.
+inline constexpr const char* kTypesNamespace = "urn:qx:agent:types:1";
+
+/// A place in a message, for reading or for writing. What a message is made of is the agent
+/// library's: the readers and writers that live there know it.
+class QXL_API QXLMessageIterator {
+public:
+    virtual ~QXLMessageIterator();
+};
+
+/// Reads and writes the records of one class of the family of `Base`.
+template <typename Base>
+class QXLParserFactory {
+public:
+    virtual ~QXLParserFactory() = default;
+
+    /// Reads a record. @return 0 with a new record in `out` that the caller deletes; -1 when the
+    /// message does not hold one, and `out` is then untouched.
+    virtual int read(QXLMessageIterator& message, Base*& out) = 0;
+
+    /// Writes `object`. @return 0, or -1 when it is null or of another class.
+    virtual int write(QXLMessageIterator& message, const Base* object) = 0;
+
+    /// A new default record.
+    virtual std::shared_ptr<Base> createObject() = 0;
+};
+
+/// The parser factories of one family, shared by the libraries of the process.
+template <typename Base>
+struct QXLParserFactoryData {
+    std::map<std::string, QXLParserFactory<Base>*> factories;  ///< by run-time type name
+    QXLParserFactory<Base>* defaultFactory = nullptr;          ///< for records of other classes
+
+    /// The family's one object. It lives in the agent library; factories hold it alive.
+    static std::shared_ptr<QXLParserFactoryData> instance();
+};
+
+/// The factory of `Data`, a class derived from `Base`. It registers itself when it is constructed,
+/// which is when the library that holds it is loaded, and leaves when it is destroyed.
+template <typename Data, typename Base, typename Reader, typename Writer>
+class QXLDerivedParserFactory : public QXLParserFactory<Base> {
+public:
+    /// @param isDefault  become the family's default, of which there may be only one.
+    /// @param source     where the factory object is defined, for the report of a second default.
+    /// @param line       the line of that definition.
+    QXLDerivedParserFactory(bool isDefault, const char* source, unsigned line)
+        : m_factoryData(QXLParserFactoryData<Base>::instance()) {
+        m_registered = m_factoryData->factories.try_emplace(typeid(Data).name(), this).second;
+        if (!m_registered || !isDefault) {
+            return;
+        }
+        if (m_factoryData->defaultFactory != nullptr) {
+            __assert_fail("this->m_factoryData->defaultFactory == __null", source, line,
+                          __PRETTY_FUNCTION__);
+        }
+        m_factoryData->defaultFactory = this;
+    }
+    QXLDerivedParserFactory(const QXLDerivedParserFactory&) = delete;
+    QXLDerivedParserFactory& operator=(const QXLDerivedParserFactory&) = delete;
+
+    ~QXLDerivedParserFactory() override {
+        if (m_registered) {
+            m_factoryData->factories.erase(typeid(Data).name());
+        }
+        if (m_factoryData->defaultFactory == this) {
+            m_factoryData->defaultFactory = nullptr;
+        }
+    }
+
+    int read(QXLMessageIterator& message, Base*& out) override {
+        auto object = std::make_unique<Data>();
+        if (Reader()(message, *object) != 0) {
+            return -1;
+        }
+        out = object.release();
+        return 0;
+    }
+
+    int write(QXLMessageIterator& message, const Base* object) override {
+        const auto* data = dynamic_cast<const Data*>(object);
+        return data == nullptr ? -1 : Writer()(message, *data);
+    }
+
+    std::shared_ptr<Base> createObject() override { return std::make_shared<Data>(); }
+
+private:
+    std::shared_ptr<QXLParserFactoryData<Base>> m_factoryData;
+    bool m_registered = false;
+};
+
+}  // namespace QXL

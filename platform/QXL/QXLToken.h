@@ -1,0 +1,45 @@
+// QXLToken: the identity under which a thread acts towards the agent.
+#pragma once
+
+#include "QXL/Export.h"
+
+namespace QXL {
+
+/// A value. Requests to the agent's operators travel under the current token of their thread.
+class QXL_API QXLToken {
+public:
+    /// The token of the process's own user, which is that of every client of the reference node.
+    QXLToken() = default;
+
+    /// The agent's own identity, for requests that the agent makes to itself.
+    static QXLToken getAgentToken();
+
+    /// The token that is current on this thread.
+    static QXLToken getCurrent();
+
+    /// Makes `token` current on this thread. @return the token that was current before.
+    static QXLToken setCurrent(const QXLToken& token);
+
+    [[nodiscard]] bool isAgent() const { return m_agent; }
+
+    friend bool operator==(const QXLToken&, const QXLToken&) = default;
+
+private:
+    explicit QXLToken(bool agent) : m_agent(agent) {}
+
+    bool m_agent = false;
+};
+
+/// Makes a token current for the holder's life and puts the one before back on every way out.
+class QXLTokenHolder {
+public:
+    explicit QXLTokenHolder(const QXLToken& token) : m_previous(QXLToken::setCurrent(token)) {}
+    QXLTokenHolder(const QXLTokenHolder&) = delete;
+    QXLTokenHolder& operator=(const QXLTokenHolder&) = delete;
+    ~QXLTokenHolder() { QXLToken::setCurrent(m_previous); }
+
+private:
+    QXLToken m_previous;
+};
+
+}  // namespace QXL
