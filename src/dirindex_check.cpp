@@ -1,0 +1,357 @@
+// Checks the structure of an index, gathers its entries, and writes it anew without lost links.
+//
+//   1. header: signature, checksum (a warning only), bucket count, start
+//   2. hash walk: every record that a bucket reaches is sound and reached once (it is marked)
+//   3. linear walk: the records from the first to the end of the file become the entry list; those
+//   whose
+//      template file is gone stay out
+//   4. with lost links and an out path, the list is written as a new index
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <string>
+#include <unordered_map>
+
+#include "src/common.h"
+#include "src/dirindex_bytes.h"
+#include "src/dirindex_model.h"
+#include "src/dirindex_reader.h"
+
+namespace {
+
+using common::kLevelDetails;
+using common::kLevelFaults;
+using namespace dirindex;
+
+constexpr int kFault = -2;
+constexpr int kNotWritten = -1;
+constexpr int kSound = 0;
+constexpr int kLost = 1;
+
+class Check {
+public:
+    Check(const char* name, void* base, size_t size, const char* root)
+        : name_(name),
+          base_(base),
+          index_(base, size),
+          root_(root),
+          copies_left_(4 * index_.size() + (1 << 20)) {}
+
+    // kFault, kSound or kLost; the entry list holds what was kept.
+    int run() {
+        if (!header_is_sound() || !hash_is_sound() || !records_are_sound()) {
+            return kFault;
+        }
+        return lost_ ? kLost : kSound;
+    }
+
+private:
+    bool header_is_sound();
+    bool hash_is_sound();
+    bool bucket_is_sound(uint64_t offset);
+    bool reached_record_is_sound(const Record& record);
+    bool records_are_sound();
+    bool listed_record_is_sound(const Record& record);
+    bool take(const Record& record);
+    bool keep(const Record& record, const char* entry_name, const char* link);
+    bool template_exists(const char* entry_name, const char* link);
+    poolstr* pooled(uint32_t link, const char* text);
+    bool copy_allowed(size_t length);
+
+    const char* name_;
+    void* base_;
+    MarkingReader index_;
+    const char* root_;
+    Header header_{};
+    bool eof_seen_ = false;
+    bool lost_ = false;
+    // Names and distinct link strings of a well-formed index lie apart and are together shorter
+    // than the file. Overlapping ones could make memory grow with its square.
+    uint64_t copies_left_;
+    std::unordered_map<uint32_t, poolstr*> links_;
+    uint32_t last_link_ = 0;
+    poolstr* last_string_ = nullptr;
+    std::string path_;
+};
+
+bool Check::header_is_sound() {
+    header_ = index_.header();
+    if (!index_.has_header() || header_.signature != kSignature) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: wrong signature '%s' %08x\n", name_, header_.signature);
+        return false;
+    }
+    index_.clear_checksum();
+    uint8_t expected[kChecksumSize];
+    store32(expected, header_.checksum);
+    if (verify_checksum(base_, index_.size(), expected) != 0) {
+        QXFS_DEBUG(kLevelDetails, "WARNING: wrong checksum '%s'\n", name_);
+    }
+    if (header_.prime == 0) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: zero hash prime '%s'\n", name_);
+        return false;
+    }
+    if (header_.start >= index_.size()) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: start index is after EOF\n");
+        return false;
+    }
+    if (header_.start == 0) {
+        QXFS_DEBUG(kLevelDetails, "WARNING: empty dir\n");
+    } else if (header_.start < kHashTableOffset + kHashSlotSize * header_.prime) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: start points inside hash table\n");
+        return false;
+    }
+    return true;
+}
+
+bool Check::hash_is_sound() {
+    const uint64_t slots = index_.slots(header_.prime);
+    for (uint64_t i = 0; i < slots; ++i) {
+        const uint32_t offset = index_.slot(i);
+        if (offset != 0 && !bucket_is_sound(offset)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Check::bucket_is_sound(uint64_t offset) {
+    for (;;) {
+        if (offset < header_.start || offset >= index_.size()) {
+            QXFS_DEBUG(kLevelFaults, "FATAL: hash points to nowhere\n");
+            return false;
+        }
+        if (!index_.has_head(offset)) {
+            QXFS_DEBUG(kLevelFaults, "FATAL: truncated dentry\n");
+            return false;
+        }
+        const Record record = index_.record(offset);
+        if ((record.flags & kReservedFlags) != 0) {
+            QXFS_DEBUG(kLevelFaults, "FATAL: hash buckets cross\n");
+            return false;
+        }
+        if (eof_seen_) {
+            QXFS_DEBUG(kLevelDetails, "WARNING: entry after EOF\n");
+        }
+        index_.mark_visited(record);
+        if (!reached_record_is_sound(record)) {
+            return false;
+        }
+        const bool last_of_file = (record.flags & kLastOfFile) != 0;
+        eof_seen_ = eof_seen_ || last_of_file;
+        if ((record.flags & kLastOfBucket) != 0) {
+            return true;
+        }
+        if (last_of_file) {
+            QXFS_DEBUG(kLevelDetails, "WARNING: EOF?\n");
+        }
+        offset += record.reclen;
+    }
+}
+
+bool Check::reached_record_is_sound(const Record& record) {
+    if (record.reclen < kMinReclen || record.reclen > kMaxReclen || !index_.holds_record(record)) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: bad reclen\n");
+        return false;
+    }
+    if (record.namelen > kMaxNamelen || !index_.holds_padded_name(record)) {
+        const std::string_view text = index_.name_to_end(record);
+        QXFS_DEBUG(kLevelFaults, "FATAL: bad namelen %d for %.*s\n", record.namelen,
+                   static_cast<int>(std::min<size_t>(text.size(), INT_MAX)), text.data());
+        return false;
+    }
+    if (record.link == 0) {
+        return true;
+    }
+    if (record.link <= header_.start) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: link %u points to hash\n", record.link);
+        return false;
+    }
+    if (record.link > record.offset + record.reclen || index_.link_text(record.link) == nullptr) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: link points forward\n");
+        return false;
+    }
+    return true;
+}
+
+bool Check::records_are_sound() {
+    eof_seen_ = false;
+    uint64_t offset = header_.start;
+    while (offset != index_.size()) {
+        // Without a start the walk would read the header as a record, whose reclen is that start.
+        if (header_.start == 0 || !index_.has_head(offset)) {
+            QXFS_DEBUG(kLevelFaults, "FATAL: truncated...\n");
+            return false;
+        }
+        const Record record = index_.record(offset);
+        if (!listed_record_is_sound(record) || !take(record)) {
+            return false;
+        }
+        offset += record.reclen;
+        if ((record.flags & kVisited) == 0) {
+            QXFS_DEBUG(kLevelDetails, "WARNING: dentry is not in hash\n");
+        }
+        if ((record.flags & kLastOfFile) != 0) {
+            if (offset != index_.size()) {
+                QXFS_DEBUG(kLevelDetails, "WARNING: EOF is in the middle\n");
+            }
+            eof_seen_ = true;
+        }
+    }
+    if (!eof_seen_) {
+        QXFS_DEBUG(kLevelDetails, "WARNING: last dentry is not EOF\n");
+    }
+    return true;
+}
+
+bool Check::listed_record_is_sound(const Record& record) {
+    if (record.reclen < kMinReclen || !index_.holds_record(record) ||
+        index_.name(record) == nullptr) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: truncated...\n");
+        return false;
+    }
+    if (record.link != 0 && index_.link_text(record.link) == nullptr) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: link points forward\n");
+        return false;
+    }
+    return true;
+}
+
+// Lists the record's entry and keeps it, unless its template file is lost.
+bool Check::take(const Record& record) {
+    const char* entry_name = index_.name(record);
+    const char* link = record.link != 0 ? index_.link_text(record.link) : nullptr;
+    QXFS_DEBUG(kLevelDetails, "%s\t%s", type_str(record.type), entry_name);
+    if (link != nullptr) {
+        QXFS_DEBUG(kLevelDetails, " -> %s/%s", link, entry_name);
+    }
+    if (link != nullptr && root_ != nullptr && !template_exists(entry_name, link)) {
+        QXFS_DEBUG(kLevelFaults, "Lost link in 'dirindex' %s\n", path_.c_str());
+        lost_ = true;
+    } else if (!keep(record, entry_name, link)) {
+        return false;
+    }
+    QXFS_DEBUG(kLevelDetails, "\n");
+    return true;
+}
+
+bool Check::template_exists(const char* entry_name, const char* link) {
+    const size_t link_length = strlen(link);
+    path_.assign(root_).append("/");
+    path_.append(link + std::min(link_length, kLinkPrefixLength)).append("/").append(entry_name);
+    struct stat st {};
+    return lstat(path_.c_str(), &st) == 0;
+}
+
+bool Check::keep(const Record& record, const char* entry_name, const char* link) {
+    const size_t length = strlen(entry_name);
+    if (!copy_allowed(length)) {
+        return false;
+    }
+    poolstr* string = nullptr;
+    if (link != nullptr && (string = pooled(record.link, link)) == nullptr) {
+        return false;
+    }
+    append_dent(new_dent(record.type, entry_name, length, record.ino, string));
+    if (record.type == kTypeDirectory) {
+        ++dtot;
+    }
+    return true;
+}
+
+// The pool string of a link record, found by its place so that shared texts are compared once.
+poolstr* Check::pooled(uint32_t link, const char* text) {
+    if (link == last_link_) {
+        return last_string_;
+    }
+    poolstr*& known = links_[link];
+    if (known == nullptr) {
+        if (!copy_allowed(strlen(text))) {
+            return nullptr;
+        }
+        known = pool_add(text);
+    }
+    last_link_ = link;
+    last_string_ = known;
+    return known;
+}
+
+bool Check::copy_allowed(size_t length) {
+    if (length > copies_left_) {
+        QXFS_DEBUG(kLevelFaults, "FATAL: truncated...\n");
+        return false;
+    }
+    copies_left_ -= length;
+    return true;
+}
+
+// Opened without following a link in the last component: the place may lie in a container's area.
+FILE* create_output(const char* path) {
+    const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+    FILE* stream = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
+    if (descriptor >= 0 && stream == nullptr) {
+        close(descriptor);
+    }
+    return stream;
+}
+
+int write_cleaned_index(const char* out_path) {
+    QXFS_DEBUG(kLevelDetails, "Scanned %u entries, %u dirs\n", tot, dtot);
+    select_prime();
+    create_hash_table();
+    FILE* stream = create_output(out_path);
+    if (stream == nullptr) {
+        werror(errno, "can't open '%s'", out_path);
+        return kNotWritten;
+    }
+    const bool emitted_all = emit_dirindex(stream) == 0;
+    const int emit_errno = errno;
+    const bool closed = fclose(stream) == 0;
+    if (!emitted_all || !closed) {
+        werror(emitted_all ? errno : emit_errno, "can't write '%s'", out_path);
+        return kNotWritten;
+    }
+    clean_memory();
+    QXFS_DEBUG(kLevelDetails, "wrote file %s/%s \n", current_path, out_path);
+    return kLost;
+}
+
+}  // namespace
+
+int fsck_in_core(const char* name, void* base, size_t size, const char* out_path,
+                 const char* root) {
+    begin_operation();
+    int result = Check(name, base, size, root).run();
+    if (result == kLost && out_path != nullptr) {
+        result = write_cleaned_index(out_path);
+    }
+    if (result < 0) {
+        clean_memory();
+    }
+    return result;
+}
+
+void* mmap_file(const char* path, struct stat* st) {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        warning(errno, "can't open dirindex file '%s'", path);
+        return nullptr;
+    }
+    void* mapping = nullptr;
+    if (fstat(descriptor, st) != 0) {
+        warning(errno, "can't fstat dirindex file '%s'", path);
+    } else {
+        mapping = mmap(nullptr, static_cast<size_t>(st->st_size), PROT_READ | PROT_WRITE,
+                       MAP_PRIVATE, descriptor, 0);
+        if (mapping == MAP_FAILED) {
+            warning(errno, "can't mmap dirindex file '%s'", path);
+            mapping = nullptr;
+        }
+    }
+    close(descriptor);
+    return mapping;
+}

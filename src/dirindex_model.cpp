@@ -1,0 +1,205 @@
+// The in-memory model of an index: entries, distinct link strings, buckets, and their memory.
+#include "src/dirindex_model.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <unordered_map>
+
+#include "src/dirindex_format.h"
+
+dent* dlist;
+dent* dlist_end;
+poolstr* pool;
+unsigned tot;
+unsigned dtot;
+unsigned emitted;
+unsigned prime;
+bucket* ht;
+uint32_t* ht_emit;
+char current_path[4096];
+
+namespace {
+
+// Finds pool strings by their text in constant time. The list itself is the truth and may be
+// changed by whoever links the library, so the index remembers the head that it describes.
+class PoolIndex {
+public:
+    poolstr* find(std::string_view text) {
+        if (head_ != pool) {
+            rebuild();
+        }
+        const auto found = strings_.find(text);
+        return found == strings_.end() ? nullptr : found->second;
+    }
+
+    void add(poolstr* string) {
+        strings_.emplace(string->text, string);
+        head_ = string;
+    }
+
+    void remove(const poolstr* string) {
+        const auto found = strings_.find(string->text);
+        if (found != strings_.end() && found->second == string) {
+            strings_.erase(found);
+        }
+        if (head_ == string) {
+            head_ = nullptr;
+        }
+    }
+
+    void clear() {
+        std::unordered_map<std::string_view, poolstr*>().swap(strings_);
+        head_ = nullptr;
+    }
+
+private:
+    void rebuild() {
+        strings_.clear();
+        for (poolstr* string = pool; string != nullptr; string = string->next) {
+            strings_.emplace(string->text, string);
+        }
+        head_ = pool;
+    }
+
+    std::unordered_map<std::string_view, poolstr*> strings_;
+    const poolstr* head_ = nullptr;
+};
+
+PoolIndex& pool_index() {
+    // Never destroyed: an exit handler of the host may still call into the checker.
+    static auto* index = new PoolIndex;
+    return *index;
+}
+
+void free_chain(dent* entry) {
+    while (entry != nullptr) {
+        dent* next = entry->next;
+        free_dent(entry);
+        entry = next;
+    }
+}
+
+// The bucket count may have changed since the table was made, so the table's own is kept.
+unsigned table_size;
+
+void free_hash_table() {
+    for (unsigned i = 0; ht != nullptr && i < table_size; ++i) {
+        free_chain(ht[i].head);
+    }
+    std::free(ht);
+    std::free(ht_emit);
+    ht = nullptr;
+    ht_emit = nullptr;
+    table_size = 0;
+}
+
+void append(dent*& head, dent*& tail, dent* entry) {
+    entry->next = nullptr;
+    (head == nullptr ? head : tail->next) = entry;
+    tail = entry;
+}
+
+}  // namespace
+
+poolstr* pool_add(const char* text) {
+    PoolIndex& index = pool_index();
+    poolstr* string = index.find(text);
+    if (string == nullptr) {
+        string = static_cast<poolstr*>(std::malloc(sizeof *string));
+        *string = {pool, strdup(text), 0};
+        pool = string;
+        index.add(string);
+    }
+    return string;
+}
+
+void free_dent(dent* entry) {
+    if (entry != nullptr) {
+        std::free(entry->name);
+        std::free(entry);
+    }
+}
+
+void free_poolstr(poolstr* string) {
+    if (string != nullptr) {
+        pool_index().remove(string);
+        std::free(string->text);
+        std::free(string);
+    }
+}
+
+void clean_memory(void) {
+    free_chain(dlist);
+    dlist = nullptr;
+    dlist_end = nullptr;
+    free_hash_table();
+    pool_index().clear();
+    while (pool != nullptr) {
+        poolstr* next = pool->next;
+        free_poolstr(pool);
+        pool = next;
+    }
+}
+
+void select_prime(void) {
+    using namespace dirindex;
+    prime = tot <= kMaxEntriesSmall    ? kPrimeSmall
+            : tot <= kMaxEntriesMiddle ? kPrimeMiddle
+                                       : kPrimeLarge;
+}
+
+void create_hash_table(void) {
+    free_hash_table();
+    ht = static_cast<bucket*>(std::calloc(prime, sizeof *ht));
+    ht_emit = static_cast<uint32_t*>(std::calloc(prime, sizeof *ht_emit));
+    table_size = prime;
+    while (dlist != nullptr) {
+        dent* entry = dlist;
+        dlist = entry->next;
+        bucket& target = ht[dirindex::name_hash(entry->name, entry->namelen) % prime];
+        append(target.head, target.tail, entry);
+        ++target.count;
+    }
+    dlist_end = nullptr;
+}
+
+const char* type_str(unsigned code) {
+    static const char* const texts[] = {"0", "p", "c", "3",  "d", "5",  "b", "7",
+                                        "-", "9", "l", "11", "s", "13", "w"};
+    return code < std::size(texts) ? texts[code] : "?";
+}
+
+namespace dirindex {
+
+void begin_operation() {
+    emitted = 0;
+    tot = 0;
+    dtot = 0;
+    clean_memory();
+    remember_current_path();
+}
+
+void remember_current_path() {
+    if (getcwd(current_path, sizeof current_path) == nullptr) {
+        current_path[0] = '\0';
+    }
+}
+
+dent* new_dent(uint8_t type, const char* name, size_t name_length, uint32_t ino, poolstr* link) {
+    auto* entry = static_cast<dent*>(std::malloc(sizeof(dent)));
+    auto* copy = static_cast<char*>(std::malloc(name_length + 1));
+    std::memcpy(copy, name, name_length);
+    copy[name_length] = '\0';
+    *entry = {nullptr, type, 0, static_cast<uint16_t>(name_length), 0, ino, 0, copy, link};
+    return entry;
+}
+
+void append_dent(dent* entry) {
+    append(dlist, dlist_end, entry);
+    ++tot;
+}
+
+}  // namespace dirindex

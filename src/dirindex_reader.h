@@ -1,0 +1,113 @@
+// The bounded reader through which every byte of an index passes. Nothing else casts file bytes or
+// does arithmetic on file offsets; nothing here reads outside the file, whatever stands in it.
+#ifndef SRC_DIRINDEX_READER_H
+#define SRC_DIRINDEX_READER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "src/dirindex_format.h"
+
+namespace dirindex {
+
+struct Header {
+    uint32_t signature;
+    uint32_t start;
+    uint32_t dirs;
+    uint32_t prime;
+    uint32_t checksum;
+};
+
+// The head of a record and where it stands.
+struct Record {
+    uint64_t offset;
+    uint8_t type;
+    uint8_t flags;
+    uint16_t namelen;
+    uint32_t reclen;
+    uint32_t ino;
+    uint32_t link;
+};
+
+// Reads an index that lies in memory, which must outlive the reader and stay unchanged meanwhile.
+class Reader {
+public:
+    Reader(const void* base, size_t size);
+
+    uint64_t size() const { return size_; }
+
+    // Whether `length` bytes from `offset` on lie inside the file.
+    bool holds(uint64_t offset, uint64_t length) const {
+        return offset <= size_ && length <= size_ - offset;
+    }
+
+    bool has_header() const { return holds(0, kHeaderSize); }
+    // Fields that the file is too short for are 0, and so are their missing bytes.
+    Header header() const;
+
+    // How many of `prime` hash slots lie inside the file.
+    uint64_t slots(uint32_t prime) const;
+    // The slot of a bucket below slots().
+    uint32_t slot(uint64_t bucket) const { return u32(kHashTableOffset + bucket * kHashSlotSize); }
+
+    bool has_head(uint64_t offset) const { return holds(offset, kRecordHeadSize); }
+    // The record at an offset that has_head() accepts.
+    Record record(uint64_t offset) const;
+
+    // Whether the bytes that reclen counts, or the name with its padding, lie inside the file.
+    bool holds_record(const Record& record) const { return holds(record.offset, record.reclen); }
+    bool holds_padded_name(const Record& record) const {
+        return holds(record.offset, kRecordHeadSize + padded(record.namelen));
+    }
+
+    // The name up to its NUL; null when no NUL follows inside the file.
+    const char* name(const Record& record) const { return text(record.offset + kRecordHeadSize); }
+    // The name up to its NUL or the end of the file, for messages about a name that cannot be
+    // right.
+    std::string_view name_to_end(const Record& record) const;
+
+    // The text of the link record at `link` up to its NUL; null when the length word or the text
+    // leaves the file. The length word is not looked at.
+    const char* link_text(uint32_t link) const { return text(uint64_t{link} + kTextInLinkRecord); }
+
+private:
+    uint32_t u32(uint64_t offset) const;
+    // A text ends inside the file exactly when it begins at or before the last NUL.
+    const char* text(uint64_t offset) const {
+        return offset < text_end_ ? reinterpret_cast<const char*>(bytes_ + offset) : nullptr;
+    }
+
+protected:
+    const uint8_t* bytes_;
+    uint64_t size_;
+    // One past the last NUL byte, 0 without any: bounds every text in constant time.
+    uint64_t text_end_;
+
+    void find_text_end(uint64_t below);
+};
+
+// A reader that may also change what the check needs to change, in its private copy.
+class MarkingReader : public Reader {
+public:
+    MarkingReader(void* base, size_t size)
+        : Reader(base, size), writable_(static_cast<uint8_t*>(base)) {}
+
+    void clear_checksum();
+
+    // Sets the visited flag of a record.
+    void mark_visited(const Record& record) {
+        const uint64_t offset = record.offset + kFlagsInRecord;
+        writable_[offset] |= kVisited;
+        if (offset + 1 == text_end_) {
+            find_text_end(offset);
+        }
+    }
+
+private:
+    uint8_t* writable_;
+};
+
+}  // namespace dirindex
+
+#endif
