@@ -1,0 +1,15 @@
+// Completion scripts, written from the option tree so that they cannot fall behind it.
+#pragma once
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace cli {
+
+/// Prints the completion script of `app` for "bash", "zsh" or "fish". @return the exit code.
+int printCompletion(const CLI::App& app, const std::string& shell);
+
+}  // namespace cli

@@ -1,0 +1,254 @@
+// Declares commands and options. What they do is in commands.h.
+#include "tools/qxa/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+#include "QXL/QXLPackageManagerOptions.h"
+#include "tools/cli/completion.h"
+
+namespace qxa {
+
+namespace {
+
+constexpr const char* kFooter = R"(Names:
+  base, base/1     a standard template, all versions or one
+  .os, .os/app     a KR OS template, an application template of it
+  hello            in a container made from a KR template: a Linux package
+  ./file.tar.gz    a template package file
+
+Exit status: 0 done, 1 failed, 2 usage, 3 denied, 4 unknown target, 5 refused,
+6 lock not had in time, 130 interrupted.)";
+
+void addFlag(CLI::App* app, PackageOptions& options, const char* name, unsigned bit,
+             const char* help) {
+    app->add_flag_callback(
+        name, [&options, bit] { options.flags |= bit; }, help);
+}
+
+void addTarget(CLI::App* app, TargetOptions& target) {
+    app->add_option("--ct", target.containers, "Containers: numbers or globs, separated by commas")
+        ->type_name("ID,...");
+    app->add_option("--eid", target.eids, "Containers by EID")->type_name("UUID,...");
+    app->add_flag("--all-ct", target.allContainers, "Every container of this node");
+    app->add_option("-j,--jobs", target.jobs, "Targets worked on at once")
+        ->check(CLI::Range(1U, 256U));
+}
+
+void addTypes(CLI::App* app, PackageOptions& options) {
+    app->add_option("--type", options.types, "Kinds: os, app, rpm, deb; separated by commas")
+        ->delimiter(',')
+        ->check(CLI::IsMember({"os", "app", "rpm", "deb"}));
+    app->add_option("--os", options.os, "OS template that named packages belong to")
+        ->type_name(".OS");
+}
+
+CLI::App* addPackageCommand(CLI::App& app, CommandLine& line, Operation operation, const char* help,
+                            const char* example) {
+    auto* command = app.add_subcommand(operationName(operation), help);
+    command->footer(std::string("Example: ") + example);
+    command->callback([&line, operation] {
+        line.command = [&line, operation] {
+            return runPackageCommand(line.common, operation, line.package);
+        };
+    });
+    return command;
+}
+
+void addNames(CLI::App* command, CommandLine& line, bool required, const char* help) {
+    auto* option = command->add_option("NAME", line.package.names, help);
+    if (required) {
+        option->required();
+    }
+}
+
+void addPackageCommands(CLI::App& app, CommandLine& line) {
+    auto& options = line.package;
+
+    auto* install =
+        addPackageCommand(app, line, Operation::install, "Install templates and packages",
+                          "qxa install ./base-1.tar.gz\n         qxa install --ct 101 "
+                          "base/1 web/2");
+    addNames(install, line, true, "On the node package files, in a container names");
+    addTarget(install, options.target);
+    addTypes(install, options);
+
+    auto* remove = addPackageCommand(app, line, Operation::remove, "Remove templates and packages",
+                                     "qxa remove --ct 101 web/2");
+    addNames(remove, line, true, "What to remove");
+    addTarget(remove, options.target);
+    addTypes(remove, options);
+    addFlag(remove, options, "-w,--with-dependent", QXL::kPkgOptionWithDependent,
+            "Remove what depends on it, too");
+
+    auto* update = addPackageCommand(app, line, Operation::update,
+                                     "Update templates and packages; without names, everything",
+                                     "qxa update --all-ct -j 2");
+    addNames(update, line, false, "What to update");
+    addTarget(update, options.target);
+    addTypes(update, options);
+
+    for (auto* command : {install, update}) {
+        addFlag(command, options, "-C,--cache-only", QXL::kPkgOptionCacheOnly,
+                "Work from what was fetched before");
+    }
+    for (auto* command : {install, remove, update}) {
+        addFlag(command, options, "-n,--dry-run", QXL::kPkgOptionDryRun,
+                "Change nothing; KR templates and packages only");
+        addFlag(command, options, "-f,--force", QXL::kPkgOptionForce,
+                "Go on over conflicts and what is there already");
+    }
+
+    auto* list = addPackageCommand(app, line, Operation::list, "List templates and packages",
+                                   "qxa list --summary\n         qxa list --ct 101 --type app");
+    addNames(list, line, false, "Only these");
+    addTarget(list, options.target);
+    addTypes(list, options);
+    list->add_flag("--summary", options.summary, "Show summaries");
+    list->add_flag("--compatible", options.compatible,
+                   "In a container: what could be installed; on the node: what goes with NAME");
+
+    auto* info = addPackageCommand(app, line, Operation::info, "Describe templates and packages",
+                                   "qxa info base/1");
+    addNames(info, line, true, "What to describe");
+    addTarget(info, options.target);
+    addTypes(info, options);
+
+    auto* fetch = addPackageCommand(app, line, Operation::fetch,
+                                    "Bring packages of KR templates into the node's cache",
+                                    "qxa fetch .debian-12");
+    auto* clean = addPackageCommand(app, line, Operation::clean,
+                                    "Empty the node's cache of packages", "qxa clean .debian-12");
+    for (auto* command : {fetch, clean}) {
+        addNames(command, line, false, "Templates or packages; none: all");
+        addTypes(command, options);
+    }
+}
+
+void addContainerCommands(CLI::App& app, CommandLine& line) {
+    auto* group = app.add_subcommand("ct", "Containers of this node");
+    group->require_subcommand(1);
+    auto& options = line.container;
+    const auto number = [&](CLI::App* command) {
+        command->add_option("ID", options.veid, "The container's number")
+            ->required()
+            ->check(CLI::Range(1, 2147483647));
+    };
+
+    auto* create = group->add_subcommand("create", "Create a container");
+    create->footer("Example: qxa ct create 101 --os base/1");
+    number(create);
+    create->add_option("--os", options.osTemplate, "OS template: NAME, NAME/VERSION or .NAME");
+    create->add_option("--eid", options.eid, "Its EID; default: a new one");
+    create->add_option("--private", options.privateArea, "Its private area");
+    create->add_option("--parent", options.parent, "EID of the node it belongs to");
+    create->add_option("--technology", options.type, "Its virtualization technology");
+    create->callback([&line] {
+        line.command = [&line] { return runContainerCreate(line.common, line.container); };
+    });
+
+    group->add_subcommand("list", "List containers")->callback([&line] {
+        line.command = [&line] { return runContainerList(line.common); };
+    });
+
+    auto* show = group->add_subcommand("show", "Show one container");
+    number(show);
+    show->callback([&line] {
+        line.command = [&line] { return runContainerShow(line.common, line.container.veid); };
+    });
+
+    auto* destroy = group->add_subcommand("destroy", "Remove a container and its private area");
+    number(destroy);
+    destroy->callback([&line] {
+        line.command = [&line] { return runContainerDestroy(line.common, line.container.veid); };
+    });
+}
+
+void addNodeCommands(CLI::App& app, CommandLine& line) {
+    auto* templates = app.add_subcommand("template", "Template packages");
+    templates->require_subcommand(1);
+    auto* pack = templates->add_subcommand("pack", "Make a standard template package of a folder");
+    pack->footer(
+        "The folder holds template.toml and root/; see qxa-template(5).\n"
+        "Example: qxa template pack ./base base-1.tar.gz");
+    pack->add_option("DIR", line.folder, "The folder")->required()->check(CLI::ExistingDirectory);
+    pack->add_option("FILE", line.file, "The package to write")->required();
+    pack->callback([&line] {
+        line.command = [&line] { return runTemplatePack(line.common, line.folder, line.file); };
+        line.needsNode = false;
+    });
+
+    auto* node = app.add_subcommand("node", "Node directories");
+    node->require_subcommand(1);
+    auto* init = node->add_subcommand("init", "Make a node directory");
+    init->footer("Example: qxa node init ./node && qxa --node-dir ./node ct list");
+    init->add_option("DIR", line.folder, "The folder to make")->required();
+    init->callback([&line] {
+        line.command = [&line] { return runNodeInit(line.common, line.folder); };
+        line.needsNode = false;
+    });
+
+    auto* events = app.add_subcommand("events", "Show changes of containers as they happen");
+    events->add_option("--count", line.count, "Stop after so many");
+    events->add_option("--timeout", line.timeoutSeconds, "Stop after so many seconds without one");
+    events->callback([&line] {
+        line.command = [&line] { return runEvents(line.common, line.count, line.timeoutSeconds); };
+    });
+
+    auto* history = app.add_subcommand("history", "Show the requests that were served");
+    history->add_option("--limit", line.limit, "So many of the newest; 0: all");
+    history->callback(
+        [&line] { line.command = [&line] { return runHistory(line.common, line.limit); }; });
+
+    auto* completion = app.add_subcommand("completion", "Print a completion script for a shell");
+    completion->add_option("SHELL", line.shell, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    completion->callback([&line, &app] {
+        line.command = [&line, &app] { return cli::printCompletion(app, line.shell); };
+        line.needsNode = false;
+    });
+}
+
+void addCommonOptions(CLI::App& app, CommonOptions& common) {
+    const std::map<std::string, Format> formats{
+        {"table", Format::table}, {"json", Format::json}, {"xml", Format::xml}};
+    app.add_option("--format", common.format, "table, json, or xml where records are shown")
+        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case))
+        ->type_name("FORMAT");
+    app.add_flag("-q,--quiet", common.quiet, "Print results and failures only");
+    app.add_flag("-v,--verbose", common.verbose, "Say what is being done");
+    app.add_option("--node-dir", common.nodeDir, "Work in a node directory")
+        ->envname("QXA_NODE_DIR")
+        ->type_name("DIR");
+    app.add_option("--plugin", common.pluginPath, "The plug-in library")
+        ->envname("QXA_PLUGIN")
+        ->type_name("FILE");
+    app.add_option("--wait", common.waitSeconds, "Wait so long for a lock; default: without end")
+        ->check(CLI::Range(0, 1000000))
+        ->type_name("SECONDS");
+}
+
+}  // namespace
+
+std::unique_ptr<CLI::App> makeParser(CommandLine& line) {
+    auto app =
+        std::make_unique<CLI::App>("Packages and templates of this node and its containers", "qxa");
+    app->footer(kFooter);
+    app->require_subcommand(1);
+    app->fallthrough();
+    addCommonOptions(*app, line.common);
+    addPackageCommands(*app, line);
+    addContainerCommands(*app, line);
+    addNodeCommands(*app, line);
+    // Common options are taken behind the command's name as well.
+    for (auto* command : app->get_subcommands({})) {
+        command->fallthrough();
+        for (auto* nested : command->get_subcommands({})) {
+            nested->fallthrough();
+        }
+    }
+    return app;
+}
+
+}  // namespace qxa

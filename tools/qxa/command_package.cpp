@@ -1,0 +1,59 @@
+// The package commands: install, remove, update, list, info, fetch, clean.
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "QXL/QXLError.h"
+#include "tools/qxa/commands.h"
+#include "tools/qxa/print.h"
+#include "tools/qxa/run_targets.h"
+
+namespace qxa {
+
+namespace {
+
+/// On a terminal a long request says what it waits for; elsewhere nothing is printed but results.
+void announce(const CommonOptions& common, Operation operation, const Target& target) {
+    const bool terminal = isatty(STDERR_FILENO) == 1;
+    if (common.verbose || (terminal && !common.quiet && changes(operation))) {
+        std::fprintf(stderr, "qxa: %s on %s ...\n", operationName(operation), target.label.c_str());
+    }
+}
+
+}  // namespace
+
+int runPackageCommand(const CommonOptions& common, Operation operation,
+                      const PackageOptions& options) {
+    std::vector<QXA::QXAEnvRecord> containers;
+    if (!options.target.node() && QXA::QXAEnvMLocal(nullptr).list(containers) != QXA::kEnvMOk) {
+        return printFailure(common, "containers", QXL::getErrorMessage(), kExitFailed);
+    }
+    const auto targets = targetsOf(options.target, containers);
+    if (targets.empty()) {
+        return printFailure(common, operationName(operation), "this node has no containers",
+                            kExitUnknownTarget);
+    }
+    if (common.format == Format::xml && targets.size() > 1) {
+        return printFailure(common, operationName(operation),
+                            "one message holds the records of one target; name one", kExitUsage);
+    }
+    Plugin plugin;
+    std::string error;
+    if (!plugin.load(common.pluginPath, error)) {
+        return printFailure(common, "plug-in", error, kExitFailed);
+    }
+
+    const Request request{operation, options, common.format == Format::xml};
+    OutcomePrinter printer(common, targets.size() > 1, options.summary,
+                           operation == Operation::info);
+    runOnTargets(
+        targets, options.target.jobs,
+        [&](const Target& target) {
+            announce(common, operation, target);
+            return runRequest(plugin, request, target);
+        },
+        [&](const Outcome& outcome) { printer.add(outcome); });
+    return printer.finish();
+}
+
+}  // namespace qxa

@@ -1,0 +1,76 @@
+// qxa: package requests from a shell, served by the plug-in as an agent would have them served.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include "QXA/QXANodeDirectory.h"
+#include "QXL/QXLError.h"
+#include "QXL/QXLLockPolicy.h"
+#include "tools/qxa/command_line.h"
+#include "tools/qxa/exit_code.h"
+#include "tools/qxa/print.h"
+
+namespace {
+
+extern "C" void onInterrupt(int) {
+    // The node's state is whole at every moment, so there is nothing to wind up here.
+    _exit(qxa::kExitInterrupted);
+}
+
+void exitOnInterrupt() {
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+/// A build tree has the node's tools beside this program; they are to be found before older ones
+/// that are installed.
+void preferToolsBesideThisProgram() {
+    std::error_code failure;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", failure);
+    if (failure || !std::filesystem::exists(self.parent_path() / "qxpkg", failure)) {
+        return;
+    }
+    const char* path = std::getenv("PATH");
+    const std::string rest = path == nullptr ? "/usr/sbin:/usr/bin:/sbin:/bin" : path;
+    setenv("PATH", (self.parent_path().string() + ":" + rest).c_str(), 1);
+}
+
+int run(qxa::CommandLine& line) {
+    if (line.common.waitSeconds >= 0) {
+        setenv(QXL::kLockWaitVariable, std::to_string(line.common.waitSeconds).c_str(), 1);
+    }
+    preferToolsBesideThisProgram();
+    if (line.needsNode && !line.common.nodeDir.empty()) {
+        const auto directory = std::filesystem::absolute(line.common.nodeDir);
+        if (QXA::enterNodeDirectory(directory) != 0) {
+            return qxa::printFailure(line.common, "node directory", QXL::getErrorMessage(),
+                                     qxa::kExitFailed);
+        }
+    }
+    return line.command();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    exitOnInterrupt();
+    qxa::CommandLine line;
+    const auto parser = qxa::makeParser(line);
+    try {
+        parser->parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return parser->exit(error) == 0 ? qxa::kExitDone : qxa::kExitUsage;
+    }
+    try {
+        return run(line);
+    } catch (const std::exception& error) {
+        return qxa::printFailure(line.common, "internal", error.what(), qxa::kExitFailed);
+    }
+}

@@ -1,0 +1,221 @@
+// Builds a request's records, calls the package manager and gathers what came of it.
+#include "tools/qxa/request.h"
+
+#include <filesystem>
+
+#include "QXA/QXALibFunctionality.h"
+#include "QXA/QXAPackageQXTemplate.h"
+#include "QXL/QXLConfiguration.h"
+#include "QXL/QXLError.h"
+#include "QXL/QXLResult.h"
+#include "QXL/QXLXmlMessage.h"
+#include "tools/qxa/names.h"
+#include "tools/qxa/request_journal.h"
+
+namespace qxa {
+
+namespace {
+
+bool hasType(const PackageOptions& options, const char* name) {
+    return std::find(options.types.begin(), options.types.end(), name) != options.types.end();
+}
+
+/// What bare names mean: in a container made from a KR template they are Linux packages, of the
+/// kind whose database the container has; on the node only "--type" says so.
+NameContext contextOf(const PackageOptions& options, const Target& target) {
+    NameContext context;
+    const auto& osTemplate = target.record.osTemplate;
+    const bool krContainer = !target.node && osTemplate.starts_with('.');
+    context.packages = krContainer || hasType(options, "rpm") || hasType(options, "deb");
+    context.deb = hasType(options, "deb");
+    if (krContainer && !hasType(options, "rpm") && !hasType(options, "deb")) {
+        std::error_code ignored;
+        context.deb = std::filesystem::exists(
+            target.record.privateArea + "/root/var/lib/dpkg/status", ignored);
+    }
+    context.osName = !options.os.empty() ? options.os : krContainer ? osTemplate : "";
+    if (!context.osName.empty() && !context.osName.starts_with('.')) {
+        context.osName.insert(0, ".");
+    }
+    return context;
+}
+
+bool isVersionlessStandard(const QXL::QXLPackage& record) {
+    return record.version.empty() &&
+           dynamic_cast<const QXA::QXAPackageQXTemplateStd*>(&record) != nullptr;
+}
+
+/// Selection goes by exact name and version, so a standard template named without a version is
+/// replaced by all versions that the target lists. One that is not listed stays as it is.
+QXL::QXLPackageList withVersions(QXA::QXAPkgM& manager, const QXL::QXLEID& eid,
+                                 const QXL::QXLPackageList& requested) {
+    if (std::none_of(requested.begin(), requested.end(),
+                     [](const auto& record) { return isVersionlessStandard(*record); })) {
+        return requested;
+    }
+    QXL::QXLPackageList listed;
+    if (manager.list(eid, {}, &listed, QXL::QXLPackageManagerListOptions(0)) != QXL::kPkgOk) {
+        return requested;
+    }
+    QXL::QXLPackageList expanded;
+    for (const auto& record : requested) {
+        const auto before = expanded.size();
+        if (isVersionlessStandard(*record)) {
+            std::copy_if(listed.begin(), listed.end(), std::back_inserter(expanded),
+                         [&](const QXL::QXLPackageSP& candidate) {
+                             return candidate->name == record->name &&
+                                    dynamic_cast<const QXA::QXAPackageQXTemplateStd*>(
+                                        candidate.get()) != nullptr;
+                         });
+        }
+        if (expanded.size() == before) {
+            expanded.push_back(record);
+        }
+    }
+    return expanded;
+}
+
+QXL::QXLPackageManagerListOptions listOptionsOf(const PackageOptions& options) {
+    unsigned flags = options.summary ? QXL::kPkgListSummary : 0U;
+    flags |= options.compatible ? QXL::kPkgListCompatible : 0U;
+    QXL::QXLPackageManagerListOptions listOptions(flags);
+    for (const auto& type : options.types) {
+        // The interface has one name for packages of every packaging.
+        listOptions.types.push_back(type == "deb" ? "rpm" : type);
+    }
+    return listOptions;
+}
+
+/// Calls the manager; fills `out` with the result records.
+int call(QXA::QXAPkgM& manager, const Request& request, const Target& target,
+         QXL::QXLPackageList& out) {
+    const auto& options = request.options;
+    const auto context = contextOf(options, target);
+    QXL::QXLPackageManagerOptions flags;
+    flags.flags = options.flags;
+    switch (request.operation) {
+        case Operation::install:
+            return manager.install(target.eid, installationsOf(options.names, context), &out,
+                                   flags);
+        case Operation::update:
+            return manager.update(target.eid, installationsOf(options.names, context), &out, flags);
+        case Operation::remove:
+            return manager.remove(target.eid, recordsOf(options.names, context), &out, flags);
+        case Operation::list:
+            return manager.list(
+                target.eid, withVersions(manager, target.eid, recordsOf(options.names, context)),
+                &out, listOptionsOf(options));
+        case Operation::info:
+            return manager.getInfo(
+                target.eid, withVersions(manager, target.eid, recordsOf(options.names, context)),
+                &out);
+        case Operation::fetch:
+            return manager.fetch(recordsOf(options.names, context));
+        case Operation::clean:
+            return manager.clean(recordsOf(options.names, context));
+    }
+    return QXL::kPkgFailed;
+}
+
+bool isServed(const Target& target) {
+    return target.node ||
+           (target.known && target.record.parent == QXL::QXLConfiguration::getLocalEID() &&
+            target.record.type == QXA::kTechnologyName);
+}
+
+/// What is wrong with a request that the interface would accept and then ignore; empty when
+/// nothing.
+std::string unusable(const Request& request, const Target& target) {
+    if (!target.known && !target.eid.isValid()) {
+        return "unknown container '" + target.label + "'";
+    }
+    if (!target.node || request.operation != Operation::install) {
+        return {};
+    }
+    for (const auto& name : request.options.names) {
+        if (!isPath(name)) {
+            return "the node installs template package files, and '" + name + "' is none";
+        }
+        if (!std::filesystem::exists(name)) {
+            return "there is no file '" + name + "'";
+        }
+    }
+    return {};
+}
+
+std::string asXml(const QXL::QXLPackageList& records) {
+    QXL::QXLXmlMessage message;
+    for (const auto& record : records) {
+        if (record != nullptr && message.append(*record) != 0) {
+            return {};
+        }
+    }
+    return message.text();
+}
+
+}  // namespace
+
+const char* operationName(Operation operation) {
+    switch (operation) {
+        case Operation::install:
+            return "install";
+        case Operation::remove:
+            return "remove";
+        case Operation::update:
+            return "update";
+        case Operation::list:
+            return "list";
+        case Operation::info:
+            return "info";
+        case Operation::fetch:
+            return "fetch";
+        case Operation::clean:
+            return "clean";
+    }
+    return "";
+}
+
+bool changes(Operation operation) {
+    return operation != Operation::list && operation != Operation::info;
+}
+
+Outcome runRequest(const Plugin& plugin, const Request& request, const Target& target) {
+    Outcome outcome;
+    outcome.operation = operationName(request.operation);
+    outcome.target = target.label;
+    outcome.message = unusable(request, target);
+    if (!outcome.message.empty()) {
+        outcome.code = QXL::kPkgFailed;
+        outcome.exitCode = target.known ? kExitUsage : kExitUnknownTarget;
+        return outcome;
+    }
+    const auto manager = plugin.createManager();
+    if (manager == nullptr) {
+        outcome.code = QXL::kPkgFailed;
+        outcome.message = "no package manager is registered for this node";
+        outcome.exitCode = kExitFailed;
+        return outcome;
+    }
+
+    RequestJournal journal(request, target);
+    QXL::clearErrorMessage();
+    QXL::QXLPackageList records;
+    outcome.code = call(*manager, request, target, records);
+    if (outcome.code != QXL::kPkgOk) {
+        outcome.message = QXL::getErrorMessage();
+        outcome.exitCode = exitCodeOf(
+            {outcome.code, outcome.message, QXL::getLastErrorData().code, isServed(target)});
+    } else if (!changes(request.operation) && !request.options.names.empty() && records.empty()) {
+        outcome.code = QXL::kPkgFailed;
+        outcome.message = "nothing matches what was asked for";
+        outcome.exitCode = kExitFailed;
+    }
+    outcome.packages = viewsOf(records);
+    if (request.wantXml) {
+        outcome.xml = asXml(records);
+    }
+    journal.end(outcome);
+    return outcome;
+}
+
+}  // namespace qxa

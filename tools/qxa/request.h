@@ -1,0 +1,30 @@
+// One package request on one target, made the way an agent makes it.
+#pragma once
+
+#include <string>
+
+#include "tools/qxa/options.h"
+#include "tools/qxa/outcome.h"
+#include "tools/qxa/plugin.h"
+#include "tools/qxa/targets.h"
+
+namespace qxa {
+
+enum class Operation { install, remove, update, list, info, fetch, clean };
+
+/// The word by which an operation is called on the command line and in the journal.
+const char* operationName(Operation operation);
+
+/// True for operations that change something and therefore stand in the journal.
+bool changes(Operation operation);
+
+struct Request {
+    Operation operation = Operation::list;
+    PackageOptions options;
+    bool wantXml = false;
+};
+
+/// Runs the request through the plug-in and journals it. Never throws for a request that fails.
+Outcome runRequest(const Plugin& plugin, const Request& request, const Target& target);
+
+}  // namespace qxa

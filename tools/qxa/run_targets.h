@@ -1,0 +1,21 @@
+// Runs one request on several targets.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "tools/qxa/outcome.h"
+#include "tools/qxa/targets.h"
+
+namespace qxa {
+
+using TargetRunner = std::function<Outcome(const Target&)>;
+using OutcomeSink = std::function<void(const Outcome&)>;
+
+/// Runs `runner` on every target and hands the outcomes to `sink` in the targets' order. One target
+/// is run in this process; several each in a process of their own, at most `jobs` at once, so that
+/// one that dies takes no other with it.
+void runOnTargets(const std::vector<Target>& targets, unsigned jobs, const TargetRunner& runner,
+                  const OutcomeSink& sink);
+
+}  // namespace qxa

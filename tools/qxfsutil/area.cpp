@@ -1,0 +1,175 @@
+// Opens areas and reads their directories.
+#include "tools/qxfsutil/area.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "src/area_format.h"
+
+namespace qxfsutil {
+
+namespace {
+
+struct CloseDirectory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+/// Content of a sticky regular file, of which at most 4096 bytes count.
+bool readShortcut(int directory, const std::string& name, std::string& text) {
+    const int descriptor =
+        openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    std::array<char, qxfs::kLinkTextMax> buffer;
+    const auto got = read(descriptor, buffer.data(), buffer.size());
+    close(descriptor);
+    if (got < 0) {
+        return false;
+    }
+    text.assign(buffer.data(), static_cast<std::size_t>(got));
+    return true;
+}
+
+bool readSymlink(int directory, const std::string& name, std::string& text) {
+    std::array<char, qxfs::kLinkTextMax> buffer;
+    const auto got = readlinkat(directory, name.c_str(), buffer.data(), buffer.size());
+    if (got < 0) {
+        return false;
+    }
+    text.assign(buffer.data(), static_cast<std::size_t>(got));
+    return true;
+}
+
+void readLink(int directory, DirectoryItem& item) {
+    const bool sticky = S_ISREG(item.info.st_mode) && (item.info.st_mode & S_ISVTX) != 0;
+    if (!sticky && !S_ISLNK(item.info.st_mode)) {
+        return;
+    }
+    std::string text;
+    const bool read =
+        sticky ? readShortcut(directory, item.name, text) : readSymlink(directory, item.name, text);
+    item.linkUnreadable = !read;
+    if (read && qxfs::is_magic_link(text.c_str())) {
+        item.link = std::move(text);
+    }
+}
+
+}  // namespace
+
+int openDirectory(const Area& area, const std::string& inside) {
+    const int root = open(area.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (root < 0) {
+        return -1;
+    }
+    struct open_how how {};
+    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
+    const auto relative = inside == "/" ? std::string(".") : inside.substr(1);
+    const auto descriptor = syscall(SYS_openat2, root, relative.c_str(), &how, sizeof how);
+    const int failure = errno;
+    close(root);
+    errno = failure;
+    return static_cast<int>(descriptor);
+}
+
+bool isMagic(const std::string& text) {
+    return text.starts_with("////");
+}
+
+std::string joined(const std::string& inside, const std::string& name) {
+    return inside == "/" ? "/" + name : inside + "/" + name;
+}
+
+std::string Area::absolute(const std::string& inside) const {
+    return inside == "/" ? root : root + inside;
+}
+
+std::string Area::templateFile(const std::string& link) const {
+    std::string relative = link;
+    relative.erase(0, std::min(relative.find_first_not_of('/'), relative.size()));
+    return templateRoot + "/" + relative;
+}
+
+bool openArea(const std::string& path, const std::string& templateRoot, Area& area,
+              std::string& error) {
+    std::error_code failure;
+    const auto absolute = std::filesystem::canonical(path, failure);
+    if (failure || !std::filesystem::is_directory(absolute)) {
+        error = "'" + path + "' is no directory" + (failure ? ": " + failure.message() : "");
+        return false;
+    }
+    area.name = path;
+    area.privateDir = absolute.string();
+    struct stat info {};
+    const auto root = area.privateDir + "/root";
+    const bool isPrivate = lstat(root.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    area.root = isPrivate ? root : area.privateDir;
+    area.templateRoot.clear();
+    if (templateRoot.empty()) {
+        return true;
+    }
+    const auto canonicalRoot = std::filesystem::canonical(templateRoot, failure);
+    if (failure) {
+        error = "can't use the template area '" + templateRoot + "': " + failure.message();
+        return false;
+    }
+    area.templateRoot = canonicalRoot.string();
+    return true;
+}
+
+const DirectoryItem* DirectoryListing::find(const std::string& name) const {
+    const auto found = std::lower_bound(
+        items.begin(), items.end(), name,
+        [](const DirectoryItem& item, const std::string& wanted) { return item.name < wanted; });
+    return found != items.end() && found->name == name ? &*found : nullptr;
+}
+
+int readDirectory(const Area& area, const std::string& inside, DirectoryListing& listing) {
+    const int descriptor = openDirectory(area, inside);
+    if (descriptor < 0) {
+        return errno;
+    }
+    const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(descriptor));
+    if (stream == nullptr) {
+        const int failure = errno;
+        close(descriptor);
+        return failure;
+    }
+    if (fstat(descriptor, &listing.info) != 0) {
+        return errno;
+    }
+    listing.items.clear();
+    errno = 0;
+    while (const auto* entry = readdir(stream.get())) {
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == "..") {
+            continue;
+        }
+        DirectoryItem item;
+        item.name = name;
+        if (fstatat(descriptor, entry->d_name, &item.info, AT_SYMLINK_NOFOLLOW) != 0) {
+            item.failure = errno;
+        } else {
+            readLink(descriptor, item);
+        }
+        listing.items.push_back(std::move(item));
+        errno = 0;
+    }
+    const int failure = errno;
+    std::sort(listing.items.begin(), listing.items.end(),
+              [](const DirectoryItem& a, const DirectoryItem& b) { return a.name < b.name; });
+    return failure;
+}
+
+}  // namespace qxfsutil

@@ -1,0 +1,176 @@
+// check: areas, each in a process of its own when several are given, and single index files.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "src/qxfsutil.h"
+#include "tools/qxfsutil/commands.h"
+#include "tools/qxfsutil/processes.h"
+#include "tools/qxfsutil/report.h"
+
+namespace qxfsutil {
+
+namespace {
+
+/// Shows on a terminal how far a check has come, on one line that the next result replaces.
+class Progress {
+public:
+    explicit Progress(bool wanted) : m_wanted(wanted && isatty(STDERR_FILENO) == 1) {}
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress() { clear(); }
+
+    void show(const CheckSummary& summary) {
+        constexpr std::uint64_t kStride = 64;
+        if (!m_wanted || summary.directories % kStride != 0) {
+            return;
+        }
+        std::fprintf(stderr, "\r%s: %llu directories, %llu findings", summary.area.c_str(),
+                     static_cast<unsigned long long>(summary.directories),
+                     static_cast<unsigned long long>(summary.findings));
+        m_shown = true;
+    }
+
+    void clear() {
+        if (m_shown) {
+            std::fputs("\r\033[K", stderr);
+            m_shown = false;
+        }
+    }
+
+private:
+    bool m_wanted;
+    bool m_shown = false;
+};
+
+std::string defaultUndoFile(const Area& area) {
+    char stamp[32];
+    const auto now = std::time(nullptr);
+    struct tm local {};
+    localtime_r(&now, &local);
+    std::strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%S", &local);
+    return area.privateDir + "/undo-" + stamp + "-" + std::to_string(getpid()) + ".qxundo";
+}
+
+bool openUndo(const Options& options, const Area& area, UndoRecord& undo, std::string& error) {
+    if (options.mode == RepairMode::report || options.noUndo) {
+        return true;
+    }
+    return undo.open(options.undoFile.empty() ? defaultUndoFile(area) : options.undoFile, error);
+}
+
+int checkOneArea(const Options& options, const Area& area) {
+    UndoRecord undo;
+    std::string error;
+    if (!openUndo(options, area, undo, error)) {
+        return reportFailure(options, "check", error);
+    }
+    Progress progress(!options.quiet && options.mode != RepairMode::ask);
+    const auto summary = checkArea(
+        area, options.mode, undo,
+        [&](const Finding& finding) {
+            progress.clear();
+            const auto text = options.json ? findingAsJson(area.name, finding)
+                                           : findingAsText(area.name, finding);
+            std::fputs(text.c_str(), stdout);
+        },
+        [&](const CheckSummary& sofar) { progress.show(sofar); });
+    progress.clear();
+    if (undo.isOpen() && summary.repaired == 0) {
+        unlink(undo.file().c_str());
+    }
+    for (const auto& failure : summary.failures) {
+        reportFailure(options, area.name, failure);
+    }
+    if (options.json) {
+        std::fputs(summaryAsJson(summary).c_str(), stdout);
+    } else if (!options.quiet) {
+        std::fputs(summaryAsText(summary).c_str(), stdout);
+    }
+    return exitCodeOf(summary);
+}
+
+/// An index file by itself: structure and checksum, and lost links when a root is given.
+int checkIndexFile(const Options& options, const std::string& path) {
+    const auto index = readIndexFile(path);
+    Area area;
+    area.name = path;
+    std::vector<Finding> findings;
+    const auto add = [&](FindingCode code, const std::string& templateFile = {}) {
+        findings.push_back({code, path, templateFile, index.reason, false});
+    };
+    if (!index.readable) {
+        return reportFailure(options, path, index.reason);
+    }
+    if (!index.sound) {
+        add(FindingCode::indexDamaged);
+    } else if (index.checksum != ChecksumState::good) {
+        add(index.checksum == ChecksumState::absent ? FindingCode::checksumAbsent
+                                                    : FindingCode::checksumWrong);
+    }
+    area.templateRoot = options.linkRoot;
+    for (const auto& entry : index.entries) {
+        const auto link = entry.link.has_value() ? *entry.link + "/" + entry.name : "";
+        if (area.looksAtTemplates() && !link.empty() && !lookUpTemplate(area, link).exists) {
+            add(FindingCode::linkLost, area.templateFile(link));
+        }
+    }
+    CheckSummary summary;
+    summary.area = path;
+    summary.indexed = 1;
+    summary.entries = index.entries.size();
+    for (const auto& finding : findings) {
+        ++summary.findings;
+        ++(kindOf(finding.code).severity == Severity::note ? summary.notesLeft
+                                                           : summary.errorsLeft);
+        std::fputs(
+            (options.json ? findingAsJson(path, finding) : findingAsText(path, finding)).c_str(),
+            stdout);
+    }
+    if (options.json) {
+        std::fputs(summaryAsJson(summary).c_str(), stdout);
+    } else if (!options.quiet) {
+        std::fputs(summaryAsText(summary).c_str(), stdout);
+    }
+    return exitCodeOf(summary);
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+}  // namespace
+
+int runCheck(const Options& options) {
+    if (options.verbose) {
+        constexpr int kEverything = 4;
+        set_log(kEverything, nullptr, "qxfsutil");
+    }
+    auto areasOnly = options;
+    areasOnly.names.clear();
+    std::vector<std::string> files;
+    for (const auto& name : options.names) {
+        (isDirectory(name) ? areasOnly.names : files).push_back(name);
+    }
+    int exitCode = kExitClean;
+    for (const auto& file : files) {
+        exitCode = std::max(exitCode, checkIndexFile(options, file));
+    }
+    std::vector<Area> areas;
+    if (!openAreas(areasOnly, areas)) {
+        return kExitOperational;
+    }
+    if (areas.size() > 1 && !options.undoFile.empty()) {
+        return reportFailure(options, "check", "one undo record is for one area; name one area");
+    }
+    return std::max(exitCode, runProcesses(areas.size(), options.jobs, [&](std::size_t place) {
+                        return checkOneArea(options, areas[place]);
+                    }));
+}
+
+}  // namespace qxfsutil

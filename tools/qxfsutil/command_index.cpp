@@ -1,0 +1,125 @@
+// Commands on single index files: dump, build, stat; and the table of findings.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "src/file_descriptor.h"
+#include "tools/qxfsutil/commands.h"
+#include "tools/qxfsutil/index_image.h"
+#include "tools/qxfsutil/report.h"
+
+namespace qxfsutil {
+
+namespace {
+
+bool readInput(const std::string& path, std::string& text) {
+    if (path != "-") {
+        return readFile(path, kMaxBuiltSize, text);
+    }
+    char buffer[65536];
+    for (auto got = std::fread(buffer, 1, sizeof buffer, stdin); got > 0;
+         got = std::fread(buffer, 1, sizeof buffer, stdin)) {
+        text.append(buffer, got);
+        if (text.size() > kMaxBuiltSize) {
+            errno = EFBIG;
+            return false;
+        }
+    }
+    return std::ferror(stdin) == 0;
+}
+
+bool writeBeside(const std::string& path, const std::string& bytes) {
+    const auto fresh = path + ".~new";
+    auto file = qxfs::open_for_writing(fresh.c_str(), O_WRONLY);
+    std::size_t done = 0;
+    ssize_t written = 0;
+    while (file.valid() && done < bytes.size() && written >= 0) {
+        written = write(file.get(), bytes.data() + done, bytes.size() - done);
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+    const bool good = file.valid() && written >= 0 && fsync(file.get()) == 0 && file.close() == 0 &&
+                      rename(fresh.c_str(), path.c_str()) == 0;
+    const int failure = errno;
+    if (!good) {
+        unlink(fresh.c_str());
+    }
+    errno = failure;
+    return good;
+}
+
+}  // namespace
+
+int runDump(const Options& options) {
+    int exitCode = kExitClean;
+    for (const auto& name : options.names) {
+        std::string bytes;
+        if (!readFile(name, kMaxBuiltSize, bytes)) {
+            return reportFailure(options, name, std::strerror(errno));
+        }
+        IndexText text;
+        std::string error;
+        if (!dumpImage(bytes, text, error)) {
+            reportFailure(options, name, error);
+            exitCode = kExitErrorsLeft;
+            continue;
+        }
+        std::fputs((options.json ? entriesAsJson(name, text.entries) : formatIndex(text)).c_str(),
+                   stdout);
+    }
+    return exitCode;
+}
+
+int runBuild(const Options& options) {
+    std::string text;
+    const auto& name = options.names.front();
+    if (!readInput(name, text)) {
+        return reportFailure(options, name, std::strerror(errno));
+    }
+    IndexText index;
+    std::string error;
+    std::string bytes;
+    if (!parseIndex(text, index, error)) {
+        reportFailure(options, name, error);
+        return kExitUsage;
+    }
+    if (!buildImage(index, bytes, error)) {
+        return reportFailure(options, name, error);
+    }
+    if (options.output.empty()) {
+        const bool written = std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size();
+        return written ? kExitClean : reportFailure(options, "build", std::strerror(errno));
+    }
+    return writeBeside(options.output, bytes)
+               ? kExitClean
+               : reportFailure(options, options.output, std::strerror(errno));
+}
+
+int runStat(const Options& options) {
+    int exitCode = kExitClean;
+    for (const auto& name : options.names) {
+        const auto index = readIndexFile(name);
+        if (!index.sound) {
+            reportFailure(options, name, index.reason);
+            exitCode = std::max<int>(exitCode, index.readable ? kExitErrorsLeft : kExitOperational);
+            continue;
+        }
+        const auto stat = statOf(index);
+        std::fputs((options.json ? statAsJson(name, stat) : statAsText(name, stat)).c_str(),
+                   stdout);
+    }
+    return exitCode;
+}
+
+int runFindings(const Options& /*options*/) {
+    for (const auto& kind : findingKinds()) {
+        std::printf("%-24s %-8s %s\n", kind.name, severityName(kind.severity), kind.text);
+        std::printf("%-24s %-8s %s\n", "", kind.preen ? "preen" : "",
+                    kind.repair[0] == '\0' ? "cannot be repaired" : kind.repair);
+    }
+    return kExitClean;
+}
+
+}  // namespace qxfsutil

@@ -1,0 +1,34 @@
+// The commands of qxfsutil. Each returns the exit code of the program.
+#pragma once
+
+#include "tools/qxfsutil/options.h"
+
+namespace qxfsutil {
+
+/// Checks areas, or single index files, and repairs areas as the mode says.
+int runCheck(const Options& options);
+int runIndex(const Options& options);
+int runUndo(const Options& options);
+int runRestore(const Options& options);
+
+int runList(const Options& options);
+int runCat(const Options& options);
+int runClone(const Options& options);
+/// @param missingOnly  only those that are not there
+int runUsed(const Options& options, bool missingOnly);
+
+int runDump(const Options& options);
+int runBuild(const Options& options);
+int runStat(const Options& options);
+
+/// The table of findings, as the manual has it.
+int runFindings(const Options& options);
+
+/// Reports that a command could not do its work. @return kExitOperational.
+int reportFailure(const Options& options, const std::string& what, const std::string& message);
+
+/// Opens the areas that the options name, by path and by container.
+/// @return false when one could not be opened; it has been reported.
+bool openAreas(const Options& options, std::vector<Area>& areas);
+
+}  // namespace qxfsutil

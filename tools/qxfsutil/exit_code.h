@@ -1,0 +1,14 @@
+// Exit codes of qxfsutil, as fsck tools have them.
+#pragma once
+
+namespace qxfsutil {
+
+enum ExitCode : int {
+    kExitClean = 0,
+    kExitCorrected = 1,    ///< faults were found and all of them were repaired
+    kExitErrorsLeft = 4,   ///< faults are left
+    kExitOperational = 8,  ///< the command could not do its work
+    kExitUsage = 16,
+};
+
+}  // namespace qxfsutil

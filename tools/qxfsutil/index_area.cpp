@@ -1,0 +1,281 @@
+// Creates indexes bottom up. What the library's own operation leaves behind when it is interrupted
+// is recognised here by the directory's mark, which it sets last:
+//   no index file              nothing was done yet: index the directory;
+//   unmarked, not whole        nothing was removed yet: drop the file and index the directory;
+//   unmarked and whole         links may have been removed: the index is the truth, complete it;
+//   marked                     bring it up to date with what stands in the directory.
+#include "tools/qxfsutil/index_area.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "src/file_descriptor.h"
+#include "src/qxfsutil.h"
+#include "tools/qxfsutil/repair.h"
+
+namespace qxfsutil {
+
+namespace {
+
+constexpr int kScanIndexable = 0;
+constexpr int kScanNotIndexable = 3;
+
+/// Sends a standard stream to nowhere for as long as it lives.
+class Silenced {
+public:
+    explicit Silenced(int stream) : m_stream(stream), m_saved(dup(stream)) {
+        std::fflush(nullptr);
+        const qxfs::FileDescriptor null(open("/dev/null", O_WRONLY | O_CLOEXEC));
+        dup2(null.get(), stream);
+    }
+    Silenced(const Silenced&) = delete;
+    Silenced& operator=(const Silenced&) = delete;
+    ~Silenced() {
+        std::fflush(nullptr);
+        dup2(m_saved, m_stream);
+        close(m_saved);
+    }
+
+private:
+    int m_stream;
+    int m_saved;
+};
+
+/// Messages by which the scan says why an entry cannot be indexed. Others only remark on it.
+bool isReason(std::string_view message) {
+    constexpr std::array<std::string_view, 7> starts{
+        "can't ",           "Can't ",     "Too long name", "Special file",
+        "Not a magic link", "magic link", "readlink"};
+    return message.starts_with("Warning: name mistmatch") ||
+           std::any_of(starts.begin(), starts.end(),
+                       [&](std::string_view start) { return message.starts_with(start); });
+}
+
+std::vector<std::string> reasonsIn(int log) {
+    std::string text;
+    std::array<char, 4096> buffer;
+    off_t offset = 0;
+    for (ssize_t got = 1; got > 0; offset += got) {
+        got = pread(log, buffer.data(), buffer.size(), offset);
+        text.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        if (got <= 0) {
+            break;
+        }
+    }
+    std::vector<std::string> reasons;
+    std::size_t start = 0;
+    while (start < text.size()) {
+        const auto end = std::min(text.find('\n', start), text.size());
+        const auto line = text.substr(start, end - start);
+        const auto message = line.find(": ");
+        if (message != std::string::npos && isReason(line.substr(message + 2))) {
+            reasons.push_back(line.substr(message + 2));
+        }
+        start = end + 1;
+    }
+    return reasons;
+}
+
+/// Scans the working directory once more, listening to what the library says about its entries.
+std::vector<std::string> whyNotIndexable(const Area& area) {
+    constexpr int kEverything = 4;
+    const qxfs::FileDescriptor log(memfd_create("scan", MFD_CLOEXEC));
+    const auto path = "/proc/self/fd/" + std::to_string(log.get());
+    const int level = qxfsutil_debug_level;
+    {
+        const Silenced output(STDOUT_FILENO);
+        const Silenced errors(STDERR_FILENO);
+        set_log(kEverything, path.c_str(), nullptr);
+        scan_dir_for_index(area.templateRoot.c_str(), 0);
+        set_log(level, nullptr, nullptr);
+    }
+    clean_memory();
+    namelist_clean(&rl_info);
+    auto reasons = reasonsIn(log.get());
+    if (reasons.empty()) {
+        reasons.emplace_back("it is empty");
+    }
+    return reasons;
+}
+
+struct DirectoryGlance {
+    std::vector<std::string> subdirectories;  ///< names
+    bool hasIndex = false;
+};
+
+bool glance(int descriptor, DirectoryGlance& seen) {
+    DIR* stream = fdopendir(dup(descriptor));
+    if (stream == nullptr) {
+        return false;
+    }
+    while (const auto* entry = readdir(stream)) {
+        const std::string_view name = entry->d_name;
+        if (name == "." || name == "..") {
+            continue;
+        }
+        unsigned char type = entry->d_type;
+        struct stat info {};
+        if (type == DT_UNKNOWN &&
+            fstatat(descriptor, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+            type = IFTODT(info.st_mode);
+        }
+        if (type == DT_DIR) {
+            seen.subdirectories.emplace_back(name);
+        }
+        seen.hasIndex = seen.hasIndex || (name == kIndexName && type == DT_REG);
+    }
+    closedir(stream);
+    std::sort(seen.subdirectories.begin(), seen.subdirectories.end());
+    return true;
+}
+
+class Indexer {
+public:
+    Indexer(const Area& area, const IndexOptions& options, const IndexSink& sink)
+        : m_area(area), m_options(options), m_sink(sink) {}
+
+    void run() {
+        // Parents are put on the stack before their children and taken up again after them.
+        m_pending.push_back({"/", false});
+        while (!m_pending.empty()) {
+            if (m_pending.back().entered) {
+                const auto path = std::move(m_pending.back().path);
+                m_pending.pop_back();
+                m_sink(indexDirectory(path));
+            } else {
+                enter();
+            }
+        }
+    }
+
+private:
+    struct Pending {
+        std::string path;
+        bool entered;
+    };
+
+    void enter() {
+        m_pending.back().entered = true;
+        const auto path = m_pending.back().path;
+        const qxfs::FileDescriptor directory(openDirectory(m_area, path));
+        DirectoryGlance seen;
+        if (directory.get() < 0 || !glance(directory.get(), seen)) {
+            return;
+        }
+        for (auto it = seen.subdirectories.rbegin(); it != seen.subdirectories.rend(); ++it) {
+            m_pending.push_back({joined(path, *it), false});
+        }
+    }
+
+    IndexOutcome indexDirectory(const std::string& path) {
+        IndexOutcome outcome;
+        outcome.path = path;
+        const qxfs::FileDescriptor directory(openDirectory(m_area, path));
+        DirectoryGlance seen;
+        struct stat info {};
+        if (directory.get() < 0 || !glance(directory.get(), seen) ||
+            fstat(directory.get(), &info) != 0 || fchdir(directory.get()) != 0) {
+            outcome.result = IndexResult::failed;
+            outcome.reasons.emplace_back(std::strerror(errno));
+            return outcome;
+        }
+        if (!seen.hasIndex) {
+            createIndex(outcome);
+        } else if ((info.st_mode & S_ISUID) == 0 && !isWhole()) {
+            if (m_options.dryRun || unlink(kIndexName) == 0) {
+                createIndex(outcome);
+            }
+        } else {
+            completeIndex(outcome);
+        }
+        return outcome;
+    }
+
+    static bool isWhole() {
+        const auto index = readIndexFile(kIndexName);
+        return index.sound && index.checksum == ChecksumState::good;
+    }
+
+    void createIndex(IndexOutcome& outcome) {
+        const int mode = m_options.convertSymlinks ? kConvertMode : 0;
+        int result = 0;
+        if (m_options.dryRun) {
+            result = scan_dir_for_index(m_area.templateRoot.c_str(), 0);
+            clean_memory();
+        } else {
+            result = create_dirindex(".", kIndexName, m_area.templateRoot.c_str(), mode);
+        }
+        const int failure = errno;
+        namelist_clean(&rl_info);
+        if (result == kScanIndexable) {
+            outcome.result = IndexResult::indexed;
+        } else if (result == kScanNotIndexable) {
+            outcome.result = IndexResult::notIndexable;
+            outcome.reasons = whyNotIndexable(m_area);
+        } else {
+            outcome.result = IndexResult::failed;
+            outcome.reasons.push_back(std::string("the index could not be created: ") +
+                                      std::strerror(failure));
+        }
+    }
+
+    void completeIndex(IndexOutcome& outcome) {
+        auto check = checkDirectory(m_area, outcome.path);
+        UndoRecord none;
+        const auto mode = m_options.dryRun ? RepairMode::report : RepairMode::preen;
+        outcome.reasons = DirectoryRepair(m_area, check, none).run(mode);
+        bool repaired = false;
+        for (const auto& found : check.findings) {
+            repaired = repaired || found.finding.repaired;
+        }
+        outcome.result = !outcome.reasons.empty() ? IndexResult::failed
+                         : repaired               ? IndexResult::completed
+                                                  : IndexResult::already;
+    }
+
+    /// Bit of the library's scan mode.
+    static constexpr int kConvertMode = 0x10;
+
+    const Area& m_area;
+    const IndexOptions& m_options;
+    const IndexSink& m_sink;
+    std::vector<Pending> m_pending;
+};
+
+}  // namespace
+
+const char* indexResultName(IndexResult result) {
+    switch (result) {
+        case IndexResult::indexed:
+            return "indexed";
+        case IndexResult::completed:
+            return "completed";
+        case IndexResult::already:
+            return "already";
+        case IndexResult::notIndexable:
+            return "not-indexable";
+        case IndexResult::failed:
+            return "failed";
+    }
+    return "";
+}
+
+void indexArea(const Area& area, const IndexOptions& options, const IndexSink& sink) {
+    const qxfs::FileDescriptor here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    Indexer(area, options, sink).run();
+    if (fchdir(here.get()) != 0) {
+        werror(errno, "can't return to the working directory");
+    }
+}
+
+}  // namespace qxfsutil

@@ -1,0 +1,193 @@
+// qxfsutil: directory indexes and whole container areas, from a shell.
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <map>
+
+#include "tools/cli/completion.h"
+#include "tools/qxfsutil/commands.h"
+#include "tools/qxfsutil/exit_code.h"
+
+namespace {
+
+using qxfsutil::Options;
+
+constexpr const char* kFooter =
+    R"(An AREA is a container's private area (it holds "root" and "lost_files"), or any
+tree. The template area is /qx/template unless --template-root says otherwise.
+
+Exit status: 0 clean, 1 everything found was repaired, 4 errors are left,
+8 the command could not do its work, 16 usage.)";
+
+/// The option tree, what it was filled with, and the command that was chosen.
+struct CommandLine {
+    CLI::App app{"Directory indexes, shortcuts and magic links of container areas", "qxfsutil"};
+    Options options;
+    std::string shell;
+    std::function<int()> command;
+};
+
+CLI::App* addCommand(CommandLine& line, const char* name, const char* help, const char* example,
+                     int (*run)(const Options&)) {
+    auto* command = line.app.add_subcommand(name, help);
+    command->fallthrough();
+    if (example[0] != '\0') {
+        command->footer(std::string("Example: ") + example);
+    }
+    command->callback([&line, run] { line.command = [&line, run] { return run(line.options); }; });
+    return command;
+}
+
+void addAreas(CLI::App* command, Options& options, const char* help) {
+    command->add_option("AREA", options.names, help);
+    command->add_option("--ct", options.containers, "Areas of these containers")
+        ->delimiter(',')
+        ->check(CLI::Range(1, 2147483647));
+    command->add_option("-j,--jobs", options.jobs, "Areas worked on at once")
+        ->check(CLI::Range(1U, 256U));
+}
+
+void addArea(CLI::App* command, Options& options) {
+    command->add_option("AREA", options.area, "The area")->required();
+}
+
+void addMode(CLI::App* command, Options& options, const char* flag, qxfsutil::RepairMode mode,
+             const char* help) {
+    command->add_flag_callback(
+        flag,
+        [&options, mode] {
+            options.mode = mode;
+            options.modeGiven = true;
+        },
+        help);
+}
+
+void addAreaCommands(CommandLine& line) {
+    auto& options = line.options;
+    auto* index = addCommand(line, "index", "Index every directory that can carry an index",
+                             "qxfsutil index --ct 101", qxfsutil::runIndex);
+    addAreas(index, options, "Areas to index");
+    index->add_flag("--convert-symlinks", options.convertSymlinks,
+                    "Turn magic symlinks into shortcuts first");
+    index->add_flag("--dry-run", options.dryRun, "Change nothing");
+
+    auto* check = addCommand(line, "check", "Check areas, or single index files, and repair areas",
+                             "qxfsutil check -p /qx/private/101", qxfsutil::runCheck);
+    addAreas(check, options, "Areas or index files");
+    using qxfsutil::RepairMode;
+    addMode(check, options, "-n", RepairMode::report,
+            "Report only; the default without a terminal and with --json");
+    addMode(check, options, "-p", RepairMode::preen, "Make repairs that cannot lose anything");
+    addMode(check, options, "-y", RepairMode::yes, "Make every repair");
+    check->add_option("--root", options.linkRoot, "Of index files: look links up below DIR")
+        ->type_name("DIR");
+    check
+        ->add_option("--undo", options.undoFile,
+                     "Write the undo record here; default: in the private area")
+        ->type_name("FILE");
+    check->add_flag("--no-undo", options.noUndo, "Write no undo record");
+
+    auto* undo = addCommand(line, "undo", "Undo the repairs of a check",
+                            "qxfsutil undo /qx/private/101/undo-20261120T200000-7.qxundo",
+                            qxfsutil::runUndo);
+    undo->add_option("FILE", options.undoFile, "The undo record")->required();
+
+    auto* restore = addCommand(line, "restore", "Move items back from lost_files",
+                               "qxfsutil restore /qx/private/101 /etc/motd", qxfsutil::runRestore);
+    addArea(restore, options);
+    restore->add_option("PATH", options.names, "Paths inside the container")->required();
+
+    auto* list = addCommand(line, "ls", "List what the container sees",
+                            "qxfsutil ls /qx/private/101 /etc", qxfsutil::runList);
+    addArea(list, options);
+    list->add_option("PATH", options.names, "Paths inside the container");
+
+    auto* cat = addCommand(line, "cat", "Print files as the container sees them",
+                           "qxfsutil cat /qx/private/101 /etc/hostname", qxfsutil::runCat);
+    addArea(cat, options);
+    cat->add_option("PATH", options.names, "Paths inside the container")->required();
+
+    auto* clone = addCommand(line, "clone", "Give links into a template cache its new identifier",
+                             "", qxfsutil::runClone);
+    addArea(clone, options);
+    clone->add_option("OLD", options.oldId, "The identifier now")->required();
+    clone->add_option("NEW", options.newId, "The new one, of the same length")->required();
+
+    auto* used = addCommand(line, "used", "Template files that areas refer to",
+                            "qxfsutil used /qx/private/*",
+                            [](const Options& given) { return qxfsutil::runUsed(given, false); });
+    addAreas(used, options, "The areas");
+    auto* missing =
+        addCommand(line, "missing", "Template files that areas refer to and that are not there",
+                   "qxfsutil missing /qx/private/*",
+                   [](const Options& given) { return qxfsutil::runUsed(given, true); });
+    addAreas(missing, options, "The areas");
+}
+
+void addIndexCommands(CommandLine& line) {
+    auto& options = line.options;
+    auto* dump = addCommand(line, "dump", "Print an index as text", "qxfsutil dump ._qxlnk_.",
+                            qxfsutil::runDump);
+    dump->add_option("INDEX", options.names, "Index files")->required();
+
+    auto* build = addCommand(line, "build", "Make an index of its text",
+                             "qxfsutil build -o ._qxlnk_. index.txt", qxfsutil::runBuild);
+    build->add_option("TEXT", options.names, "The text; - is standard input")
+        ->required()
+        ->expected(1);
+    build->add_option("-o,--output", options.output, "Where to write; default: standard output")
+        ->type_name("FILE");
+
+    auto* stat = addCommand(line, "stat", "Figures about an index", "qxfsutil stat ._qxlnk_.",
+                            qxfsutil::runStat);
+    stat->add_option("INDEX", options.names, "Index files")->required();
+
+    addCommand(line, "findings", "List everything that a check can find", "",
+               qxfsutil::runFindings);
+
+    auto* completion = line.app.add_subcommand("completion", "Print a shell's completion script");
+    completion->add_option("SHELL", line.shell, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+    completion->callback(
+        [&line] { line.command = [&line] { return cli::printCompletion(line.app, line.shell); }; });
+}
+
+void build(CommandLine& line) {
+    line.app.require_subcommand(1);
+    line.app.footer(kFooter);
+    auto& options = line.options;
+    line.app.add_flag("--json", options.json, "One JSON object a line");
+    line.app.add_flag("-q,--quiet", options.quiet, "Print findings and failures only");
+    line.app.add_flag("-v,--verbose", options.verbose, "Show the library's messages");
+    line.app.add_option("--template-root", options.templateRoot, "The template area")
+        ->type_name("DIR");
+    addAreaCommands(line);
+    addIndexCommands(line);
+}
+
+bool canAsk() {
+    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CommandLine line;
+    build(line);
+    try {
+        line.app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return line.app.exit(error) == 0 ? qxfsutil::kExitClean : qxfsutil::kExitUsage;
+    }
+    if (!line.options.modeGiven && canAsk() && !line.options.json) {
+        line.options.mode = qxfsutil::RepairMode::ask;
+    }
+    try {
+        return line.command();
+    } catch (const std::exception& error) {
+        return qxfsutil::reportFailure(line.options, "internal", error.what());
+    }
+}

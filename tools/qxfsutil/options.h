@@ -1,0 +1,36 @@
+// Options of the qxfsutil command line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/qxfsutil/repair.h"
+
+namespace qxfsutil {
+
+/// Where the container file system expects template files.
+inline constexpr const char* kDefaultTemplateRoot = "/qx/template";
+
+struct Options {
+    bool json = false;
+    bool quiet = false;
+    bool verbose = false;
+    unsigned jobs = 1;
+
+    std::vector<std::string> names;  ///< areas, indexes, or paths
+    std::vector<int> containers;     ///< areas by container number
+    std::string templateRoot = kDefaultTemplateRoot;
+    std::string linkRoot;  ///< of `check INDEX`: look links up below it
+    RepairMode mode = RepairMode::report;
+    bool modeGiven = false;
+    std::string undoFile;
+    bool noUndo = false;
+    bool convertSymlinks = false;
+    bool dryRun = false;
+    std::string area;  ///< of commands that take one and something else
+    std::string oldId;
+    std::string newId;
+    std::string output;  ///< of `build`
+};
+
+}  // namespace qxfsutil

@@ -1,0 +1,71 @@
+// Repairs what the check of a directory found, as far as it is allowed to.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/qxfsutil/area.h"
+#include "tools/qxfsutil/check_directory.h"
+#include "tools/qxfsutil/undo_record.h"
+
+namespace qxfsutil {
+
+enum class RepairMode {
+    report,  ///< change nothing
+    preen,   ///< repairs that cannot lose anything
+    yes,     ///< every repair; damaged items are moved to lost_files
+    ask,     ///< ask before each
+};
+
+/// What is done about one finding.
+enum class Disposal {
+    leave,
+    repair,
+    moveAside,  ///< to lost_files
+    remove,
+};
+
+/// Decides about a finding as the mode says; asks on the terminal when it says so.
+Disposal decide(RepairMode mode, const Finding& finding);
+
+/// Repairs the findings of one directory and marks those that were repaired.
+class DirectoryRepair {
+public:
+    /// @param undo gets every change before it is made.
+    DirectoryRepair(const Area& area, DirectoryCheck& check, UndoRecord& undo)
+        : m_area(area), m_check(check), m_undo(undo) {}
+
+    /// @return messages about repairs that failed; empty when all that was to be done was done.
+    std::vector<std::string> run(RepairMode mode);
+
+private:
+    void repairItem(DirectoryFinding& found, Disposal disposal);
+    void planEntry(DirectoryFinding& found, Disposal disposal);
+    void rebuildIndex();
+    void writeIndex();
+    void dropEntriesOf(const std::string& name);
+    void removeItem(DirectoryFinding& found);
+    void moveAside(DirectoryFinding& found);
+    void setMark(DirectoryFinding& found, bool marked);
+    void setAttributes(DirectoryFinding& found);
+    bool record(const std::string& path, bool withContent);
+    void fail(const std::string& what, const std::string& path);
+
+    /// The entry that describes an item as it stands in place; none when no index can describe it.
+    std::optional<IndexEntry> entryOf(const DirectoryItem& item) const;
+
+    const Area& m_area;
+    DirectoryCheck& m_check;
+    UndoRecord& m_undo;
+    std::vector<IndexEntry> m_entries;  ///< of the new index
+    std::vector<bool> m_dropped;        ///< entries of the old index that the new one leaves out
+    std::vector<DirectoryFinding*> m_byIndex;  ///< repaired once the new index is in its place
+    bool m_rewrite = false;
+    std::vector<std::string> m_failures;
+};
+
+/// Moves an item of lost_files back to where it came from. @return false with the reason in
+/// `error`.
+bool restoreLost(const Area& area, const std::string& inside, std::string& error);
+
+}  // namespace qxfsutil

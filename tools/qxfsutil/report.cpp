@@ -1,0 +1,174 @@
+// Text and JSON of everything that qxfsutil reports.
+#include "tools/qxfsutil/report.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "src/qxfsutil.h"
+
+namespace qxfsutil {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string line(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::string modeText(mode_t mode) {
+    constexpr const char* bits = "rwxrwxrwx";
+    std::string text = type_str(mode >> 12 & 15);
+    for (int bit = 0; bit < 9; ++bit) {
+        text += (mode & (0400U >> bit)) != 0 ? bits[bit] : '-';
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string findingAsText(const std::string& area, const Finding& finding) {
+    const auto& kind = kindOf(finding.code);
+    std::string text = area + ": " + severityName(kind.severity) + ": " + describe(finding);
+    if (finding.repaired) {
+        text += ": repaired";
+    } else if (kind.repair[0] != '\0') {
+        text += std::string("; a repair would: ") + kind.repair;
+    }
+    return text + '\n';
+}
+
+std::string findingAsJson(const std::string& area, const Finding& finding) {
+    const auto& kind = kindOf(finding.code);
+    return line({{"area", area},
+                 {"finding", kind.name},
+                 {"severity", severityName(kind.severity)},
+                 {"path", finding.path},
+                 {"template", finding.templateFile},
+                 {"text", kind.text},
+                 {"detail", finding.detail},
+                 {"repair", kind.repair},
+                 {"preen", kind.preen},
+                 {"repaired", finding.repaired}});
+}
+
+std::string summaryAsText(const CheckSummary& summary) {
+    const auto left = summary.findings - summary.repaired;
+    std::string text = summary.area + ": " + std::to_string(summary.directories) +
+                       " directories, " + std::to_string(summary.indexed) + " indexed with " +
+                       std::to_string(summary.entries) + " entries: ";
+    if (summary.findings == 0) {
+        text += "clean";
+    } else {
+        text += std::to_string(summary.findings) + " findings, " +
+                std::to_string(summary.repaired) + " repaired, " + std::to_string(left) + " left";
+    }
+    if (!summary.undoRecord.empty()) {
+        text += "; undo with: qxfsutil undo " + summary.undoRecord;
+    }
+    return text + '\n';
+}
+
+std::string summaryAsJson(const CheckSummary& summary) {
+    return line({{"area", summary.area},
+                 {"summary",
+                  {{"directories", summary.directories},
+                   {"indexed", summary.indexed},
+                   {"entries", summary.entries},
+                   {"findings", summary.findings},
+                   {"repaired", summary.repaired},
+                   {"errorsLeft", summary.errorsLeft},
+                   {"notesLeft", summary.notesLeft},
+                   {"failures", summary.failures},
+                   {"undoRecord", summary.undoRecord},
+                   {"exit", static_cast<int>(exitCodeOf(summary))}}}});
+}
+
+std::string indexedAsText(const std::string& area, const IndexOutcome& outcome) {
+    std::string text =
+        area + ": " + indexResultName(outcome.result) + ": " + escaped(outcome.path) + '\n';
+    for (const auto& reason : outcome.reasons) {
+        text += "    " + reason + '\n';
+    }
+    return text;
+}
+
+std::string indexedAsJson(const std::string& area, const IndexOutcome& outcome) {
+    return line({{"area", area},
+                 {"path", outcome.path},
+                 {"result", indexResultName(outcome.result)},
+                 {"reasons", outcome.reasons}});
+}
+
+std::string statAsText(const std::string& name, const IndexStat& stat) {
+    char text[1024];
+    std::snprintf(text, sizeof text,
+                  "  %-18s %llu bytes\n  %-18s %llu (%llu directories, %llu from templates)\n"
+                  "  %-18s %llu\n  %-18s %u, %u used, longest chain %u\n  %-18s %llu bytes\n"
+                  "  %-18s %.1f\n  %-18s %s\n",
+                  "size", static_cast<unsigned long long>(stat.size), "entries",
+                  static_cast<unsigned long long>(stat.entries),
+                  static_cast<unsigned long long>(stat.directories),
+                  static_cast<unsigned long long>(stat.linked), "link strings",
+                  static_cast<unsigned long long>(stat.links), "buckets", stat.buckets,
+                  stat.usedBuckets, stat.longestChain, "gaps",
+                  static_cast<unsigned long long>(stat.gapBytes), "bytes per entry",
+                  stat.bytesPerEntry, "checksum", checksumName(stat.checksum));
+    return name + "\n" + text;
+}
+
+std::string statAsJson(const std::string& name, const IndexStat& stat) {
+    return line({{"index", name},
+                 {"size", stat.size},
+                 {"entries", stat.entries},
+                 {"directories", stat.directories},
+                 {"linked", stat.linked},
+                 {"links", stat.links},
+                 {"buckets", stat.buckets},
+                 {"usedBuckets", stat.usedBuckets},
+                 {"longestChain", stat.longestChain},
+                 {"gapBytes", stat.gapBytes},
+                 {"bytesPerEntry", stat.bytesPerEntry},
+                 {"checksum", checksumName(stat.checksum)}});
+}
+
+std::string entriesAsJson(const std::string& name, const std::vector<IndexEntry>& entries) {
+    auto list = Json::array();
+    for (const auto& entry : entries) {
+        list.push_back({{"name", entry.name},
+                        {"type", type_str(entry.type)},
+                        {"ino", entry.ino},
+                        {"link", entry.link.has_value() ? Json(*entry.link) : Json(nullptr)}});
+    }
+    return line({{"index", name}, {"entries", std::move(list)}});
+}
+
+std::string seenAsText(const SeenEntry& entry) {
+    std::string text = modeText(entry.resolved.info.st_mode) + ' ' +
+                       std::to_string(entry.resolved.info.st_size) + ' ' + escaped(entry.name);
+    if (!entry.target.empty()) {
+        text += " -> " + escaped(entry.target);
+    }
+    if (entry.resolved.fromTemplate) {
+        text += " [template " + escaped(entry.resolved.file) + "]";
+    }
+    return text + '\n';
+}
+
+std::string seenAsJson(const SeenEntry& entry) {
+    const auto& info = entry.resolved.info;
+    return line({{"name", entry.name},
+                 {"type", type_str(info.st_mode >> 12 & 15)},
+                 {"mode", info.st_mode & 07777},
+                 {"uid", info.st_uid},
+                 {"gid", info.st_gid},
+                 {"size", info.st_size},
+                 {"target", entry.target},
+                 {"template", entry.resolved.fromTemplate ? entry.resolved.file : ""}});
+}
+
+std::string failureAsJson(const std::string& what, const std::string& message) {
+    return line({{"failed", what}, {"message", message}});
+}
+
+}  // namespace qxfsutil

@@ -1,0 +1,27 @@
+// What qxfsutil prints: lines for people, one JSON object a line for programs.
+#pragma once
+
+#include <string>
+
+#include "tools/qxfsutil/check_area.h"
+#include "tools/qxfsutil/index_area.h"
+#include "tools/qxfsutil/index_stat.h"
+#include "tools/qxfsutil/resolve.h"
+
+namespace qxfsutil {
+
+// Every line below ends in a newline. Bytes that are no valid UTF-8 become U+FFFD in JSON.
+std::string findingAsText(const std::string& area, const Finding& finding);
+std::string findingAsJson(const std::string& area, const Finding& finding);
+std::string summaryAsText(const CheckSummary& summary);
+std::string summaryAsJson(const CheckSummary& summary);
+std::string indexedAsText(const std::string& area, const IndexOutcome& outcome);
+std::string indexedAsJson(const std::string& area, const IndexOutcome& outcome);
+std::string statAsText(const std::string& name, const IndexStat& stat);
+std::string statAsJson(const std::string& name, const IndexStat& stat);
+std::string entriesAsJson(const std::string& name, const std::vector<IndexEntry>& entries);
+std::string seenAsText(const SeenEntry& entry);
+std::string seenAsJson(const SeenEntry& entry);
+std::string failureAsJson(const std::string& what, const std::string& message);
+
+}  // namespace qxfsutil

@@ -1,0 +1,299 @@
+// Writes, reads and applies undo records.
+#include "tools/qxfsutil/undo_record.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+namespace qxfsutil {
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::array kStateNames{"absent", "regular", "symlink", "other"};
+
+std::string hexOf(const std::string& bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+std::string bytesOf(const std::string& hex) {
+    if (hex.size() % 2 != 0) {
+        throw std::invalid_argument("an odd number of hexadecimal digits");
+    }
+    std::string bytes;
+    bytes.reserve(hex.size() / 2);
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
+Json timeJson(const timespec& time) {
+    return {time.tv_sec, time.tv_nsec};
+}
+
+timespec timeOf(const Json& json) {
+    return {json.at(0).get<time_t>(), json.at(1).get<long>()};
+}
+
+Json stateJson(const PathState& state) {
+    return {{"kind", kStateNames[static_cast<std::size_t>(state.kind)]},
+            {"mode", state.mode},
+            {"uid", state.uid},
+            {"gid", state.gid},
+            {"atime", timeJson(state.accessed)},
+            {"mtime", timeJson(state.modified)},
+            {"content", hexOf(state.content)}};
+}
+
+PathState stateOf(const Json& json) {
+    PathState state;
+    const auto kind = json.at("kind").get<std::string>();
+    const auto* found = std::find(kStateNames.begin(), kStateNames.end(), kind);
+    if (found == kStateNames.end()) {
+        throw std::invalid_argument("unknown kind '" + kind + "'");
+    }
+    state.kind = static_cast<PathState::Kind>(found - kStateNames.begin());
+    state.mode = json.at("mode");
+    state.uid = json.at("uid");
+    state.gid = json.at("gid");
+    state.accessed = timeOf(json.at("atime"));
+    state.modified = timeOf(json.at("mtime"));
+    state.content = bytesOf(json.at("content"));
+    return state;
+}
+
+// Paths are any bytes, so they travel as hexadecimal digits too.
+Json stepJson(const UndoStep& step) {
+    auto made = Json::array();
+    for (const auto& directory : step.madeDirectories) {
+        made.push_back(hexOf(directory));
+    }
+    return {{"step", step.kind == UndoStep::Kind::move ? "move" : "restore"},
+            {"path", hexOf(step.path)},
+            {"to", hexOf(step.movedTo)},
+            {"made", std::move(made)},
+            {"state", stateJson(step.state)},
+            {"parent", stateJson(step.parent)}};
+}
+
+UndoStep stepOf(const Json& json) {
+    UndoStep step;
+    step.kind = json.at("step") == "move" ? UndoStep::Kind::move : UndoStep::Kind::restore;
+    step.path = bytesOf(json.at("path"));
+    step.movedTo = bytesOf(json.at("to"));
+    for (const auto& directory : json.at("made")) {
+        step.madeDirectories.push_back(bytesOf(directory));
+    }
+    step.state = stateOf(json.at("state"));
+    step.parent = stateOf(json.at("parent"));
+    return step;
+}
+
+bool writeAll(int descriptor, const std::string& text) {
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const auto written = ::write(descriptor, text.data() + done, text.size() - done);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool readContent(const std::string& path, std::uint64_t size, std::string& content) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    content.resize(size);
+    std::size_t done = 0;
+    ssize_t got = 1;
+    while (done < content.size() && got > 0) {
+        got = ::read(descriptor, content.data() + done, content.size() - done);
+        done += got > 0 ? static_cast<std::size_t>(got) : 0;
+    }
+    const int failure = errno;
+    close(descriptor);
+    errno = failure;
+    content.resize(done);
+    return got >= 0;
+}
+
+std::string directoryOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos || slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool failed(const std::string& what, const std::string& path, std::string& error) {
+    error = "can't " + what + " '" + path + "': " + std::strerror(errno);
+    return false;
+}
+
+bool setTimes(const std::string& path, const PathState& state) {
+    const std::array times{state.accessed, state.modified};
+    return utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool setAttributes(const std::string& path, const PathState& state, std::string& error) {
+    if (lchown(path.c_str(), state.uid, state.gid) != 0) {
+        return failed("change the owner of", path, error);
+    }
+    if (state.kind != PathState::Kind::symlink && chmod(path.c_str(), state.mode & 07777) != 0) {
+        return failed("change the mode of", path, error);
+    }
+    return setTimes(path, state) || failed("set the times of", path, error);
+}
+
+/// Makes the path again beside its place and renames it there.
+bool recreate(const std::string& path, const PathState& state, std::string& error) {
+    const std::string beside = path + ".qxundo";
+    unlink(beside.c_str());
+    if (state.kind == PathState::Kind::symlink) {
+        if (symlink(state.content.c_str(), beside.c_str()) != 0) {
+            return failed("create", beside, error);
+        }
+    } else {
+        const int descriptor =
+            ::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (descriptor < 0) {
+            return failed("create", beside, error);
+        }
+        const bool written = writeAll(descriptor, state.content) && fsync(descriptor) == 0;
+        close(descriptor);
+        if (!written) {
+            return failed("write", beside, error);
+        }
+    }
+    return setAttributes(beside, state, error) &&
+           (rename(beside.c_str(), path.c_str()) == 0 || failed("rename", beside, error));
+}
+
+bool restorePath(const UndoStep& step, std::string& error) {
+    switch (step.state.kind) {
+        case PathState::Kind::absent:
+            return unlink(step.path.c_str()) == 0 || errno == ENOENT ||
+                   failed("remove", step.path, error);
+        case PathState::Kind::regular:
+        case PathState::Kind::symlink:
+            return recreate(step.path, step.state, error);
+        case PathState::Kind::other:
+            return setAttributes(step.path, step.state, error);
+    }
+    return false;
+}
+
+bool moveBack(const UndoStep& step, std::string& error) {
+    if (rename(step.movedTo.c_str(), step.path.c_str()) != 0 && errno != ENOENT) {
+        return failed("move back", step.movedTo, error);
+    }
+    // A directory that got something else in the meantime stays.
+    for (auto it = step.madeDirectories.rbegin(); it != step.madeDirectories.rend(); ++it) {
+        rmdir(it->c_str());
+    }
+    return true;
+}
+
+}  // namespace
+
+bool readState(const std::string& path, bool withContent, PathState& state) {
+    state = {};
+    struct stat info {};
+    if (lstat(path.c_str(), &info) != 0) {
+        return errno == ENOENT;
+    }
+    state.mode = info.st_mode;
+    state.uid = info.st_uid;
+    state.gid = info.st_gid;
+    state.accessed = info.st_atim;
+    state.modified = info.st_mtim;
+    state.kind = PathState::Kind::other;
+    if (!withContent) {
+        return true;
+    }
+    const auto size = static_cast<std::uint64_t>(info.st_size);
+    if (S_ISLNK(info.st_mode)) {
+        state.kind = PathState::Kind::symlink;
+        state.content = std::filesystem::read_symlink(path).string();
+        return true;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return true;
+    }
+    state.kind = PathState::Kind::regular;
+    if (size > kMaxRecordedContent) {
+        errno = EFBIG;
+        return false;
+    }
+    return readContent(path, size, state.content);
+}
+
+UndoRecord::~UndoRecord() {
+    if (m_descriptor >= 0) {
+        close(m_descriptor);
+    }
+}
+
+bool UndoRecord::open(const std::string& file, std::string& error) {
+    m_descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    m_file = file;
+    return m_descriptor >= 0 || failed("create the undo record", file, error);
+}
+
+bool UndoRecord::add(const UndoStep& step) {
+    return m_descriptor < 0 ||
+           (writeAll(m_descriptor, stepJson(step).dump() + '\n') && fdatasync(m_descriptor) == 0);
+}
+
+bool readRecord(const std::string& file, std::vector<UndoStep>& steps, std::string& error) {
+    steps.clear();
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        return failed("open the undo record", file, error);
+    }
+    std::string line;
+    for (std::size_t number = 1; std::getline(stream, line); ++number) {
+        if (stream.eof()) {
+            break;
+        }
+        try {
+            steps.push_back(stepOf(Json::parse(line)));
+        } catch (const std::exception& fault) {
+            error = file + ":" + std::to_string(number) + ": " + fault.what();
+            return false;
+        }
+    }
+    return true;
+}
+
+bool undoStep(const UndoStep& step, std::string& error) {
+    const bool done =
+        step.kind == UndoStep::Kind::move ? moveBack(step, error) : restorePath(step, error);
+    if (!done) {
+        return false;
+    }
+    const auto parent = directoryOf(step.path);
+    return step.parent.kind == PathState::Kind::absent || setTimes(parent, step.parent) ||
+           failed("set the times of", parent, error);
+}
+
+}  // namespace qxfsutil
