@@ -26,6 +26,7 @@ int write_line(FILE* file, const char* format, va_list arguments, int newline) {
     char stamp[64];
     const time_t now = time(nullptr);
     tm local{};
+    tzset();
     localtime_r(&now, &local);
     strftime(stamp, sizeof stamp, "%Y-%m-%dT%T%z", &local);
     if (fprintf(file, "%s ", stamp) < 0) {
