@@ -1,0 +1,34 @@
+/* qxctl.h: C interface of the container control library (libqxctl): how a container's area is laid
+ * out on disk.
+ *
+ * Threads: calls are independent of each other; the library keeps no state. */
+#ifndef QXCTL_QXCTL_H
+#define QXCTL_QXCTL_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define QXCTL_API __attribute__((visibility("default")))
+
+/* First layout that keeps a container's files in the directory "fs" of its area. */
+#define QXCTL_LAYOUT_FS 4
+
+/* The layout version of a container's area.
+ *
+ * path: in, the area's directory (the container's VE_PRIVATE), followed when it is a link.
+ *
+ * The place of the area's VERSION link tells the layout:
+ *   4  the area holds a directory "fs" (no link) with a symbolic link "VERSION" in it;
+ *   3  any other directory: the link, if there is one, stands in the area itself.
+ * What the link says refines this, and is the caller's to read.
+ *
+ * Result: 4 or 3; -1 with errno when path is null (EINVAL), is no directory (ENOTDIR), or cannot be
+ * examined. A caller that only tests "below 4" looks into the area itself then. */
+QXCTL_API int qxctl_env_layout_version(const char *path);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

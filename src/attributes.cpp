@@ -1,0 +1,58 @@
+// Owner, permission bits and times of an entry, set without ever following a link.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <cerrno>
+
+#include "src/area_format.h"
+#include "src/qxfsutil.h"
+
+namespace {
+
+// Calls of the container kernel, which sets both on a symbolic link itself.
+constexpr long kLchmodCall = 516;
+constexpr long kLutimeCall = 517;
+
+int set_times(const char* path, const struct stat& st) {
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    return utimensat(AT_FDCWD, path, times, AT_SYMLINK_NOFOLLOW);
+}
+
+// On a kernel without the two calls the bits are left: nothing looks at those of a link there.
+int set_link_mode(const char* path, mode_t mode) {
+    const long result = syscall(kLchmodCall, path, mode);
+    return result == 0 || errno == ENOSYS ? 0 : -1;
+}
+
+int set_link_times(const char* path, const struct stat& st) {
+    const struct utimbuf times = {.actime = st.st_atime, .modtime = st.st_mtime};
+    if (syscall(kLutimeCall, path, &times) == 0) {
+        return 0;
+    }
+    return errno == ENOSYS ? set_times(path, st) : -1;
+}
+
+}  // namespace
+
+int set_attr(const char* path, const struct stat* st) {
+    if (lchown(path, st->st_uid, st->st_gid) != 0) {
+        return -1;
+    }
+    const mode_t mode = st->st_mode & qxfs::kPermissionMask;
+    if (S_ISLNK(st->st_mode)) {
+        return set_link_mode(path, mode) == 0 && set_link_times(path, *st) == 0 ? 0 : -1;
+    }
+    return fchmodat(AT_FDCWD, path, mode, AT_SYMLINK_NOFOLLOW) == 0 && set_times(path, *st) == 0
+               ? 0
+               : -1;
+}
+
+int compare_stat(const struct stat* a, const struct stat* b) {
+    const auto bits = [](const struct stat* st) {
+        return (st->st_mode & qxfs::kPermissionMask) | qxfs::kShortcutBit;
+    };
+    return a->st_uid == b->st_uid && a->st_gid == b->st_gid && bits(a) == bits(b) ? 0 : 1;
+}

@@ -1,0 +1,80 @@
+// Inode attribute flags, as chattr(1) shows them.
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+#include "src/file_descriptor.h"
+#include "src/inode_flags.h"
+#include "src/qxfsutil.h"
+
+namespace {
+
+using qxfs::FileDescriptor;
+
+// The kernel reads and writes an int here, whatever the request's number says.
+bool read_flags(int fd, unsigned& flags) {
+    int value = 0;
+    if (ioctl(fd, FS_IOC_GETFLAGS, &value) != 0) {
+        return false;
+    }
+    flags = static_cast<unsigned>(value);
+    return true;
+}
+
+}  // namespace
+
+// A file system marks every file with flags of its own layout (extents and the like), which say
+// nothing about the file: only what a user can set counts.
+unsigned qxfs::user_flags(unsigned flags) {
+    return flags & FS_FL_USER_MODIFIABLE;
+}
+
+bool qxfs::has_user_flags(int fd) {
+    unsigned flags = 0;
+    return read_flags(fd, flags) && user_flags(flags) != 0;
+}
+
+int get_eattr(const char* path, unsigned* flags) {
+    const FileDescriptor fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    return fd.valid() && read_flags(fd.get(), *flags) ? 0 : -1;
+}
+
+int set_eattr(const char* path, unsigned flags) {
+    // A change: it does not follow a link that a container may have planted.
+    const FileDescriptor fd = qxfs::open_for_reading(path);
+    const int value = static_cast<int>(flags);
+    return fd.valid() && ioctl(fd.get(), FS_IOC_SETFLAGS, &value) == 0 ? 0 : -1;
+}
+
+int check_eattr(const char* path) {
+    unsigned flags = 0;
+    if (get_eattr(path, &flags) != 0) {
+        return -1;
+    }
+    return qxfs::user_flags(flags) != 0 ? 1 : 0;
+}
+
+int copy_eattr(const char* from, const char* to) {
+    struct stat st {};
+    if (lstat(from, &st) != 0) {
+        return -1;
+    }
+    if (!S_ISREG(st.st_mode) && !S_ISLNK(st.st_mode) && !S_ISDIR(st.st_mode)) {
+        return 0;
+    }
+    unsigned flags = 0;
+    if (get_eattr(from, &flags) != 0) {
+        return -1;
+    }
+    if (qxfs::user_flags(flags) == 0) {
+        return 0;
+    }
+    // The target keeps its file system's own flags: clearing the one for extents, say, would ask
+    // the file system to lay the file out anew.
+    unsigned target_flags = 0;
+    if (get_eattr(to, &target_flags) != 0) {
+        return -1;
+    }
+    const unsigned kept = target_flags & ~qxfs::user_flags(target_flags);
+    return set_eattr(to, kept | qxfs::user_flags(flags));
+}

@@ -1,0 +1,162 @@
+// A mount namespace whose root is a tmpfs with the machine's folders bound into it.
+#include "tests/support/private_root.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "tests/support/temp_dir.h"
+
+namespace qx_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kCouldNotRun = 77;
+
+void require(bool done, const std::string& what) {
+    if (!done) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
+
+void write_text(const char* path, const std::string& text) {
+    std::ofstream(path) << text << std::flush;
+}
+
+void enter_namespaces() {
+    const uid_t uid = geteuid();
+    const gid_t gid = getegid();
+    if (uid == 0 && unshare(CLONE_NEWNS) == 0) {
+        return;
+    }
+    require(unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0, "user namespace");
+    write_text("/proc/self/setgroups", "deny");
+    write_text("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+    write_text("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+}
+
+void bind(const fs::path& source, const fs::path& target) {
+    require(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
+            "bind " + target.string());
+}
+
+void mount_tmpfs(const fs::path& at) {
+    require(mount("tmpfs", at.c_str(), "tmpfs", 0, "mode=0755") == 0, "tmpfs " + at.string());
+}
+
+// The new root: each folder of the machine's root bound under its name, each link made again.
+void build_root(const fs::path& root) {
+    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    mount_tmpfs(root);
+    for (const fs::directory_entry& entry : fs::directory_iterator("/")) {
+        const fs::path target = root / entry.path().filename();
+        if (entry.is_symlink()) {
+            fs::create_symlink(fs::read_symlink(entry.path()), target);
+        } else if (entry.is_directory()) {
+            fs::create_directory(target);
+            bind(entry.path(), target);
+        }
+    }
+}
+
+void show_at(const fs::path& root, const fs::path& source, const fs::path& path) {
+    const fs::path target = root / path.relative_path();
+    if (!fs::exists(target)) {
+        fs::path existing = target.parent_path();
+        while (!fs::exists(existing)) {
+            existing = existing.parent_path();
+        }
+        // Never make anything in a folder of the machine: cover it, unless it is of our own making.
+        if (fs::exists("/" / existing.lexically_relative(root)) && existing != root) {
+            mount_tmpfs(existing);
+        }
+        if (fs::is_directory(source)) {
+            fs::create_directories(target);
+        } else {
+            fs::create_directories(target.parent_path());
+            std::ofstream(target.string()).flush();
+        }
+    }
+    bind(source, target);
+}
+
+void send(int fd, const std::string& text) {
+    size_t sent = 0;
+    while (sent < text.size()) {
+        const ssize_t n = write(fd, text.data() + sent, text.size() - sent);
+        if (n <= 0) {
+            return;
+        }
+        sent += static_cast<size_t>(n);
+    }
+}
+
+std::string receive(int fd) {
+    std::string text;
+    char block[4096];
+    ssize_t n = 0;
+    while ((n = read(fd, block, sizeof(block))) > 0) {
+        text.append(block, static_cast<size_t>(n));
+    }
+    return text;
+}
+
+}  // namespace
+
+PrivateRoot& PrivateRoot::show(std::string source, std::string path) {
+    shown_.emplace_back(std::move(source), std::move(path));
+    return *this;
+}
+
+PrivateRoot::Result PrivateRoot::run(const std::function<std::string()>& action) const {
+    const TempDir mount_point;
+    const std::string directory = fs::current_path().string();
+    int ends[2];
+    require(pipe2(ends, O_CLOEXEC) == 0, "pipe");
+    fflush(nullptr);
+    const pid_t child = fork();
+    require(child >= 0, "fork");
+    if (child == 0) {
+        int status = 0;
+        std::string text;
+        try {
+            enter_namespaces();
+            build_root(mount_point.path());
+            for (const auto& [source, path] : shown_) {
+                show_at(mount_point.path(), source, path);
+            }
+            require(chroot(mount_point.path().c_str()) == 0, "chroot");
+            require(chdir(directory.c_str()) == 0, "chdir");
+            text = action();
+        } catch (const std::exception& failure) {
+            status = kCouldNotRun;
+            text = failure.what();
+        }
+        send(ends[1], text);
+        fflush(nullptr);
+        _exit(status);
+    }
+    close(ends[1]);
+    std::string text = receive(ends[0]);
+    close(ends[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kCouldNotRun) {
+        return {false, "no private mounts here: " + text};
+    }
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        text += " [child ended with wait status " + std::to_string(status) + "]";
+    }
+    return {true, text};
+}
+
+}  // namespace qx_test

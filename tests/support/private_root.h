@@ -1,0 +1,32 @@
+// Runs an action in a child process that sees folders of the test at fixed paths such as
+// /qx/template, without anything being made or changed on the machine.
+#ifndef TESTS_SUPPORT_PRIVATE_ROOT_H
+#define TESTS_SUPPORT_PRIVATE_ROOT_H
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace qx_test {
+
+class PrivateRoot {
+public:
+    // Shows a file or directory of the test at an absolute path. Where the path does not exist, its
+    // nearest existing parent directory (other than "/") appears with nothing else in it.
+    PrivateRoot& show(std::string source, std::string path);
+
+    struct Result {
+        bool ran;          // false: this machine gives neither root nor user namespaces
+        std::string text;  // what the action returned; the reason when it did not run
+    };
+    // Runs the action in the private view, in the same working directory, and gives its text.
+    Result run(const std::function<std::string()>& action) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> shown_;
+};
+
+}  // namespace qx_test
+
+#endif
