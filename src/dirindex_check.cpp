@@ -15,12 +15,12 @@
 #include <climits>
 #include <cstring>
 #include <string>
-#include <unordered_map>
 
 #include "src/common.h"
 #include "src/dirindex_bytes.h"
 #include "src/dirindex_model.h"
 #include "src/dirindex_reader.h"
+#include "src/dirindex_table.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ private:
     // Names and distinct link strings of a well-formed index lie apart and are together shorter
     // than the file. Overlapping ones could make memory grow with its square.
     uint64_t copies_left_;
-    std::unordered_map<uint32_t, poolstr*> links_;
+    StringTable links_;
     uint32_t last_link_ = 0;
     poolstr* last_string_ = nullptr;
     std::string path_;
@@ -268,12 +268,13 @@ poolstr* Check::pooled(uint32_t link, const char* text) {
     if (link == last_link_) {
         return last_string_;
     }
-    poolstr*& known = links_[link];
+    poolstr* known = links_.find(link, [](const poolstr&) { return true; });
     if (known == nullptr) {
         if (!copy_allowed(strlen(text))) {
             return nullptr;
         }
         known = pool_add(text);
+        links_.add(link, known);
     }
     last_link_ = link;
     last_string_ = known;

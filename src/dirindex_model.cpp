@@ -5,10 +5,10 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
-#include <unordered_map>
+#include <iterator>
 
 #include "src/dirindex_format.h"
+#include "src/dirindex_table.h"
 
 dent* dlist;
 dent* dlist_end;
@@ -27,31 +27,22 @@ namespace {
 // changed by whoever links the library, so the index remembers the head that it describes.
 class PoolIndex {
 public:
-    poolstr* find(std::string_view text) {
+    poolstr* find(const char* text, uint32_t hash) {
         if (head_ != pool) {
             rebuild();
         }
-        const auto found = strings_.find(text);
-        return found == strings_.end() ? nullptr : found->second;
+        return strings_.find(
+            hash, [text](const poolstr& string) { return strcmp(string.text, text) == 0; });
     }
 
-    void add(poolstr* string) {
-        strings_.emplace(string->text, string);
+    void add(poolstr* string, uint32_t hash) {
+        strings_.add(hash, string);
         head_ = string;
     }
 
-    void remove(const poolstr* string) {
-        const auto found = strings_.find(string->text);
-        if (found != strings_.end() && found->second == string) {
-            strings_.erase(found);
-        }
-        if (head_ == string) {
-            head_ = nullptr;
-        }
-    }
-
-    void clear() {
-        std::unordered_map<std::string_view, poolstr*>().swap(strings_);
+    // The next search describes the list anew.
+    void forget() {
+        strings_.clear();
         head_ = nullptr;
     }
 
@@ -59,12 +50,12 @@ private:
     void rebuild() {
         strings_.clear();
         for (poolstr* string = pool; string != nullptr; string = string->next) {
-            strings_.emplace(string->text, string);
+            strings_.add(dirindex::text_hash(string->text), string);
         }
         head_ = pool;
     }
 
-    std::unordered_map<std::string_view, poolstr*> strings_;
+    dirindex::StringTable strings_;
     const poolstr* head_ = nullptr;
 };
 
@@ -104,29 +95,41 @@ void append(dent*& head, dent*& tail, dent* entry) {
 
 }  // namespace
 
+// Entries and pool strings made here lie in one piece with their text, right behind the structure:
+// half the allocations, and the text shares a cache line with its owner. A text that a caller
+// allocated can never begin at that address, where the allocator keeps its own head.
+
 poolstr* pool_add(const char* text) {
     PoolIndex& index = pool_index();
-    poolstr* string = index.find(text);
+    const size_t length = strlen(text);
+    const uint32_t hash = dirindex::text_hash({text, length});
+    poolstr* string = index.find(text, hash);
     if (string == nullptr) {
-        string = static_cast<poolstr*>(std::malloc(sizeof *string));
-        *string = {pool, strdup(text), 0};
+        string = static_cast<poolstr*>(std::malloc(sizeof *string + length + 1));
+        auto* copy = reinterpret_cast<char*>(string + 1);
+        std::memcpy(copy, text, length + 1);
+        *string = {pool, copy, 0};
         pool = string;
-        index.add(string);
+        index.add(string, hash);
     }
     return string;
 }
 
 void free_dent(dent* entry) {
     if (entry != nullptr) {
-        std::free(entry->name);
+        if (entry->name != reinterpret_cast<char*>(entry + 1)) {
+            std::free(entry->name);
+        }
         std::free(entry);
     }
 }
 
 void free_poolstr(poolstr* string) {
     if (string != nullptr) {
-        pool_index().remove(string);
-        std::free(string->text);
+        pool_index().forget();
+        if (string->text != reinterpret_cast<char*>(string + 1)) {
+            std::free(string->text);
+        }
         std::free(string);
     }
 }
@@ -136,7 +139,6 @@ void clean_memory(void) {
     dlist = nullptr;
     dlist_end = nullptr;
     free_hash_table();
-    pool_index().clear();
     while (pool != nullptr) {
         poolstr* next = pool->next;
         free_poolstr(pool);
@@ -189,8 +191,8 @@ void remember_current_path() {
 }
 
 dent* new_dent(uint8_t type, const char* name, size_t name_length, uint32_t ino, poolstr* link) {
-    auto* entry = static_cast<dent*>(std::malloc(sizeof(dent)));
-    auto* copy = static_cast<char*>(std::malloc(name_length + 1));
+    auto* entry = static_cast<dent*>(std::malloc(sizeof(dent) + name_length + 1));
+    auto* copy = reinterpret_cast<char*>(entry + 1);
     std::memcpy(copy, name, name_length);
     copy[name_length] = '\0';
     *entry = {nullptr, type, 0, static_cast<uint16_t>(name_length), 0, ino, 0, copy, link};

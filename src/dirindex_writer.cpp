@@ -110,6 +110,20 @@ std::vector<dent*> entries_in_file_order() {
     return order;
 }
 
+// Asks for what the entries after the next few need: entries and link strings lie all over the
+// memory.
+void prefetch(const std::vector<dent*>& order, size_t next) {
+    constexpr size_t kEntryAhead = 16;
+    constexpr size_t kTextAhead = 8;
+    if (next + kEntryAhead < order.size()) {
+        __builtin_prefetch(order[next + kEntryAhead]);
+    }
+    if (next + kTextAhead < order.size()) {
+        __builtin_prefetch(order[next + kTextAhead]->name);
+        __builtin_prefetch(order[next + kTextAhead]->poolstr);
+    }
+}
+
 // Places and writes one record after the other.
 class RecordWriter {
 public:
@@ -252,16 +266,10 @@ int emit_direntries(FILE* stream) {
     }
     const std::vector<dent*> order = entries_in_file_order();
     RecordWriter writer(stream, static_cast<uint64_t>(position));
-    constexpr size_t kAhead = 8;
     size_t next = 0;
     for (unsigned i = 0; i < prime; ++i) {
         for (uint32_t left = ht[i].count; left > 0; --left, ++next) {
-            if (next + kAhead < order.size()) {
-                __builtin_prefetch(order[next + kAhead]);
-            }
-            if (next + kAhead / 2 < order.size()) {
-                __builtin_prefetch(order[next + kAhead / 2]->name);
-            }
+            prefetch(order, next);
             const uint64_t placed = writer.add(*order[next], left == 1);
             if (placed == 0) {
                 return -1;
