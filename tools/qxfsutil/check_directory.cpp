@@ -68,7 +68,6 @@ private:
     void checkMark() {
         const auto* item = m_check.listing.find(kIndexName);
         const bool marked = m_check.listing.isMarked();
-        m_magicDirectory = item != nullptr && item->isSymlink();
         if (item == nullptr && marked) {
             add(FindingCode::indexMissing, "");
         }
@@ -214,16 +213,23 @@ private:
         for (const auto& entry : m_check.index->entries) {
             indexed.insert(entry.name);
         }
+        // An item with a fault of its own could not be indexed as it is; that fault is what counts.
+        for (const auto& found : m_check.findings) {
+            indexed.insert(found.name);
+        }
+        std::vector<std::string> missing;
         for (const auto& item : m_check.listing.items) {
             if (!isSystemName(item.name) && !indexed.contains(item.name)) {
-                add(FindingCode::nameNotIndexed, item.name);
+                missing.push_back(item.name);
             }
+        }
+        for (const auto& name : missing) {
+            add(FindingCode::nameNotIndexed, name);
         }
     }
 
     const Area& m_area;
     DirectoryCheck& m_check;
-    bool m_magicDirectory = false;
 };
 
 }  // namespace
@@ -243,7 +249,10 @@ std::uint32_t templateTag(const struct stat& info) {
 }
 
 bool attributesAgree(const DirectoryItem& item, const struct stat& templateInfo) {
-    if (item.isSymlink()) {
+    // A symbolic link has all permissions, and so has the shortcut that one was turned into:
+    // neither says anything about the file behind it.
+    constexpr mode_t kPermissions = 0777;
+    if (item.isSymlink() || (item.info.st_mode & kPermissions) == kPermissions) {
         return item.info.st_uid == templateInfo.st_uid && item.info.st_gid == templateInfo.st_gid;
     }
     return compare_stat(&item.info, &templateInfo) == 0;

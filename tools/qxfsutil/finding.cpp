@@ -33,7 +33,7 @@ const std::vector<FindingKind>& findingKinds() {
         {temporaryLeft, "temporary-left", warning, "left over from an interrupted run", approve,
          "remove the temporary file", true},
         {linkLost, "link-lost", error, "the template file of an index entry is gone", approve,
-         "drop the entry from the index", false},
+         "give the entry the name of the template file that has its inode, or drop it", false},
         {templateTypeChanged, "template-type-changed", error,
          "the template file of an index entry is of another type", approve,
          "take the template file's type into the index", false},

@@ -206,14 +206,36 @@ private:
         return index.sound && index.checksum == ChecksumState::good;
     }
 
+    /// Turns magic symlinks into shortcuts, each made beside its link and renamed over it: the scan
+    /// would remove the link first, and a kill between the two steps would lose it.
+    void convertSymlinks(IndexOutcome& outcome) {
+        DirectoryListing listing;
+        if (readDirectory(m_area, outcome.path, listing) != 0) {
+            return;
+        }
+        for (auto& item : listing.items) {
+            if (!item.isSymlink() || !item.isLink() || item.name == kIndexName) {
+                continue;
+            }
+            item.info.st_mode = (item.info.st_mode & qxfs::kPermissionMask) | S_IFREG | S_ISVTX;
+            if (make_shortcut(item.name.c_str(), item.link.data(), item.link.size(), &item.info) !=
+                0) {
+                outcome.reasons.push_back("'" + item.name +
+                                          "' could not be turned into a shortcut");
+            }
+        }
+    }
+
     void createIndex(IndexOutcome& outcome) {
-        const int mode = m_options.convertSymlinks ? kConvertMode : 0;
         int result = 0;
+        if (m_options.convertSymlinks && !m_options.dryRun) {
+            convertSymlinks(outcome);
+        }
         if (m_options.dryRun) {
             result = scan_dir_for_index(m_area.templateRoot.c_str(), 0);
             clean_memory();
         } else {
-            result = create_dirindex(".", kIndexName, m_area.templateRoot.c_str(), mode);
+            result = create_dirindex(".", kIndexName, m_area.templateRoot.c_str(), 0);
         }
         const int failure = errno;
         namelist_clean(&rl_info);
@@ -242,9 +264,6 @@ private:
                          : repaired               ? IndexResult::completed
                                                   : IndexResult::already;
     }
-
-    /// Bit of the library's scan mode.
-    static constexpr int kConvertMode = 0x10;
 
     const Area& m_area;
     const IndexOptions& m_options;

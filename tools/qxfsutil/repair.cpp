@@ -1,6 +1,6 @@
 // Repairs of one directory, in an order that loses nothing when it is cut short:
 //   1. decide about every finding;
-//   2. move damaged items aside;
+//   2. remove what an interrupted run left, move damaged items aside;
 //   3. write the new index beside the old one, check it, and rename it over;
 //   4. remove links that the new index describes;
 //   5. set the directory's mark and the attributes of links.
@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "src/qxfsutil.h"
 
@@ -95,7 +96,10 @@ std::vector<std::string> DirectoryRepair::run(RepairMode mode) {
         if (disposal == Disposal::leave) {
             continue;
         }
-        if (disposal == Disposal::moveAside || disposal == Disposal::remove) {
+        if (found.finding.code == FindingCode::temporaryLeft) {
+            // Its place is wanted for the new index.
+            removeItem(found);
+        } else if (disposal == Disposal::moveAside || disposal == Disposal::remove) {
             disposal == Disposal::moveAside ? moveAside(found) : removeItem(found);
         } else if (isIndexFinding(found.finding.code)) {
             planEntry(found, disposal);
@@ -121,6 +125,8 @@ void DirectoryRepair::planEntry(DirectoryFinding& found, Disposal /*disposal*/) 
             rebuildIndex();
             break;
         case linkLost:
+            recoverOrDrop(place);
+            break;
         case entryGone:
         case entryDouble:
         case entryNameBad:
@@ -153,6 +159,27 @@ void DirectoryRepair::planEntry(DirectoryFinding& found, Disposal /*disposal*/) 
             break;
         default:
             break;
+    }
+}
+
+/// A damaged name is found again by the inode tag, which is that of the template file.
+void DirectoryRepair::recoverOrDrop(std::size_t place) {
+    auto& entry = m_entries[place];
+    m_dropped[place] = true;
+    std::error_code failure;
+    for (const auto& candidate :
+         std::filesystem::directory_iterator(m_area.templateFile(*entry.link), failure)) {
+        const auto name = candidate.path().filename().string();
+        const auto state = lookUpTemplate(m_area, *entry.link + "/" + name);
+        const bool taken = std::any_of(m_entries.begin(), m_entries.end(),
+                                       [&](const IndexEntry& other) { return other.name == name; });
+        if (state.exists && templateTag(state.info) == entry.ino && !taken &&
+            m_check.listing.find(name) == nullptr) {
+            entry.name = name;
+            entry.type = qxfs::entry_type(state.info.st_mode);
+            m_dropped[place] = false;
+            return;
+        }
     }
 }
 
@@ -249,7 +276,6 @@ void DirectoryRepair::repairItem(DirectoryFinding& found, Disposal /*disposal*/)
         case indexMissing:
             setMark(found, false);
             break;
-        case temporaryLeft:
         case linkLeft:
             removeItem(found);
             break;
@@ -318,8 +344,12 @@ void DirectoryRepair::moveAside(DirectoryFinding& found) {
             step.madeDirectories.push_back(prefix);
         }
     }
-    if (!readState(step.path, false, step.state) ||
-        !readState(directoryOf(step.path), false, step.parent) || !m_undo.add(step)) {
+    // Making lost_files changes the private area's own times.
+    UndoStep area;
+    area.path = m_area.privateDir;
+    if (!readState(area.path, false, area.state) || !readState(step.path, false, step.state) ||
+        !readState(directoryOf(step.path), false, step.parent) || !m_undo.add(area) ||
+        !m_undo.add(step)) {
         fail("record the state of", step.path);
         return;
     }

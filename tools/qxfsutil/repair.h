@@ -43,6 +43,7 @@ private:
     void planEntry(DirectoryFinding& found, Disposal disposal);
     void rebuildIndex();
     void writeIndex();
+    void recoverOrDrop(std::size_t place);
     void dropEntriesOf(const std::string& name);
     void removeItem(DirectoryFinding& found);
     void moveAside(DirectoryFinding& found);
