@@ -12,7 +12,7 @@
 
 #include <cerrno>
 #include <cstring>
-#include <set>
+#include <unordered_set>
 
 #include "src/qxfsutil.h"
 
@@ -38,7 +38,8 @@ std::string linkOf(const IndexEntry& entry) {
 
 class DirectoryChecker {
 public:
-    DirectoryChecker(const Area& area, DirectoryCheck& check) : m_area(area), m_check(check) {}
+    DirectoryChecker(const Area& area, DirectoryCheck& check)
+        : m_area(area), m_check(check), m_templates(area) {}
 
     void run() {
         checkMark();
@@ -125,8 +126,9 @@ private:
     }
 
     void checkEntries() {
-        std::set<std::string> seen;
         const auto& entries = m_check.index->entries;
+        auto& seen = m_indexed;
+        seen.reserve(entries.size());
         for (std::size_t place = 0; place < entries.size(); ++place) {
             const auto& entry = entries[place];
             if (!isPossibleName(entry.name) || isSystemName(entry.name)) {
@@ -143,17 +145,22 @@ private:
 
     void checkLinkedEntry(const IndexEntry& entry, std::size_t place) {
         const auto* item = m_check.listing.find(entry.name);
-        const auto link = linkOf(entry);
-        const bool sameLink = item != nullptr && item->link == link;
+        const bool sameLink = item != nullptr && item->link == linkOf(entry);
         if (item != nullptr && !sameLink && !item->isLink() && !isMagicDirectory(*item)) {
-            add(FindingCode::entryShadowed, entry.name, m_area.templateFile(link), {}, place);
+            add(FindingCode::entryShadowed, entry.name, m_area.templateFile(linkOf(entry)), {},
+                place);
             return;
         }
         if (!m_area.looksAtTemplates()) {
             return;
         }
-        const auto file = m_area.templateFile(link);
-        const auto state = lookUpTemplate(m_area, link);
+        const auto state = m_templates.find(*entry.link, entry.name);
+        const bool typeHolds = entry.type == qxfs::entry_type(state.info.st_mode);
+        if (item == nullptr && state.exists && typeHolds && entry.ino == templateTag(state.info) &&
+            qxfs::is_magic_link(entry.link->c_str())) {
+            return;
+        }
+        const auto file = m_area.templateFile(linkOf(entry));
         if (!state.exists || !qxfs::is_magic_link(entry.link->c_str())) {
             // Where the link itself stands in place, its loss is reported there.
             if (!sameLink) {
@@ -161,7 +168,7 @@ private:
             }
             return;
         }
-        if (entry.type != qxfs::entry_type(state.info.st_mode)) {
+        if (!typeHolds) {
             if (!sameLink) {
                 add(FindingCode::templateTypeChanged, entry.name, file, {}, place);
             }
@@ -209,10 +216,7 @@ private:
     }
 
     void checkNames() {
-        std::set<std::string_view> indexed;
-        for (const auto& entry : m_check.index->entries) {
-            indexed.insert(entry.name);
-        }
+        auto& indexed = m_indexed;
         // An item with a fault of its own could not be indexed as it is; that fault is what counts.
         for (const auto& found : m_check.findings) {
             indexed.insert(found.name);
@@ -230,9 +234,24 @@ private:
 
     const Area& m_area;
     DirectoryCheck& m_check;
+    TemplateLookup m_templates;
+    std::unordered_set<std::string_view>
+        m_indexed;  ///< names that need no entry of their own any more
 };
 
 }  // namespace
+
+TemplateState TemplateLookup::find(const std::string& link, const std::string& name) {
+    if (!m_directory.has_value() || link != m_link) {
+        m_link = link;
+        m_directory.emplace(
+            open(m_area.templateFile(link).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+    TemplateState state;
+    state.exists = m_directory->valid() &&
+                   fstatat(m_directory->get(), name.c_str(), &state.info, AT_SYMLINK_NOFOLLOW) == 0;
+    return state;
+}
 
 TemplateState lookUpTemplate(const Area& area, const std::string& link) {
     TemplateState state;

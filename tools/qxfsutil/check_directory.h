@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "src/file_descriptor.h"
 #include "tools/qxfsutil/area.h"
 #include "tools/qxfsutil/finding.h"
 #include "tools/qxfsutil/index_file.h"
@@ -32,12 +33,28 @@ struct DirectoryCheck {
 /// Checks the directory `path`. Never stops at a fault; a directory that cannot be read is one.
 DirectoryCheck checkDirectory(const Area& area, const std::string& path);
 
-/// Look-ups of template files, remembered while one directory is checked.
+/// A template file, as far as it is there.
 struct TemplateState {
     bool exists = false;
     struct stat info {};
 };
+
+/// The template file that a link text stands for.
 TemplateState lookUpTemplate(const Area& area, const std::string& link);
+
+/// Looks template files up by link string and name. Keeps the last link string's directory open:
+/// entries of one directory mostly share it, and a path of one name is the cheapest to look up.
+class TemplateLookup {
+public:
+    explicit TemplateLookup(const Area& area) : m_area(area) {}
+
+    TemplateState find(const std::string& link, const std::string& name);
+
+private:
+    const Area& m_area;
+    std::string m_link;
+    std::optional<qxfs::FileDescriptor> m_directory;
+};
 
 /// Inode tags as an index holds them.
 std::uint32_t ownTag(const struct stat& info);
