@@ -1,0 +1,167 @@
+// Writing beside, flushing, renaming; see durable_file.h.
+#include "node/support/durable_file.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "node/support/fd.h"
+#include "node/support/system_error.h"
+
+namespace qxnode {
+
+namespace {
+
+std::string folderOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool writeAll(int fd, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t written = write(fd, content.data(), content.size());
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        content.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+/// A file under a temporary name, removed again unless it was renamed.
+class FileBeside {
+public:
+    explicit FileBeside(const std::string& path) {
+        const auto slash = path.rfind('/');
+        const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+        m_path = folderOf(path) + "/." + name + ".XXXXXX";
+        m_fd = Fd(mkostemp(m_path.data(), O_CLOEXEC));
+    }
+    ~FileBeside() {
+        if (m_fd && !m_renamed) {
+            unlink(m_path.c_str());
+        }
+    }
+    FileBeside(const FileBeside&) = delete;
+    FileBeside& operator=(const FileBeside&) = delete;
+
+    [[nodiscard]] int fd() const { return m_fd.get(); }
+
+    bool renameTo(const std::string& path) {
+        m_renamed = rename(m_path.c_str(), path.c_str()) == 0;
+        return m_renamed;
+    }
+
+private:
+    std::string m_path;
+    Fd m_fd;
+    bool m_renamed = false;
+};
+
+bool takeOverAttributes(int fd, const std::string& path, mode_t modeOfNew) {
+    struct stat old {};
+    const bool exists = lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    if (!exists) {
+        return fchmod(fd, modeOfNew) == 0;
+    }
+    // Giving files away is for root; everybody else's file becomes the writer's.
+    if (fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM && errno != EINVAL) {
+        return false;
+    }
+    return fchmod(fd, old.st_mode & 07777) == 0;
+}
+
+}  // namespace
+
+std::optional<std::string> readFile(const std::string& path, std::size_t limit,
+                                    std::string& error) {
+    // Without O_NONBLOCK the open of a planted fifo would wait for a writer.
+    const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat st {};
+    if (!fd || fstat(fd.get(), &st) != 0) {
+        error = systemError("read", path);
+        return std::nullopt;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        error = "cannot read '" + path + "': not a regular file";
+        return std::nullopt;
+    }
+    std::string content;
+    char block[16384];
+    for (;;) {
+        const ssize_t got = read(fd.get(), block, sizeof(block));
+        if (got == 0) {
+            return content;
+        }
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            error = systemError("read", path);
+            return std::nullopt;
+        }
+        if (static_cast<std::size_t>(got) > limit - content.size()) {
+            error = "cannot read '" + path + "': longer than " + std::to_string(limit) + " bytes";
+            return std::nullopt;
+        }
+        content.append(block, static_cast<std::size_t>(got));
+    }
+}
+
+bool replaceFile(const std::string& path, std::string_view content, std::string& error,
+                 mode_t mode) {
+    FileBeside beside(path);
+    if (beside.fd() < 0 || !takeOverAttributes(beside.fd(), path, mode) ||
+        !writeAll(beside.fd(), content) || fsync(beside.fd()) != 0 || !beside.renameTo(path)) {
+        error = systemError("write", path);
+        return false;
+    }
+    return flushDirectory(folderOf(path), error);
+}
+
+bool flushDirectory(const std::string& path, std::string& error) {
+    const Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd || fsync(fd.get()) != 0) {
+        error = systemError("flush", path);
+        return false;
+    }
+    return true;
+}
+
+bool swapPaths(const std::string& a, const std::string& b, std::string& error) {
+    if (renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) != 0) {
+        error = systemError("exchange '" + a + "' with", b);
+        return false;
+    }
+    return flushDirectory(folderOf(a), error) && flushDirectory(folderOf(b), error);
+}
+
+bool renameNew(const std::string& from, const std::string& to, std::string& error) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        error = systemError("rename '" + from + "' to", to);
+        return false;
+    }
+    return flushDirectory(folderOf(to), error);
+}
+
+bool makeDirectories(const std::string& path, std::string& error) {
+    std::error_code failure;
+    std::filesystem::create_directories(path, failure);
+    if (failure) {
+        error = "cannot make the folder '" + path + "': " + failure.message();
+        return false;
+    }
+    return true;
+}
+
+}  // namespace qxnode

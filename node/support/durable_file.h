@@ -1,0 +1,38 @@
+// Changes on disk that survive a power cut: written beside, flushed, renamed, the folder flushed.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qxnode {
+
+/// Whole content of a file. @return nullopt with the reason in `error`; a file longer than `limit`
+/// bytes, or one that is no regular file, is refused.
+std::optional<std::string> readFile(const std::string& path, std::size_t limit, std::string& error);
+
+/// Replaces a file's content at once: a reader sees the old or the new one, also after a power cut.
+/// An existing file keeps its mode and, as far as this process may give it, its owner; it is
+/// replaced itself, never the target of a link in its place.
+/// @param mode  of a file that is not there yet.
+/// @return false with the reason in `error`; nothing is then left beside the file.
+bool replaceFile(const std::string& path, std::string_view content, std::string& error,
+                 mode_t mode = 0644);
+
+/// Makes renames and removals in a folder durable. False with the reason in `error`.
+bool flushDirectory(const std::string& path, std::string& error);
+
+/// Exchanges two existing files or trees of one file system in one step.
+/// False with the reason in `error`; nothing is then changed.
+bool swapPaths(const std::string& a, const std::string& b, std::string& error);
+
+/// Renames to a name that must not exist yet (EEXIST otherwise) and flushes the folder of `to`.
+bool renameNew(const std::string& from, const std::string& to, std::string& error);
+
+/// Makes a folder and those above it (mode 0755). False with the reason in `error`.
+bool makeDirectories(const std::string& path, std::string& error);
+
+}  // namespace qxnode

@@ -1,0 +1,182 @@
+// flock(2) with a bounded wait and the holder's name in the file; see lock.h.
+#include "node/support/lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <string_view>
+#include <thread>
+
+#include "QXL/QXLLockPolicy.h"
+#include "node/support/durable_file.h"
+#include "node/support/system_error.h"
+#include "node/support/time_text.h"
+
+namespace qxnode {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMaxHolderBytes = 4096;
+constexpr std::size_t kMaxCommand = 200;
+
+/// The command line of this process as one printable line.
+std::string ownCommand() {
+    std::string ignored;
+    std::string command = readFile("/proc/self/cmdline", 1U << 21, ignored).value_or("");
+    while (!command.empty() && command.back() == '\0') {
+        command.pop_back();
+    }
+    std::replace_if(
+        command.begin(), command.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, ' ');
+    if (command.size() > kMaxCommand) {
+        command.resize(kMaxCommand);
+        command += "...";
+    }
+    return command;
+}
+
+Fd openLockFile(const std::string& path, std::string& error) {
+    Fd fd(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
+    struct stat st {};
+    if (!fd || fstat(fd.get(), &st) != 0) {
+        error = systemError("open the lock", path);
+        return {};
+    }
+    if (!S_ISREG(st.st_mode)) {
+        error = "cannot open the lock '" + path + "': not a regular file";
+        return {};
+    }
+    return fd;
+}
+
+/// Whether the file that was locked is still the one with that name: a container that is removed
+/// takes its lock file along.
+bool isStill(int fd, const std::string& path) {
+    struct stat locked {};
+    struct stat named {};
+    return fstat(fd, &locked) == 0 && lstat(path.c_str(), &named) == 0 &&
+           locked.st_ino == named.st_ino && locked.st_dev == named.st_dev;
+}
+
+void nameHolder(int fd) {
+    const std::string text =
+        "pid " + std::to_string(getpid()) + " (" + ownCommand() + ") since " + localTime() + "\n";
+    // The name is a courtesy to those who wait: a full disk is no reason to fail the lock.
+    if (ftruncate(fd, 0) == 0 && pwrite(fd, text.data(), text.size(), 0) < 0) {
+        return;
+    }
+}
+
+/// @return true when locked, false when the time is up (EWOULDBLOCK) or on failure (errno).
+bool lockUntil(int fd, std::optional<Clock::time_point> deadline) {
+    if (!deadline) {
+        while (flock(fd, LOCK_EX) != 0) {
+            if (errno != EINTR) {
+                return false;
+            }
+        }
+        return true;
+    }
+    // flock(2) has no time limit; a timer signal would belong to the process, not to a library.
+    auto pause = std::chrono::milliseconds(5);
+    constexpr auto longestPause = std::chrono::milliseconds(100);
+    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return false;
+        }
+        const auto now = Clock::now();
+        if (now >= *deadline) {
+            errno = EWOULDBLOCK;
+            return false;
+        }
+        std::this_thread::sleep_for(std::min<Clock::duration>(pause, *deadline - now));
+        pause = std::min(pause * 2, longestPause);
+    }
+    return true;
+}
+
+}  // namespace
+
+LockWait LockWait::fromEnvironment() {
+    const char* text = std::getenv(QXL::kLockWaitVariable);
+    if (text == nullptr || *text == '\0') {
+        return forever();
+    }
+    char* end = nullptr;
+    const double seconds = std::strtod(text, &end);
+    constexpr double longest = 1e9;
+    if (*end != '\0' || !std::isfinite(seconds) || seconds < 0 || seconds > longest) {
+        return forever();
+    }
+    return atMost(std::chrono::milliseconds(std::llround(seconds * 1000)));
+}
+
+FileLock::Result FileLock::acquire(const std::string& path, const LockWait& wait,
+                                   std::string& error, const OnWait& onWait) {
+    std::optional<Clock::time_point> deadline;
+    if (wait.limit()) {
+        deadline = Clock::now() + *wait.limit();
+    }
+    const bool waits = !wait.limit() || wait.limit()->count() > 0;
+    bool told = false;
+    for (;;) {
+        Fd fd = openLockFile(path, error);
+        if (!fd) {
+            return Result::failed;
+        }
+        if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+            if (waits && !told && onWait) {
+                onWait("waiting for '" + path + "', held by " + lockHolder(path));
+                told = true;
+            }
+            if (!lockUntil(fd.get(), deadline)) {
+                if (errno == EWOULDBLOCK) {
+                    error = "'" + path + "' is held by " + lockHolder(path);
+                    return Result::timeout;
+                }
+                error = systemError("lock", path);
+                return Result::failed;
+            }
+        }
+        if (isStill(fd.get(), path)) {
+            nameHolder(fd.get());
+            m_fd = std::move(fd);
+            return Result::acquired;
+        }
+    }
+}
+
+void FileLock::release() {
+    if (m_fd && ftruncate(m_fd.get(), 0) != 0) {
+        // Old text in a free lock file misleads nobody: it is read only while somebody waits.
+    }
+    m_fd.reset();
+}
+
+FileLock& FileLock::operator=(FileLock&& other) noexcept {
+    if (this != &other) {
+        release();
+        m_fd = std::move(other.m_fd);
+    }
+    return *this;
+}
+
+std::string lockHolder(const std::string& path) {
+    std::string ignored;
+    std::string text = readFile(path, kMaxHolderBytes, ignored).value_or("");
+    text.resize(std::min(text.find('\n'), text.size()));
+    const bool told = text.starts_with("pid ") &&
+                      std::all_of(text.begin(), text.end(),
+                                  [](unsigned char c) { return c >= 0x20 && c != 0x7f; });
+    return told ? text : "another process";
+}
+
+}  // namespace qxnode

@@ -1,0 +1,199 @@
+// A private root of binds, with a node's trees on top; see node_dir.h.
+//
+// The new root is a tmpfs in which every entry of the machine's root is bound under its name. Where
+// a node's path does not exist, its nearest existing parent is covered by a tmpfs whose entries are
+// the machine's, bound one by one, and the mount point is made in there. Both ways work without
+// privileges too, in a user namespace, and leave the machine as it is.
+#include "node/support/node_dir.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <uuid/uuid.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <stdexcept>
+
+#include "node/support/durable_file.h"
+#include "node/support/fd.h"
+#include "node/support/paths.h"
+#include "node/support/system_error.h"
+
+namespace qxnode {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::array<const char*, 4> kTrees = {kNodeDir, kContainerConfigDir, kAgentConfigDir,
+                                               kStateDir};
+constexpr const char* kOldRoot = "/.old-root";
+
+void require(bool done, const std::string& what, const std::string& subject) {
+    if (!done) {
+        throw std::runtime_error(systemError(what, subject));
+    }
+}
+
+void writeText(const char* path, const std::string& text) {
+    const Fd fd(open(path, O_WRONLY | O_CLOEXEC));
+    require(fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()),
+            "write", path);
+}
+
+void enterNamespaces() {
+    const uid_t user = geteuid();
+    const gid_t group = getegid();
+    if (unshare(CLONE_NEWNS) != 0) {
+        require(unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0, "make", "user and mount namespaces");
+        // The kernel wants this before an unprivileged process may map its group.
+        writeText("/proc/self/setgroups", "deny");
+        writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
+        writeText("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
+    }
+    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "make private", "/");
+}
+
+void bind(const fs::path& source, const fs::path& target) {
+    require(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
+            "bind '" + source.string() + "' at", target.string());
+}
+
+void mountTmpfs(const fs::path& at) {
+    require(mount("tmpfs", at.c_str(), "tmpfs", 0, "mode=0755") == 0, "mount a tmpfs at",
+            at.string());
+}
+
+/// Shows every entry of the machine's `source` in the empty folder `target`.
+void bindEntries(const fs::path& source, const fs::path& target) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(source)) {
+        const fs::path shown = target / entry.path().filename();
+        if (entry.is_symlink()) {
+            fs::create_symlink(fs::read_symlink(entry.path()), shown);
+        } else if (entry.is_directory()) {
+            fs::create_directory(shown);
+            bind(entry.path(), shown);
+        } else {
+            std::ofstream(shown.string()).flush();
+            bind(entry.path(), shown);
+        }
+    }
+}
+
+/// A tmpfs becomes the root and the machine's root lies at kOldRoot.
+void pivotToEmptyRoot(const std::string& mountPoint) {
+    mountTmpfs(mountPoint);
+    require(chdir(mountPoint.c_str()) == 0, "enter", mountPoint);
+    const std::string oldRoot = kOldRoot + 1;
+    fs::create_directory(oldRoot);
+    require(syscall(SYS_pivot_root, ".", oldRoot.c_str()) == 0, "make the root of", mountPoint);
+    require(chdir("/") == 0, "enter", "/");
+}
+
+class RootBuilder {
+public:
+    void build() {
+        for (const fs::directory_entry& entry : fs::directory_iterator(kOldRoot)) {
+            const fs::path shown = "/" / entry.path().filename();
+            if (entry.is_symlink()) {
+                fs::create_symlink(fs::read_symlink(entry.path()), shown);
+            } else if (entry.is_directory()) {
+                fs::create_directory(shown);
+                bind(entry.path(), shown);
+            }
+        }
+        m_ours.insert("/");
+    }
+
+    void show(const fs::path& source, const fs::path& path) {
+        if (!fs::exists(path)) {
+            fs::path parent = path.parent_path();
+            while (!fs::exists(parent)) {
+                parent = parent.parent_path();
+            }
+            cover(parent);
+            fs::create_directories(path);
+        }
+        bind(source, path);
+    }
+
+private:
+    /// Makes an existing folder one in which mount points can be made.
+    void cover(const fs::path& folder) {
+        if (!m_ours.insert(folder).second) {
+            return;
+        }
+        mountTmpfs(folder);
+        bindEntries(kOldRoot / folder.relative_path(), folder);
+    }
+
+    std::set<fs::path> m_ours;
+};
+
+void enter(const std::string& dir) {
+    const fs::path node = fs::canonical(dir);
+    for (const char* tree : kTrees) {
+        const fs::path source = node / fs::path(tree).relative_path();
+        if (!fs::is_directory(source)) {
+            throw std::runtime_error("'" + dir + "' is no node directory: '" + source.string() +
+                                     "' is missing");
+        }
+    }
+    const fs::path before = fs::current_path();
+    enterNamespaces();
+    pivotToEmptyRoot(node);
+    RootBuilder root;
+    root.build();
+    for (const char* tree : kTrees) {
+        root.show(kOldRoot / node.relative_path() / fs::path(tree).relative_path(), tree);
+    }
+    require(umount2(kOldRoot, MNT_DETACH) == 0, "detach", kOldRoot);
+    fs::remove(kOldRoot);
+    require(chdir(before.c_str()) == 0, "return to", before.string());
+}
+
+std::string newUuid() {
+    uuid_t value;
+    uuid_generate(value);
+    std::array<char, UUID_STR_LEN> text{};
+    uuid_unparse_lower(value, text.data());
+    return text.data();
+}
+
+}  // namespace
+
+int initNodeDirectory(const std::string& dir, std::string& error) {
+    for (const char* tree : kTrees) {
+        if (!makeDirectories(dir + tree, error)) {
+            return -1;
+        }
+    }
+    for (const char* tree : {kTemplateDir, kPrivateDir}) {
+        if (!makeDirectories(dir + tree, error)) {
+            return -1;
+        }
+    }
+    const std::string config = dir + kAgentConfig;
+    if (access(config.c_str(), F_OK) == 0) {
+        return 0;
+    }
+    return replaceFile(config, "# This node.\neid = \"" + newUuid() + "\"\n", error) ? 0 : -1;
+}
+
+int enterNodeDirectory(const std::string& dir, std::string& error) {
+    try {
+        enter(dir);
+        return 0;
+    } catch (const std::exception& failure) {
+        error = "cannot enter the node directory '" + dir + "': " + failure.what();
+        return -1;
+    }
+}
+
+}  // namespace qxnode

@@ -1,0 +1,43 @@
+// Every fixed path of a reference node, once.
+#pragma once
+
+#include <string>
+
+namespace qxnode {
+
+inline constexpr const char* kContainerConfigDir = "/etc/sysconfig/qx-scripts";
+inline constexpr const char* kContainerConfigSuffix = ".conf";
+
+inline constexpr const char* kAgentConfigDir = "/etc/qxagent";
+inline constexpr const char* kAgentConfig = "/etc/qxagent/agent.toml";
+inline constexpr const char* kAccessConfig = "/etc/qxagent/access.toml";
+
+inline constexpr const char* kStateDir = "/var/lib/qxagent";
+inline constexpr const char* kAgentLog = "/var/lib/qxagent/agent.log";
+inline constexpr const char* kJournal = "/var/lib/qxagent/journal.sqlite";
+inline constexpr const char* kPackageMonitor = "/var/lib/qxagent/pkgmonitor.sqlite";
+inline constexpr const char* kListenerDir = "/var/lib/qxagent/listeners";
+
+inline constexpr const char* kNodeDir = "/qx";
+inline constexpr const char* kPrivateDir = "/qx/private";
+inline constexpr const char* kTemplateDir = "/qx/template";
+inline constexpr const char* kKrTemplateDir = "/qx/template/kr";
+inline constexpr const char* kTemplateCacheDir = "/qx/template/vc";
+
+/// Private area of a container whose configuration names none; "$VEID" is the container's number.
+inline constexpr const char* kDefaultPrivateArea = "/qx/private/$VEID";
+
+/// One writer at a time changes the node's templates.
+inline constexpr const char* kTemplateLock = "/qx/template/.lock";
+
+inline std::string containerConfigPath(int veid) {
+    return std::string(kContainerConfigDir) + "/" + std::to_string(veid) + kContainerConfigSuffix;
+}
+
+/// One writer at a time changes a container. The lock lies beside the configuration, which is
+/// replaced when it changes and so cannot carry the lock itself.
+inline std::string containerLockPath(int veid) {
+    return std::string(kContainerConfigDir) + "/." + std::to_string(veid) + ".lock";
+}
+
+}  // namespace qxnode
