@@ -104,6 +104,18 @@ private:
     void* base_;
 };
 
+const char* linked_text(const Reader& reader, const Record& record) {
+    return record.link == 0 ? nullptr : reader.link_text(record.link);
+}
+
+// A link string that fits into a block with its record, as all that are written do. Each record
+// that shares it yields a text of its own, so without this bound a small file could fill the
+// memory.
+bool link_is_bounded(const Reader& reader, const Record& record) {
+    const char* link = linked_text(reader, record);
+    return link == nullptr || strnlen(link, dirindex::kBlockSize + 1) <= dirindex::kBlockSize;
+}
+
 // What ends a walk over the records of a checked index before its end.
 enum class WalkFault { kNone, kTruncated };
 
@@ -114,7 +126,8 @@ WalkFault walk_records(const Reader& reader, uint32_t start, Visit visit) {
     uint64_t offset = start;
     while (reader.has_head(offset)) {
         const Record record = reader.record(offset);
-        if (record.reclen < dirindex::kMinReclen || reader.name(record) == nullptr) {
+        if (record.reclen < dirindex::kMinReclen || reader.name(record) == nullptr ||
+            !link_is_bounded(reader, record)) {
             return WalkFault::kTruncated;
         }
         visit(record);
@@ -139,7 +152,7 @@ using Text = std::unique_ptr<char, Free>;
 void copy_corrected(const Reader& reader, const Record& record, const char* old_id,
                     const char* new_id) {
     poolstr* link = nullptr;
-    const char* text = record.link == 0 ? nullptr : reader.link_text(record.link);
+    const char* text = linked_text(reader, record);
     if (text != nullptr) {
         const Text corrected(xstrdup(text));
         correct_magic_uuid(corrected.get(), old_id, new_id);
@@ -150,10 +163,6 @@ void copy_corrected(const Reader& reader, const Record& record, const char* old_
     if (record.type == dirindex::kTypeDirectory) {
         ++dtot;
     }
-}
-
-const char* linked_text(const Reader& reader, const Record& record) {
-    return record.link == 0 ? nullptr : reader.link_text(record.link);
 }
 
 bool mark_indexed(const char* started_in) {

@@ -199,6 +199,16 @@ TEST_F(CopyTest, ReadOfAnIndexThatIsRefusedGivesNull) {
     EXPECT_EQ(nullptr, read_dirindex(area_.files().write("none", IndexImage().bytes()).c_str()));
 }
 
+TEST_F(CopyTest, ALinkTextThatNoRecordCouldCarryIsRefused) {
+    // A record that no bucket reaches may be of any length; many of them could share one such text.
+    IndexImage image;
+    image.add(8, "a", kLast, "////" + std::string(4096, 'x'), 10);
+    const std::string path = area_.files().write("long", image.bytes());
+    EXPECT_EQ(nullptr, read_dirindex(path.c_str()));
+    EXPECT_EQ(-1, clone(path, "OLD", "new"));
+    EXPECT_FALSE(std::filesystem::exists(target_));
+}
+
 TEST_F(CopyTest, ReadOfAMissingFileGivesNullAndAMessage) {
     const std::string path = area_.files().path("missing");
     const std::string text = said(2, [&] { return read_dirindex(path.c_str()) == nullptr; });
