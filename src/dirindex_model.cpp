@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "src/dirindex_format.h"
+#include "src/dirindex_slab.h"
 #include "src/dirindex_table.h"
 
 dent* dlist;
@@ -95,9 +96,9 @@ void append(dent*& head, dent*& tail, dent* entry) {
 
 }  // namespace
 
-// Entries and pool strings made here lie in one piece with their text, right behind the structure:
-// half the allocations, and the text shares a cache line with its owner. A text that a caller
-// allocated can never begin at that address, where the allocator keeps its own head.
+// Entries and pool strings made here lie in one piece with their text, right behind the structure,
+// so the text shares a cache line with its owner. A text that a caller allocated never begins at
+// that address.
 
 poolstr* pool_add(const char* text) {
     PoolIndex& index = pool_index();
@@ -105,7 +106,7 @@ poolstr* pool_add(const char* text) {
     const uint32_t hash = dirindex::text_hash({text, length});
     poolstr* string = index.find(text, hash);
     if (string == nullptr) {
-        string = static_cast<poolstr*>(std::malloc(sizeof *string + length + 1));
+        string = static_cast<poolstr*>(dirindex::slab_allocate(sizeof *string + length + 1));
         auto* copy = reinterpret_cast<char*>(string + 1);
         std::memcpy(copy, text, length + 1);
         *string = {pool, copy, 0};
@@ -120,7 +121,7 @@ void free_dent(dent* entry) {
         if (entry->name != reinterpret_cast<char*>(entry + 1)) {
             std::free(entry->name);
         }
-        std::free(entry);
+        dirindex::slab_release(entry);
     }
 }
 
@@ -130,7 +131,7 @@ void free_poolstr(poolstr* string) {
         if (string->text != reinterpret_cast<char*>(string + 1)) {
             std::free(string->text);
         }
-        std::free(string);
+        dirindex::slab_release(string);
     }
 }
 
@@ -191,7 +192,7 @@ void remember_current_path() {
 }
 
 dent* new_dent(uint8_t type, const char* name, size_t name_length, uint32_t ino, poolstr* link) {
-    auto* entry = static_cast<dent*>(std::malloc(sizeof(dent) + name_length + 1));
+    auto* entry = static_cast<dent*>(slab_allocate(sizeof(dent) + name_length + 1));
     auto* copy = reinterpret_cast<char*>(entry + 1);
     std::memcpy(copy, name, name_length);
     copy[name_length] = '\0';
