@@ -3,6 +3,7 @@
 #define TESTS_UNIT_SRC_CHECKER_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <functional>
 #include <string>
@@ -11,6 +12,7 @@
 #include "src/qxfsutil.h"
 #include "tests/support/area.h"
 #include "tests/support/capture.h"
+#include "tests/support/private_root.h"
 #include "tests/support/temp_dir.h"
 
 class CheckerTest : public testing::Test {
@@ -31,6 +33,20 @@ protected:
         qxfsutil_debug_level = 0;
         return output.out + output.err;
     }
+
+    // The same at level 2 in a child that has no rights to others' files, and the result behind it;
+    // for failures to open that root never meets.
+    std::string said_without_rights(const std::function<int()>& action) {
+        const auto result = qx_test::PrivateRoot().run([&]() -> std::string {
+            if (seteuid(kNobody) != 0) {
+                return "cannot become nobody";
+            }
+            const std::string text = said(2, action);
+            return text + std::to_string(result_);
+        });
+        return result.text;
+    }
+    static constexpr uid_t kNobody = 65534;
 
     static std::vector<std::string> to_remove() {
         std::vector<std::string> names;

@@ -1,7 +1,6 @@
 // A directory scanned for an index: what is listed, what counts, what stops.
 #include <gmock/gmock.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -121,30 +120,25 @@ TEST_F(ScanDirTest, AFatalEntryStopsAtOnceWith1) {
 }
 
 TEST_F(ScanDirTest, EveryMagicSymlinkOfALargeDirectoryIsTurnedAndListedOnce) {
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 500; ++i) {
         const std::string name = "entry-with-a-longer-name-" + std::to_string(i);
         area_.add_template("os/" + name, 0777);
         area_.add_link(name, "////os/" + name);
     }
     EXPECT_EQ(0, scan(0x10));
-    EXPECT_EQ(3002U, tot);
-    EXPECT_EQ(3000U, to_remove().size());
+    EXPECT_EQ(502U, tot);
+    EXPECT_EQ(500U, to_remove().size());
     const auto names = listed();
-    EXPECT_EQ(3002U, std::set<std::string>(names.begin(), names.end()).size());
+    EXPECT_EQ(502U, std::set<std::string>(names.begin(), names.end()).size());
 }
 
 TEST_F(ScanDirTest, ADirectoryThatCannotBeOpenedIsFatal) {
-    const std::string text = said(2, [&] {
-        struct rlimit before {};
-        getrlimit(RLIMIT_NOFILE, &before);
-        const struct rlimit none = {0, before.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &none);
-        const int result = scan();
-        setrlimit(RLIMIT_NOFILE, &before);
-        return result;
-    });
-    EXPECT_EQ(1, result_);
-    EXPECT_EQ("Error: Can't open dir '" + area_.dir() + "': Too many open files\n", text);
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can take another user's identity";
+    }
+    ASSERT_EQ(0, chmod(".", 0700));
+    EXPECT_EQ("Error: Can't open dir '" + area_.dir() + "': Permission denied\n1",
+              said_without_rights([&] { return scan(); }));
 }
 
 }  // namespace
