@@ -4,7 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
+#include <cstddef>
 #include <utility>
 
 namespace qxfs {
@@ -42,6 +43,22 @@ inline FileDescriptor open_for_writing(const char* path, int access, mode_t mode
 /// Opens a file of an area for reading, under the same suspicion.
 inline FileDescriptor open_for_reading(const char* path) {
     return FileDescriptor(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
+/// Writes all of it: false with errno when that fails.
+inline bool write_all(int fd, const char* bytes, size_t length) {
+    while (length > 0) {
+        const ssize_t n = write(fd, bytes, length);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n < 0) {
+            return false;
+        }
+        bytes += n;
+        length -= static_cast<size_t>(n);
+    }
+    return true;
 }
 
 }  // namespace qxfs

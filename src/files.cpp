@@ -36,21 +36,6 @@ ssize_t read_block(int fd, char* block) {
     return static_cast<ssize_t>(filled);
 }
 
-bool write_block(int fd, const char* block, size_t length) {
-    while (length > 0) {
-        const ssize_t n = write(fd, block, length);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0) {
-            return false;
-        }
-        block += n;
-        length -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
 // The texts end without a newline, as those who read them expect.
 int report(const char* call, const std::string& path) {
     fprintf(stderr, "%s(\"%s\") error: %s", call, path.c_str(), strerror(errno));
@@ -156,7 +141,7 @@ int copy_reg_file(const char* source, const char* target) {
     char block[kBlock];
     ssize_t length = 0;
     while ((length = read_block(from.get(), block)) > 0) {
-        if (!write_block(to.get(), block, static_cast<size_t>(length))) {
+        if (!qxfs::write_all(to.get(), block, static_cast<size_t>(length))) {
             return -2;
         }
     }

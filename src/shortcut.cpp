@@ -2,12 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "src/area_format.h"
 #include "src/file_descriptor.h"
@@ -16,21 +16,6 @@
 namespace {
 
 using qxfs::FileDescriptor;
-
-bool write_all(int fd, const char* text, size_t length) {
-    while (length > 0) {
-        const ssize_t n = write(fd, text, length);
-        if (n < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        text += n;
-        length -= static_cast<size_t>(n);
-    }
-    return true;
-}
 
 // Sets owner, permission bits and times, in this order: a change of owner would clear set-id bits.
 // Returns the name of the step that failed, with errno, or null.
@@ -86,7 +71,7 @@ int create_shortcut(const char* path, const char* text, size_t length, const str
         werror(errno, "Can't create shortcut '%s/%s'", current_path, path);
         return 1;
     }
-    if (!write_all(fd.get(), text, length)) {
+    if (!qxfs::write_all(fd.get(), text, length)) {
         werror(errno, "Can't write shortcut '%s/%s'", current_path, path);
         return 1;
     }
@@ -109,7 +94,7 @@ int make_shortcut(const char* path, const char* text, size_t length, const struc
         werror(errno, "Can't create shortcut '%s'", path);
         return 1;
     }
-    if (!write_all(fd.get(), text, length)) {
+    if (!qxfs::write_all(fd.get(), text, length)) {
         werror(errno, "Can't write shortcut '%s'", path);
         return 1;
     }
