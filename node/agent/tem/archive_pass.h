@@ -1,0 +1,47 @@
+// One pass over the entries of an archive that nobody vouches for.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/archive_handle.h"
+#include "node/agent/tem/package_limits.h"
+
+namespace QXA::tem {
+
+class ArchivePass {
+public:
+    /// @param file  borrowed, read from its beginning.
+    /// @param path  its name in messages.
+    /// @throws Failure kTemDamaged when it is no archive.
+    ArchivePass(int file, std::string path, const PackageLimits& limits);
+
+    /// The next entry, borrowed until the next call; null at the archive's end.
+    /// @throws Failure kTemDamaged, also when the archive ends without its end mark.
+    archive_entry* next();
+
+    /// Hands the entry's content over, block by block with its offset; holes are passed over.
+    using Take = std::function<void(const char* data, std::size_t size, std::int64_t offset)>;
+    void content(const Take& take);
+
+    /// Size of the entry's content. @throws Failure kTemDamaged when it is out of bounds.
+    std::int64_t sizeOf(archive_entry* entry) const;
+
+    [[noreturn]] void refuse(const std::string& why, int code = kTemDamaged) const;
+
+private:
+    std::string m_path;
+    PackageLimits m_limits;
+    ArchiveHandle m_archive;
+    std::uint64_t m_entries = 0;
+    std::uint64_t m_bytes = 0;
+};
+
+/// Owner, mode and modification time of an entry.
+struct stat attributesOf(archive_entry* entry);
+
+}  // namespace QXA::tem

@@ -1,0 +1,292 @@
+// Carries out a change of the templates in one container's area.
+#include "node/agent/tem/area_change.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <optional>
+#include <set>
+#include <sstream>
+
+#include "node/agent/tem/area_steps.h"
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/files.h"
+
+namespace QXA::tem {
+
+namespace {
+
+constexpr const char* kRootName = "root";
+constexpr const char* kJournalName = "journal";
+constexpr const char* kSavedName = "saved";
+constexpr const char* kHeading = "qxtem-area-journal 1";
+constexpr std::size_t kMaxJournalSize = std::size_t{1} << 20;
+
+std::string newName(const std::string& record) {
+    return ".new." + record;
+}
+
+struct AreaJournal {
+    std::vector<std::string> leaving;  // names of records
+    std::vector<std::string> coming;
+    ConfiguredTemplates after;
+};
+
+std::string formatJournal(const AreaChange& change) {
+    std::ostringstream out;
+    out << kHeading << '\n';
+    for (const AreaRecord& record : change.leaving) {
+        out << "leaving " << recordName(record.key) << '\n';
+    }
+    for (const AreaRecord& record : change.coming) {
+        out << "coming " << recordName(record.key) << '\n';
+    }
+    out << "os " << change.after.osTemplate << '\n';
+    for (const std::string& name : change.after.templates) {
+        out << "template " << name << '\n';
+    }
+    return out.str();
+}
+
+AreaJournal parseJournal(const std::string& text) {
+    std::istringstream lines(text);
+    std::string line;
+    AreaJournal journal;
+    bool good = std::getline(lines, line) && line == kHeading;
+    while (good && std::getline(lines, line)) {
+        const std::size_t blank = std::min(line.find(' '), line.size());
+        const std::string word = line.substr(0, blank);
+        const std::string value = line.substr(std::min(blank + 1, line.size()));
+        if (word == "os") {
+            journal.after.osTemplate = value;
+            continue;
+        }
+        std::vector<std::string>* list = word == "leaving"    ? &journal.leaving
+                                         : word == "coming"   ? &journal.coming
+                                         : word == "template" ? &journal.after.templates
+                                                              : nullptr;
+        good = list != nullptr && !value.empty() && value.front() != '.' &&
+               (list == &journal.after.templates || value.find('/') == std::string::npos);
+        if (good) {
+            list->push_back(value);
+        }
+    }
+    if (!good) {
+        throw Failure(kTemFailed, std::string(kAreaStateName) + "/" + kJournalName +
+                                      ": bad line '" + line + "'");
+    }
+    return journal;
+}
+
+qxnode::Fd openSaved(int state) {
+    if (mkdirat(state, kSavedName, 0700) != 0 && errno != EEXIST) {
+        throw systemFailure("make directory", std::string(kAreaStateName) + "/" + kSavedName);
+    }
+    qxnode::Fd saved = openBelow(state, kSavedName, O_RDONLY | O_DIRECTORY);
+    if (!saved) {
+        throw systemFailure("open directory", std::string(kAreaStateName) + "/" + kSavedName);
+    }
+    return saved;
+}
+
+void flush(const Area& area) {
+    if (syncfs(area.root()) != 0) {
+        throw systemFailure("flush", "the container's area");
+    }
+}
+
+void removeName(int state, const std::string& name) {
+    if (unlinkat(state, name.c_str(), 0) != 0 && errno != ENOENT) {
+        throw systemFailure("remove", std::string(kAreaStateName) + "/" + name);
+    }
+}
+
+void removeNewRecords(int state) {
+    for (const std::string& name : namesIn(state).value_or(std::vector<std::string>{})) {
+        if (name.starts_with(".new.") || name.ends_with(".new")) {
+            removeName(state, name);
+        }
+    }
+}
+
+void doSteps(const Area& area, const AreaChange& change) {
+    const qxnode::Fd saved = openSaved(area.state());
+    for (const AreaStep& step : stepsBetween(change.leaving, change.coming, change.staying)) {
+        doStep(area.root(), saved.get(), step);
+    }
+    flush(area);
+}
+
+std::set<unsigned> savedNumbers(const std::vector<AreaRecord>& records) {
+    std::set<unsigned> numbers;
+    for (const AreaRecord& record : records) {
+        for (const auto& [path, entry] : record.entries) {
+            if (entry.saved != 0) {
+                numbers.insert(entry.saved);
+            }
+        }
+    }
+    return numbers;
+}
+
+void removeJournal(const Area& area) {
+    removeName(area.state(), kJournalName);
+    if (!flushDirectory(area.state())) {
+        throw systemFailure("flush", kAreaStateName);
+    }
+}
+
+bool isThere(int state, const std::string& name) {
+    return statBelow(state, name).has_value();
+}
+
+// The change as the journal and the records tell it. Records of templates that left may be gone
+// already: then so are their entries.
+AreaChange loadChange(const Area& area, const AreaJournal& journal) {
+    AreaChange change;
+    change.after = journal.after;
+    for (const std::string& name : journal.leaving) {
+        if (isThere(area.state(), name)) {
+            change.leaving.push_back(readRecord(area.state(), name));
+        }
+    }
+    for (const std::string& name : journal.coming) {
+        const std::optional<std::string> text =
+            readFileBelow(area.state(), newName(name), std::size_t{1} << 30);
+        change.coming.push_back(text ? parseRecord(*text, "template record '" + name + "'")
+                                     : readRecord(area.state(), name));
+    }
+    for (AreaRecord& record : readRecords(area.state())) {
+        const std::string name = recordName(record.key);
+        const auto names = [&](const std::vector<std::string>& list) {
+            return std::find(list.begin(), list.end(), name) != list.end();
+        };
+        if (!names(journal.leaving) && !names(journal.coming)) {
+            change.staying.push_back(std::move(record));
+        }
+    }
+    return change;
+}
+
+qxnode::Fd openOrMake(int directory, const char* name, mode_t mode,
+                      const std::string& privateArea) {
+    const bool made = mkdirat(directory, name, mode) == 0;
+    if (!made && errno != EEXIST) {
+        throw systemFailure("make directory", privateArea + "/" + name);
+    }
+    qxnode::Fd fd = openBelow(directory, name, O_RDONLY | O_DIRECTORY);
+    if (!fd) {
+        throw systemFailure("open directory", privateArea + "/" + name);
+    }
+    return fd;
+}
+
+}  // namespace
+
+Area::Area(const std::string& privateArea) {
+    const qxnode::Fd directory(open(privateArea.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory) {
+        throw systemFailure("open private area", privateArea);
+    }
+    m_root = openOrMake(directory.get(), kRootName, 0755, privateArea);
+    m_state = openOrMake(directory.get(), kAreaStateName, 0700, privateArea);
+}
+
+unsigned Area::nextSaved() const {
+    const qxnode::Fd saved = openSaved(m_state.get());
+    unsigned next = 1;
+    for (const std::string& name : namesIn(saved.get()).value_or(std::vector<std::string>{})) {
+        unsigned number = 0;
+        std::from_chars(name.data(), name.data() + name.size(), number);
+        next = std::max(next, number + 1);
+    }
+    return next;
+}
+
+void prepareChange(const Area& area, const AreaChange& change) {
+    bool begun = false;
+    try {
+        for (const AreaRecord& record : change.coming) {
+            const std::string name = newName(recordName(record.key));
+            if (!writeFileDurably(area.state(), name, formatRecord(record), 0600)) {
+                throw systemFailure("write", std::string(kAreaStateName) + "/" + name);
+            }
+        }
+        if (!writeFileDurably(area.state(), kJournalName, formatJournal(change), 0600)) {
+            throw systemFailure("write", std::string(kAreaStateName) + "/" + kJournalName);
+        }
+        begun = true;
+        doSteps(area, change);
+    } catch (const Failure& failure) {
+        const Failure reason = failure;
+        if (begun) {
+            revertChange(area, change);
+        } else {
+            removeNewRecords(area.state());
+        }
+        throw Failure(reason);
+    }
+}
+
+void finishChange(const Area& area, const AreaChange& change) {
+    const int state = area.state();
+    const qxnode::Fd saved = openSaved(state);
+    const std::set<unsigned> kept = savedNumbers(change.coming);
+    for (const unsigned number : savedNumbers(change.leaving)) {
+        if (!kept.contains(number) && !removeTree(saved.get(), std::to_string(number))) {
+            throw systemFailure("remove", std::string(kAreaStateName) + "/" + kSavedName);
+        }
+    }
+    std::set<std::string> coming;
+    for (const AreaRecord& record : change.coming) {
+        const std::string name = recordName(record.key);
+        coming.insert(name);
+        if (renameat2(state, newName(name).c_str(), state, name.c_str(), 0) != 0 &&
+            errno != ENOENT) {
+            throw systemFailure("rename", std::string(kAreaStateName) + "/" + name);
+        }
+    }
+    for (const AreaRecord& record : change.leaving) {
+        if (!coming.contains(recordName(record.key))) {
+            removeName(state, recordName(record.key));
+        }
+    }
+    removeJournal(area);
+}
+
+void revertChange(const Area& area, const AreaChange& change) {
+    const qxnode::Fd saved = openSaved(area.state());
+    std::vector<AreaStep> steps = stepsBetween(change.leaving, change.coming, change.staying);
+    std::reverse(steps.begin(), steps.end());
+    for (const AreaStep& step : steps) {
+        undoStep(area.root(), saved.get(), step);
+    }
+    flush(area);
+    // The journal first: records without it are left-overs that mean nothing.
+    removeJournal(area);
+    removeNewRecords(area.state());
+}
+
+void recoverArea(const Area& area, const ConfiguredTemplates& configured) {
+    const std::optional<std::string> text =
+        readFileBelow(area.state(), kJournalName, kMaxJournalSize);
+    if (!text && errno != ENOENT) {
+        throw systemFailure("read", std::string(kAreaStateName) + "/" + kJournalName);
+    }
+    if (text) {
+        const AreaJournal journal = parseJournal(*text);
+        const AreaChange change = loadChange(area, journal);
+        if (configured == journal.after) {
+            doSteps(area, change);
+            finishChange(area, change);
+        } else {
+            revertChange(area, change);
+        }
+    }
+    removeNewRecords(area.state());
+}
+
+}  // namespace QXA::tem

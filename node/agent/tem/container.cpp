@@ -1,0 +1,109 @@
+// A container as the template manager works on it.
+#include "node/agent/tem/container.h"
+
+#include <dirent.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/failure.h"
+#include "node/support/paths.h"
+
+namespace QXA::tem {
+
+namespace {
+
+struct CloseDirectory {
+    void operator()(DIR* stream) const { closedir(stream); }
+};
+
+qxnode::ContainerConfig readConfig(int veid) {
+    std::string error;
+    std::optional<qxnode::ContainerConfig> config =
+        qxnode::ContainerConfig::read(qxnode::containerConfigPath(veid), error);
+    if (!config) {
+        throw Failure(kTemFailed, error);
+    }
+    return std::move(*config);
+}
+
+}  // namespace
+
+QXATemplate parseKey(const std::string& text) {
+    const std::size_t slash = text.find('/');
+    return slash == std::string::npos ? QXATemplate{text, ""}
+                                      : QXATemplate{text.substr(0, slash), text.substr(slash + 1)};
+}
+
+Container::Container(int veid) : m_veid(veid), m_config(readConfig(veid)) {}
+
+Container Container::find(const QXL::QXLEID& eid) {
+    const std::unique_ptr<DIR, CloseDirectory> directory(opendir(qxnode::kContainerConfigDir));
+    if (!directory) {
+        throw systemFailure("read directory", qxnode::kContainerConfigDir);
+    }
+    while (const struct dirent* entry = readdir(directory.get())) {
+        const std::optional<int> veid = qxnode::veidOfConfigName(entry->d_name);
+        std::string error;
+        if (!veid) {
+            continue;
+        }
+        // A broken file is another container's trouble.
+        const auto config =
+            qxnode::ContainerConfig::read(qxnode::containerConfigPath(*veid), error);
+        if (config && eid.isValid() &&
+            QXL::QXLEID::fromString(config->get(qxnode::parameter::kEid).value_or("")) == eid) {
+            return Container(*veid);
+        }
+    }
+    throw Failure(kTemFailed, "no container has the EID '" + eid.toString() + "'");
+}
+
+ConfiguredTemplates Container::configured() const {
+    return {m_config.get(qxnode::parameter::kOsTemplate).value_or(""), m_config.templates()};
+}
+
+bool Container::isKr() const {
+    return configured().osTemplate.starts_with('.');
+}
+
+std::optional<QXATemplate> Container::osTemplate() const {
+    const std::string configuredName = configured().osTemplate;
+    if (configuredName.empty() || isKr()) {
+        return std::nullopt;
+    }
+    return parseKey(configuredName);
+}
+
+std::vector<QXATemplate> Container::applications() const {
+    std::vector<QXATemplate> keys;
+    for (const std::string& name : m_config.templates()) {
+        // Of a dotted name's templates the other technology takes care.
+        if (!name.starts_with('.')) {
+            keys.push_back(parseKey(name));
+        }
+    }
+    return keys;
+}
+
+void Container::write(const ConfiguredTemplates& templates) {
+    qxnode::ContainerConfig config = m_config;
+    if (templates.osTemplate.empty()) {
+        config.remove(qxnode::parameter::kOsTemplate);
+    } else if (!config.set(qxnode::parameter::kOsTemplate, templates.osTemplate)) {
+        throw Failure(kTemFailed, "cannot record OS template '" + templates.osTemplate + "'");
+    }
+    if (templates.templates.empty()) {
+        config.remove(qxnode::parameter::kTemplates);
+    } else if (!config.setTemplates(templates.templates)) {
+        throw Failure(kTemFailed, "cannot record the container's templates");
+    }
+    std::string error;
+    if (!config.write(qxnode::containerConfigPath(m_veid), error)) {
+        throw Failure(kTemFailed, error);
+    }
+    m_config = std::move(config);
+}
+
+}  // namespace QXA::tem

@@ -1,0 +1,46 @@
+// A container as the template manager works on it: its configuration and what it says about
+// templates.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "QXA/QXATemplate.h"
+#include "QXL/QXLEID.h"
+#include "node/agent/tem/area_change.h"
+#include "node/support/container_config.h"
+
+namespace QXA::tem {
+
+class Container {
+public:
+    /// @throws Failure kTemFailed when the configuration cannot be read.
+    explicit Container(int veid);
+
+    /// The container with this EID. @throws Failure kTemFailed when there is none.
+    static Container find(const QXL::QXLEID& eid);
+
+    [[nodiscard]] int veid() const { return m_veid; }
+    [[nodiscard]] std::string privateArea() const { return m_config.privateArea(m_veid); }
+    [[nodiscard]] ConfiguredTemplates configured() const;
+
+    /// Key of its standard OS template; nullopt without one or with one of the other technology.
+    [[nodiscard]] std::optional<QXATemplate> osTemplate() const;
+    [[nodiscard]] std::vector<QXATemplate> applications() const;
+
+    /// Whether its OS template is of the other technology: the name begins with a dot.
+    [[nodiscard]] bool isKr() const;
+
+    /// Writes the configuration with other templates. @throws Failure kTemFailed.
+    void write(const ConfiguredTemplates& templates);
+
+private:
+    int m_veid;
+    qxnode::ContainerConfig m_config;
+};
+
+/// "name/version" or "name" as a key.
+QXATemplate parseKey(const std::string& text);
+
+}  // namespace QXA::tem

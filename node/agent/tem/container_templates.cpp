@@ -1,0 +1,352 @@
+// Templates of one container: the rules for what may come and go, and the order of the steps.
+#include "node/agent/tem/container_templates.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/area_plan.h"
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/version_order.h"
+#include "node/agent/tem/writer_lock.h"
+#include "node/support/paths.h"
+
+namespace QXA::tem {
+
+namespace {
+
+using ManifestSP = std::shared_ptr<const Manifest>;
+
+// A container under its lock, recovered.
+class LockedContainer {
+public:
+    explicit LockedContainer(const QXL::QXLEID& eid)
+        : m_lock(lockForWriting(qxnode::containerLockPath(Container::find(eid).veid()))),
+          container(Container::find(eid)),
+          area(container.privateArea()) {
+        recoverArea(area, container.configured());
+        records = readRecords(area.state());
+    }
+
+private:
+    qxnode::FileLock m_lock;
+
+public:
+    Container container;
+    Area area;
+    std::vector<AreaRecord> records;
+};
+
+// What a container has and is to have, by name; an empty version: not told by the configuration.
+struct Selection {
+    std::optional<QXATemplate> os;
+    std::vector<QXATemplate> applications;
+
+    [[nodiscard]] const QXATemplate* find(const std::string& name) const {
+        if (os && os->name == name) {
+            return &*os;
+        }
+        const auto found = std::find_if(applications.begin(), applications.end(),
+                                        [&](const QXATemplate& key) { return key.name == name; });
+        return found == applications.end() ? nullptr : &*found;
+    }
+
+    void put(const Manifest& manifest) {
+        const QXATemplate key = manifest.key();
+        if (manifest.config.isOsTemplate) {
+            os = key;
+            return;
+        }
+        const auto found =
+            std::find_if(applications.begin(), applications.end(),
+                         [&](const QXATemplate& known) { return known.name == key.name; });
+        if (found == applications.end()) {
+            applications.push_back(key);
+        } else {
+            *found = key;
+        }
+    }
+};
+
+// The configuration may name a template without version; what was added is told by its record.
+QXATemplate withVersion(QXATemplate key, const std::vector<AreaRecord>& records) {
+    if (key.version.empty()) {
+        for (const AreaRecord& record : records) {
+            if (record.key.name == key.name) {
+                key.version = record.key.version;
+            }
+        }
+    }
+    return key;
+}
+
+Selection selectionOf(const LockedContainer& locked) {
+    Selection selection;
+    if (const std::optional<QXATemplate> os = locked.container.osTemplate()) {
+        selection.os = withVersion(*os, locked.records);
+    }
+    for (const QXATemplate& key : locked.container.applications()) {
+        selection.applications.push_back(withVersion(key, locked.records));
+    }
+    return selection;
+}
+
+ConfiguredTemplates asConfigured(const Selection& selection, const ConfiguredTemplates& before) {
+    ConfiguredTemplates after;
+    after.osTemplate = selection.os ? selection.os->toString() : "";
+    for (const QXATemplate& key : selection.applications) {
+        after.templates.push_back(key.toString());
+    }
+    for (const std::string& name : before.templates) {
+        if (name.starts_with('.')) {
+            after.templates.push_back(name);
+        }
+    }
+    return after;
+}
+
+[[noreturn]] void conflict(const std::string& message) {
+    throw Failure(kTemConflict, message);
+}
+
+// Which templates come, with their manifests; those that are up to date and were asked for without
+// a version are passed over.
+std::vector<ManifestSP> wantedTemplates(const TemplateArea& templates, const Selection& before,
+                                        const std::vector<QXATemplate>& keys, bool force) {
+    std::vector<ManifestSP> wanted;
+    for (const QXATemplate& asked : keys) {
+        const QXATemplate key = templates.resolve(asked);
+        const QXATemplate* there = before.find(key.name);
+        if (there != nullptr && asked.version.empty() &&
+            !versionLess(there->version, key.version)) {
+            continue;  // up to date, or ahead of the node
+        }
+        if (there != nullptr && !force) {
+            if (*there == key) {
+                conflict("template '" + key.toString() + "' is in the container already");
+            }
+            if (versionLess(key.version, there->version)) {
+                conflict("template '" + there->toString() + "' of the container is newer than '" +
+                         key.toString() + "'");
+            }
+        }
+        const auto twin = std::find_if(wanted.begin(), wanted.end(), [&](const ManifestSP& other) {
+            return other->config.name == key.name;
+        });
+        if (twin == wanted.end()) {
+            wanted.push_back(templates.manifest(key));
+        } else if (!((*twin)->key() == key)) {
+            conflict("template '" + key.name + "' is asked for in two versions");
+        }
+    }
+    return wanted;
+}
+
+// Everything that the container has and the node knows.
+std::vector<QXATemplate> everything(const TemplateArea& templates, const Selection& before) {
+    std::vector<QXATemplate> keys;
+    const auto append = [&](const QXATemplate& key) {
+        if (!templates.versions(key.name).empty()) {
+            keys.push_back({key.name, ""});
+        }
+    };
+    if (before.os) {
+        append(*before.os);
+    }
+    std::for_each(before.applications.begin(), before.applications.end(), append);
+    return keys;
+}
+
+void refuseSecondOs(const Selection& before, const std::vector<ManifestSP>& wanted, bool force) {
+    const Manifest* os = nullptr;
+    for (const ManifestSP& manifest : wanted) {
+        if (!manifest->config.isOsTemplate) {
+            continue;
+        }
+        if (os != nullptr) {
+            conflict("'" + os->key().toString() + "' and '" + manifest->key().toString() +
+                     "' are both OS templates");
+        }
+        os = manifest.get();
+        if (before.os && before.os->name != os->config.name && !force) {
+            conflict("the container has the OS template '" + before.os->toString() + "', not '" +
+                     os->config.name + "'");
+        }
+    }
+}
+
+bool isMadeFor(const Manifest& application, const std::optional<QXATemplate>& os) {
+    const std::vector<QXATemplate>& bases = application.config.baseOsTemplates;
+    return bases.empty() ||
+           (os && std::any_of(bases.begin(), bases.end(),
+                              [&](const QXATemplate& base) { return matches(base, *os); }));
+}
+
+ManifestSP manifestIfKnown(const TemplateArea& templates, const QXATemplate& key) {
+    try {
+        return templates.manifest(key);
+    } catch (const Failure&) {
+        // The node has lost it: nothing more can be said about it.
+        return nullptr;
+    }
+}
+
+// Base OS and conflict rules over what the container is to have. Troubles that were there before
+// are not this request's.
+void checkSelection(const TemplateArea& templates, const Selection& before, const Selection& after,
+                    const std::vector<ManifestSP>& wanted) {
+    std::vector<ManifestSP> all;
+    const auto append = [&](const QXATemplate& key) {
+        if (ManifestSP manifest = manifestIfKnown(templates, key)) {
+            all.push_back(std::move(manifest));
+        }
+    };
+    if (after.os) {
+        append(*after.os);
+    }
+    std::for_each(after.applications.begin(), after.applications.end(), append);
+    const auto isNew = [&](const ManifestSP& manifest) {
+        return std::any_of(wanted.begin(), wanted.end(), [&](const ManifestSP& other) {
+            return other->key() == manifest->key();
+        });
+    };
+    for (const ManifestSP& manifest : all) {
+        if (!manifest->config.isOsTemplate && !isMadeFor(*manifest, after.os) &&
+            (isNew(manifest) || isMadeFor(*manifest, before.os))) {
+            conflict("application template '" + manifest->key().toString() +
+                     "' is not made for the container's OS template '" +
+                     (after.os ? after.os->toString() : "") + "'");
+        }
+        for (const ManifestSP& other : all) {
+            if (other != manifest && isNew(manifest) && inConflict(*manifest, *other)) {
+                conflict("template '" + manifest->key().toString() + "' is in conflict with '" +
+                         other->key().toString() + "'");
+            }
+        }
+    }
+}
+
+// Sorts the container's records into those that leave and those that stay.
+void splitRecords(std::vector<AreaRecord> records, const Selection& after,
+                  const std::vector<ManifestSP>& wanted, AreaChange& change) {
+    for (AreaRecord& record : records) {
+        const QXATemplate* kept = after.find(record.key.name);
+        const bool replaced = std::any_of(
+            wanted.begin(), wanted.end(),
+            [&](const ManifestSP& manifest) { return manifest->config.name == record.key.name; });
+        const bool stays = kept != nullptr && *kept == record.key && !replaced;
+        (stays ? change.staying : change.leaving).push_back(std::move(record));
+    }
+}
+
+void planComing(const LockedContainer& locked, const TemplateArea& templates,
+                const std::vector<ManifestSP>& wanted, bool force, AreaChange& change,
+                std::vector<std::string>& kept) {
+    AreaSituation situation{locked.area.root(), change.leaving, change.staying,
+                            locked.area.nextSaved()};
+    for (const ManifestSP& manifest : wanted) {
+        const qxnode::Fd root = templates.openRoot(manifest->key());
+        AreaRecord record{manifest->key(), manifest->config.isOsTemplate,
+                          entriesOf(root.get(), manifest->key())};
+        change.coming.push_back(
+            planTemplate(situation, change.coming, std::move(record), force, kept));
+    }
+}
+
+void carryOut(LockedContainer& locked, const AreaChange& change) {
+    prepareChange(locked.area, change);
+    try {
+        locked.container.write(change.after);
+    } catch (const Failure& failure) {
+        const Failure reason = failure;
+        revertChange(locked.area, change);
+        throw Failure(reason);
+    }
+    try {
+        finishChange(locked.area, change);
+    } catch (const Failure&) {
+        // The change holds; the next writer tidies up, or says what is in its way.
+        return;
+    }
+}
+
+}  // namespace
+
+void addToContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
+                    std::vector<std::string>& kept) {
+    LockedContainer locked(eid);
+    if (locked.container.isKr()) {
+        conflict("container " + std::to_string(locked.container.veid()) +
+                 " has an OS template of another technology, '" +
+                 locked.container.configured().osTemplate + "'");
+    }
+    const TemplateArea templates;
+    const Selection before = selectionOf(locked);
+    const std::vector<ManifestSP> wanted = wantedTemplates(
+        templates, before, keys.empty() ? everything(templates, before) : keys, force);
+    if (wanted.empty()) {
+        return;
+    }
+    refuseSecondOs(before, wanted, force);
+    Selection after = before;
+    for (const ManifestSP& manifest : wanted) {
+        after.put(*manifest);
+    }
+    if (!force) {
+        checkSelection(templates, before, after, wanted);
+    }
+    AreaChange change;
+    change.after = asConfigured(after, locked.container.configured());
+    splitRecords(std::move(locked.records), after, wanted, change);
+    planComing(locked, templates, wanted, force, change, kept);
+    carryOut(locked, change);
+}
+
+void removeFromContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force) {
+    if (keys.empty()) {
+        return;
+    }
+    LockedContainer locked(eid);
+    const Selection before = selectionOf(locked);
+    Selection after = before;
+    for (const QXATemplate& key : keys) {
+        const QXATemplate* there = before.find(key.name);
+        if (there == nullptr) {
+            throw Failure(kTemUnknownTemplate,
+                          "template '" + key.toString() + "' is not in the container");
+        }
+        if (!matches(key, *there)) {
+            throw Failure(kTemUnknownVersion, "template '" + key.toString() +
+                                                  "' is not in the container; it has '" +
+                                                  there->toString() + "'");
+        }
+        if (after.os == *there) {
+            after.os.reset();
+        }
+        std::erase(after.applications, *there);
+    }
+    if (!force && before.os && !after.os) {
+        const TemplateArea templates;
+        for (const QXATemplate& key : after.applications) {
+            const ManifestSP manifest = manifestIfKnown(templates, key);
+            if (manifest != nullptr && isMadeFor(*manifest, before.os) &&
+                !isMadeFor(*manifest, after.os)) {
+                conflict("OS template '" + before.os->toString() + "' is needed by '" +
+                         key.toString() + "'");
+            }
+        }
+    }
+    AreaChange change;
+    change.after = asConfigured(after, locked.container.configured());
+    if (locked.container.isKr()) {
+        change.after.osTemplate = locked.container.configured().osTemplate;
+    }
+    splitRecords(std::move(locked.records), after, {}, change);
+    carryOut(locked, change);
+}
+
+void recoverContainer(const QXL::QXLEID& eid) {
+    const LockedContainer locked(eid);
+}
+
+}  // namespace QXA::tem

@@ -1,0 +1,34 @@
+// Which paths and links a template package may hold.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+
+#include "node/agent/tem/manifest.h"
+
+namespace QXA::tem {
+
+/// Brings an archive's name into the form "a/b/c": leading "./", doubled and trailing slashes and
+/// "." components go. The package's own folder becomes "".
+/// @throws Failure kTemDamaged for an absolute path, a "..", a component or path that is too long.
+std::string checkedEntryPath(std::string_view name);
+
+/// Refuses names that the template area itself gives a meaning to in a container.
+/// @param path  relative to root/.
+/// @throws Failure kTemDamaged.
+void refuseReservedName(const std::string& path);
+
+/// Refuses a symbolic link that leads out of the root, or that would be read as a reference into
+/// the template area. An absolute target starts at the container's root and so stays inside.
+/// @param path    of the link, relative to root/.
+/// @throws Failure kTemDamaged.
+void refuseUnsafeLink(const std::string& path, const std::string& target);
+
+/// Refuses a set-id file that the manifest does not list, and a set-user-id directory.
+/// @param path  relative to root/.
+/// @throws Failure kTemDamaged.
+void refuseSetId(const std::string& path, mode_t mode, const Manifest& manifest);
+
+}  // namespace QXA::tem

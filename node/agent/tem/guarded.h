@@ -1,0 +1,34 @@
+// The one place where failures of the template manager's parts become result codes and messages.
+#pragma once
+
+#include <exception>
+
+#include "QXL/QXLError.h"
+#include "QXL/QXLLockPolicy.h"
+#include "node/agent/error_store.h"
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/writer_lock.h"
+
+namespace QXA::tem {
+
+/// Runs an operation of an entry point. @return 0, or the failure's code with its message set.
+template <class Operation>
+int guarded(Operation operation) {
+    try {
+        operation();
+        return 0;
+    } catch (const LockTimeout& timeout) {
+        QXL::setErrorMessage("%s", timeout.what());
+        QXL::setLastErrorData(QXL::kErrorLockTimeout, timeout.what());
+        return timeout.code();
+    } catch (const Failure& failure) {
+        QXL::setErrorMessage("%s", failure.what());
+        return failure.code();
+    } catch (const std::exception& failure) {
+        // Out of memory, as a rule: no request may take the agent down.
+        QXL::setErrorMessage("%s", failure.what());
+        return kTemFailed;
+    }
+}
+
+}  // namespace QXA::tem

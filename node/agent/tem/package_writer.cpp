@@ -1,0 +1,170 @@
+// Packs a folder as a standard template package. What an installation would refuse is refused here
+// too, by the same rules, so that the maker of a template learns of it and not its user.
+#include "node/agent/tem/package_writer.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+
+#include <cerrno>
+#include <map>
+
+#include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/entry_path.h"
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/files.h"
+#include "node/agent/tem/manifest.h"
+#include "node/agent/tem/tar_writer.h"
+#include "node/support/durable_file.h"
+
+namespace QXA::tem {
+
+namespace {
+
+// A file under a temporary name beside `path`, removed again unless it was renamed. Its name ends
+// as the final one does, since the ending chooses the compression.
+class FileBeside {
+public:
+    explicit FileBeside(const std::string& path) : m_path(path) {
+        const std::size_t slash = path.rfind('/');
+        const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
+        m_beside = path.substr(0, name) + "." + path.substr(name) + ".XXXXXX";
+        m_fd = Fd(mkostemp(m_beside.data(), O_CLOEXEC));
+        if (!m_fd) {
+            throw systemFailure("create a file beside", path);
+        }
+    }
+    ~FileBeside() {
+        if (!m_renamed) {
+            unlink(m_beside.c_str());
+        }
+    }
+    FileBeside(const FileBeside&) = delete;
+    FileBeside& operator=(const FileBeside&) = delete;
+
+    [[nodiscard]] int get() const { return m_fd.get(); }
+
+    void finish() {
+        if (fchmod(m_fd.get(), 0644) != 0 || fsync(m_fd.get()) != 0 ||
+            rename(m_beside.c_str(), m_path.c_str()) != 0) {
+            throw systemFailure("write", m_path);
+        }
+        m_renamed = true;
+        std::string error;
+        const std::size_t slash = m_path.rfind('/');
+        if (!qxnode::flushDirectory(slash == std::string::npos ? "." : m_path.substr(0, slash + 1),
+                                    error)) {
+            throw Failure(kTemFailed, error);
+        }
+    }
+
+private:
+    std::string m_path;
+    std::string m_beside;
+    Fd m_fd;
+    bool m_renamed = false;
+};
+
+class Packer {
+public:
+    Packer(int root, TarWriter& tar, const Manifest& manifest)
+        : m_root(root), m_tar(tar), m_manifest(manifest) {}
+
+    void add(const std::string& path, const struct stat& st) {
+        checkedEntryPath(path);
+        refuseReservedName(path);
+        const std::string name = std::string(kRootName) + "/" + path;
+        if (S_ISDIR(st.st_mode)) {
+            refuseSetId(path, st.st_mode, m_manifest);
+            m_tar.directory(name, st);
+        } else if (S_ISLNK(st.st_mode)) {
+            addLink(path, name, st);
+        } else if (S_ISREG(st.st_mode)) {
+            refuseSetId(path, st.st_mode, m_manifest);
+            addFile(path, name, st);
+        } else {
+            throw Failure(kTemDamaged,
+                          "entry '" + path + "' is neither a file, a directory nor a link");
+        }
+    }
+
+private:
+    void addLink(const std::string& path, const std::string& name, const struct stat& st) {
+        const std::optional<std::string> target = readLinkBelow(m_root, path);
+        if (!target) {
+            throw systemFailure("read symbolic link", path);
+        }
+        refuseUnsafeLink(path, *target);
+        m_tar.symbolicLink(name, *target, st);
+    }
+
+    void addFile(const std::string& path, const std::string& name, const struct stat& st) {
+        if (st.st_nlink > 1) {
+            const auto [first, isFirst] = m_names.emplace(st.st_ino, name);
+            if (!isFirst) {
+                m_tar.hardLink(name, first->second);
+                return;
+            }
+        }
+        const Fd content = openBelow(m_root, path, O_RDONLY | O_NONBLOCK);
+        struct stat now {};
+        if (!content || fstat(content.get(), &now) != 0) {
+            throw systemFailure("read", path);
+        }
+        if (now.st_ino != st.st_ino || now.st_dev != st.st_dev) {
+            throw Failure(kTemFailed, "cannot read '" + path + "': it was replaced meanwhile");
+        }
+        m_tar.file(name, content.get(), now);
+    }
+
+    int m_root;
+    TarWriter& m_tar;
+    const Manifest& m_manifest;
+    std::map<ino_t, std::string> m_names;
+};
+
+}  // namespace
+
+void packFolder(const std::string& folder, const std::string& file) {
+    const Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory) {
+        throw systemFailure("open folder", folder);
+    }
+    const std::optional<std::string> text =
+        readFileBelow(directory.get(), kManifestName, kMaxManifestSize);
+    if (!text) {
+        throw systemFailure("read", folder + "/" + kManifestName);
+    }
+    const Manifest manifest = parseManifest(*text, folder + "/" + kManifestName);
+    struct stat manifestStat {};
+    if (fstatat(directory.get(), kManifestName, &manifestStat, AT_SYMLINK_NOFOLLOW) != 0) {
+        throw systemFailure("read", folder + "/" + kManifestName);
+    }
+    manifestStat.st_mode = S_IFREG | 0644;
+    const Fd root = openBelow(directory.get(), kRootName, O_RDONLY | O_DIRECTORY);
+    if (!root && errno != ENOENT) {
+        throw systemFailure("open folder", folder + "/" + kRootName);
+    }
+    FileBeside out(file);
+    TarWriter tar(out.get(), file);
+    // First, so that a reader finds it without going through the files.
+    tar.text(kManifestName, *text, manifestStat);
+    if (root) {
+        struct stat rootStat {};
+        if (fstat(root.get(), &rootStat) != 0) {
+            throw systemFailure("read", folder + "/" + kRootName);
+        }
+        tar.directory(kRootName, rootStat);
+        Packer packer(root.get(), tar, manifest);
+        std::string failed;
+        if (!walkTree(
+                root.get(),
+                [&](const std::string& path, const struct stat& st) { packer.add(path, st); },
+                failed)) {
+            throw systemFailure("read", folder + "/" + kRootName + "/" + failed);
+        }
+    }
+    tar.finish();
+    out.finish();
+}
+
+}  // namespace QXA::tem

@@ -1,0 +1,179 @@
+// Reads the node's templates. A change that is committed but not carried out yet is seen as done:
+// what is placed is looked for in staging too, what is dropped is passed over.
+#include "node/agent/tem/template_area.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/manifest_cache.h"
+#include "node/agent/tem/version_order.h"
+
+namespace QXA::tem {
+
+namespace {
+
+// A change takes milliseconds; that many in a row during one query is no ordinary node.
+constexpr int kMaxReadAttempts = 100;
+
+std::string pathOf(const QXATemplate& key) {
+    return std::string(kTemplateAreaPath) + "/" + key.name + "/" + key.version;
+}
+
+const JournalStep* stepFor(const TemplateJournal& journal, const QXATemplate& key) {
+    if (!journal.pending) {
+        return nullptr;
+    }
+    const std::string target = key.name + "/" + key.version;
+    const auto found = std::find_if(journal.steps.begin(), journal.steps.end(),
+                                    [&](const JournalStep& step) { return step.target == target; });
+    return found == journal.steps.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+TemplateArea::TemplateArea() : m_root(open(kTemplateAreaPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (!m_root) {
+        throw systemFailure("open template area", kTemplateAreaPath);
+    }
+    m_journal = readJournal(m_root.get());
+}
+
+std::vector<std::pair<std::string, std::vector<std::string>>> TemplateArea::listing() const {
+    const std::optional<std::vector<std::string>> found = namesIn(root());
+    if (!found) {
+        throw systemFailure("read template area", kTemplateAreaPath);
+    }
+    std::vector<std::pair<std::string, std::vector<std::string>>> out;
+    for (const std::string& name : *found) {
+        std::vector<std::string> known = versions(name);
+        if (!known.empty()) {
+            out.emplace_back(name, std::move(known));
+        }
+    }
+    return out;
+}
+
+std::vector<std::string> TemplateArea::versions(const std::string& name) const {
+    if (!isValidName(name)) {
+        return {};
+    }
+    std::vector<std::string> found;
+    if (const Fd directory = openBelow(root(), name, O_RDONLY | O_DIRECTORY)) {
+        found = namesIn(directory.get()).value_or(std::vector<std::string>{});
+    }
+    std::erase_if(found, [](const std::string& version) { return !isValidVersion(version); });
+    if (m_journal->pending) {
+        for (const JournalStep& step : m_journal->steps) {
+            const std::size_t slash = step.target.find('/');
+            if (step.target.substr(0, slash) != name ||
+                step.target.find('/', slash + 1) != std::string::npos) {
+                continue;
+            }
+            const std::string version = step.target.substr(slash + 1);
+            std::erase(found, version);
+            if (step.kind == JournalStep::Kind::place) {
+                found.push_back(version);
+            }
+        }
+    }
+    std::sort(found.begin(), found.end(),
+              [](const std::string& a, const std::string& b) { return versionLess(a, b); });
+    return found;
+}
+
+Fd TemplateArea::openVersion(const QXATemplate& key) const {
+    if (!isValidName(key.name) || (!key.version.empty() && !isValidVersion(key.version))) {
+        throw Failure(kTemUnknownTemplate, "template '" + key.toString() + "' is not known");
+    }
+    const JournalStep* step = stepFor(*m_journal, key);
+    const bool dropped = step != nullptr && step->kind == JournalStep::Kind::drop;
+    // The rename may come between two looks, so the place is looked at before and after staging.
+    const std::string target = key.name + "/" + key.version;
+    for (const std::string& path :
+         step == nullptr ? std::vector{target} : std::vector{target, step->source, target}) {
+        Fd directory = openBelow(root(), path, O_RDONLY | O_DIRECTORY);
+        struct stat st {};
+        if (!dropped && directory &&
+            (step == nullptr || (fstat(directory.get(), &st) == 0 && st.st_ino == step->inode))) {
+            return directory;
+        }
+        if (directory) {
+            errno = ENOENT;  // something else stands there
+        }
+    }
+    if (!dropped && errno != ENOENT && errno != ENOTDIR) {
+        throw systemFailure("open template", pathOf(key));
+    }
+    if (versions(key.name).empty()) {
+        throw Failure(kTemUnknownTemplate, "template '" + key.name + "' is not known");
+    }
+    throw Failure(kTemUnknownVersion,
+                  "template '" + key.name + "' has no version '" + key.version + "'");
+}
+
+std::shared_ptr<const Manifest> TemplateArea::manifest(const QXATemplate& key) const {
+    const Fd directory = openVersion(key);
+    std::shared_ptr<const Manifest> manifest = cachedManifest(directory.get(), pathOf(key));
+    if (!(manifest->key() == key)) {
+        throw Failure(kTemFailed, pathOf(key) + "/" + kManifestName + ": is the manifest of '" +
+                                      manifest->key().toString() + "'");
+    }
+    return manifest;
+}
+
+Fd TemplateArea::openRoot(const QXATemplate& key) const {
+    const Fd directory = openVersion(key);
+    Fd files = openBelow(directory.get(), kRootName, O_RDONLY | O_DIRECTORY);
+    if (!files) {
+        throw systemFailure("open", pathOf(key) + "/" + kRootName);
+    }
+    return files;
+}
+
+QXATemplate TemplateArea::resolve(const QXATemplate& key) const {
+    const std::vector<std::string> known = versions(key.name);
+    if (known.empty()) {
+        throw Failure(kTemUnknownTemplate, "template '" + key.name + "' is not known");
+    }
+    if (key.version.empty()) {
+        return {key.name, known.back()};
+    }
+    if (std::find(known.begin(), known.end(), key.version) == known.end()) {
+        throw Failure(kTemUnknownVersion,
+                      "template '" + key.name + "' has no version '" + key.version + "'");
+    }
+    return key;
+}
+
+std::vector<std::shared_ptr<const Manifest>> TemplateArea::all() const {
+    std::vector<std::shared_ptr<const Manifest>> out;
+    for (const auto& [name, known] : listing()) {
+        for (const std::string& version : known) {
+            try {
+                out.push_back(manifest({name, version}));
+            } catch (const Failure&) {
+                // One broken template must not keep the others from being worked with; a listing
+                // reports it when its configuration is asked for.
+                continue;
+            }
+        }
+    }
+    return out;
+}
+
+void readStable(const std::function<void(const TemplateArea&)>& query) {
+    for (int attempt = 1;; ++attempt) {
+        const TemplateArea area;
+        query(area);
+        if (attempt == kMaxReadAttempts ||
+            readJournal(area.root())->generation == area.generation()) {
+            return;
+        }
+    }
+}
+
+}  // namespace QXA::tem

@@ -1,0 +1,57 @@
+// Reads the node's templates. Takes no lock and never sees half a change.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "QXA/QXATemplate.h"
+#include "node/agent/tem/files.h"
+#include "node/agent/tem/manifest.h"
+#include "node/agent/tem/template_journal.h"
+
+namespace QXA::tem {
+
+/// The template area as it stands when the object is made. Methods throw Failure.
+class TemplateArea {
+public:
+    /// @throws Failure kTemFailed when /qx/template cannot be opened.
+    TemplateArea();
+
+    [[nodiscard]] int root() const { return m_root.get(); }
+
+    /// Names that have a version, in order, each with its versions.
+    [[nodiscard]] std::vector<std::pair<std::string, std::vector<std::string>>> listing() const;
+
+    /// Versions of a template, the newest last; empty for an unknown one.
+    [[nodiscard]] std::vector<std::string> versions(const std::string& name) const;
+
+    /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kTemFailed when the manifest cannot
+    ///         be read or is not right.
+    [[nodiscard]] std::shared_ptr<const Manifest> manifest(const QXATemplate& key) const;
+
+    /// The template's files, opened ("root").
+    [[nodiscard]] Fd openRoot(const QXATemplate& key) const;
+
+    /// A key with its version named: an empty one becomes the newest.
+    /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion.
+    [[nodiscard]] QXATemplate resolve(const QXATemplate& key) const;
+
+    /// Templates of the area with readable manifests, for rules over all of them.
+    [[nodiscard]] std::vector<std::shared_ptr<const Manifest>> all() const;
+
+    [[nodiscard]] std::uint64_t generation() const { return m_journal->generation; }
+
+private:
+    [[nodiscard]] Fd openVersion(const QXATemplate& key) const;
+
+    Fd m_root;
+    std::shared_ptr<const TemplateJournal> m_journal;
+};
+
+/// Runs a query that looks at several templates until no change came between its reads.
+void readStable(const std::function<void(const TemplateArea&)>& query);
+
+}  // namespace QXA::tem

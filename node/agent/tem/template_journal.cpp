@@ -1,0 +1,263 @@
+// The template area's record of intent.
+#include "node/agent/tem/template_journal.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <sstream>
+
+#include "node/agent/tem/entry_path.h"
+#include "node/agent/tem/failure.h"
+
+namespace QXA::tem {
+
+namespace {
+
+constexpr const char* kHeading = "qxtem-journal 1";
+constexpr const char* kJournalName = "journal";
+
+// A change of 100 000 templates still fits; more is no journal of ours.
+constexpr std::size_t kMaxJournalSize = std::size_t{64} << 20;
+
+Failure badJournal(const std::string& line) {
+    return {kTemFailed,
+            std::string(kTemplateAreaPath) + "/" + kJournalPath + ": bad line '" + line + "'"};
+}
+
+// Paths of steps come back as renames: none may leave the template area.
+bool isPlainPath(const std::string& path) {
+    try {
+        return !path.empty() && checkedEntryPath(path) == path;
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+JournalStep parseStep(const std::string& line) {
+    std::istringstream words(line);
+    std::string kind;
+    JournalStep step;
+    if (!(words >> kind >> step.inode >> step.source >> step.target) || !words.eof() ||
+        (kind != "place" && kind != "drop") || !isPlainPath(step.source) ||
+        !isPlainPath(step.target)) {
+        throw badJournal(line);
+    }
+    step.kind = kind == "place" ? JournalStep::Kind::place : JournalStep::Kind::drop;
+    return step;
+}
+
+// 0 for a file that is not there.
+ino_t inodeOf(int area, const std::string& path) {
+    const std::optional<struct stat> st = statBelow(area, path);
+    if (!st && errno != ENOENT) {
+        throw systemFailure("examine", path);
+    }
+    return st ? st->st_ino : 0;
+}
+
+void moveTo(int area, const std::string& from, const std::string& to, unsigned flags) {
+    std::string fromName;
+    std::string toName;
+    const Fd fromParent = openParent(area, from, fromName);
+    const Fd toParent = openParent(area, to, toName);
+    if (!fromParent || !toParent ||
+        renameat2(fromParent.get(), fromName.c_str(), toParent.get(), toName.c_str(), flags) != 0) {
+        throw systemFailure("move '" + from + "' to", to);
+    }
+}
+
+// The directory of a template's name goes with its last version. One that stays is not seen.
+void removeEmptyName(int area, const std::string& target) {
+    unlinkat(area, target.substr(0, target.rfind('/')).c_str(), AT_REMOVEDIR);
+}
+
+void place(int area, const JournalStep& step) {
+    const ino_t there = inodeOf(area, step.target);
+    if (there == step.inode) {
+        return;
+    }
+    if (inodeOf(area, step.source) != step.inode) {
+        throw Failure(kTemFailed, "cannot finish a change of templates: '" + step.source +
+                                      "' is not what was to become '" + step.target + "'");
+    }
+    moveTo(area, step.source, step.target, there == 0 ? 0 : RENAME_EXCHANGE);
+}
+
+void drop(int area, const JournalStep& step) {
+    if (inodeOf(area, step.target) == step.inode) {
+        moveTo(area, step.target, step.source, 0);
+    }
+    removeEmptyName(area, step.target);
+}
+
+void carryOut(int area, const TemplateJournal& journal) {
+    for (const JournalStep& step : journal.steps) {
+        step.kind == JournalStep::Kind::place ? place(area, step) : drop(area, step);
+    }
+    if (syncfs(area) != 0) {
+        throw systemFailure("flush", kTemplateAreaPath);
+    }
+}
+
+bool writeJournal(int area, const TemplateJournal& journal) {
+    const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
+    return state && writeFileDurably(state.get(), kJournalName, formatJournal(journal));
+}
+
+// The change holds already when this runs: a full disk only leaves work for the next writer.
+void markDone(int area, TemplateJournal journal) {
+    journal.pending = false;
+    journal.steps.clear();
+    if (writeJournal(area, journal)) {
+        if (const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY)) {
+            removeTree(state.get(), "staging");
+        }
+    }
+}
+
+std::optional<std::string> readJournalText(int area) {
+    std::optional<std::string> text = readFileBelow(area, kJournalPath, kMaxJournalSize);
+    if (!text && errno != ENOENT) {
+        throw systemFailure("read", std::string(kTemplateAreaPath) + "/" + kJournalPath);
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string formatJournal(const TemplateJournal& journal) {
+    std::ostringstream out;
+    out << kHeading << "\ngeneration " << journal.generation << "\nstate "
+        << (journal.pending ? "pending" : "done") << "\n";
+    for (const JournalStep& step : journal.steps) {
+        out << (step.kind == JournalStep::Kind::place ? "place " : "drop ") << step.inode << ' '
+            << step.source << ' ' << step.target << "\n";
+    }
+    return out.str();
+}
+
+TemplateJournal parseJournal(std::string_view text) {
+    std::istringstream lines{std::string(text)};
+    std::string line;
+    if (!std::getline(lines, line) || line != kHeading) {
+        throw badJournal(line);
+    }
+    TemplateJournal journal;
+    std::string word;
+    if (!std::getline(lines, line) || !(std::istringstream(line) >> word >> journal.generation) ||
+        word != "generation") {
+        throw badJournal(line);
+    }
+    if (!std::getline(lines, line) || (line != "state pending" && line != "state done")) {
+        throw badJournal(line);
+    }
+    journal.pending = line == "state pending";
+    while (std::getline(lines, line)) {
+        journal.steps.push_back(parseStep(line));
+    }
+    return journal;
+}
+
+std::shared_ptr<const TemplateJournal> readJournal(int area) {
+    // Read once per journal file, not once per query: each change makes a new file.
+    struct Known {
+        FileId id;
+        struct timespec changed {};
+        std::shared_ptr<const TemplateJournal> journal;
+    };
+    static std::mutex mutex;
+    static std::optional<Known> known;
+    static const auto none = std::make_shared<const TemplateJournal>();
+
+    struct stat st {};
+    if (fstatat(area, kJournalPath, &st, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (errno == ENOENT) {
+            return none;
+        }
+        throw systemFailure("examine", std::string(kTemplateAreaPath) + "/" + kJournalPath);
+    }
+    const FileId id{st.st_dev, st.st_ino};
+    const std::lock_guard guard(mutex);
+    if (!known || known->id != id || known->changed.tv_sec != st.st_ctim.tv_sec ||
+        known->changed.tv_nsec != st.st_ctim.tv_nsec) {
+        const std::optional<std::string> text = readJournalText(area);
+        known = Known{id, st.st_ctim,
+                      text ? std::make_shared<const TemplateJournal>(parseJournal(*text)) : none};
+    }
+    return known->journal;
+}
+
+void recoverTemplates(int area) {
+    if (mkdirat(area, kStatePath, 0755) != 0 && errno != EEXIST) {
+        throw systemFailure("make directory", std::string(kTemplateAreaPath) + "/" + kStatePath);
+    }
+    const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
+    if (!state) {
+        throw systemFailure("open directory", std::string(kTemplateAreaPath) + "/" + kStatePath);
+    }
+    const auto journal = readJournal(area);
+    if (journal->pending) {
+        carryOut(area, *journal);
+        markDone(area, *journal);
+    }
+    if (!removeTree(state.get(), "staging") || mkdirat(state.get(), "staging", 0755) != 0) {
+        throw systemFailure("clear", std::string(kTemplateAreaPath) + "/" + kStagingPath);
+    }
+}
+
+StagedChange::~StagedChange() {
+    if (m_committed) {
+        return;
+    }
+    if (const Fd state = openBelow(m_area, kStatePath, O_RDONLY | O_DIRECTORY)) {
+        removeTree(state.get(), "staging");
+    }
+}
+
+std::string StagedChange::newPath() {
+    return std::string(kStagingPath) + "/" + std::to_string(m_count++);
+}
+
+void StagedChange::commit(std::vector<JournalStep> steps) {
+    const int area = m_area;
+    TemplateJournal journal{readJournal(area)->generation + 1, true, std::move(steps)};
+    for (JournalStep& step : journal.steps) {
+        step.inode =
+            inodeOf(area, step.kind == JournalStep::Kind::place ? step.source : step.target);
+        if (step.inode == 0) {
+            throw Failure(kTemFailed, "cannot change '" + step.target + "': it is gone");
+        }
+        // Made now, while failing is still harmless: an empty one is not seen as a template.
+        const std::size_t slash = step.target.rfind('/');
+        if (step.kind == JournalStep::Kind::place && slash != std::string::npos &&
+            !makeDirectories(area, step.target.substr(0, slash))) {
+            throw systemFailure("make directory", step.target.substr(0, slash));
+        }
+    }
+    if (syncfs(area) != 0) {
+        throw systemFailure("flush", kTemplateAreaPath);
+    }
+    if (!writeJournal(area, journal)) {
+        const Failure failure =
+            systemFailure("write", std::string(kTemplateAreaPath) + "/" + kJournalPath);
+        for (const JournalStep& step : journal.steps) {
+            removeEmptyName(area, step.target);
+        }
+        throw Failure(failure);
+    }
+    m_committed = true;
+    try {
+        carryOut(area, journal);
+    } catch (const Failure&) {
+        // The change holds: readers see it by the journal, and the next writer finishes it or says
+        // what keeps it from being finished.
+        return;
+    }
+    markDone(area, journal);
+}
+
+}  // namespace QXA::tem
