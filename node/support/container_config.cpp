@@ -130,13 +130,18 @@ std::optional<ContainerConfig> ContainerConfig::read(const std::string& path, st
     return parse(*content, path, error);
 }
 
-std::optional<std::string> ContainerConfig::get(std::string_view name) const {
+std::size_t ContainerConfig::lineOf(std::string_view name) const {
     const auto found = std::find_if(m_lines.rbegin(), m_lines.rend(),
                                     [&](const Line& line) { return line.name == name; });
-    if (name.empty() || found == m_lines.rend()) {
+    return name.empty() ? 0 : static_cast<std::size_t>(m_lines.rend() - found);
+}
+
+std::optional<std::string> ContainerConfig::get(std::string_view name) const {
+    const std::size_t line = lineOf(name);
+    if (line == 0) {
         return std::nullopt;
     }
-    return found->value;
+    return m_lines[line - 1].value;
 }
 
 bool ContainerConfig::set(std::string_view name, std::string_view value) {
@@ -144,12 +149,11 @@ bool ContainerConfig::set(std::string_view name, std::string_view value) {
         return false;
     }
     Line line{written(name, value), std::string(name), std::string(value)};
-    const auto found = std::find_if(m_lines.rbegin(), m_lines.rend(),
-                                    [&](const Line& old) { return old.name == name; });
-    if (found == m_lines.rend()) {
+    const std::size_t old = lineOf(name);
+    if (old == 0) {
         m_lines.push_back(std::move(line));
     } else {
-        *found = std::move(line);
+        m_lines[old - 1] = std::move(line);
     }
     return true;
 }

@@ -47,6 +47,9 @@ public:
     /// The last value of the parameter; nullopt when no line names it.
     [[nodiscard]] std::optional<std::string> get(std::string_view name) const;
 
+    /// Number of the parameter's last line, from 1; 0 when no line names it.
+    [[nodiscard]] std::size_t lineOf(std::string_view name) const;
+
     /// Sets a parameter, in its last line or in a new one at the end.
     /// @return false when the value cannot be written (see isWritable) or the name is none.
     bool set(std::string_view name, std::string_view value);

@@ -5,7 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -176,7 +176,8 @@ public:
     }
 
     void follow() {
-        const Fd ended(pidfd_open(m_child, 0));
+        // This C library's header for pidfd_open(2) is not for C++.
+        const Fd ended(static_cast<int>(syscall(SYS_pidfd_open, m_child, 0)));
         bool running = true;
         while (running && (m_out.read || m_error.read)) {
             pollfd waits[] = {{m_out.read.get(), POLLIN, 0},

@@ -36,6 +36,10 @@ public:
     static int read(std::vector<QXAJournalEntry>& out, std::size_t limit);
 
     static constexpr int kInterrupted = -130;
+
+    /// Result of an entry that was begun and whose process is still at work; its time is that of
+    /// the beginning.
+    static constexpr int kRunning = -131;
 };
 
 }  // namespace QXA

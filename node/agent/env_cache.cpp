@@ -1,0 +1,160 @@
+// The environment cache reads the configurations anew for each question: they are the truth, small,
+// and replaced at once by whoever changes them.
+#include "node/agent/env_cache.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+
+#include "QXA/QXALibFunctionality.h"
+#include "QXL/QXLConfiguration.h"
+#include "QXL/QXLLog.h"
+#include "node/agent/env_config_message.h"
+#include "node/support/paths.h"
+
+namespace QXL {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void refuse(const qxnode::ContainerConfig& config, const std::string& path,
+                         const char* name, const std::string& reason) {
+    const std::size_t line = config.lineOf(name);
+    throw std::runtime_error(path + (line == 0 ? "" : ":" + std::to_string(line)) + ": " + name +
+                             " " + reason);
+}
+
+QXLEID uuidIn(const qxnode::ContainerConfig& config, const std::string& path, const char* name,
+              const std::string& text) {
+    const QXLEID eid = QXLEID::fromString(text);
+    if (!eid.isValid() || eid == QXLEID::EID_LOCAL) {
+        refuse(config, path, name, "'" + text + "' is no UUID");
+    }
+    return eid;
+}
+
+/// Files with their numbers, by number; nullopt when the folder cannot be read.
+std::optional<std::map<int, fs::path>> configFiles(const std::string& folder) {
+    std::error_code failure;
+    fs::directory_iterator entry(folder, failure);
+    std::map<int, fs::path> files;
+    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+        if (const auto veid = qxnode::veidOfConfigName(entry->path().filename().string())) {
+            files.emplace(*veid, entry->path());
+        }
+    }
+    if (failure) {
+        return std::nullopt;
+    }
+    return files;
+}
+
+/// Logs each finding once: a broken file would else fill the log with every request.
+void logOnce(const std::string& line) {
+    constexpr std::size_t mostRemembered = 1000;
+    static std::mutex guard;
+    static std::set<std::string> logged;
+    const std::lock_guard<std::mutex> lock(guard);
+    if (logged.size() < mostRemembered && logged.insert(line).second) {
+        Log.put(kLogError, "container left out: %s", line.c_str());
+    }
+}
+
+class FileEnvCache : public QXLEnvCache {
+public:
+    std::shared_ptr<QXLEnv> getEnvCopy(const QXLEID& eid) override {
+        const auto all = getEnvList();
+        if (!all) {
+            return nullptr;
+        }
+        for (const auto& env : *all) {
+            if (env->getEID() == eid) {
+                return std::make_shared<QXLEnv>(*env);
+            }
+        }
+        return nullptr;
+    }
+
+    std::shared_ptr<QXLEnvList> getEnvList() override {
+        return readEnvironments(qxnode::kContainerConfigDir, logOnce);
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<const QXLEnv> envOfConfig(const qxnode::ContainerConfig& config, int veid,
+                                          const std::string& path) {
+    using namespace qxnode::parameter;
+    const auto eidText = config.get(kEid);
+    if (!eidText) {
+        refuse(config, path, kEid, "is missing");
+    }
+    const QXLEID node = QXLConfiguration::getLocalEID();
+    const QXLEID eid = uuidIn(config, path, kEid, *eidText);
+    if (eid == node) {
+        refuse(config, path, kEid, "is the node's own");
+    }
+    QXLEID parent = node;
+    if (const auto text = config.get(kParentEid); text && !text->empty()) {
+        parent = uuidIn(config, path, kParentEid, *text);
+    }
+    auto type = config.get(kType).value_or("");
+    if (type.empty()) {
+        type = QXA::kTechnologyName;
+    }
+    auto message = std::make_shared<QXLEnvConfigMessage>();
+    message->veid = veid;
+    message->osTemplate = config.get(kOsTemplate);
+    if (config.get(kTemplates)) {
+        message->templates = config.templates();
+    }
+    return std::make_shared<const QXLEnv>(eid, parent, std::move(type),
+                                          QXLEnvConfig(std::move(message)));
+}
+
+std::shared_ptr<QXLEnvList> readEnvironments(
+    const std::string& folder, const std::function<void(const std::string& line)>& report) {
+    const auto files = configFiles(folder);
+    if (!files) {
+        return nullptr;
+    }
+    auto list = std::make_shared<QXLEnvList>();
+    std::map<QXLEID, std::string> known;
+    for (const auto& [veid, path] : *files) {
+        std::string error;
+        const auto config = qxnode::ContainerConfig::read(path.string(), error);
+        if (!config) {
+            report(error);
+            continue;
+        }
+        try {
+            auto env = envOfConfig(*config, veid, path.string());
+            const auto [place, isNew] = known.emplace(env->getEID(), path.string());
+            if (!isNew) {
+                refuse(*config, path.string(), qxnode::parameter::kEid,
+                       "is that of " + place->second + " too");
+            }
+            list->push_back(std::move(env));
+        } catch (const std::runtime_error& failure) {
+            report(failure.what());
+        }
+    }
+    return list;
+}
+
+std::shared_ptr<QXLEnvCache> envCache() {
+    struct stat st {};
+    if (stat(qxnode::kContainerConfigDir, &st) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
+        return nullptr;
+    }
+    return std::make_shared<FileEnvCache>();
+}
+
+}  // namespace QXL

@@ -1,0 +1,30 @@
+// The agent's settings: /etc/qxagent/agent.toml.
+//
+//   eid = "b5b35e5c-..."     the node's own EID
+//   [log]
+//   level = "info"           "error", "warning", "info" or "debug"; default "warning"
+//   file = "/var/log/x.log"  default /var/lib/qxagent/agent.log
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "QXL/QXLEID.h"
+#include "QXL/QXLLog.h"
+#include "node/support/paths.h"
+
+namespace QXL {
+
+struct AgentSettings {
+    std::optional<QXLEID> eid;
+    int logLevel = kLogWarning;
+    std::string logFile = qxnode::kAgentLog;
+
+    /// Why settings could not be read; those that could be stand, the rest has its default.
+    std::string fault;
+};
+
+/// Reads the settings. A file that is not there gives the defaults without a fault.
+AgentSettings readAgentSettings(const std::string& path = qxnode::kAgentConfig);
+
+}  // namespace QXL
