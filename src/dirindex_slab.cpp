@@ -14,8 +14,9 @@ namespace dirindex {
 namespace {
 
 constexpr uintptr_t kAlignment = uintptr_t{1} << 16;
-// A little less than the alignment, so that the allocator can lay block beside block.
-constexpr size_t kBlockSize = kAlignment - 64;
+// The whole of the aligned range: memory that somebody else allocated behind a shorter block would
+// be taken for a piece of it.
+constexpr size_t kBlockSize = kAlignment;
 // Larger pieces would waste the rest of a block.
 constexpr size_t kMaxPiece = 1024;
 
