@@ -1,0 +1,20 @@
+// Package lists as messages name them.
+#pragma once
+
+#include <string>
+
+#include "QXL/QXLInstallationPackage.h"
+#include "QXL/QXLPackage.h"
+
+namespace QXA {
+
+/// The record's name, followed by " (OS name)" when it carries an OS name; "" for a null record. Of
+/// an installation element without a record, its file path.
+std::string getStringFromPackage(const QXL::QXLPackageSP& package);
+std::string getStringFromPackage(const QXL::QXLInstallationPackageSP& package);
+
+/// The texts of all elements, joined by ", ".
+std::string getStringFromPackageList(const QXL::QXLPackageList& packages);
+std::string getStringFromPackageList(const QXL::QXLInstallationPackageList& packages);
+
+}  // namespace QXA

@@ -1,0 +1,300 @@
+// Dispatches package requests to the template technologies.
+#include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
+
+#include <algorithm>
+
+#include "QXA/QXANotifications.h"
+#include "QXL/QXLAccessChecker.h"
+#include "QXL/QXLError.h"
+#include "QXL/QXLResult.h"
+#include "qxa/plugins/QXAPkg/QXAPackageText.h"
+#include "qxa/plugins/QXAPkg/QXAPackagesCacheUpdate.h"
+#include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
+
+namespace QXA {
+
+namespace {
+
+/// The target of a request: the node, or one container of it with its configuration.
+class QXAPkgMOperand {
+public:
+    /// An operand that is unresolved leaves the reason in the request's message.
+    static QXAPkgMOperand getOperand(const QXL::QXLEID& eid) {
+        QXAPkgMOperand operand;
+        switch (QXATemplateTypeImpl::getVeConfig(eid, operand.m_config)) {
+            case QXL::kEnvContainer:
+                operand.m_state = kContainer;
+                break;
+            case QXL::kEnvIsNode:
+                operand.m_state = kNode;
+                break;
+            default:
+                break;
+        }
+        return operand;
+    }
+
+    [[nodiscard]] bool isLocalNode() const { return m_state == kNode; }
+    bool operator!() const { return m_state == kUnresolved; }
+
+    /// Meaningful for a container only.
+    [[nodiscard]] const QXAEnvConfig& getVE() const { return m_config; }
+
+    /// The container's number; 0 for everything else, and when it has none.
+    [[nodiscard]] int getVEID() const {
+        int veid = 0;
+        return m_state == kContainer && m_config.getVeid(veid) == 0 ? veid : 0;
+    }
+
+private:
+    enum State : std::int32_t { kUnresolved = 0, kContainer = 1, kNode = 2 };
+
+    std::int32_t m_state = kUnresolved;
+    QXAEnvConfig m_config;
+};
+
+/// The rights that an operation needs, on the node and in a container.
+struct Rights {
+    int node;
+    int container;
+};
+constexpr Rights kManage{QXL::kRightManageNodePackages, QXL::kRightManageContainerPackages};
+constexpr Rights kList{QXL::kRightListNodePackages, QXL::kRightListContainerPackages};
+
+bool isAllowed(const QXAPkgMOperand& operand, const QXL::QXLEID& eid, const Rights& rights) {
+    const auto client = QXL::QXLAccessChecker::getClientContext();
+    return (operand.isLocalNode() ? client.accessCheck(rights.node)
+                                  : client.accessCheck(eid, rights.container)) == 0;
+}
+
+/// Tells listeners that a container changed; nothing for the node or a container without number.
+void containerChanged(const QXAPkgMOperand& operand, const QXL::QXLAccess& access) {
+    const int veid = operand.getVEID();
+    if (veid > 0) {
+        QXANotifications(QXL::QXLEID::EID_INVALID, access).sendCommandConfUpdate(veid);
+    }
+}
+
+QXL::QXLPackageSP recordOf(const QXL::QXLPackageSP& package) {
+    return package;
+}
+
+QXL::QXLPackageSP recordOf(const QXL::QXLInstallationPackageSP& package) {
+    return package == nullptr ? nullptr : package->package;
+}
+
+/// The packages, in order, that do not suit operations inside a container of this technology.
+template <typename List>
+List unsuitable(const QXATemplateTypeImpl& type, const List& pkgs) {
+    List refused;
+    std::copy_if(pkgs.begin(), pkgs.end(), std::back_inserter(refused), [&](const auto& package) {
+        return !type.doesPackageSuitForOperationsInsideVE(recordOf(package));
+    });
+    return refused;
+}
+
+/// Refuses by name what does not suit. Removals and updates say "installed", too: agents match it.
+template <typename List>
+bool refuseUnsuitable(const QXATemplateTypeImpl& type, const List& pkgs) {
+    const auto refused = unsuitable(type, pkgs);
+    if (refused.empty()) {
+        return false;
+    }
+    QXL::setErrorMessage(
+        "packages %s cannot even be installed into Container because they seem to be incompatible "
+        "with the later OS template.",
+        getStringFromPackageList(refused).c_str());
+    return true;
+}
+
+bool refuseUnsuitableInstallation(const QXATemplateTypeImpl& type,
+                                  const QXL::QXLInstallationPackageList& pkgs) {
+    const auto refused = unsuitable(type, pkgs);
+    if (refused.empty()) {
+        return false;
+    }
+    QXL::setErrorMessage(
+        "packages %s cannot be installed into Container because they seem to be incompatible with "
+        "the later OS template.",
+        getStringFromPackageList(refused).c_str());
+    return true;
+}
+
+}  // namespace
+
+QXAPkgMLocal::QXAPkgMLocal(QXL::QXLAccess access) : QXL::QXLPkgMLocal(std::move(access)) {
+    m_types.push_back(std::make_shared<QXAStandardTemplateImpl>());
+}
+
+int QXAPkgMLocal::install(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
+                          QXL::QXLPackageList* out, const QXL::QXLPackageManagerOptions& opts) {
+    const auto operand = QXAPkgMOperand::getOperand(eid);
+    if (!operand) {
+        return QXL::kPkgInstallFailed;
+    }
+    if (!isAllowed(operand, eid, kManage)) {
+        return QXL::kPkgAccessDenied;
+    }
+    if (operand.isLocalNode()) {
+        for (const auto& type : m_types) {
+            const int result = type->installOnNode(pkgs, opts, out);
+            if (result == QXL::kPkgUnknownCollection) {
+                continue;
+            }
+            if (!pkgs.empty()) {
+                nodeChanged();
+            }
+            return result;
+        }
+        QXL::setErrorMessage(
+            "distributive collection contains either files of unsupported types or templates of "
+            "different technologies");
+        return QXL::kPkgUnknownCollection;
+    }
+
+    if (pkgs.empty()) {
+        return QXL::kPkgOk;
+    }
+    // A container that no technology serves gets nothing, and that is a success.
+    int result = QXL::kPkgOk;
+    const auto type = std::find_if(m_types.begin(), m_types.end(), [&](const TypeSP& candidate) {
+        return candidate->isVeCompatible(eid, operand.getVE());
+    });
+    if (type != m_types.end()) {
+        result = refuseUnsuitableInstallation(**type, pkgs)
+                     ? int{QXL::kPkgUnknownCollection}
+                     : (*type)->installIntoVE(eid, pkgs, opts, out);
+    }
+    if (result == QXL::kPkgOk) {
+        containerChanged(operand, access());
+    }
+    return result;
+}
+
+int QXAPkgMLocal::remove(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
+                         QXL::QXLPackageList* out, const QXL::QXLPackageManagerOptions& opts) {
+    const auto operand = QXAPkgMOperand::getOperand(eid);
+    if (!operand) {
+        return QXL::kPkgFailed;
+    }
+    if (!isAllowed(operand, eid, kManage)) {
+        return QXL::kPkgAccessDenied;
+    }
+    int result = QXL::kPkgOk;
+    for (const auto& type : m_types) {
+        if (operand.isLocalNode()) {
+            result = type->removeFromNode(pkgs, opts, out);
+        } else if (type->isVeCompatible(eid, operand.getVE())) {
+            result = refuseUnsuitable(*type, pkgs) ? int{QXL::kPkgRemoveUnsuitable}
+                                                   : type->removeFromVE(eid, pkgs, opts, out);
+        }
+        if (result != QXL::kPkgOk) {
+            break;
+        }
+    }
+    containerChanged(operand, access());
+    if (operand.isLocalNode() && !pkgs.empty()) {
+        nodeChanged();
+    }
+    return result;
+}
+
+int QXAPkgMLocal::update(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
+                         QXL::QXLPackageList* out, const QXL::QXLPackageManagerOptions& opts) {
+    const auto operand = QXAPkgMOperand::getOperand(eid);
+    if (!operand) {
+        return QXL::kPkgFailed;
+    }
+    if (!isAllowed(operand, eid, kManage)) {
+        return QXL::kPkgAccessDenied;
+    }
+    int result = QXL::kPkgOk;
+    for (const auto& type : m_types) {
+        if (operand.isLocalNode()) {
+            result = type->updateOnNode(pkgs, opts, out);
+        } else if (type->isVeCompatible(eid, operand.getVE())) {
+            result = refuseUnsuitable(*type, pkgs) ? int{QXL::kPkgUpdateUnsuitable}
+                                                   : type->updateInVE(eid, pkgs, opts, out);
+        }
+        if (result != QXL::kPkgOk) {
+            break;
+        }
+    }
+    containerChanged(operand, access());
+    // An empty list stands for everything, so the node may have changed whatever the list holds.
+    if (operand.isLocalNode()) {
+        nodeChanged();
+    }
+    return result;
+}
+
+int QXAPkgMLocal::list(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
+                       QXL::QXLPackageList* out, const QXL::QXLPackageManagerListOptions& opts) {
+    const auto operand = QXAPkgMOperand::getOperand(eid);
+    if (!operand) {
+        return QXL::kPkgFailed;
+    }
+    if (!isAllowed(operand, eid, kList)) {
+        return QXL::kPkgAccessDenied;
+    }
+    for (const auto& type : m_types) {
+        if ((operand.isLocalNode() || type->isVeCompatible(eid, operand.getVE())) &&
+            type->list(eid, pkgs, opts, out) != QXL::kPkgOk) {
+            return QXL::kPkgFailed;
+        }
+    }
+    return QXL::kPkgOk;
+}
+
+int QXAPkgMLocal::getInfo(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
+                          QXL::QXLPackageList* out) {
+    const auto operand = QXAPkgMOperand::getOperand(eid);
+    if (!operand) {
+        return QXL::kPkgFailed;
+    }
+    if (!isAllowed(operand, eid, kList)) {
+        return QXL::kPkgAccessDenied;
+    }
+    for (const auto& type : m_types) {
+        if ((operand.isLocalNode() || type->isVeCompatible(eid, operand.getVE())) &&
+            type->info(eid, pkgs, out) != QXL::kPkgOk) {
+            return QXL::kPkgFailed;
+        }
+    }
+    return QXL::kPkgOk;
+}
+
+int QXAPkgMLocal::clean(const QXL::QXLPackageList& pkgs) {
+    const auto client = QXL::QXLAccessChecker::getClientContext();
+    if (client.accessCheck(QXL::kRightManageNodePackages) != 0) {
+        return QXL::kPkgAccessDenied;
+    }
+    for (const auto& type : m_types) {
+        if (type->clean(pkgs) != QXL::kPkgOk) {
+            return QXL::kPkgFailed;
+        }
+    }
+    if (!pkgs.empty()) {
+        nodeChanged();
+    }
+    return QXL::kPkgOk;
+}
+
+int QXAPkgMLocal::fetch(const QXL::QXLPackageList& pkgs) {
+    const auto client = QXL::QXLAccessChecker::getClientContext();
+    if (client.accessCheck(QXL::kRightManageNodePackages) != 0) {
+        return QXL::kPkgAccessDenied;
+    }
+    for (const auto& type : m_types) {
+        if (type->fetch(pkgs) != QXL::kPkgOk) {
+            return QXL::kPkgFailed;
+        }
+    }
+    return QXL::kPkgOk;
+}
+
+void QXAPkgMLocal::nodeChanged() const {
+    requestPackagesCacheUpdate(access(), QXL::QXLEID::EID_INVALID);
+}
+
+}  // namespace QXA
