@@ -77,50 +77,35 @@ private:
     std::vector<uint8_t> bytes_;
 };
 
-// The entries in bucket order. Following chains one after the other waits for memory at every step,
-// as neighbours in a chain lie far apart; several chains at a time let the waits overlap.
-std::vector<dent*> entries_in_file_order() {
+// Neighbours in a chain lie far apart in memory, so following one chain after the other would wait
+// at every step. Several chains at a time let the waits overlap, and stay in the cache until they
+// are written.
+constexpr unsigned kChains = 16;
+
+// Collects the entries of up to kChains buckets from `first` on, in bucket order.
+void gather(unsigned first, std::vector<dent*>& order) {
+    dent* chain[kChains];
+    size_t slot[kChains];
+    unsigned chains = 0;
     size_t total = 0;
-    for (unsigned i = 0; i < prime; ++i) {
-        total += ht[i].count;
+    for (; chains < kChains && first + chains < prime; ++chains) {
+        chain[chains] = ht[first + chains].head;
+        slot[chains] = total;
+        total += ht[first + chains].count;
     }
-    std::vector<dent*> order(total);
-    constexpr unsigned kChains = 16;
-    size_t first = 0;
-    for (unsigned group = 0; group < prime; group += kChains) {
-        dent* chain[kChains];
-        size_t slot[kChains];
-        unsigned chains = 0;
-        for (; chains < kChains && group + chains < prime; ++chains) {
-            chain[chains] = ht[group + chains].head;
-            slot[chains] = first;
-            first += ht[group + chains].count;
-        }
-        for (bool more = true; more;) {
-            more = false;
-            for (unsigned i = 0; i < chains; ++i) {
-                if (chain[i] != nullptr) {
-                    order[slot[i]++] = chain[i];
-                    chain[i] = chain[i]->next;
-                    more = true;
-                }
+    order.resize(total);
+    for (bool more = true; more;) {
+        more = false;
+        for (unsigned i = 0; i < chains; ++i) {
+            dent* entry = chain[i];
+            if (entry != nullptr) {
+                __builtin_prefetch(entry->name);
+                __builtin_prefetch(entry->poolstr);
+                order[slot[i]++] = entry;
+                chain[i] = entry->next;
+                more = true;
             }
         }
-    }
-    return order;
-}
-
-// Asks for what the entries after the next few need: entries and link strings lie all over the
-// memory.
-void prefetch(const std::vector<dent*>& order, size_t next) {
-    constexpr size_t kEntryAhead = 16;
-    constexpr size_t kTextAhead = 8;
-    if (next + kEntryAhead < order.size()) {
-        __builtin_prefetch(order[next + kEntryAhead]);
-    }
-    if (next + kTextAhead < order.size()) {
-        __builtin_prefetch(order[next + kTextAhead]->name);
-        __builtin_prefetch(order[next + kTextAhead]->poolstr);
     }
 }
 
@@ -264,20 +249,22 @@ int emit_direntries(FILE* stream) {
     if (position < 0) {
         return -1;
     }
-    const std::vector<dent*> order = entries_in_file_order();
     RecordWriter writer(stream, static_cast<uint64_t>(position));
-    size_t next = 0;
-    for (unsigned i = 0; i < prime; ++i) {
-        for (uint32_t left = ht[i].count; left > 0; --left, ++next) {
-            prefetch(order, next);
-            const uint64_t placed = writer.add(*order[next], left == 1);
-            if (placed == 0) {
-                return -1;
+    std::vector<dent*> order;
+    for (unsigned first = 0; first < prime; first += kChains) {
+        gather(first, order);
+        auto next = order.cbegin();
+        for (unsigned i = first; next != order.cend(); ++i) {
+            for (uint32_t left = ht[i].count; left > 0; --left, ++next) {
+                const uint64_t placed = writer.add(**next, left == 1);
+                if (placed == 0) {
+                    return -1;
+                }
+                if (left == ht[i].count) {
+                    ht_emit[i] = static_cast<uint32_t>(placed);
+                }
+                ++emitted;
             }
-            if (left == ht[i].count) {
-                ht_emit[i] = static_cast<uint32_t>(placed);
-            }
-            ++emitted;
         }
     }
     return writer.finish();

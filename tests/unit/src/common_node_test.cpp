@@ -1,11 +1,11 @@
 // Questions to the node: mounts, quota, identifiers.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <regex>
 
 #include "src/qxfsutil.h"
 #include "tests/support/node_view.h"
@@ -93,9 +93,8 @@ TEST_F(Node, AnotherFileSystemsLineDoesNotCount) {
 
 TEST(Uuid, HasTheTextFormOfARandomOne) {
     char* id = generate_uuid();
-    EXPECT_TRUE(std::regex_match(
-        id, std::regex("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[89ab][0-9a-f]{3}-[0-9a-f]{12}")))
-        << id;
+    EXPECT_THAT(id, testing::MatchesRegex(
+                        "[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}"));
     free(id);
 }
 
