@@ -1,0 +1,295 @@
+// The manager of this node's containers. A container exists from the moment at which its
+// configuration is written, and no longer when that is removed.
+#include "QXA/QXAEnvMLocal.h"
+
+#include <fcntl.h>
+#include <uuid/uuid.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+
+#include "QXA/QXATEMLocal.h"
+#include "QXL/QXLConfiguration.h"
+#include "QXL/QXLLog.h"
+#include "node/agent/env/area_layout.h"
+#include "node/agent/env/kr_cache.h"
+#include "node/agent/env_cache.h"
+#include "node/agent/tem/container_templates.h"
+#include "node/agent/tem/files.h"
+#include "node/agent/tem/guarded.h"
+#include "node/agent/tem/template_cache.h"
+#include "node/support/container_config.h"
+#include "node/support/durable_file.h"
+#include "node/support/paths.h"
+
+namespace QXA {
+
+namespace {
+
+using tem::Failure;
+
+QXL::QXLEID newEid() {
+    uuid_t uuid;
+    char text[UUID_STR_LEN];
+    uuid_generate(uuid);
+    uuid_unparse_lower(uuid, text);
+    return QXL::QXLEID::fromString(text);
+}
+
+// nullopt for a file that is gone or does not describe a container.
+std::optional<QXAEnvRecord> readRecord(int veid, std::string& error) {
+    const std::string path = qxnode::containerConfigPath(veid);
+    const auto config = qxnode::ContainerConfig::read(path, error);
+    if (!config) {
+        return std::nullopt;
+    }
+    try {
+        const auto env = QXL::envOfConfig(*config, veid, path);
+        return QXAEnvRecord{veid,
+                            env->getEID(),
+                            env->getParentEID(),
+                            env->getType(),
+                            config->privateArea(veid),
+                            config->get(qxnode::parameter::kOsTemplate).value_or(""),
+                            config->templates()};
+    } catch (const std::runtime_error& failure) {
+        error = failure.what();
+        return std::nullopt;
+    }
+}
+
+std::vector<QXAEnvRecord> readAll() {
+    std::error_code failure;
+    std::filesystem::directory_iterator entry(qxnode::kContainerConfigDir, failure);
+    std::vector<QXAEnvRecord> records;
+    for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
+        const auto veid = qxnode::veidOfConfigName(entry->path().filename().string());
+        if (!veid) {
+            continue;
+        }
+        std::string error;
+        if (auto record = readRecord(*veid, error)) {
+            records.push_back(std::move(*record));
+        } else {
+            QXL::Log.put(QXL::kLogError, "container left out: %s", error.c_str());
+        }
+    }
+    if (failure && failure != std::errc::no_such_file_or_directory) {
+        throw Failure(tem::kTemFailed, std::string("cannot read '") + qxnode::kContainerConfigDir +
+                                           "': " + failure.message());
+    }
+    std::sort(records.begin(), records.end(),
+              [](const QXAEnvRecord& a, const QXAEnvRecord& b) { return a.veid < b.veid; });
+    return records;
+}
+
+bool hasConfig(int veid) {
+    return access(qxnode::containerConfigPath(veid).c_str(), F_OK) == 0;
+}
+
+// How the new container's root begins.
+struct Start {
+    std::string osTemplate;                    // as it is configured
+    std::optional<std::string> krRoot;         // a tree to copy
+    std::optional<QXATemplate> fromCache;      // a standard template whose cache is unpacked
+    std::optional<QXATemplate> addAfterwards;  // a standard template without cache
+};
+
+Start startOf(const std::string& osTemplate) {
+    Start start;
+    if (osTemplate.empty()) {
+        return start;
+    }
+    if (osTemplate.front() == '.') {
+        start.osTemplate = osTemplate;
+        start.krRoot = env::krCacheRoot(osTemplate);
+        return start;
+    }
+    const tem::TemplateArea templates;
+    const QXATemplate key = templates.resolve(tem::parseKey(osTemplate));
+    if (!templates.manifest(key)->config.isOsTemplate) {
+        throw Failure(kTemUnknownTemplate, "'" + key.toString() + "' is no OS template");
+    }
+    const std::string cache = key.name + "/" + key.version + "/" + tem::kCacheName;
+    if (tem::statBelow(templates.root(), cache)) {
+        start.osTemplate = key.toString();
+        start.fromCache = key;
+    } else {
+        start.addAfterwards = key;
+    }
+    return start;
+}
+
+void fill(int area, const Start& start) {
+    if (start.krRoot) {
+        if (mkdirat(area, "root", 0755) != 0) {
+            throw tem::systemFailure("make directory", "root");
+        }
+        const qxnode::Fd root = tem::openBelow(area, "root", O_RDONLY | O_DIRECTORY);
+        if (!root) {
+            throw tem::systemFailure("open directory", "root");
+        }
+        env::copyTree(*start.krRoot, root.get());
+    } else if (start.fromCache) {
+        const tem::TemplateArea templates;
+        if (!tem::unpackCache(templates, *start.fromCache, area)) {
+            throw Failure(tem::kTemFailed,
+                          "the cache of OS template '" + start.fromCache->toString() + "' is gone");
+        }
+    }
+}
+
+void writeConfig(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& start) {
+    using namespace qxnode::parameter;
+    qxnode::ContainerConfig config;
+    const auto set = [&](const char* name, const std::string& value) {
+        if (!config.set(name, value)) {
+            throw Failure(tem::kTemFailed,
+                          std::string(name) + " cannot have the value '" + value + "'");
+        }
+    };
+    set(kPrivateArea, spec.privateArea.value_or(qxnode::kDefaultPrivateArea));
+    set(kEid, eid.toString());
+    if (!start.osTemplate.empty()) {
+        set(kOsTemplate, start.osTemplate);
+    }
+    if (spec.parent) {
+        set(kParentEid, spec.parent->toString());
+    }
+    if (spec.type) {
+        set(kType, *spec.type);
+    }
+    std::string error;
+    if (!config.write(qxnode::containerConfigPath(spec.veid), error)) {
+        throw Failure(tem::kTemFailed, error);
+    }
+}
+
+std::string privateAreaOf(const QXAEnvSpec& spec) {
+    qxnode::ContainerConfig config;
+    if (!config.set(qxnode::parameter::kPrivateArea,
+                    spec.privateArea.value_or(qxnode::kDefaultPrivateArea))) {
+        throw Failure(tem::kTemFailed,
+                      "the private area's path holds characters that a "
+                      "configuration cannot");
+    }
+    return config.privateArea(spec.veid);
+}
+
+void refuseTaken(const QXAEnvSpec& spec, const QXL::QXLEID& eid) {
+    if (hasConfig(spec.veid)) {
+        throw Failure(kEnvMExists, "container " + std::to_string(spec.veid) + " is there already");
+    }
+    for (const QXAEnvRecord& record : readAll()) {
+        if (record.eid == eid) {
+            throw Failure(kEnvMExists, "container " + std::to_string(record.veid) +
+                                           " has the EID '" + eid.toString() + "'");
+        }
+    }
+}
+
+void removeConfig(int veid) {
+    const std::string path = qxnode::containerConfigPath(veid);
+    std::string error;
+    if (unlink(path.c_str()) != 0) {
+        throw tem::systemFailure("remove", path);
+    }
+    if (!qxnode::flushDirectory(qxnode::kContainerConfigDir, error)) {
+        throw Failure(tem::kTemFailed, error);
+    }
+}
+
+// With the container's lock held.
+void makeContainer(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& start) {
+    refuseTaken(spec, eid);
+    const std::string area = privateAreaOf(spec);
+    env::makeArea(area, [&](int directory) { fill(directory, start); });
+    try {
+        writeConfig(spec, eid, start);
+    } catch (const Failure&) {
+        env::removeArea(area);
+        throw;
+    }
+    env::finishArea(area);
+}
+
+void removeContainer(int veid) {
+    std::string error;
+    const auto config = qxnode::ContainerConfig::read(qxnode::containerConfigPath(veid), error);
+    if (!config) {
+        throw Failure(hasConfig(veid) ? tem::kTemFailed : kEnvMUnknown,
+                      hasConfig(veid) ? error : "no container " + std::to_string(veid));
+    }
+    const std::string area = config->privateArea(veid);
+    env::leaveArea(area);
+    removeConfig(veid);
+    env::removeArea(area);
+}
+
+}  // namespace
+
+QXAEnvMLocal::QXAEnvMLocal(QXL::QXLAccess access) : m_access(std::move(access)) {}
+
+QXAEnvMLocal::~QXAEnvMLocal() = default;
+
+int QXAEnvMLocal::create(const QXAEnvSpec& spec, QXAEnvRecord* created) {
+    const int result = tem::guarded([&] {
+        if (spec.veid <= 0) {
+            throw Failure(kEnvMFailed, "a container's number must be greater than 0");
+        }
+        const QXL::QXLEID eid = spec.eid.value_or(newEid());
+        if (!eid.isValid() || eid == QXL::QXLEID::EID_LOCAL ||
+            eid == QXL::QXLConfiguration::getLocalEID()) {
+            throw Failure(kEnvMFailed, "'" + eid.toString() + "' cannot be a container's EID");
+        }
+        const Start start = startOf(spec.osTemplate);
+        {
+            const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid));
+            makeContainer(spec, eid, start);
+        }
+        if (start.addAfterwards) {
+            try {
+                std::vector<std::string> kept;
+                tem::addToContainer(eid, {*start.addAfterwards}, false, kept);
+            } catch (const Failure&) {
+                const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid));
+                removeContainer(spec.veid);
+                throw;
+            }
+        }
+        if (created != nullptr) {
+            std::string error;
+            auto record = readRecord(spec.veid, error);
+            if (!record) {
+                throw Failure(kEnvMFailed, error);
+            }
+            *created = std::move(*record);
+        }
+    });
+    // Of the template manager's codes only "unknown" and "taken" have a meaning here.
+    if (result == kTemUnknownVersion) {
+        return kEnvMUnknown;
+    }
+    return result == 0 || result == kEnvMUnknown || result == kEnvMExists ? result : kEnvMFailed;
+}
+
+int QXAEnvMLocal::destroy(int veid) {
+    return tem::guarded([&] {
+        if (veid <= 0 || !hasConfig(veid)) {
+            throw Failure(kEnvMUnknown, "no container " + std::to_string(veid));
+        }
+        const std::string lockPath = qxnode::containerLockPath(veid);
+        const auto lock = tem::lockForWriting(lockPath);
+        removeContainer(veid);
+        // The lock goes with what it protects; who waits for it looks again.
+        unlink(lockPath.c_str());
+    });
+}
+
+int QXAEnvMLocal::list(std::vector<QXAEnvRecord>& out) {
+    return tem::guarded([&] { out = readAll(); });
+}
+
+}  // namespace QXA

@@ -1,0 +1,168 @@
+// Making and removing a container's private area.
+#include "node/agent/env/area_layout.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/area_record.h"
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/files.h"
+#include "node/support/durable_file.h"
+
+namespace QXA::env {
+
+namespace {
+
+using tem::Failure;
+using tem::systemFailure;
+
+constexpr const char* kMarkName = "unfinished";
+
+struct Place {
+    std::string folder;
+    std::string name;
+};
+
+// An area has a name of its own in some folder: neither "/" nor anything that leads elsewhere.
+Place placeOf(const std::string& path) {
+    std::string trimmed = path;
+    while (trimmed.size() > 1 && trimmed.back() == '/') {
+        trimmed.pop_back();
+    }
+    const std::size_t slash = trimmed.rfind('/');
+    Place place;
+    if (slash != std::string::npos) {
+        place = {trimmed.substr(0, slash), trimmed.substr(slash + 1)};
+    }
+    if (path.empty() || path.front() != '/' || place.folder.empty() || place.name.empty() ||
+        place.name == "." || place.name == "..") {
+        throw Failure(tem::kTemFailed, "'" + path + "' cannot be a container's private area");
+    }
+    return place;
+}
+
+qxnode::Fd openFolder(const Place& place) {
+    qxnode::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) {
+        throw systemFailure("open folder", place.folder);
+    }
+    return folder;
+}
+
+std::string markPath(const std::string& name) {
+    return name + "/" + tem::kAreaStateName + "/" + kMarkName;
+}
+
+void setMark(int area, const std::string& path) {
+    if (mkdirat(area, tem::kAreaStateName, 0700) != 0 && errno != EEXIST) {
+        throw systemFailure("make directory", path + "/" + tem::kAreaStateName);
+    }
+    const qxnode::Fd state = tem::openBelow(area, tem::kAreaStateName, O_RDONLY | O_DIRECTORY);
+    if (!state || !tem::writeFileDurably(state.get(), kMarkName, "")) {
+        throw systemFailure("mark area", path);
+    }
+}
+
+void fillArea(int folder, const std::string& beside, const std::string& path,
+              const std::function<void(int)>& fill) {
+    if (mkdirat(folder, beside.c_str(), 0700) != 0) {
+        throw systemFailure("make directory", path);
+    }
+    const qxnode::Fd area = tem::openBelow(folder, beside, O_RDONLY | O_DIRECTORY);
+    if (!area) {
+        throw systemFailure("open directory", path);
+    }
+    fill(area.get());
+    setMark(area.get(), path);
+    if ((mkdirat(area.get(), "root", 0755) != 0 && errno != EEXIST) ||
+        mkdirat(area.get(), kLostFilesName, 0700) != 0 ||
+        symlinkat(kLayoutVersion, area.get(), kVersionLink) != 0 || syncfs(area.get()) != 0) {
+        throw systemFailure("make private area", path);
+    }
+}
+
+}  // namespace
+
+void makeArea(const std::string& path, const std::function<void(int)>& fill) {
+    const Place place = placeOf(path);
+    std::string error;
+    if (!qxnode::makeDirectories(place.folder, error)) {
+        throw Failure(tem::kTemFailed, error);
+    }
+    const qxnode::Fd folder = openFolder(place);
+    if (tem::statBelow(folder.get(), place.name)) {
+        if (!tem::statBelow(folder.get(), markPath(place.name))) {
+            throw Failure(kTemConflict, "private area '" + path + "' is there already");
+        }
+        if (!tem::removeTree(folder.get(), place.name)) {
+            throw systemFailure("remove the unfinished area", path);
+        }
+    }
+    const std::string beside = ".new." + place.name;
+    if (!tem::removeTree(folder.get(), beside)) {
+        throw systemFailure("remove", place.folder + "/" + beside);
+    }
+    try {
+        fillArea(folder.get(), beside, path, fill);
+        if (renameat2(folder.get(), beside.c_str(), folder.get(), place.name.c_str(),
+                      RENAME_NOREPLACE) != 0 ||
+            !tem::flushDirectory(folder.get())) {
+            throw systemFailure("put in place", path);
+        }
+    } catch (const Failure&) {
+        tem::removeTree(folder.get(), beside);
+        throw;
+    }
+}
+
+void finishArea(const std::string& path) {
+    const Place place = placeOf(path);
+    const qxnode::Fd folder = openFolder(place);
+    // One that stays is harmless: with a configuration the area is a container's.
+    std::string name;
+    if (const qxnode::Fd state = tem::openParent(folder.get(), markPath(place.name), name)) {
+        unlinkat(state.get(), name.c_str(), 0);
+    }
+}
+
+void leaveArea(const std::string& path) {
+    const Place place = placeOf(path);
+    const qxnode::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder && errno == ENOENT) {
+        return;
+    }
+    const qxnode::Fd area =
+        folder ? tem::openBelow(folder.get(), place.name, O_RDONLY | O_DIRECTORY) : qxnode::Fd();
+    if (!area) {
+        if (errno == ENOENT) {
+            return;
+        }
+        throw systemFailure("open private area", path);
+    }
+    const auto root = tem::statBelow(area.get(), "root");
+    const auto version = tem::statBelow(area.get(), kVersionLink);
+    if (!root || !S_ISDIR(root->st_mode) || !version || !S_ISLNK(version->st_mode)) {
+        throw Failure(tem::kTemFailed, "'" + path +
+                                           "' does not look like a private area (no root, no "
+                                           "VERSION link); it is not removed");
+    }
+    setMark(area.get(), path);
+}
+
+void removeArea(const std::string& path) {
+    const Place place = placeOf(path);
+    const qxnode::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder && errno == ENOENT) {
+        return;
+    }
+    if (!folder || (tem::statBelow(folder.get(), markPath(place.name)) &&
+                    !tem::removeTree(folder.get(), place.name))) {
+        throw systemFailure("remove private area", path);
+    }
+}
+
+}  // namespace QXA::env
