@@ -1,0 +1,599 @@
+// The operations of the standard technology over the template manager.
+#include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "qxa/plugins/QXAPkg/QXAStandardListing.h"
+#include "qxa/plugins/QXAPkg/QXAStandardPackages.h"
+#include "tests/fakes/fake_platform.h"
+
+namespace QXA {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+QXL::QXLPackageSP standard(const std::string& name, const std::string& version = "") {
+    auto record = std::make_shared<QXAPackageQXTemplateStd>();
+    record->name = name;
+    record->version = version;
+    return record;
+}
+
+QXL::QXLPackageSP kr(const std::string& name) {
+    auto record = std::make_shared<QXAPackageQXTemplate>();
+    record->name = name;
+    return record;
+}
+
+QXL::QXLInstallationPackageSP installation(const QXL::QXLPackageSP& record,
+                                           const std::string& path = "") {
+    auto element = std::make_shared<QXL::QXLInstallationPackage>();
+    element->package = std::const_pointer_cast<QXL::QXLPackage>(record);
+    element->path = path;
+    return element;
+}
+
+QXL::QXLPackageManagerOptions options(unsigned flags = 0) {
+    QXL::QXLPackageManagerOptions made;
+    made.flags = flags;
+    return made;
+}
+
+QXL::QXLPackageManagerListOptions listOptions(std::vector<std::string> types = {},
+                                              unsigned flags = 0) {
+    QXL::QXLPackageManagerListOptions made(flags);
+    made.types = std::move(types);
+    return made;
+}
+
+class StandardTechnology : public testing::Test {
+protected:
+    /// Makes the template manager know a template with one version.
+    void know(const std::string& name, const std::string& version, bool os,
+              const std::vector<QXATemplate>& bases = {}) {
+        QXAPackageVersion listed;
+        listed.version = version;
+        listed.isOsTemplate = os;
+        listed.baseOsTemplates = bases;
+        auto& infos = m_platform.lsInfos;
+        if (infos.empty() || infos.back().name != name) {
+            infos.emplace_back();
+            infos.back().name = name;
+        }
+        infos.back().versions.push_back(listed);
+        QXAPackageInfo one;
+        one.name = name;
+        one.versions = {listed};
+        m_platform.getInfos[name + "/" + version] = one;
+        QXATemplateConfigInfo config;
+        static_cast<QXAPackageVersion&>(config) = listed;
+        config.name = name;
+        config.summary = "summary of " + name;
+        config.description = "description of " + name;
+        config.platform = "Linux";
+        config.technologies = {"x86"};
+        config.packages["p"].name = name + "-package";
+        m_platform.configs[name + "/" + version] = config;
+    }
+
+    std::vector<std::string> names() const {
+        std::vector<std::string> found;
+        for (const auto& record : m_out) {
+            found.push_back(record->version.empty() ? record->name
+                                                    : record->name + "/" + record->version);
+        }
+        return found;
+    }
+
+    fakes::FakePlatform m_platform;
+    QXAStandardTemplateImpl m_technology;
+    QXL::QXLPackageList m_out;
+};
+
+TEST_F(StandardTechnology, knowsItsPackagesByTheirClass) {
+    EXPECT_TRUE(isStandardPackage(standard("a")));
+    EXPECT_FALSE(isStandardPackage(kr(".a")));
+    EXPECT_FALSE(isStandardPackage(std::make_shared<QXL::QXLPackageRpm>()));
+    EXPECT_FALSE(isStandardPackage(nullptr));
+}
+
+TEST_F(StandardTechnology, takesItsPackagesOutOfAMixedRequestInOrder) {
+    const auto keys = standardTemplates(
+        QXL::QXLPackageList{kr(".x"), standard("b", "1"), nullptr, standard("a")});
+    EXPECT_THAT(keys, ElementsAre(QXATemplate("b", "1"), QXATemplate("a", "")));
+    EXPECT_EQ(1U,
+              standardPackages(QXL::QXLInstallationPackageList{nullptr, installation(nullptr, "/f"),
+                                                               installation(standard("a"))})
+                  .size());
+}
+
+TEST_F(StandardTechnology, cleanAndFetchDoNothing) {
+    EXPECT_EQ(0, m_technology.clean({standard("a")}));
+    EXPECT_EQ(0, m_technology.fetch({standard("a")}));
+    EXPECT_THAT(m_platform.calls, IsEmpty());
+}
+
+TEST_F(StandardTechnology, servesContainersWhoseOsTemplateHasNoDot) {
+    const auto plain = fakes::addContainer(m_platform, 101, "base");
+    const auto dotted = fakes::addContainer(m_platform, 102, ".base");
+    QXAEnvConfig config;
+    QXATemplateTypeImpl::getVeConfig(plain, config);
+    EXPECT_TRUE(m_technology.isVeCompatible(plain, config));
+    QXATemplateTypeImpl::getVeConfig(dotted, config);
+    EXPECT_FALSE(m_technology.isVeCompatible(dotted, config));
+}
+
+TEST_F(StandardTechnology, itsPackagesSuitContainers) {
+    EXPECT_TRUE(m_technology.doesPackageSuitForOperationsInsideVE(standard("a")));
+    EXPECT_FALSE(m_technology.doesPackageSuitForOperationsInsideVE(kr(".a")));
+    EXPECT_FALSE(m_technology.doesPackageSuitForOperationsInsideVE(nullptr));
+}
+
+// --- info
+
+TEST_F(StandardTechnology, infoOfNoStandardPackagesAsksNothing) {
+    EXPECT_EQ(0, m_technology.info(QXL::QXLEID::EID_LOCAL, {kr(".a")}, &m_out));
+    EXPECT_THAT(m_platform.calls, IsEmpty());
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, infoDescribesEachTemplateFully) {
+    know("a", "1", true);
+    know("b", "2", true);
+    EXPECT_EQ(0, m_technology.info({}, {standard("b", "2"), standard("a", "1")}, &m_out));
+    EXPECT_THAT(names(), ElementsAre("b/2", "a/1"));
+    EXPECT_EQ("summary of b", m_out[0]->summary);
+    EXPECT_EQ("description of b", m_out[0]->description);
+    EXPECT_NE(nullptr, std::dynamic_pointer_cast<const QXAStandardQXTemplateEx>(m_out[0]));
+}
+
+TEST_F(StandardTechnology, infoUsesAFreshManagerWithoutAccessForEachCall) {
+    know("a", "1", true);
+    m_technology.info({}, {standard("a", "1")}, &m_out);
+    EXPECT_THAT(m_platform.calls, ElementsAre("tem access=null", "tem.get a/1", "tem access=null",
+                                              "tem.getTemplateConfig a/1"));
+}
+
+TEST_F(StandardTechnology, infoPassesUnknownTemplatesOver) {
+    know("a", "1", true);
+    m_platform.temResults["get"] = {-30, -51, 0};
+    EXPECT_EQ(0, m_technology.info({}, {standard("x", "1"), standard("y", "1"), standard("a", "1")},
+                                   &m_out));
+    EXPECT_THAT(names(), ElementsAre("a/1"));
+}
+
+TEST_F(StandardTechnology, infoStopsWith1AtAnyOtherFailureAndKeepsWhatItHas) {
+    know("a", "1", true);
+    m_platform.temResults["get"] = {0, -9, 0};
+    EXPECT_EQ(1, m_technology.info({}, {standard("a", "1"), standard("b", "1"), standard("a", "1")},
+                                   &m_out));
+    EXPECT_THAT(names(), ElementsAre("a/1"));
+    EXPECT_EQ(2U, m_platform.callsOf("tem.get ").size());
+}
+
+TEST_F(StandardTechnology, infoReadsTheFirstVersionOnly) {
+    know("a", "1", true);
+    know("a", "2", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    EXPECT_EQ(0, m_technology.info({}, {standard("a")}, &m_out));
+    EXPECT_THAT(names(), ElementsAre("a/1"));
+}
+
+TEST_F(StandardTechnology, infoWithoutVersionsInTheAnswerAddsNothing) {
+    m_platform.getInfos["a"].name = "a";
+    EXPECT_EQ(0, m_technology.info({}, {standard("a")}, &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, infoWorksWithoutAnOutputList) {
+    know("a", "1", true);
+    EXPECT_EQ(0, m_technology.info({}, {standard("a", "1")}, nullptr));
+}
+
+// --- the configuration reader
+
+TEST_F(StandardTechnology, anUnreadableConfigurationIsLoggedAndTheOthersAreListed) {
+    know("a", "1", true);
+    know("b", "1", true);
+    m_platform.configResults["a/1"] = -9;
+    EXPECT_EQ(0, m_technology.list({}, {}, listOptions(), &m_out));
+    EXPECT_THAT(names(), ElementsAre("b/1"));
+    EXPECT_THAT(
+        m_platform.logLines,
+        ElementsAre(std::pair(1, std::string("Failed to read QX template a/1 configuration"))));
+}
+
+TEST_F(StandardTechnology, anUnknownVersionIsPassedOverSilently) {
+    know("a", "1", true);
+    m_platform.configResults["a/1"] = -51;
+    EXPECT_EQ(0, m_technology.list({}, {}, listOptions(), &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
+    EXPECT_THAT(m_platform.logLines, IsEmpty());
+}
+
+TEST_F(StandardTechnology, anUnknownTemplateIsLogged) {
+    know("a", "1", true);
+    m_platform.configResults["a/1"] = -30;
+    m_technology.list({}, {}, listOptions(), &m_out);
+    EXPECT_EQ(1U, m_platform.logLines.size());
+}
+
+// --- list
+
+TEST_F(StandardTechnology, listsTheNodeForEverythingThatIsNoContainer) {
+    const auto node = QXL::QXLEID::fromString("50000000-0000-0000-0000-000000000000");
+    m_platform.environments[node].type = "node";
+    for (const auto& eid : {QXL::QXLEID::EID_INVALID, QXL::QXLEID::EID_LOCAL, node}) {
+        m_technology.list(eid, {}, listOptions(), &m_out);
+    }
+    EXPECT_THAT(m_platform.callsOf("tem.ls"),
+                ElementsAre("tem.ls eid=local type=3", "tem.ls eid=local type=3",
+                            "tem.ls eid=local type=3"));
+}
+
+TEST_F(StandardTechnology, listsAContainerByItsEid) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    m_technology.list(eid, {}, listOptions(), &m_out);
+    EXPECT_THAT(m_platform.callsOf("tem.ls"),
+                ElementsAre("tem.ls eid=" + eid.toString() + " type=3"));
+}
+
+TEST_F(StandardTechnology, asksForTheKindsThatAreWanted) {
+    m_technology.list({}, {}, listOptions({"os"}), &m_out);
+    m_technology.list({}, {}, listOptions({"app"}), &m_out);
+    m_technology.list({}, {}, listOptions({"rpm"}), &m_out);
+    m_technology.list({}, {}, listOptions({"os", "rpm"}), &m_out);
+    EXPECT_THAT(m_platform.callsOf("tem.ls"),
+                ElementsAre("tem.ls eid=local type=1", "tem.ls eid=local type=2",
+                            "tem.ls eid=local type=3", "tem.ls eid=local type=1"));
+}
+
+TEST_F(StandardTechnology, aFailingListIsMinusOne) {
+    m_platform.temResults["ls"] = {-9};
+    EXPECT_EQ(-1, m_technology.list({}, {}, listOptions(), &m_out));
+}
+
+TEST_F(StandardTechnology, listingDropsDescriptionsAndSummariesNobodyAskedFor) {
+    know("a", "1", true);
+    m_technology.list({}, {}, listOptions(), &m_out);
+    m_technology.list({}, {}, listOptions({}, 16), &m_out);
+    EXPECT_EQ("", m_out[0]->summary);
+    EXPECT_EQ("", m_out[0]->description);
+    EXPECT_EQ("summary of a", m_out[1]->summary);
+    EXPECT_EQ("", m_out[1]->description);
+}
+
+TEST_F(StandardTechnology, listingPackagesGivesThoseOfEachTemplate) {
+    know("a", "1", true);
+    know("b", "1", true);
+    m_technology.list({}, {}, listOptions({"rpm"}), &m_out);
+    EXPECT_THAT(names(), ElementsAre("a-package", "b-package"));
+}
+
+TEST_F(StandardTechnology, listingBothGivesTemplatesFirst) {
+    know("a", "1", true);
+    m_technology.list({}, {}, listOptions({"rpm", "os"}), &m_out);
+    EXPECT_THAT(names(), ElementsAre("a/1", "a-package"));
+}
+
+TEST_F(StandardTechnology, aRequestSelectsByExactNameAndVersionInTheirOrder) {
+    know("b", "1", true);
+    know("b", "2", true);
+    know("a", "1", true);
+    m_technology.list({}, {standard("b", "2"), standard("a", "1"), standard("c", "1")},
+                      listOptions(), &m_out);
+    EXPECT_THAT(names(), ElementsAre("a/1", "b/2"));
+}
+
+TEST_F(StandardTechnology, aRequestWithoutVersionSelectsNothing) {
+    know("a", "1", true);
+    EXPECT_EQ(0, m_technology.list({}, {standard("a")}, listOptions(), &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, aRequestOfOthersPackagesSelectsNothing) {
+    know("a", "1", true);
+    EXPECT_EQ(0, m_technology.list({}, {kr(".a"), nullptr}, listOptions(), &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, compatibleInAContainerListsTheNodesTemplatesThatGoWithItsOs) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    know("other", "1", true);
+    know("web", "1", false, {{"base", ""}});
+    know("base", "1", true);
+    know("mail", "1", false, {{"other", ""}});
+    m_platform.lsInfosOf[eid] = {m_platform.lsInfos[2]};
+    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({}, 32 | 16), &m_out));
+    EXPECT_THAT(names(), ElementsAre("web/1", "base/1"));
+    EXPECT_EQ("summary of web", m_out[0]->summary);
+    EXPECT_THAT(m_platform.callsOf("tem.ls"),
+                ElementsAre("tem.ls eid=" + eid.toString() + " type=1", "tem.ls eid=local type=3"));
+}
+
+TEST_F(StandardTechnology, compatibleInAContainerListsNoPackages) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    know("base", "1", true);
+    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({"rpm"}, 32), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.ls"), IsEmpty());
+    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({"rpm", "os"}, 32), &m_out));
+    EXPECT_THAT(names(), ElementsAre("base/1"));
+}
+
+TEST_F(StandardTechnology, compatibleInAContainerNeedsItsOsTemplate) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    m_platform.lsInfosOf[eid] = {};
+    EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
+    m_platform.temResults["ls"] = {-9};
+    EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
+    know("base", "1", true);
+    m_platform.lsInfosOf[eid] = m_platform.lsInfos;
+    m_platform.temResults["ls"] = {0, -9};
+    EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
+}
+
+TEST_F(StandardTechnology, compatibleOnTheNodeWithoutARequestListsNothing) {
+    know("a", "1", true);
+    EXPECT_EQ(0, m_technology.list({}, {}, listOptions({}, 32), &m_out));
+    EXPECT_THAT(m_platform.calls, IsEmpty());
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, compatibleOnTheNodeListsWhatGoesWithTheRequestInOrder) {
+    know("web", "1", false, {{"base", ""}});
+    know("base", "1", true);
+    know("base", "2", true);
+    know("mail", "1", false, {{"other", ""}});
+    EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({}, 32), &m_out));
+    EXPECT_THAT(names(), ElementsAre("web/1", "base/1", "base/2"));
+}
+
+TEST_F(StandardTechnology, compatibleOnTheNodeOfAnApplicationListsItsOsAndItsNamesakes) {
+    know("web", "1", false, {{"base", "1"}});
+    know("web", "2", false, {{"other", ""}});
+    know("base", "1", true);
+    know("base", "2", true);
+    EXPECT_EQ(0, m_technology.list({}, {standard("web", "1")}, listOptions({}, 32), &m_out));
+    EXPECT_THAT(names(), ElementsAre("web/1", "web/2", "base/1"));
+}
+
+TEST_F(StandardTechnology, compatibleOnTheNodeFailsWithTheList) {
+    m_platform.temResults["ls"] = {-9};
+    EXPECT_EQ(-1, m_technology.list({}, {standard("a", "1")}, listOptions({}, 32), &m_out));
+}
+
+// --- changes inside a container
+
+TEST_F(StandardTechnology, installsIntoAContainerAndListsWhatItInstalled) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    know("a", "1", true);
+    know("b", "1", true);
+    EXPECT_EQ(0, m_technology.installIntoVE(
+                     eid, {installation(standard("b", "1")), installation(kr(".x"))}, options(8),
+                     &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.add"),
+                ElementsAre("tem.add eid=" + eid.toString() + " b/1 force=1 second=0"));
+    EXPECT_THAT(m_platform.callsOf("tem.ls"), ElementsAre("tem.ls eid=local type=3"));
+    EXPECT_THAT(names(), ElementsAre("b/1"));
+    EXPECT_EQ("", m_out[0]->summary);
+}
+
+TEST_F(StandardTechnology, installingWithoutStandardPackagesAddsAnEmptyList) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    EXPECT_EQ(0, m_technology.installIntoVE(eid, {installation(kr(".x"))}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.add"),
+                ElementsAre("tem.add eid=" + eid.toString() + " force=0 second=0"));
+}
+
+TEST_F(StandardTechnology, aConflictInsideAContainerIs3510AndAnythingElse3501) {
+    m_platform.temResults["add"] = {-7, -5, -27, 1};
+    const QXL::QXLInstallationPackageList request{installation(standard("a", "1"))};
+    EXPECT_EQ(3510, m_technology.installIntoVE({}, request, options(), &m_out));
+    EXPECT_EQ(3501, m_technology.installIntoVE({}, request, options(), &m_out));
+    EXPECT_EQ(3501, m_technology.installIntoVE({}, request, options(), &m_out));
+    EXPECT_EQ(3501, m_technology.installIntoVE({}, request, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.ls"), IsEmpty());
+}
+
+TEST_F(StandardTechnology, aFailingListAfterInstallationIsItsResult) {
+    m_platform.temResults["ls"] = {-9};
+    EXPECT_EQ(-1, m_technology.installIntoVE({}, {installation(standard("a"))}, options(), &m_out));
+}
+
+TEST_F(StandardTechnology, updatesInAContainerToTheNewestVersions) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    m_platform.temResults["add"] = {-7};
+    EXPECT_EQ(-7, m_technology.updateInVE(
+                      eid, {installation(standard("a", "1")), installation(standard("b"))},
+                      options(8), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.add"),
+                ElementsAre("tem.add eid=" + eid.toString() + " a/ b/ force=1 second=0"));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, removesFromAContainer) {
+    const auto eid = fakes::addContainer(m_platform, 101, "base");
+    m_platform.temResults["rm"] = {-8};
+    EXPECT_EQ(-8,
+              m_technology.removeFromVE(eid, {kr(".x"), standard("a", "1")}, options(8), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.rm"),
+                ElementsAre("tem.rm eid=" + eid.toString() + " a/1 force=1 second=1"));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+// --- changes on the node
+
+TEST_F(StandardTechnology, installsFilesOnTheNodeAndKeepsSummaries) {
+    know("a", "1", true);
+    m_platform.setInfos = m_platform.lsInfos;
+    EXPECT_EQ(0, m_technology.installOnNode(
+                     {installation(nullptr, "/b.tar"), installation(standard("x"), "/a.tar"),
+                      installation(standard("y"))},
+                     options(8), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.set"), ElementsAre("tem.set /b.tar /a.tar force=1"));
+    EXPECT_THAT(names(), ElementsAre("a/1"));
+    EXPECT_EQ("summary of a", m_out[0]->summary);
+    EXPECT_EQ("", m_out[0]->description);
+}
+
+struct SetCase {
+    int result;
+    int code;
+};
+
+class SetResult : public StandardTechnology, public testing::WithParamInterface<SetCase> {};
+
+TEST_P(SetResult, isMappedToTheAgentsCode) {
+    m_platform.temResults["set"] = {GetParam().result};
+    EXPECT_EQ(GetParam().code,
+              m_technology.installOnNode({installation(nullptr, "/a")}, options(), &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(results, SetResult,
+                         testing::Values(SetCase{0, 0}, SetCase{-7, 3510}, SetCase{-27, 3511},
+                                         SetCase{-5, 3509}, SetCase{-1, 3501}, SetCase{-30, 3501},
+                                         SetCase{3, 3501}));
+
+TEST_F(StandardTechnology, updatesCachesOnTheNodeKeepingVersions) {
+    m_platform.temResults["cache"] = {-4};
+    EXPECT_EQ(-4,
+              m_technology.updateOnNode({installation(standard("a", "1")), installation(kr(".x"))},
+                                        options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.cache"), ElementsAre("tem.cache a/1"));
+}
+
+TEST_F(StandardTechnology, anEmptyUpdateRenewsEveryCache) {
+    EXPECT_EQ(0, m_technology.updateOnNode({}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.cache"), ElementsAre("tem.cache"));
+}
+
+TEST_F(StandardTechnology, anUpdateOfOthersPackagesCallsNothing) {
+    EXPECT_EQ(0, m_technology.updateOnNode({installation(kr(".x"))}, options(), &m_out));
+    EXPECT_THAT(m_platform.calls, IsEmpty());
+}
+
+TEST_F(StandardTechnology, removesFromTheNodeWhatNobodyUses) {
+    m_platform.temResults["unset"] = {-30};
+    EXPECT_EQ(-30, m_technology.removeFromNode({standard("a", "1"), kr(".x")}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset a/1"));
+}
+
+TEST_F(StandardTechnology, removingOthersPackagesChecksNoUsage) {
+    m_platform.hasCache = false;
+    EXPECT_EQ(0, m_technology.removeFromNode({kr(".x")}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset"));
+}
+
+// --- usage check
+
+class UsageCheck : public StandardTechnology {
+protected:
+    QXL::QXLEID container(int veid, const std::string& os,
+                          std::vector<QXATemplate> templates = {}) {
+        const auto eid = fakes::addContainer(m_platform, veid, os);
+        m_platform.environments[eid].templates = std::move(templates);
+        return eid;
+    }
+
+    int remove(const std::string& name, const std::string& version = "") {
+        return m_technology.removeFromNode({standard(name, version)}, options(), &m_out);
+    }
+};
+
+TEST_F(UsageCheck, withoutACacheNothingIsRemoved) {
+    m_platform.hasCache = false;
+    EXPECT_EQ(-1, remove("a"));
+    EXPECT_EQ("the environment cache is not accessible", m_platform.errorMessage);
+    EXPECT_THAT(m_platform.callsOf("tem.unset"), IsEmpty());
+}
+
+TEST_F(UsageCheck, withoutAListNothingIsRemoved) {
+    m_platform.hasList = false;
+    EXPECT_EQ(-1, remove("a"));
+    EXPECT_EQ("cannot fetch the environments list", m_platform.errorMessage);
+}
+
+TEST_F(UsageCheck, aTemplateInUseIsNamedWithItsFirstVersion) {
+    know("a", "1", true);
+    know("a", "2", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    container(101, "a");
+    EXPECT_EQ(-1, remove("a"));
+    EXPECT_EQ("some Containers use package(s) a/1", m_platform.errorMessage);
+    EXPECT_THAT(m_platform.callsOf("tem.unset"), IsEmpty());
+}
+
+TEST_F(UsageCheck, anotherVersionMayGo) {
+    know("a", "1", true);
+    const auto eid = container(101, "a");
+    m_platform.environments[eid].osTemplate = QXATemplate("a", "1");
+    EXPECT_EQ(0, remove("a", "2"));
+}
+
+TEST_F(UsageCheck, severalTemplatesAreJoined) {
+    know("a", "1", true);
+    know("web", "3", false);
+    const auto eid = container(101, "a", {{"web", "3"}});
+    m_platform.environments[eid].osTemplate = QXATemplate("a", "1");
+    EXPECT_EQ(
+        -1, m_technology.removeFromNode({standard("web", "3"), standard("a")}, options(), &m_out));
+    EXPECT_EQ("some Containers use package(s) a/1, web/3", m_platform.errorMessage);
+}
+
+TEST_F(UsageCheck, eachDistinctTemplateIsAskedForOnce) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    container(101, "a");
+    container(102, "a");
+    EXPECT_EQ(0, remove("b"));
+    EXPECT_THAT(m_platform.callsOf("tem.get "), ElementsAre("tem.get a"));
+}
+
+TEST_F(UsageCheck, unknownTemplatesOfContainersAreSkipped) {
+    container(101, "gone");
+    EXPECT_EQ(0, remove("gone"));
+}
+
+TEST_F(UsageCheck, aTemplateThatCannotBeAskedForRefuses) {
+    container(101, "a");
+    m_platform.temResults["get"] = {-9};
+    EXPECT_EQ(-1, remove("b"));
+}
+
+TEST_F(UsageCheck, containersOfOtherNodesAndOfKrTemplatesDoNotCount) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    const auto foreign = container(101, "a");
+    m_platform.environments[foreign].parent = QXL::QXLEID::EID_LOCAL;
+    const auto dotted = container(102, ".x");
+    m_platform.environments[dotted].osTemplate = QXATemplate("a", "");
+    EXPECT_EQ(0, remove("a"));
+}
+
+TEST_F(UsageCheck, anEnvironmentThatCannotBeReadContributesNothing) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    const auto noOs = container(101, "a");
+    m_platform.environments[noOs].osTemplate.reset();
+    const auto badOs = container(102, "a");
+    m_platform.environments[badOs].osTemplateResult = 1;
+    const auto emptyOs = container(103, "a");
+    m_platform.environments[emptyOs].osTemplate = QXATemplate("", "");
+    const auto badTemplates = container(104, "a");
+    m_platform.environments[badTemplates].templatesResult = 1;
+    EXPECT_EQ(0, remove("a"));
+}
+
+TEST_F(UsageCheck, anEnvironmentWithoutTemplatesContributesItsOs) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    const auto eid = container(101, "a");
+    m_platform.environments[eid].templates.reset();
+    EXPECT_EQ(-1, remove("a"));
+}
+
+}  // namespace
+}  // namespace QXA
