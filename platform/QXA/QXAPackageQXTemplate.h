@@ -20,6 +20,8 @@ public:
     QXAPackageQXTemplate() = default;
     QXAPackageQXTemplate(const QXAPackageQXTemplate&) = default;
     QXAPackageQXTemplate& operator=(const QXAPackageQXTemplate&) = default;
+    QXAPackageQXTemplate(QXAPackageQXTemplate&&) = default;
+    QXAPackageQXTemplate& operator=(QXAPackageQXTemplate&&) = default;
     ~QXAPackageQXTemplate() override;
 
     bool isOsTemplate = false;  ///< an OS template, else an application template
@@ -45,6 +47,8 @@ public:
     QXAPackageQXTemplateStd() = default;
     QXAPackageQXTemplateStd(const QXAPackageQXTemplateStd&) = default;
     QXAPackageQXTemplateStd& operator=(const QXAPackageQXTemplateStd&) = default;
+    QXAPackageQXTemplateStd(QXAPackageQXTemplateStd&&) = default;
+    QXAPackageQXTemplateStd& operator=(QXAPackageQXTemplateStd&&) = default;
     ~QXAPackageQXTemplateStd() override;
 
     bool packageFlag = true;

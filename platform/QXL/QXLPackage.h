@@ -28,6 +28,8 @@ public:
     QXLPackage() = default;
     QXLPackage(const QXLPackage&) = default;
     QXLPackage& operator=(const QXLPackage&) = default;
+    QXLPackage(QXLPackage&&) = default;
+    QXLPackage& operator=(QXLPackage&&) = default;
     virtual ~QXLPackage();
 
     std::string name;
@@ -44,6 +46,8 @@ public:
     QXLPackageLinux() = default;
     QXLPackageLinux(const QXLPackageLinux&) = default;
     QXLPackageLinux& operator=(const QXLPackageLinux&) = default;
+    QXLPackageLinux(QXLPackageLinux&&) = default;
+    QXLPackageLinux& operator=(QXLPackageLinux&&) = default;
     ~QXLPackageLinux() override;
 };
 
@@ -52,6 +56,8 @@ public:
     QXLPackageRpm() = default;
     QXLPackageRpm(const QXLPackageRpm&) = default;
     QXLPackageRpm& operator=(const QXLPackageRpm&) = default;
+    QXLPackageRpm(QXLPackageRpm&&) = default;
+    QXLPackageRpm& operator=(QXLPackageRpm&&) = default;
     ~QXLPackageRpm() override;
 };
 
@@ -60,6 +66,8 @@ public:
     QXLPackageDeb() = default;
     QXLPackageDeb(const QXLPackageDeb&) = default;
     QXLPackageDeb& operator=(const QXLPackageDeb&) = default;
+    QXLPackageDeb(QXLPackageDeb&&) = default;
+    QXLPackageDeb& operator=(QXLPackageDeb&&) = default;
     ~QXLPackageDeb() override;
 };
 
