@@ -5,6 +5,8 @@
 // piece goes.
 #include "src/dirindex_slab.h"
 
+#include <sys/mman.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -13,7 +15,8 @@
 namespace dirindex {
 namespace {
 
-constexpr uintptr_t kAlignment = uintptr_t{1} << 16;
+// That of a huge page: entries are met in an order that makes every step a new small page.
+constexpr uintptr_t kAlignment = uintptr_t{1} << 21;
 // The whole of the aligned range: memory that somebody else allocated behind a shorter block would
 // be taken for a piece of it.
 constexpr size_t kBlockSize = kAlignment;
@@ -77,6 +80,10 @@ private:
         auto* block = static_cast<Block*>(std::aligned_alloc(kAlignment, kBlockSize));
         if (block == nullptr) {
             throw std::bad_alloc();
+        }
+        // The first block stays with small pages, of which a small index touches a few.
+        if (!blocks_.empty()) {
+            madvise(block, kAlignment, MADV_HUGEPAGE);
         }
         *block = {kBlockHead, 0};
         blocks_.insert(reinterpret_cast<uintptr_t>(block));

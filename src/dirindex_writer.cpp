@@ -103,6 +103,7 @@ void gather(unsigned first, std::vector<dent*>& order) {
                 __builtin_prefetch(entry->poolstr);
                 order[slot[i]++] = entry;
                 chain[i] = entry->next;
+                __builtin_prefetch(chain[i]);
                 more = true;
             }
         }
@@ -218,7 +219,8 @@ bool digest_file(FILE* stream, uint8_t (&digest)[MD5_DIGEST_LENGTH]) {
     MD5_CTX context;
     MD5Init(&context);
     if (__freadable(stream) != 0) {
-        uint8_t piece[1024];
+        // Large pieces pass the stream's own buffer by.
+        uint8_t piece[1 << 15];
         size_t size = 0;
         while ((size = fread(piece, 1, sizeof piece, stream)) > 0) {
             MD5Update(&context, piece, size);
