@@ -1,14 +1,17 @@
 // The message layer: parser factories that turn records into agent messages and back.
 #pragma once
 
-#include <assert.h>
-
 #include <map>
 #include <memory>
 #include <string>
 #include <typeinfo>
 
 #include "QXL/Export.h"
+
+// The C library's assertion report. <assert.h> declares it only where assertions are on; the one
+// below stays on in every build. NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" void __assert_fail(const char* assertion, const char* file, unsigned line,
+                              const char* function) noexcept __attribute__((noreturn));
 
 namespace QXL {
 
