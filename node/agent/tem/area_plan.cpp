@@ -58,6 +58,11 @@ const AreaEntry* find(const std::vector<AreaRecord>& records, const std::string&
     return nullptr;
 }
 
+bool isBelowOneOf(const std::vector<std::string>& directories, const std::string& path) {
+    return std::any_of(directories.begin(), directories.end(),
+                       [&](const std::string& above) { return path.starts_with(above); });
+}
+
 enum class Verdict { make, keep, leaveOut };
 
 // Decides about one entry of a template.
@@ -71,6 +76,9 @@ public:
         if (const AreaEntry* other = find(m_planned, path)) {
             return isDirectory && other->kind == entry.kind ? Verdict::make : Verdict::keep;
         }
+        if (isBelowOneOf(m_fresh, path)) {
+            return Verdict::make;
+        }
         const std::optional<struct stat> there = statBelow(m_situation.root, path);
         if (!there) {
             if (errno != ENOENT) {
@@ -82,6 +90,9 @@ public:
         const AreaEntry* leaving = find(m_situation.leaving, path);
         if (leaving != nullptr && standsAsMade(m_situation.root, path, *leaving)) {
             entry.saved = leaving->saved;
+            if (isDirectory && leaving->kind != entry.kind) {
+                m_fresh.push_back(path + "/");
+            }
             return Verdict::make;
         }
         if (isDirectory && S_ISDIR(there->st_mode)) {
@@ -102,6 +113,7 @@ private:
     AreaSituation& m_situation;
     const std::vector<AreaRecord>& m_planned;
     bool m_force;
+    std::vector<std::string> m_fresh;  // directories that come where a file of ours leaves
 };
 
 }  // namespace
@@ -144,8 +156,7 @@ AreaRecord planTemplate(AreaSituation& situation, const std::vector<AreaRecord>&
     AreaRecord record{wanted.key, wanted.isOsTemplate, {}};
     std::vector<std::string> skipped;  // directories that cannot be had, with all below them
     for (auto& [path, entry] : wanted.entries) {
-        if (std::any_of(skipped.begin(), skipped.end(),
-                        [&](const std::string& above) { return path.starts_with(above); })) {
+        if (isBelowOneOf(skipped, path)) {
             continue;
         }
         switch (planner.judge(path, entry)) {

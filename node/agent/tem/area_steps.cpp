@@ -184,7 +184,7 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
         const auto previous = before.find(path);
         if (previous == before.end() || previous->second->kind != entry->kind) {
             steps.push_back({path, std::nullopt, *entry, stays(path)});
-        } else if (!sameEntry(*previous->second, *entry)) {
+        } else {
             steps.push_back({path, *previous->second, *entry, false});
         }
     }
@@ -193,7 +193,9 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
 
 void doStep(int root, int saved, const AreaStep& step) {
     if (step.before && step.after) {
-        if (standsAsMade(root, step.path, *step.before)) {
+        const bool stands = standsAsMade(root, step.path, *step.before);
+        // What the container threw away comes back with the new version, or a repair.
+        if (stands ? !sameEntry(*step.before, *step.after) : !exists(root, step.path)) {
             put(root, step.path, *step.after);
         }
         return;
@@ -220,7 +222,7 @@ void doStep(int root, int saved, const AreaStep& step) {
 void undoStep(int root, int saved, const AreaStep& step) {
     removeBeside(root, step.path);
     if (step.before && step.after) {
-        if (standsAsMade(root, step.path, *step.after)) {
+        if (!sameEntry(*step.before, *step.after) && standsAsMade(root, step.path, *step.after)) {
             put(root, step.path, *step.before);
         }
     } else if (step.before) {

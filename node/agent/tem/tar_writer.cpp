@@ -50,6 +50,9 @@ TarWriter::TarWriter(int file, const std::string& name)
     : m_name(name), m_archive(archive_write_new()) {
     if (addFilter(m_archive.get(), name) != ARCHIVE_OK ||
         archive_write_set_format_pax_restricted(m_archive.get()) != ARCHIVE_OK ||
+        // Names are bytes; without this they would have to be text of the locale.
+        archive_write_set_format_option(m_archive.get(), "pax", "hdrcharset", "BINARY") !=
+            ARCHIVE_OK ||
         archive_write_open_fd(m_archive.get(), file) != ARCHIVE_OK) {
         fail();
     }

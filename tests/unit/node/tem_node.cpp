@@ -96,6 +96,7 @@ std::string Package::write(const std::string& path) const {
         archive_write_add_filter_by_name(out, m_compression.c_str());
     }
     archive_write_set_format_pax_restricted(out);
+    archive_write_set_format_option(out, "pax", "hdrcharset", "BINARY");
     EXPECT_EQ(archive_write_open_filename(out, path.c_str()), ARCHIVE_OK);
     for (const Entry& entry : m_entries) {
         archive_entry* header = archive_entry_new();
