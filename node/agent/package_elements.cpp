@@ -71,7 +71,10 @@ constexpr const char* kMembersElement = "members";
 constexpr const char* kPackageFlagElement = "package_flag";
 
 void writeText(xml_node record, const char* element, const std::string& text) {
-    record.append_child(element).append_child(pugi::node_pcdata).set_value(xmlText(text).c_str());
+    xml_node added = record.append_child(element);
+    if (!text.empty()) {
+        added.append_child(pugi::node_pcdata).set_value(xmlText(text).c_str());
+    }
 }
 
 void writeFlag(xml_node record, const char* element, bool flag) {

@@ -1,0 +1,134 @@
+// The frame of requests: messages and error data, tokens, factories, the command runner.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "QXA/QXALibFunctionality.h"
+#include "QXA/QXAPkgM.h"
+#include "QXL/QXLError.h"
+#include "QXL/QXLPkgMLocal.h"
+#include "QXL/QXLToken.h"
+#include "node/agent/error_store.h"
+
+namespace {
+
+using namespace QXL;
+
+TEST(ErrorMessageTest, IsFormatted) {
+    setErrorMessage("%s is %d", "x", 7);
+    EXPECT_STREQ(getErrorMessage(), "x is 7");
+    clearErrorMessage();
+    EXPECT_STREQ(getErrorMessage(), "");
+}
+
+TEST(ErrorMessageTest, HasNoLengthLimit) {
+    const std::string text(1000000, 'x');
+    setErrorMessage("%s", text.c_str());
+    EXPECT_EQ(getErrorMessage(), text);
+}
+
+TEST(ErrorMessageTest, MayBeMadeOfTheOneBefore) {
+    setErrorMessage("%s", "inner");
+    setErrorMessage("'%s' failed - %s", getErrorMessage(), getErrorMessage());
+    EXPECT_STREQ(getErrorMessage(), "'inner' failed - inner");
+}
+
+TEST(ErrorMessageTest, BelongsToItsThread) {
+    setErrorMessage("%s", "mine");
+    setLastErrorData(7, "mine");
+    std::thread([] {
+        EXPECT_STREQ(getErrorMessage(), "");
+        EXPECT_EQ(getLastErrorData().code, 0);
+        setErrorMessage("%s", "other");
+        setLastErrorData(8, "other");
+    }).join();
+    EXPECT_STREQ(getErrorMessage(), "mine");
+    EXPECT_EQ(getLastErrorData().code, 7);
+}
+
+TEST(ErrorMessageTest, IsAStoreApartFromTheErrorData) {
+    setErrorMessage("%s", "request");
+    setLastErrorData(7, "platform");
+    EXPECT_STREQ(getErrorMessage(), "request");
+    setErrorMessage("%s", "again");
+    EXPECT_EQ(getLastErrorData().message, "platform");
+}
+
+TEST(ErrorMessageTest, IsPutBackByItsKeeper) {
+    setErrorMessage("%s", "request");
+    {
+        const ErrorMessageKeeper keeper;
+        setErrorMessage("%s", "background");
+    }
+    EXPECT_STREQ(getErrorMessage(), "request");
+}
+
+TEST(TokenTest, IsTheUsersUntilTheAgentsIsHeld) {
+    EXPECT_FALSE(QXLToken::getCurrent().isAgent());
+    {
+        const QXLTokenHolder holder(QXLToken::getAgentToken());
+        EXPECT_TRUE(QXLToken::getCurrent().isAgent());
+        std::thread([] { EXPECT_FALSE(QXLToken::getCurrent().isAgent()); }).join();
+    }
+    EXPECT_FALSE(QXLToken::getCurrent().isAgent());
+}
+
+TEST(TokenTest, IsPutBackOnTheWayOutOfAnException) {
+    try {
+        const QXLTokenHolder holder(QXLToken::getAgentToken());
+        throw 1;
+    } catch (int) {
+        EXPECT_FALSE(QXLToken::getCurrent().isAgent());
+    }
+}
+
+TEST(KitTest, IsOneObject) {
+    using Functionality = QXLFunctionality<QXA::QXALibFunctionality>;
+    EXPECT_EQ(&Functionality::kit(), &Functionality::kit());
+    EXPECT_EQ(Functionality::kit().getQXAPkgMMultiplexer().findLocalFactory("none"), nullptr);
+}
+
+using Lines = std::vector<std::string>;
+
+bool keepLine(void* ctx, const char* line) {
+    static_cast<Lines*>(ctx)->emplace_back(line);
+    return false;
+}
+
+TEST(ExecTest, HandsLinesOverWhateverTheCallbackAnswers) {
+    Lines lines;
+    EXPECT_EQ(QXLPkgMLocal::exec({"printf", "a\\nb"}, keepLine, &lines), 0);
+    EXPECT_EQ(lines, (Lines{"a", "b"}));
+}
+
+TEST(ExecTest, LeavesTheMessageAloneWhenItSucceeds) {
+    setErrorMessage("%s", "before");
+    EXPECT_EQ(QXLPkgMLocal::exec({"true"}, nullptr, nullptr), 0);
+    EXPECT_STREQ(getErrorMessage(), "before");
+}
+
+TEST(ExecTest, GivesCodeAndReasonInBothStores) {
+    EXPECT_EQ(QXLPkgMLocal::exec({"sh", "-c", "echo why >&2; exit 27"}, nullptr, nullptr), 27);
+    EXPECT_STREQ(getErrorMessage(), "why");
+    EXPECT_EQ(getLastErrorData().code, 27);
+    EXPECT_EQ(getLastErrorData().message, "why");
+}
+
+TEST(ExecTest, SaysTheCodeWhenTheProgramGaveNoReason) {
+    EXPECT_EQ(QXLPkgMLocal::exec({"sh", "-c", "exit 33"}, nullptr, nullptr), 33);
+    EXPECT_STREQ(getErrorMessage(), "exited with code 33");
+}
+
+TEST(ExecTest, AddsTheSignalTo128) {
+    EXPECT_EQ(QXLPkgMLocal::exec({"sh", "-c", "kill -15 $$"}, nullptr, nullptr), 143);
+}
+
+TEST(ExecTest, Gives127ForAProgramThatCannotBeStarted) {
+    EXPECT_EQ(QXLPkgMLocal::exec({"no-such-program-here"}, nullptr, nullptr), 127);
+    EXPECT_STREQ(getErrorMessage(),
+                 "cannot start 'no-such-program-here': No such file or directory");
+    EXPECT_EQ(QXLPkgMLocal::exec({}, nullptr, nullptr), 127);
+    EXPECT_EQ(QXLPkgMLocal::exec({nullptr}, nullptr, nullptr), 127);
+}
+
+}  // namespace
