@@ -21,8 +21,8 @@ int indexOneArea(const Options& options, const Area& area) {
     int exitCode = kExitClean;
     const IndexOptions indexOptions{options.convertSymlinks, options.dryRun};
     indexArea(area, indexOptions, [&](const IndexOutcome& outcome) {
-        const bool quietly = options.quiet && (outcome.result == IndexResult::already ||
-                                               outcome.result == IndexResult::indexed);
+        const bool quietly = options.quiet && outcome.result != IndexResult::notIndexable &&
+                             outcome.result != IndexResult::failed;
         if (options.json) {
             std::fputs(indexedAsJson(area.name, outcome).c_str(), stdout);
         } else if (!quietly) {

@@ -101,11 +101,7 @@ std::vector<std::string> whyNotIndexable(const Area& area) {
     }
     clean_memory();
     namelist_clean(&rl_info);
-    auto reasons = reasonsIn(log.get());
-    if (reasons.empty()) {
-        reasons.emplace_back("it is empty");
-    }
-    return reasons;
+    return reasonsIn(log.get());
 }
 
 struct DirectoryGlance {
@@ -242,8 +238,9 @@ private:
         if (result == kScanIndexable) {
             outcome.result = IndexResult::indexed;
         } else if (result == kScanNotIndexable) {
-            outcome.result = IndexResult::notIndexable;
             outcome.reasons = whyNotIndexable(m_area);
+            outcome.result =
+                outcome.reasons.empty() ? IndexResult::empty : IndexResult::notIndexable;
         } else {
             outcome.result = IndexResult::failed;
             outcome.reasons.push_back(std::string("the index could not be created: ") +
@@ -281,6 +278,8 @@ const char* indexResultName(IndexResult result) {
             return "completed";
         case IndexResult::already:
             return "already";
+        case IndexResult::empty:
+            return "empty";
         case IndexResult::notIndexable:
             return "not-indexable";
         case IndexResult::failed:

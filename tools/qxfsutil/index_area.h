@@ -14,6 +14,7 @@ enum class IndexResult {
     indexed,       ///< the directory has an index now (or would have, in a dry run)
     completed,     ///< it had one that was brought up to date
     already,       ///< it had one that describes it
+    empty,         ///< it holds nothing that an index could describe
     notIndexable,  ///< it stays as it is; `reasons` say why
     failed,        ///< something went wrong; `reasons` say what
 };
