@@ -21,6 +21,7 @@
 #include "src/dirindex_model.h"
 #include "src/dirindex_reader.h"
 #include "src/dirindex_table.h"
+#include "src/file_descriptor.h"
 
 namespace {
 
@@ -290,12 +291,12 @@ bool Check::copy_allowed(size_t length) {
     return true;
 }
 
-// Opened without following a link in the last component: the place may lie in a container's area.
+// The place may lie in a container's area.
 FILE* create_output(const char* path) {
-    const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
-    FILE* stream = descriptor >= 0 ? fdopen(descriptor, "w") : nullptr;
-    if (descriptor >= 0 && stream == nullptr) {
-        close(descriptor);
+    auto file = qxfs::open_for_writing(path, O_WRONLY);
+    FILE* stream = file.valid() ? fdopen(file.get(), "w") : nullptr;
+    if (stream != nullptr) {
+        file.release();
     }
     return stream;
 }
@@ -337,7 +338,8 @@ int fsck_in_core(const char* name, void* base, size_t size, const char* out_path
 }
 
 void* mmap_file(const char* path, struct stat* st) {
-    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    // A pipe planted in the index's place must not hold the checker up.
+    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor < 0) {
         warning(errno, "can't open dirindex file '%s'", path);
         return nullptr;

@@ -242,4 +242,12 @@ TEST_F(MapFile, LeavesNoDescriptorOpen) {
     EXPECT_EQ(qx_test::open_descriptors(), before);
 }
 
+TEST(PlantedPipe, inPlaceOfAnIndexIsNotWaitedFor) {
+    const qx_test::TempDir dir;
+    const std::string path = dir.path("pipe");
+    ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
+    struct stat st;
+    EXPECT_EQ(mmap_file(path.c_str(), &st), nullptr);
+}
+
 }  // namespace
