@@ -91,10 +91,9 @@ bool hasConfig(int veid) {
 
 // How the new container's root begins.
 struct Start {
-    std::string osTemplate;                    // as it is configured
-    std::optional<std::string> krRoot;         // a tree to copy
-    std::optional<QXATemplate> fromCache;      // a standard template whose cache is unpacked
-    std::optional<QXATemplate> addAfterwards;  // a standard template without cache
+    std::string osTemplate;               // as it is configured
+    std::optional<std::string> krRoot;    // a tree to copy
+    std::optional<QXATemplate> standard;  // a standard template
 };
 
 Start startOf(const std::string& osTemplate) {
@@ -112,13 +111,8 @@ Start startOf(const std::string& osTemplate) {
     if (!templates.manifest(key)->config.isOsTemplate) {
         throw Failure(kTemUnknownTemplate, "'" + key.toString() + "' is no OS template");
     }
-    const std::string cache = key.name + "/" + key.version + "/" + tem::kCacheName;
-    if (tem::statBelow(templates.root(), cache)) {
-        start.osTemplate = key.toString();
-        start.fromCache = key;
-    } else {
-        start.addAfterwards = key;
-    }
+    start.osTemplate = key.toString();
+    start.standard = key;
     return start;
 }
 
@@ -132,11 +126,10 @@ void fill(int area, const Start& start) {
             throw tem::systemFailure("open directory", "root");
         }
         env::copyTree(*start.krRoot, root.get());
-    } else if (start.fromCache) {
+    } else if (start.standard) {
         const tem::TemplateArea templates;
-        if (!tem::unpackCache(templates, *start.fromCache, area)) {
-            throw Failure(tem::kTemFailed,
-                          "the cache of OS template '" + start.fromCache->toString() + "' is gone");
+        if (!tem::unpackCache(templates, *start.standard, area)) {
+            tem::fillFromTemplate(templates, *start.standard, area);
         }
     }
 }
@@ -192,12 +185,13 @@ void refuseTaken(const QXAEnvSpec& spec, const QXL::QXLEID& eid) {
 
 void removeConfig(int veid) {
     const std::string path = qxnode::containerConfigPath(veid);
-    std::string error;
     if (unlink(path.c_str()) != 0) {
         throw tem::systemFailure("remove", path);
     }
+    // The container is gone already; what cannot be flushed is only not yet sure to stay so.
+    std::string error;
     if (!qxnode::flushDirectory(qxnode::kContainerConfigDir, error)) {
-        throw Failure(tem::kTemFailed, error);
+        QXL::Log.put(QXL::kLogWarning, "%s", error.c_str());
     }
 }
 
@@ -209,6 +203,8 @@ void makeContainer(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& 
     try {
         writeConfig(spec, eid, start);
     } catch (const Failure&) {
+        // In place, perhaps, but not flushed.
+        unlink(qxnode::containerConfigPath(spec.veid).c_str());
         env::removeArea(area);
         throw;
     }
@@ -245,20 +241,8 @@ int QXAEnvMLocal::create(const QXAEnvSpec& spec, QXAEnvRecord* created) {
             throw Failure(kEnvMFailed, "'" + eid.toString() + "' cannot be a container's EID");
         }
         const Start start = startOf(spec.osTemplate);
-        {
-            const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid));
-            makeContainer(spec, eid, start);
-        }
-        if (start.addAfterwards) {
-            try {
-                std::vector<std::string> kept;
-                tem::addToContainer(eid, {*start.addAfterwards}, false, kept);
-            } catch (const Failure&) {
-                const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid));
-                removeContainer(spec.veid);
-                throw;
-            }
-        }
+        const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid));
+        makeContainer(spec, eid, start);
         if (created != nullptr) {
             std::string error;
             auto record = readRecord(spec.veid, error);

@@ -106,15 +106,16 @@ void makeArea(const std::string& path, const std::function<void(int)>& fill) {
     if (!tem::removeTree(folder.get(), beside)) {
         throw systemFailure("remove", place.folder + "/" + beside);
     }
+    bool inPlace = false;
     try {
         fillArea(folder.get(), beside, path, fill);
-        if (renameat2(folder.get(), beside.c_str(), folder.get(), place.name.c_str(),
-                      RENAME_NOREPLACE) != 0 ||
-            !tem::flushDirectory(folder.get())) {
+        inPlace = renameat2(folder.get(), beside.c_str(), folder.get(), place.name.c_str(),
+                            RENAME_NOREPLACE) == 0;
+        if (!inPlace || !tem::flushDirectory(folder.get())) {
             throw systemFailure("put in place", path);
         }
     } catch (const Failure&) {
-        tem::removeTree(folder.get(), beside);
+        tem::removeTree(folder.get(), inPlace ? place.name : beside);
         throw;
     }
 }

@@ -225,6 +225,7 @@ void prepareChange(const Area& area, const AreaChange& change) {
         if (begun) {
             revertChange(area, change);
         } else {
+            removeJournal(area);  // in place, perhaps, but not flushed
             removeNewRecords(area.state());
         }
         throw Failure(reason);

@@ -258,9 +258,12 @@ void carryOut(LockedContainer& locked, const AreaChange& change) {
     try {
         locked.container.write(change.after);
     } catch (const Failure& failure) {
-        const Failure reason = failure;
-        revertChange(locked.area, change);
-        throw Failure(reason);
+        // A configuration that is in place but could not be flushed counts: readers go by it.
+        if (!(Container(locked.container.veid()).configured() == change.after)) {
+            const Failure reason = failure;
+            revertChange(locked.area, change);
+            throw Failure(reason);
+        }
     }
     try {
         finishChange(locked.area, change);

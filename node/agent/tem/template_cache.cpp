@@ -37,18 +37,32 @@ void writeEntry(TarWriter& tar, const std::string& path, const AreaEntry& entry)
     }
 }
 
-void buildCache(const TemplateArea& templates, const QXATemplate& key, int file) {
+struct stat stateDirectory() {
+    struct stat st {};
+    st.st_mode = S_IFDIR | 0700;
+    return st;
+}
+
+struct stat recordFile() {
+    struct stat st {};
+    st.st_mode = S_IFREG | 0600;
+    return st;
+}
+
+std::string recordPath(const QXATemplate& key) {
+    return std::string(kAreaStateName) + "/" + recordName(key);
+}
+
+AreaRecord recordOf(const TemplateArea& templates, const QXATemplate& key) {
     const Fd root = templates.openRoot(key);
-    struct stat rootStat {};
-    if (fstat(root.get(), &rootStat) != 0) {
-        throw systemFailure("examine", kRootName);
-    }
-    const AreaRecord record{key, true, entriesOf(root.get(), key)};
-    struct stat recordStat {};
-    recordStat.st_mode = S_IFREG | 0600;
+    return {key, true, entriesOf(root.get(), key)};
+}
+
+void buildCache(const TemplateArea& templates, const QXATemplate& key, int file) {
+    const AreaRecord record = recordOf(templates, key);
     TarWriter tar(file, kCacheName);
-    tar.text(std::string(kAreaStateName) + "/" + recordName(key), formatRecord(record), recordStat);
-    tar.directory(kRootName, rootStat);
+    tar.directory(kAreaStateName, stateDirectory());
+    tar.text(recordPath(key), formatRecord(record), recordFile());
     for (const auto& [path, entry] : record.entries) {
         writeEntry(tar, path, entry);
     }
@@ -102,6 +116,34 @@ void renewCaches(const std::vector<QXATemplate>& keys) {
     if (!steps.empty()) {
         staging.commit(std::move(steps));
     }
+}
+
+void fillFromTemplate(const TemplateArea& templates, const QXATemplate& key, int directory) {
+    const AreaRecord record = recordOf(templates, key);
+    TreeWriter tree(directory);
+    tree.directory(kAreaStateName, stateDirectory());
+    const auto file = [&](const std::string& path, const std::string& text,
+                          const struct stat& attributes) {
+        TreeWriter::File out = tree.file(path, attributes);
+        out.write(text.data(), text.size(), 0);
+        out.finish(static_cast<std::int64_t>(text.size()));
+    };
+    file(recordPath(key), formatRecord(record), recordFile());
+    for (const auto& [path, entry] : record.entries) {
+        const std::string name = std::string(kRootName) + "/" + path;
+        switch (entry.kind) {
+            case AreaEntry::Kind::directory:
+                tree.directory(name, entry.attributes());
+                break;
+            case AreaEntry::Kind::shortcut:
+                file(name, entry.text, entry.attributes());
+                break;
+            case AreaEntry::Kind::link:
+                tree.symbolicLink(name, entry.text, entry.attributes());
+                break;
+        }
+    }
+    tree.finish();
 }
 
 bool unpackCache(const TemplateArea& templates, const QXATemplate& key, int directory) {

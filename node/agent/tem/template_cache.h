@@ -18,6 +18,10 @@ inline constexpr const char* kCacheName = "cache.tar.gz";
 ///         template.
 void renewCaches(const std::vector<QXATemplate>& keys);
 
+/// Fills a private area's directory, in which the template is to be the first, with what its cache
+/// would hold. @throws Failure.
+void fillFromTemplate(const TemplateArea& templates, const QXATemplate& key, int directory);
+
 /// Unpacks the cache of an OS template into a private area's directory: its root and the record of
 /// what the template put there.
 /// @return false when the template has no cache; `directory` is then as before.

@@ -12,6 +12,7 @@
 
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
+#include "node/agent/tem/version_order.h"
 
 namespace QXA::tem {
 
@@ -70,9 +71,10 @@ void moveTo(int area, const std::string& from, const std::string& to, unsigned f
     }
 }
 
-// The directory of a template's name goes with its last version. One that stays is not seen.
-void removeEmptyName(int area, const std::string& target) {
-    unlinkat(area, target.substr(0, target.rfind('/')).c_str(), AT_REMOVEDIR);
+// The directory of a template's name goes with its last version.
+bool removeEmptyName(int area, const std::string& target) {
+    return unlinkat(area, target.substr(0, target.rfind('/')).c_str(), AT_REMOVEDIR) == 0 ||
+           errno == ENOTEMPTY || errno == EEXIST || errno == ENOENT;
 }
 
 void place(int area, const JournalStep& step) {
@@ -91,7 +93,9 @@ void drop(int area, const JournalStep& step) {
     if (inodeOf(area, step.target) == step.inode) {
         moveTo(area, step.target, step.source, 0);
     }
-    removeEmptyName(area, step.target);
+    if (!removeEmptyName(area, step.target)) {
+        throw systemFailure("remove the directory of", step.target);
+    }
 }
 
 void carryOut(int area, const TemplateJournal& journal) {
@@ -106,6 +110,19 @@ void carryOut(int area, const TemplateJournal& journal) {
 bool writeJournal(int area, const TemplateJournal& journal) {
     const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
     return state && writeFileDurably(state.get(), kJournalName, formatJournal(journal));
+}
+
+// Writes the journal of a change; nullopt when the change holds by it.
+std::optional<Failure> commitFailure(int area, const TemplateJournal& journal) {
+    if (writeJournal(area, journal)) {
+        return std::nullopt;
+    }
+    Failure failure = systemFailure("write", std::string(kTemplateAreaPath) + "/" + kJournalPath);
+    // One that is in place but could not be flushed counts: readers go by it already.
+    if (readJournal(area)->generation == journal.generation) {
+        return std::nullopt;
+    }
+    return failure;
 }
 
 // The change holds already when this runs: a full disk only leaves work for the next writer.
@@ -191,6 +208,19 @@ std::shared_ptr<const TemplateJournal> readJournal(int area) {
     return known->journal;
 }
 
+namespace {
+
+// Names that a killed writer made for its first version. Only names without any can be removed.
+void removeEmptyNames(int area) {
+    for (const std::string& name : namesIn(area).value_or(std::vector<std::string>{})) {
+        if (isValidName(name)) {
+            unlinkat(area, name.c_str(), AT_REMOVEDIR);
+        }
+    }
+}
+
+}  // namespace
+
 void recoverTemplates(int area) {
     if (mkdirat(area, kStatePath, 0755) != 0 && errno != EEXIST) {
         throw systemFailure("make directory", std::string(kTemplateAreaPath) + "/" + kStatePath);
@@ -203,6 +233,10 @@ void recoverTemplates(int area) {
     if (journal->pending) {
         carryOut(area, *journal);
         markDone(area, *journal);
+    }
+    const Fd staging = openBelow(state.get(), "staging", O_RDONLY | O_DIRECTORY);
+    if (staging && !namesIn(staging.get()).value_or(std::vector<std::string>{}).empty()) {
+        removeEmptyNames(area);
     }
     if (!removeTree(state.get(), "staging") || mkdirat(state.get(), "staging", 0755) != 0) {
         throw systemFailure("clear", std::string(kTemplateAreaPath) + "/" + kStagingPath);
@@ -241,13 +275,11 @@ void StagedChange::commit(std::vector<JournalStep> steps) {
     if (syncfs(area) != 0) {
         throw systemFailure("flush", kTemplateAreaPath);
     }
-    if (!writeJournal(area, journal)) {
-        const Failure failure =
-            systemFailure("write", std::string(kTemplateAreaPath) + "/" + kJournalPath);
+    if (const std::optional<Failure> failure = commitFailure(area, journal)) {
         for (const JournalStep& step : journal.steps) {
             removeEmptyName(area, step.target);
         }
-        throw Failure(failure);
+        throw Failure(*failure);
     }
     m_committed = true;
     try {
