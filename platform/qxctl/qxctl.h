@@ -25,7 +25,7 @@ extern "C" {
  *
  * Result: 4 or 3; -1 with errno when path is null (EINVAL), is no directory (ENOTDIR), or cannot be
  * examined. A caller that only tests "below 4" looks into the area itself then. */
-QXCTL_API int qxctl_env_layout_version(const char *path);
+QXCTL_API int qxctl_env_layout_version(const char* path);
 
 #ifdef __cplusplus
 }

@@ -20,11 +20,11 @@ extern "C" {
 
 /* Size and words of the options record, as byte offsets of 32-bit words. */
 #define QXTT_OPTIONS_SIZE 120
-#define QXTT_OPTION_QUIET_OFFSET 4     /* 0: do not ask and do not talk */
-#define QXTT_OPTION_LOCAL_OFFSET 8     /* 1: answer from the node's own data */
+#define QXTT_OPTION_QUIET_OFFSET 4         /* 0: do not ask and do not talk */
+#define QXTT_OPTION_LOCAL_OFFSET 8         /* 1: answer from the node's own data */
 #define QXTT_OPTION_VE_TEMPLATES_OFFSET 28 /* 1: the templates installed in the container */
 #define QXTT_OPTION_VE_PACKAGES_OFFSET 44  /* 1: the packages installed in the container */
-#define QXTT_OPTION_MASK_OFFSET 100    /* which fields to fill */
+#define QXTT_OPTION_MASK_OFFSET 100        /* which fields to fill */
 
 /* Selection masks that callers use. 0x40 adds summaries; 0x700 the three package lists. */
 #define QXTT_MASK_LIST 0x80011u
@@ -41,106 +41,106 @@ struct qxtt_options {
 
 /* A package of an OS template's repositories. Any pointer may be null: not known. */
 struct pkg_info {
-    char *name;         /* 0 */
-    char *version;      /* 1 */
-    char *repository;   /* 2: where it was found; the library's own */
-    char *architecture; /* 3 */
-    char *summary;      /* 4 */
-    char **description; /* 5: lines, ended by a null pointer */
+    char* name;         /* 0 */
+    char* version;      /* 1 */
+    char* repository;   /* 2: where it was found; the library's own */
+    char* architecture; /* 3 */
+    char* summary;      /* 4 */
+    char** description; /* 5: lines, ended by a null pointer */
 };
 
 /* A template. Any pointer may be null: not known, or not selected by the mask. Lists of texts end
  * with a null pointer. */
 struct tmpl_info {
-    char *name;            /* 0: with its leading "." */
-    char *os_name;         /* 1: OS template that an application template belongs to */
-    char *packaging;       /* 2: "rpm" or "deb"; the library's own */
-    char *architecture;    /* 3 */
-    char *config_path;     /* 4: folder of the template's metadata; callers carry it */
-    char *summary;         /* 5 */
-    char **description;    /* 6: lines */
-    char **base_packages;  /* 7: packages a cache is built of; an array when mask 0x700 asks */
-    char **packages;       /* 8: packages the template adds; an array when mask 0x700 asks */
-    char **all_packages;   /* 9: both, in order and once each; an array when mask 0x700 asks */
-    void *reserved10[5];   /* 10 to 14 */
-    char **technologies;   /* 15 */
-    void *reserved16[2];   /* 16, 17 */
-    char *cached;          /* 18: "yes" when the template's metadata says so */
+    char* name;           /* 0: with its leading "." */
+    char* os_name;        /* 1: OS template that an application template belongs to */
+    char* packaging;      /* 2: "rpm" or "deb"; the library's own */
+    char* architecture;   /* 3 */
+    char* config_path;    /* 4: folder of the template's metadata; callers carry it */
+    char* summary;        /* 5 */
+    char** description;   /* 6: lines */
+    char** base_packages; /* 7: packages a cache is built of; an array when mask 0x700 asks */
+    char** packages;      /* 8: packages the template adds; an array when mask 0x700 asks */
+    char** all_packages;  /* 9: both, in order and once each; an array when mask 0x700 asks */
+    void* reserved10[5];  /* 10 to 14 */
+    char** technologies;  /* 15 */
+    void* reserved16[2];  /* 16, 17 */
+    char* cached;         /* 18: "yes" when the template's metadata says so */
 };
 
 /* A package in a listing; texts may be null. */
 struct packageListEntry {
-    char *name;         /* 0 */
-    char *architecture; /* 1 */
-    char *version;      /* 2 */
-    char *summary;      /* 3 */
+    char* name;         /* 0 */
+    char* architecture; /* 1 */
+    char* version;      /* 2 */
+    char* summary;      /* 3 */
 };
 
 /* A template in a listing; each word is pointer-sized. */
 struct templateListEntry {
-    void *reserved;         /* word 0 */
+    void* reserved;         /* word 0 */
     uintptr_t is_os;        /* word 1: not 0 for an OS template */
-    struct tmpl_info *info; /* word 2 */
+    struct tmpl_info* info; /* word 2 */
 };
 
 /* Fills all 120 bytes; the caller passes raw storage. */
-QXTT_API void qxtt_set_default_options(struct qxtt_options *options);
+QXTT_API void qxtt_set_default_options(struct qxtt_options* options);
 
 /* Packages called `name` of the OS template `os`, from its repositories, its cache, and failing
  * these the containers of that OS. *out: array ended by null; its first element counts; a null
  * first element with code 0 means not found. Released with qxtt_clean_pkg_info, which takes the
  * address of the array's variable, takes null in it, and sets it to null. */
-QXTT_API int qxtt_get_pkg_info(const char *os, const char *name, const struct qxtt_options *options,
-                               struct pkg_info ***out);
-QXTT_API void qxtt_clean_pkg_info(struct pkg_info ***out);
+QXTT_API int qxtt_get_pkg_info(const char* os, const char* name, const struct qxtt_options* options,
+                               struct pkg_info*** out);
+QXTT_API void qxtt_clean_pkg_info(struct pkg_info*** out);
 
 /* One OS template, into the caller's record; released with qxtt_clean_tmpl_info. */
-QXTT_API int qxtt_get_os_tmpl_info(const char *name, const struct qxtt_options *options,
-                                   struct tmpl_info *info);
+QXTT_API int qxtt_get_os_tmpl_info(const char* name, const struct qxtt_options* options,
+                                   struct tmpl_info* info);
 
 /* One application template. `os_or_veid`: an OS template's name, or a container's number in decimal
  * digits (all digits = a number), which means the OS template of that container. */
-QXTT_API int qxtt_get_app_tmpl_info(const char *os_or_veid, const char *name,
-                                    const struct qxtt_options *options, struct tmpl_info *info);
+QXTT_API int qxtt_get_app_tmpl_info(const char* os_or_veid, const char* name,
+                                    const struct qxtt_options* options, struct tmpl_info* info);
 
 /* Releases the record's fields and zeroes it; a zeroed record is taken too. */
-QXTT_API void qxtt_clean_tmpl_info(struct tmpl_info *info);
+QXTT_API void qxtt_clean_tmpl_info(struct tmpl_info* info);
 
 /* Names of all OS templates of the node, sorted; array ended by null, one block. */
-QXTT_API int qxtt_get_all_base(char ***names);
+QXTT_API int qxtt_get_all_base(char*** names);
 
 /* An OS template and its application templates, the OS template first, then by name. */
-QXTT_API int qxtt_get_templates_list(const char *os, const struct qxtt_options *options,
-                                     struct templateListEntry ***out);
+QXTT_API int qxtt_get_templates_list(const char* os, const struct qxtt_options* options,
+                                     struct templateListEntry*** out);
 
 /* The templates of a container: its OS template and the application templates installed there. */
-QXTT_API int qxtt_get_ve_templates_list(int veid, const struct qxtt_options *options,
-                                        struct templateListEntry ***out);
+QXTT_API int qxtt_get_ve_templates_list(int veid, const struct qxtt_options* options,
+                                        struct templateListEntry*** out);
 
 /* Takes the address of the array's variable, takes null in it, and sets it to null. */
-QXTT_API void qxtt_clean_templates_list(struct templateListEntry ***out);
+QXTT_API void qxtt_clean_templates_list(struct templateListEntry*** out);
 
 /* Packages that the repositories of an OS template offer, sorted by name; one block. */
-QXTT_API int qxtt_get_template_pkgs(const char *os, const struct qxtt_options *options,
-                                    struct packageListEntry ***out);
+QXTT_API int qxtt_get_template_pkgs(const char* os, const struct qxtt_options* options,
+                                    struct packageListEntry*** out);
 
 /* Packages in a container's own rpm or dpkg database, sorted by name; one block, never null on
  * success. */
-QXTT_API int qxtt_get_ve_pkgs(int veid, const struct qxtt_options *options,
-                              struct packageListEntry ***out);
+QXTT_API int qxtt_get_ve_pkgs(int veid, const struct qxtt_options* options,
+                              struct packageListEntry*** out);
 
 /* Name of a container's OS template, with its "."; one block. */
-QXTT_API int qxtt_get_ve_ostemplate(int veid, char **name, const struct qxtt_options *options);
+QXTT_API int qxtt_get_ve_ostemplate(int veid, char** name, const struct qxtt_options* options);
 
 /* Status of a container: > 0 its templates are up to date and it can be worked on, 0 it exists but
  * has no private area yet, < 0 it is not known or its configuration cannot be read. */
-QXTT_API int qxtt_get_ve_status(int veid, const struct qxtt_options *options);
+QXTT_API int qxtt_get_ve_status(int veid, const struct qxtt_options* options);
 
 #ifdef __cplusplus
 }
 static_assert(sizeof(struct qxtt_options) == QXTT_OPTIONS_SIZE, "callers fix the size");
-static_assert(offsetof(struct tmpl_info, technologies) == 15 * sizeof(void *), "field 15");
-static_assert(offsetof(struct tmpl_info, cached) == 18 * sizeof(void *), "field 18");
+static_assert(offsetof(struct tmpl_info, technologies) == 15 * sizeof(void*), "field 15");
+static_assert(offsetof(struct tmpl_info, cached) == 18 * sizeof(void*), "field 18");
 #endif
 
 #endif

@@ -120,6 +120,53 @@ bool refuseUnsuitableInstallation(const QXATemplateTypeImpl& type,
     return true;
 }
 
+/// Resolves the target of an operation and checks the caller's right to it.
+/// @param unresolved  the code for a target that cannot be resolved.
+/// @return 0, or the code with which the operation ends.
+int admit(const QXL::QXLEID& eid, const Rights& rights, int unresolved, QXAPkgMOperand& operand) {
+    operand = QXAPkgMOperand::getOperand(eid);
+    if (!operand) {
+        return unresolved;
+    }
+    return isAllowed(operand, eid, rights) ? int{QXL::kPkgOk} : int{QXL::kPkgAccessDenied};
+}
+
+/// Asks every technology that serves the target. A technology's own code is not passed on.
+template <typename Types, typename Ask>
+int askEach(const Types& types, const QXL::QXLEID& eid, const Ask& ask) {
+    QXAPkgMOperand operand;
+    const int refused = admit(eid, kList, QXL::kPkgFailed, operand);
+    if (refused != QXL::kPkgOk) {
+        return refused;
+    }
+    for (const auto& type : types) {
+        if ((operand.isLocalNode() || type->isVeCompatible(eid, operand.getVE())) &&
+            ask(*type) != QXL::kPkgOk) {
+            return QXL::kPkgFailed;
+        }
+    }
+    return QXL::kPkgOk;
+}
+
+/// Has every technology that serves the target change it, up to the first that fails.
+/// @param unsuitableCode  the code when packages do not suit the container.
+template <typename Types, typename List, typename OnNode, typename InVE>
+int changeEach(const Types& types, const QXL::QXLEID& eid, const QXAPkgMOperand& operand,
+               const List& pkgs, int unsuitableCode, const OnNode& onNode, const InVE& inVE) {
+    int result = QXL::kPkgOk;
+    for (const auto& type : types) {
+        if (operand.isLocalNode()) {
+            result = onNode(*type);
+        } else if (type->isVeCompatible(eid, operand.getVE())) {
+            result = refuseUnsuitable(*type, pkgs) ? unsuitableCode : inVE(*type);
+        }
+        if (result != QXL::kPkgOk) {
+            break;
+        }
+    }
+    return result;
+}
+
 }  // namespace
 
 QXAPkgMLocal::QXAPkgMLocal(QXL::QXLAccess access) : QXL::QXLPkgMLocal(std::move(access)) {
@@ -128,30 +175,14 @@ QXAPkgMLocal::QXAPkgMLocal(QXL::QXLAccess access) : QXL::QXLPkgMLocal(std::move(
 
 int QXAPkgMLocal::install(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
                           QXL::QXLPackageList* out, const QXL::QXLPackageManagerOptions& opts) {
-    const auto operand = QXAPkgMOperand::getOperand(eid);
-    if (!operand) {
-        return QXL::kPkgInstallFailed;
-    }
-    if (!isAllowed(operand, eid, kManage)) {
-        return QXL::kPkgAccessDenied;
+    QXAPkgMOperand operand;
+    const int refused = admit(eid, kManage, QXL::kPkgInstallFailed, operand);
+    if (refused != QXL::kPkgOk) {
+        return refused;
     }
     if (operand.isLocalNode()) {
-        for (const auto& type : m_types) {
-            const int result = type->installOnNode(pkgs, opts, out);
-            if (result == QXL::kPkgUnknownCollection) {
-                continue;
-            }
-            if (!pkgs.empty()) {
-                nodeChanged();
-            }
-            return result;
-        }
-        QXL::setErrorMessage(
-            "distributive collection contains either files of unsupported types or templates of "
-            "different technologies");
-        return QXL::kPkgUnknownCollection;
+        return installOnNode(pkgs, out, opts);
     }
-
     if (pkgs.empty()) {
         return QXL::kPkgOk;
     }
@@ -171,27 +202,37 @@ int QXAPkgMLocal::install(const QXL::QXLEID& eid, const QXL::QXLInstallationPack
     return result;
 }
 
+int QXAPkgMLocal::installOnNode(const QXL::QXLInstallationPackageList& pkgs,
+                                QXL::QXLPackageList* out,
+                                const QXL::QXLPackageManagerOptions& opts) {
+    for (const auto& type : m_types) {
+        const int result = type->installOnNode(pkgs, opts, out);
+        if (result == QXL::kPkgUnknownCollection) {
+            continue;
+        }
+        // Even a failed installation may have changed the node.
+        if (!pkgs.empty()) {
+            nodeChanged();
+        }
+        return result;
+    }
+    QXL::setErrorMessage(
+        "distributive collection contains either files of unsupported types or templates of "
+        "different technologies");
+    return QXL::kPkgUnknownCollection;
+}
+
 int QXAPkgMLocal::remove(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
                          QXL::QXLPackageList* out, const QXL::QXLPackageManagerOptions& opts) {
-    const auto operand = QXAPkgMOperand::getOperand(eid);
-    if (!operand) {
-        return QXL::kPkgFailed;
+    QXAPkgMOperand operand;
+    const int refused = admit(eid, kManage, QXL::kPkgFailed, operand);
+    if (refused != QXL::kPkgOk) {
+        return refused;
     }
-    if (!isAllowed(operand, eid, kManage)) {
-        return QXL::kPkgAccessDenied;
-    }
-    int result = QXL::kPkgOk;
-    for (const auto& type : m_types) {
-        if (operand.isLocalNode()) {
-            result = type->removeFromNode(pkgs, opts, out);
-        } else if (type->isVeCompatible(eid, operand.getVE())) {
-            result = refuseUnsuitable(*type, pkgs) ? int{QXL::kPkgRemoveUnsuitable}
-                                                   : type->removeFromVE(eid, pkgs, opts, out);
-        }
-        if (result != QXL::kPkgOk) {
-            break;
-        }
-    }
+    const int result = changeEach(
+        m_types, eid, operand, pkgs, QXL::kPkgRemoveUnsuitable,
+        [&](QXATemplateTypeImpl& type) { return type.removeFromNode(pkgs, opts, out); },
+        [&](QXATemplateTypeImpl& type) { return type.removeFromVE(eid, pkgs, opts, out); });
     containerChanged(operand, access());
     if (operand.isLocalNode() && !pkgs.empty()) {
         nodeChanged();
@@ -201,25 +242,15 @@ int QXAPkgMLocal::remove(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs
 
 int QXAPkgMLocal::update(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
                          QXL::QXLPackageList* out, const QXL::QXLPackageManagerOptions& opts) {
-    const auto operand = QXAPkgMOperand::getOperand(eid);
-    if (!operand) {
-        return QXL::kPkgFailed;
+    QXAPkgMOperand operand;
+    const int refused = admit(eid, kManage, QXL::kPkgFailed, operand);
+    if (refused != QXL::kPkgOk) {
+        return refused;
     }
-    if (!isAllowed(operand, eid, kManage)) {
-        return QXL::kPkgAccessDenied;
-    }
-    int result = QXL::kPkgOk;
-    for (const auto& type : m_types) {
-        if (operand.isLocalNode()) {
-            result = type->updateOnNode(pkgs, opts, out);
-        } else if (type->isVeCompatible(eid, operand.getVE())) {
-            result = refuseUnsuitable(*type, pkgs) ? int{QXL::kPkgUpdateUnsuitable}
-                                                   : type->updateInVE(eid, pkgs, opts, out);
-        }
-        if (result != QXL::kPkgOk) {
-            break;
-        }
-    }
+    const int result = changeEach(
+        m_types, eid, operand, pkgs, QXL::kPkgUpdateUnsuitable,
+        [&](QXATemplateTypeImpl& type) { return type.updateOnNode(pkgs, opts, out); },
+        [&](QXATemplateTypeImpl& type) { return type.updateInVE(eid, pkgs, opts, out); });
     containerChanged(operand, access());
     // An empty list stands for everything, so the node may have changed whatever the list holds.
     if (operand.isLocalNode()) {
@@ -230,38 +261,14 @@ int QXAPkgMLocal::update(const QXL::QXLEID& eid, const QXL::QXLInstallationPacka
 
 int QXAPkgMLocal::list(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
                        QXL::QXLPackageList* out, const QXL::QXLPackageManagerListOptions& opts) {
-    const auto operand = QXAPkgMOperand::getOperand(eid);
-    if (!operand) {
-        return QXL::kPkgFailed;
-    }
-    if (!isAllowed(operand, eid, kList)) {
-        return QXL::kPkgAccessDenied;
-    }
-    for (const auto& type : m_types) {
-        if ((operand.isLocalNode() || type->isVeCompatible(eid, operand.getVE())) &&
-            type->list(eid, pkgs, opts, out) != QXL::kPkgOk) {
-            return QXL::kPkgFailed;
-        }
-    }
-    return QXL::kPkgOk;
+    return askEach(m_types, eid,
+                   [&](QXATemplateTypeImpl& type) { return type.list(eid, pkgs, opts, out); });
 }
 
 int QXAPkgMLocal::getInfo(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
                           QXL::QXLPackageList* out) {
-    const auto operand = QXAPkgMOperand::getOperand(eid);
-    if (!operand) {
-        return QXL::kPkgFailed;
-    }
-    if (!isAllowed(operand, eid, kList)) {
-        return QXL::kPkgAccessDenied;
-    }
-    for (const auto& type : m_types) {
-        if ((operand.isLocalNode() || type->isVeCompatible(eid, operand.getVE())) &&
-            type->info(eid, pkgs, out) != QXL::kPkgOk) {
-            return QXL::kPkgFailed;
-        }
-    }
-    return QXL::kPkgOk;
+    return askEach(m_types, eid,
+                   [&](QXATemplateTypeImpl& type) { return type.info(eid, pkgs, out); });
 }
 
 int QXAPkgMLocal::clean(const QXL::QXLPackageList& pkgs) {

@@ -33,6 +33,9 @@ public:
 private:
     using TypeSP = std::shared_ptr<QXATemplateTypeImpl>;
 
+    int installOnNode(const QXL::QXLInstallationPackageList& pkgs, QXL::QXLPackageList* out,
+                      const QXL::QXLPackageManagerOptions& opts);
+
     /// Tells the package monitor that the node's packages changed.
     void nodeChanged() const;
 
