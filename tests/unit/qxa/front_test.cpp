@@ -249,6 +249,14 @@ TEST_F(Front, updateInAContainerNotifies) {
     m_platform.temResults["add"] = {-9};
     EXPECT_EQ(-9, m_front.update(m_eid, {element(standard("a"))}, &m_out, m_options));
     EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 101"));
+    EXPECT_FALSE(cacheUpdateAsked());
+}
+
+TEST_F(Front, updateOnTheNodeAsksForACacheUpdateWhateverTheResult) {
+    m_platform.temResults["cache"] = {-4};
+    EXPECT_EQ(-4, m_front.update(m_node, {element(standard("a"))}, &m_out, m_options));
+    EXPECT_TRUE(cacheUpdateAsked());
+    EXPECT_THAT(notifications(), IsEmpty());
 }
 
 TEST_F(Front, anEmptyUpdateInAContainerReachesTheTechnology) {

@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "QXA/QXAPkgM.h"
 #include "QXL/QXLFunctionalFactory.h"
 #include "QXL/QXLPkgM.h"
+#include "qxa/plugins/QXAPkg/QXAPackageListOptions.h"
 #include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
 #include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
 
@@ -64,6 +66,10 @@ TEST(InterfaceLayout, ofTechnologiesIsInOrder) {
 TEST(InterfaceLayout, ofTechnologiesHoldsNoData) {
     EXPECT_EQ(sizeof(void*), sizeof(QXATemplateTypeImpl));
     EXPECT_EQ(sizeof(void*), sizeof(QXAStandardTemplateImpl));
+}
+
+TEST(InterfaceLayout, ofListOptionsIsThreeWords) {
+    EXPECT_EQ(3 * sizeof(std::uint32_t), sizeof(QXAPackageListOptions));
 }
 
 TEST(InterfaceLayout, ofTheManagerShowsItAsThePrimaryBaseFirst) {

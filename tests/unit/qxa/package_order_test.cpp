@@ -94,6 +94,10 @@ TEST(UsageIntersection, consumesEachRequestAtMostOnce) {
                 ElementsAre(QXATemplate("a", "1"), QXATemplate("a", "2")));
 }
 
+TEST(UsageIntersection, namesEachUsedTemplateAtMostOnce) {
+    EXPECT_THAT(inUse({{"a", "1"}}, {{"a", ""}, {"a", "1"}}), ElementsAre(QXATemplate("a", "1")));
+}
+
 TEST(UsageIntersection, ofOtherVersionsIsEmpty) {
     EXPECT_THAT(inUse({{"a", "1"}}, {{"a", "2"}, {"b", ""}}), IsEmpty());
 }

@@ -47,7 +47,9 @@ TEST(StandardRecord, takesTextsFromTheConfigurationAndFlagsFromBoth) {
     auto info = config();
     info.packageFlag = false;
     info.isOsTemplate = false;
-    const QXAStandardQXTemplateEx record(info, version(true));
+    auto listed = version(true);
+    listed.packageFlag = true;
+    const QXAStandardQXTemplateEx record(info, listed);
     EXPECT_EQ("web", record.name);
     EXPECT_EQ("2", record.version);
     EXPECT_EQ("a summary", record.summary);

@@ -6,91 +6,13 @@
 
 #include "qxa/plugins/QXAPkg/QXAStandardListing.h"
 #include "qxa/plugins/QXAPkg/QXAStandardPackages.h"
-#include "tests/fakes/fake_platform.h"
+#include "tests/unit/qxa/standard_fixture.h"
 
 namespace QXA {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-QXL::QXLPackageSP standard(const std::string& name, const std::string& version = "") {
-    auto record = std::make_shared<QXAPackageQXTemplateStd>();
-    record->name = name;
-    record->version = version;
-    return record;
-}
-
-QXL::QXLPackageSP kr(const std::string& name) {
-    auto record = std::make_shared<QXAPackageQXTemplate>();
-    record->name = name;
-    return record;
-}
-
-QXL::QXLInstallationPackageSP installation(const QXL::QXLPackageSP& record,
-                                           const std::string& path = "") {
-    auto element = std::make_shared<QXL::QXLInstallationPackage>();
-    element->package = std::const_pointer_cast<QXL::QXLPackage>(record);
-    element->path = path;
-    return element;
-}
-
-QXL::QXLPackageManagerOptions options(unsigned flags = 0) {
-    QXL::QXLPackageManagerOptions made;
-    made.flags = flags;
-    return made;
-}
-
-QXL::QXLPackageManagerListOptions listOptions(std::vector<std::string> types = {},
-                                              unsigned flags = 0) {
-    QXL::QXLPackageManagerListOptions made(flags);
-    made.types = std::move(types);
-    return made;
-}
-
-class StandardTechnology : public testing::Test {
-protected:
-    /// Makes the template manager know a template with one version.
-    void know(const std::string& name, const std::string& version, bool os,
-              const std::vector<QXATemplate>& bases = {}) {
-        QXAPackageVersion listed;
-        listed.version = version;
-        listed.isOsTemplate = os;
-        listed.baseOsTemplates = bases;
-        auto& infos = m_platform.lsInfos;
-        if (infos.empty() || infos.back().name != name) {
-            infos.emplace_back();
-            infos.back().name = name;
-        }
-        infos.back().versions.push_back(listed);
-        QXAPackageInfo one;
-        one.name = name;
-        one.versions = {listed};
-        m_platform.getInfos[name + "/" + version] = one;
-        QXATemplateConfigInfo config;
-        static_cast<QXAPackageVersion&>(config) = listed;
-        config.name = name;
-        config.summary = "summary of " + name;
-        config.description = "description of " + name;
-        config.platform = "Linux";
-        config.technologies = {"x86"};
-        config.packages["p"].name = name + "-package";
-        m_platform.configs[name + "/" + version] = config;
-    }
-
-    std::vector<std::string> names() const {
-        std::vector<std::string> found;
-        for (const auto& record : m_out) {
-            found.push_back(record->version.empty() ? record->name
-                                                    : record->name + "/" + record->version);
-        }
-        return found;
-    }
-
-    fakes::FakePlatform m_platform;
-    QXAStandardTemplateImpl m_technology;
-    QXL::QXLPackageList m_out;
-};
 
 TEST_F(StandardTechnology, knowsItsPackagesByTheirClass) {
     EXPECT_TRUE(isStandardPackage(standard("a")));
@@ -181,6 +103,13 @@ TEST_F(StandardTechnology, infoReadsTheFirstVersionOnly) {
     EXPECT_THAT(names(), ElementsAre("a/1"));
 }
 
+TEST_F(StandardTechnology, infoReadsTheTemplateUnderTheNameOfTheAnswer) {
+    know("a", "1", true);
+    m_platform.getInfos["alias"] = m_platform.lsInfos[0];
+    EXPECT_EQ(0, m_technology.info({}, {standard("alias")}, &m_out));
+    EXPECT_THAT(names(), ElementsAre("a/1"));
+}
+
 TEST_F(StandardTechnology, infoWithoutVersionsInTheAnswerAddsNothing) {
     m_platform.getInfos["a"].name = "a";
     EXPECT_EQ(0, m_technology.info({}, {standard("a")}, &m_out));
@@ -231,6 +160,21 @@ TEST_F(StandardTechnology, listsTheNodeForEverythingThatIsNoContainer) {
     EXPECT_THAT(m_platform.callsOf("tem.ls"),
                 ElementsAre("tem.ls eid=local type=3", "tem.ls eid=local type=3",
                             "tem.ls eid=local type=3"));
+}
+
+TEST_F(StandardTechnology, listsTheNodeForAnEidThatTheCacheDoesNotKnow) {
+    const auto unknown = QXL::QXLEID::fromString("60000000-0000-0000-0000-000000000000");
+    m_technology.list(unknown, {}, listOptions(), &m_out);
+    m_platform.hasCache = false;
+    m_technology.list(unknown, {}, listOptions(), &m_out);
+    EXPECT_THAT(m_platform.callsOf("tem.ls"),
+                ElementsAre("tem.ls eid=local type=3", "tem.ls eid=local type=3"));
+}
+
+TEST_F(StandardTechnology, readsTheNodesTemplatesForAnInvalidEid) {
+    StandardRecords records;
+    EXPECT_EQ(0, readTemplates(QXL::QXLEID::EID_INVALID, kShowOsTemplates, records));
+    EXPECT_THAT(m_platform.callsOf("tem.ls"), ElementsAre("tem.ls eid=local type=1"));
 }
 
 TEST_F(StandardTechnology, listsAContainerByItsEid) {
@@ -359,6 +303,17 @@ TEST_F(StandardTechnology, compatibleOnTheNodeOfAnApplicationListsItsOsAndItsNam
     EXPECT_THAT(names(), ElementsAre("web/1", "web/2", "base/1"));
 }
 
+TEST_F(StandardTechnology, compatibleOnTheNodeLooksAtTheWantedKindsOnly) {
+    m_technology.list({}, {standard("a", "1")}, listOptions({"app"}, 32), &m_out);
+    EXPECT_THAT(m_platform.callsOf("tem.ls"), ElementsAre("tem.ls eid=local type=2"));
+}
+
+TEST_F(StandardTechnology, compatibleOnTheNodeGivesPackagesOfTheTemplatesToo) {
+    know("base", "1", true);
+    EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({"rpm"}, 32), &m_out));
+    EXPECT_THAT(names(), ElementsAre("base-package"));
+}
+
 TEST_F(StandardTechnology, compatibleOnTheNodeFailsWithTheList) {
     m_platform.temResults["ls"] = {-9};
     EXPECT_EQ(-1, m_technology.list({}, {standard("a", "1")}, listOptions({}, 32), &m_out));
@@ -485,114 +440,6 @@ TEST_F(StandardTechnology, removingOthersPackagesChecksNoUsage) {
     m_platform.hasCache = false;
     EXPECT_EQ(0, m_technology.removeFromNode({kr(".x")}, options(), &m_out));
     EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset"));
-}
-
-// --- usage check
-
-class UsageCheck : public StandardTechnology {
-protected:
-    QXL::QXLEID container(int veid, const std::string& os,
-                          std::vector<QXATemplate> templates = {}) {
-        const auto eid = fakes::addContainer(m_platform, veid, os);
-        m_platform.environments[eid].templates = std::move(templates);
-        return eid;
-    }
-
-    int remove(const std::string& name, const std::string& version = "") {
-        return m_technology.removeFromNode({standard(name, version)}, options(), &m_out);
-    }
-};
-
-TEST_F(UsageCheck, withoutACacheNothingIsRemoved) {
-    m_platform.hasCache = false;
-    EXPECT_EQ(-1, remove("a"));
-    EXPECT_EQ("the environment cache is not accessible", m_platform.errorMessage);
-    EXPECT_THAT(m_platform.callsOf("tem.unset"), IsEmpty());
-}
-
-TEST_F(UsageCheck, withoutAListNothingIsRemoved) {
-    m_platform.hasList = false;
-    EXPECT_EQ(-1, remove("a"));
-    EXPECT_EQ("cannot fetch the environments list", m_platform.errorMessage);
-}
-
-TEST_F(UsageCheck, aTemplateInUseIsNamedWithItsFirstVersion) {
-    know("a", "1", true);
-    know("a", "2", true);
-    m_platform.getInfos["a"] = m_platform.lsInfos[0];
-    container(101, "a");
-    EXPECT_EQ(-1, remove("a"));
-    EXPECT_EQ("some Containers use package(s) a/1", m_platform.errorMessage);
-    EXPECT_THAT(m_platform.callsOf("tem.unset"), IsEmpty());
-}
-
-TEST_F(UsageCheck, anotherVersionMayGo) {
-    know("a", "1", true);
-    const auto eid = container(101, "a");
-    m_platform.environments[eid].osTemplate = QXATemplate("a", "1");
-    EXPECT_EQ(0, remove("a", "2"));
-}
-
-TEST_F(UsageCheck, severalTemplatesAreJoined) {
-    know("a", "1", true);
-    know("web", "3", false);
-    const auto eid = container(101, "a", {{"web", "3"}});
-    m_platform.environments[eid].osTemplate = QXATemplate("a", "1");
-    EXPECT_EQ(
-        -1, m_technology.removeFromNode({standard("web", "3"), standard("a")}, options(), &m_out));
-    EXPECT_EQ("some Containers use package(s) a/1, web/3", m_platform.errorMessage);
-}
-
-TEST_F(UsageCheck, eachDistinctTemplateIsAskedForOnce) {
-    know("a", "1", true);
-    m_platform.getInfos["a"] = m_platform.lsInfos[0];
-    container(101, "a");
-    container(102, "a");
-    EXPECT_EQ(0, remove("b"));
-    EXPECT_THAT(m_platform.callsOf("tem.get "), ElementsAre("tem.get a"));
-}
-
-TEST_F(UsageCheck, unknownTemplatesOfContainersAreSkipped) {
-    container(101, "gone");
-    EXPECT_EQ(0, remove("gone"));
-}
-
-TEST_F(UsageCheck, aTemplateThatCannotBeAskedForRefuses) {
-    container(101, "a");
-    m_platform.temResults["get"] = {-9};
-    EXPECT_EQ(-1, remove("b"));
-}
-
-TEST_F(UsageCheck, containersOfOtherNodesAndOfKrTemplatesDoNotCount) {
-    know("a", "1", true);
-    m_platform.getInfos["a"] = m_platform.lsInfos[0];
-    const auto foreign = container(101, "a");
-    m_platform.environments[foreign].parent = QXL::QXLEID::EID_LOCAL;
-    const auto dotted = container(102, ".x");
-    m_platform.environments[dotted].osTemplate = QXATemplate("a", "");
-    EXPECT_EQ(0, remove("a"));
-}
-
-TEST_F(UsageCheck, anEnvironmentThatCannotBeReadContributesNothing) {
-    know("a", "1", true);
-    m_platform.getInfos["a"] = m_platform.lsInfos[0];
-    const auto noOs = container(101, "a");
-    m_platform.environments[noOs].osTemplate.reset();
-    const auto badOs = container(102, "a");
-    m_platform.environments[badOs].osTemplateResult = 1;
-    const auto emptyOs = container(103, "a");
-    m_platform.environments[emptyOs].osTemplate = QXATemplate("", "");
-    const auto badTemplates = container(104, "a");
-    m_platform.environments[badTemplates].templatesResult = 1;
-    EXPECT_EQ(0, remove("a"));
-}
-
-TEST_F(UsageCheck, anEnvironmentWithoutTemplatesContributesItsOs) {
-    know("a", "1", true);
-    m_platform.getInfos["a"] = m_platform.lsInfos[0];
-    const auto eid = container(101, "a");
-    m_platform.environments[eid].templates.reset();
-    EXPECT_EQ(-1, remove("a"));
 }
 
 }  // namespace
