@@ -1,7 +1,6 @@
 // The request's message and the last error data, per thread.
 #include "node/agent/error_store.h"
 
-#include <cstdio>
 #include <utility>
 
 #include "QXL/QXLError.h"
@@ -15,21 +14,6 @@ thread_local std::string requestMessage;
 thread_local ErrorData lastErrorData;
 
 }  // namespace
-
-std::string formatText(const char* format, std::va_list arguments) {
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text;
-    if (length < 0) {
-        text = format;
-    } else {
-        text.resize(static_cast<std::size_t>(length));
-        std::vsnprintf(text.data(), text.size() + 1, format, again);
-    }
-    va_end(again);
-    return text;
-}
 
 void setErrorMessage(const char* format, ...) {
     std::va_list arguments;

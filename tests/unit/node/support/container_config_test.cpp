@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadLine{"blank_in_name", "A B=\"x\"\n", "7.conf:1: not a parameter name before '='"},
         BadLine{"unclosed", "A=\"1\"\nEID=\"x\n", "7.conf:2: the value of EID has no closing '\"'"},
         BadLine{"text_behind", "A=\"1\" x\n", "7.conf:1: text behind the value of A"},
-        BadLine{"nul", std::string("A=\"\0\"\n", 7),
+        BadLine{"nul", std::string("A=\"\0\"\n", 6),
                 "7.conf:1: the value of A holds a character that is not allowed"}),
     [](const auto& line) { return std::string(line.param.defect); });
 
