@@ -32,10 +32,15 @@ bool hasItsOs(const Manifest& application, const std::vector<ManifestSP>& templa
            });
 }
 
+// As many as a reader of a message takes in.
 std::string listed(const std::vector<QXATemplate>& keys) {
+    constexpr std::size_t kShown = 10;
     std::string text;
-    for (const QXATemplate& key : keys) {
-        text += (text.empty() ? "" : ", ") + key.toString();
+    for (std::size_t i = 0; i < std::min(keys.size(), kShown); ++i) {
+        text += (i == 0 ? "" : ", ") + keys[i].toString();
+    }
+    if (keys.size() > kShown) {
+        text += " and " + std::to_string(keys.size() - kShown) + " more";
     }
     return text;
 }
