@@ -124,9 +124,8 @@ TEST(ExecTest, AddsTheSignalTo128) {
 }
 
 TEST(ExecTest, Gives127ForAProgramThatCannotBeStarted) {
-    EXPECT_EQ(QXLPkgMLocal::exec({"no-such-program-here"}, nullptr, nullptr), 127);
-    EXPECT_STREQ(getErrorMessage(),
-                 "cannot start 'no-such-program-here': No such file or directory");
+    EXPECT_EQ(QXLPkgMLocal::exec({"/nowhere/program"}, nullptr, nullptr), 127);
+    EXPECT_STREQ(getErrorMessage(), "cannot start '/nowhere/program': No such file or directory");
     EXPECT_EQ(QXLPkgMLocal::exec({}, nullptr, nullptr), 127);
     EXPECT_EQ(QXLPkgMLocal::exec({nullptr}, nullptr, nullptr), 127);
 }

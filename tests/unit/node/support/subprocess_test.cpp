@@ -89,10 +89,10 @@ TEST(SubprocessTest, TellsDeathByASignalApart) {
 }
 
 TEST(SubprocessTest, TellsAProgramThatIsNotThereApartFromExitCode127) {
-    const auto missing = runProcess({"no-such-program-here"});
+    const auto missing = runProcess({"/nowhere/program"});
     EXPECT_EQ(missing.kind, Kind::notStarted);
     EXPECT_EQ(missing.exitStatus(), 127);
-    EXPECT_EQ(missing.reason(), "cannot start 'no-such-program-here': No such file or directory");
+    EXPECT_EQ(missing.reason(), "cannot start '/nowhere/program': No such file or directory");
     EXPECT_EQ(shell("exit 127").kind, Kind::exited);
 }
 
@@ -136,7 +136,7 @@ TEST(SubprocessTest, EndsAProgramWhoseReaderThrew) {
 TEST(SubprocessTest, LeavesNoDescriptorBehind) {
     const std::size_t before = qx_test::open_descriptors();
     shell("echo x");
-    runProcess({"no-such-program-here"});
+    runProcess({"/nowhere/program"});
     EXPECT_EQ(qx_test::open_descriptors(), before);
 }
 
