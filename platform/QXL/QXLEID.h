@@ -29,6 +29,8 @@ public:
     [[nodiscard]] std::string toString() const;
 
     friend constexpr bool operator==(const QXLEID&, const QXLEID&) = default;
+    // The comparison with zero that stands behind "default" is no null pointer.
+    // NOLINTNEXTLINE(modernize-use-nullptr)
     friend constexpr std::strong_ordering operator<=>(const QXLEID&, const QXLEID&) = default;
 
 private:
