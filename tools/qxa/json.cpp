@@ -142,6 +142,7 @@ std::string historyAsJson(const std::vector<QXA::QXAJournalEntry>& entries) {
                         {"before", entry.before},
                         {"after", entry.after},
                         {"interrupted", entry.result == QXA::QXAJournal::kInterrupted},
+                        {"running", entry.result == QXA::QXAJournal::kRunning},
                         {"code", entry.result},
                         {"message", entry.message}});
     }

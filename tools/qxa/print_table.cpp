@@ -59,6 +59,19 @@ std::string joined(const std::vector<std::string>& texts, const char* separator)
     return result;
 }
 
+std::string resultText(int result) {
+    switch (result) {
+        case 0:
+            return "done";
+        case QXA::QXAJournal::kInterrupted:
+            return "interrupted";
+        case QXA::QXAJournal::kRunning:
+            return "at work";
+        default:
+            return "failed (" + std::to_string(result) + ")";
+    }
+}
+
 void field(const char* name, const std::string& value) {
     if (!value.empty()) {
         std::printf("%-14s %s\n", name, value.c_str());
@@ -145,12 +158,8 @@ void printHistoryTable(const std::vector<QXA::QXAJournalEntry>& entries) {
                  {"PACKAGES", 0.3, SCOLS_FL_TRUNC},
                  {"RESULT", 0, 0}});
     for (const auto& entry : entries) {
-        const auto result = entry.result == 0 ? "done"
-                            : entry.result == QXA::QXAJournal::kInterrupted
-                                ? "interrupted"
-                                : "failed (" + std::to_string(entry.result) + ")";
         table.addRow({std::to_string(entry.id), entry.time, entry.user, entry.operation,
-                      entry.target, joined(entry.packages, " "), result});
+                      entry.target, joined(entry.packages, " "), resultText(entry.result)});
     }
     table.print();
 }

@@ -1,0 +1,67 @@
+// Checks any bytes as a directory index: by themselves, and against a template area with every link
+// lost and the cleaned index written. What was written must pass a check again.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "src/qxfsutil.h"
+
+namespace {
+
+/// A folder of this process for the cleaned index, and where nothing is found.
+const std::string& scratch() {
+    static const std::string folder = [] {
+        std::string name = "/tmp/qx-fuzz-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) {
+            std::abort();
+        }
+        return name;
+    }();
+    return folder;
+}
+
+int check(const std::vector<char>& bytes, const char* out, const char* root) {
+    auto copy = bytes;
+    const int result = fsck_in_core("index", copy.data(), copy.size(), out, root);
+    clean_memory();
+    return result;
+}
+
+void checkWritten(const std::string& path) {
+    struct stat info {};
+    void* base = mmap_file(path.c_str(), &info);
+    if (base == nullptr) {
+        std::abort();
+    }
+    const auto* bytes = static_cast<const char*>(base);
+    const std::vector<char> written(bytes, bytes + info.st_size);
+    // An index from which every entry was lost is empty, and no check takes an empty one.
+    const bool empty = written.size() < 8 ||
+                       (written[4] == 0 && written[5] == 0 && written[6] == 0 && written[7] == 0);
+    if (!empty && check(written, nullptr, nullptr) != 0) {
+        std::abort();
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::vector<char> bytes(data, data + size);
+    const int alone = check(bytes, nullptr, nullptr);
+    const auto out = scratch() + "/out";
+    const auto root = scratch() + "/none";
+    const int lost = check(bytes, out.c_str(), root.c_str());
+    // Structure is judged before links are, and the same either way.
+    if ((alone == -2) != (lost == -2)) {
+        std::abort();
+    }
+    if (lost == 1) {
+        checkWritten(out);
+        unlink(out.c_str());
+    }
+    return 0;
+}
