@@ -169,7 +169,7 @@ void addNodeCommands(CLI::App& app, CommandLine& line) {
     templates->require_subcommand(1);
     auto* pack = templates->add_subcommand("pack", "Make a standard template package of a folder");
     pack->footer(
-        "The folder holds template.toml and root/; see qxa-template(5).\n"
+        "The folder holds template.toml and root/; see docs/template-manifest.md.\n"
         "Example: qxa template pack ./base base-1.tar.gz");
     pack->add_option("DIR", line.folder, "The folder")->required()->check(CLI::ExistingDirectory);
     pack->add_option("FILE", line.file, "The package to write")->required();
