@@ -9,7 +9,7 @@ namespace QXA::tem {
 
 namespace {
 
-constexpr std::size_t kReadBlock = 128 * 1024;
+constexpr std::size_t kReadBlock = std::size_t{128} * 1024;
 
 }  // namespace
 

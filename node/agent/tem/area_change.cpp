@@ -220,15 +220,14 @@ void prepareChange(const Area& area, const AreaChange& change) {
         }
         begun = true;
         doSteps(area, change);
-    } catch (const Failure& failure) {
-        const Failure reason = failure;
+    } catch (const Failure&) {
         if (begun) {
             revertChange(area, change);
         } else {
             removeJournal(area);  // in place, perhaps, but not flushed
             removeNewRecords(area.state());
         }
-        throw Failure(reason);
+        throw;
     }
 }
 

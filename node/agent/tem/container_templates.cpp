@@ -257,12 +257,11 @@ void carryOut(LockedContainer& locked, const AreaChange& change) {
     prepareChange(locked.area, change);
     try {
         locked.container.write(change.after);
-    } catch (const Failure& failure) {
+    } catch (const Failure&) {
         // A configuration that is in place but could not be flushed counts: readers go by it.
         if (!(Container(locked.container.veid()).configured() == change.after)) {
-            const Failure reason = failure;
             revertChange(locked.area, change);
-            throw Failure(reason);
+            throw;
         }
     }
     try {

@@ -15,7 +15,7 @@ inline constexpr const char* kRootName = "root";
 inline constexpr const char* kStandardTechnology = "standard";
 
 /// A longer manifest is refused without being read.
-inline constexpr std::size_t kMaxManifestSize = 1024 * 1024;
+inline constexpr std::size_t kMaxManifestSize = std::size_t{1024} * 1024;
 
 struct Manifest {
     QXATemplateConfigInfo config;

@@ -107,7 +107,7 @@ void TarWriter::file(const std::string& path, int content, const struct stat& at
     archive_entry_set_filetype(entry.get(), AE_IFREG);
     archive_entry_set_size(entry.get(), attributes.st_size);
     header(entry.get());
-    std::vector<char> block(128 * 1024);
+    std::vector<char> block(std::size_t{128} * 1024);
     auto left = static_cast<std::size_t>(attributes.st_size);
     while (left > 0) {
         const ssize_t got = read(content, block.data(), std::min(block.size(), left));

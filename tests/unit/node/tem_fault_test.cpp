@@ -319,6 +319,7 @@ TEST_F(TemDisk, KillsAtRandomTimesLeaveOldOrNew) {
                   "app", static_cast<char*>(nullptr));
             _exit(127);
         }
+        ASSERT_GT(child, 0);
         usleep(std::uniform_int_distribution<useconds_t>(0, 20000)(random));
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -58,6 +59,20 @@ std::string listing(const std::vector<QXA::QXAPackageInfo>& infos) {
     return text;
 }
 
+// Has names taken in a locale's characters while it lives.
+class Locale {
+public:
+    explicit Locale(const char* name) : m_before(setlocale(LC_CTYPE, nullptr)) {
+        EXPECT_NE(setlocale(LC_CTYPE, name), nullptr);
+    }
+    ~Locale() { setlocale(LC_CTYPE, m_before.c_str()); }
+    Locale(const Locale&) = delete;
+    Locale& operator=(const Locale&) = delete;
+
+private:
+    std::string m_before;
+};
+
 }  // namespace
 
 Package& Package::file(std::string name, std::string content, unsigned mode) {
@@ -91,12 +106,16 @@ Package& Package::pipe(std::string name) {
 }
 
 std::string Package::write(const std::string& path) const {
+    // The library writes names as text only under a locale that has them.
+    const Locale locale(m_namesAsText ? "C.UTF-8" : "C");
     archive* out = archive_write_new();
     if (m_compression != "none") {
         archive_write_add_filter_by_name(out, m_compression.c_str());
     }
     archive_write_set_format_pax_restricted(out);
-    archive_write_set_format_option(out, "pax", "hdrcharset", "BINARY");
+    if (!m_namesAsText) {
+        archive_write_set_format_option(out, "pax", "hdrcharset", "BINARY");
+    }
     EXPECT_EQ(archive_write_open_filename(out, path.c_str()), ARCHIVE_OK);
     for (const Entry& entry : m_entries) {
         archive_entry* header = archive_entry_new();

@@ -37,6 +37,12 @@ public:
     Package& device(std::string name);
     Package& pipe(std::string name);
 
+    // Names are written as text, the way other tools write them, not as bytes.
+    Package& namesAsText() {
+        m_namesAsText = true;
+        return *this;
+    }
+
     // Writes the package and gives its path.
     std::string write(const std::string& path) const;
 
@@ -50,6 +56,7 @@ private:
     };
 
     std::string m_compression;
+    bool m_namesAsText = false;
     std::vector<Entry> m_entries;
 };
 

@@ -112,6 +112,20 @@ TEST_F(TemSet, TakesNamesWithALeadingDotSlash) {
     EXPECT_TRUE(fs::exists(node.templates("os/1/root/f")));
 }
 
+TEST_F(TemSet, TakesNamesOfAnyScriptUnderAnyLocale) {
+    const std::string name = "\xc3\xa4\xe4\xb8\xad";
+    const Outcome outcome = node.set({node.package("p.tar", Package()
+                                                                .namesAsText()
+                                                                .manifest(osManifest("os", "1"))
+                                                                .file("root/" + name, "x")
+                                                                .hardLink("root/h", "root/" + name)
+                                                                .link("root/l", name))});
+    ASSERT_EQ(outcome.code, 0) << outcome.message;
+    EXPECT_EQ(qx_test::read_file(node.templates("os/1/root/" + name)), "x");
+    EXPECT_EQ(qx_test::read_file(node.templates("os/1/root/h")), "x");
+    EXPECT_EQ(fs::read_symlink(node.templates("os/1/root/l")).string(), name);
+}
+
 TEST_F(TemSet, RefusesAPathThatClimbsOut) {
     expectRefused(os().file("root/../../../x", "x"), "leads out of the package by \"..\"");
 }
@@ -247,7 +261,8 @@ TEST_F(TemSet, RefusesACompressedArchiveCutShort) {
 }
 
 TEST_F(TemSet, RefusesAHugeManifest) {
-    expectRefused(Package().manifest(std::string(2 << 20, '#')), "longer than 1048576 bytes");
+    expectRefused(Package().manifest(std::string(std::size_t{2} << 20, '#')),
+                  "longer than 1048576 bytes");
 }
 
 TEST_F(TemSet, NamesTheFieldOfAWrongType) {
