@@ -24,23 +24,6 @@ inline std::string archiveReason(archive* handle) {
     return text == nullptr ? "unknown archive error" : text;
 }
 
-/// A text of an entry, in the bytes that the archive holds; null when there is none. Archives with
-/// UTF-8 names are read under any locale.
-inline const char* entryText(archive_entry* entry, const char* (*plain)(archive_entry*),
-                             const char* (*utf8)(archive_entry*)) {
-    const char* text = plain(entry);
-    return text != nullptr ? text : utf8(entry);
-}
-inline const char* entryPath(archive_entry* entry) {
-    return entryText(entry, archive_entry_pathname, archive_entry_pathname_utf8);
-}
-inline const char* entryLink(archive_entry* entry) {
-    return entryText(entry, archive_entry_symlink, archive_entry_symlink_utf8);
-}
-inline const char* entryHardLink(archive_entry* entry) {
-    return entryText(entry, archive_entry_hardlink, archive_entry_hardlink_utf8);
-}
-
 /// A reader of tar archives. Only filters that are part of the library: no outside program is run
 /// on a file that somebody hands us.
 inline ArchiveHandle newTarReader() {

@@ -44,7 +44,7 @@ archive_entry* ArchivePass::next() {
     if (++m_entries > m_limits.entries) {
         refuse("holds more than " + std::to_string(m_limits.entries) + " entries");
     }
-    if (entryPath(entry) == nullptr) {
+    if (archive_entry_pathname(entry) == nullptr) {
         refuse("holds an entry whose name cannot be read");
     }
     return entry;

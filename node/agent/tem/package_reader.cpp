@@ -15,7 +15,7 @@ namespace QXA::tem {
 namespace {
 
 std::string manifestText(ArchivePass& pass, archive_entry* entry) {
-    if (archive_entry_filetype(entry) != AE_IFREG || entryHardLink(entry) != nullptr) {
+    if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) != nullptr) {
         pass.refuse("its template.toml is no regular file");
     }
     const auto tooLong = [&]() {
@@ -54,7 +54,7 @@ public:
 
     void write(const std::string& path, archive_entry* entry) {
         refuseReservedName(path);
-        if (const char* target = entryHardLink(entry)) {
+        if (const char* target = archive_entry_hardlink(entry)) {
             writeHardLink(path, target);
             return;
         }
@@ -87,7 +87,7 @@ private:
     }
 
     void writeLink(const std::string& path, archive_entry* entry, const struct stat& st) {
-        const char* target = entryLink(entry);
+        const char* target = archive_entry_symlink(entry);
         if (target == nullptr || path.empty()) {
             throw Failure(kTemDamaged, "entry '" + path + "' is a link that cannot be read");
         }
@@ -130,7 +130,7 @@ void PackageReader::readManifest() {
     ArchivePass pass(m_file.get(), m_path, m_limits);
     while (archive_entry* entry = pass.next()) {
         // An entry with a bad name is judged when unpacking: here only one name is looked for.
-        std::string_view name = entryPath(entry);
+        std::string_view name = archive_entry_pathname(entry);
         if (name.starts_with("./")) {
             name.remove_prefix(2);
         }
@@ -161,7 +161,7 @@ void PackageReader::unpack(int directory) {
     bool manifestSeen = false;
     try {
         while (archive_entry* entry = pass.next()) {
-            const std::string path = checkedEntryPath(entryPath(entry));
+            const std::string path = checkedEntryPath(archive_entry_pathname(entry));
             if (path.empty()) {
                 continue;
             }

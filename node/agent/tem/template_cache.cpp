@@ -155,17 +155,17 @@ bool unpackCache(const TemplateArea& templates, const QXATemplate& key, int dire
     TreeWriter tree(directory);
     ArchivePass pass(file.get(), std::string(kTemplateAreaPath) + "/" + path, PackageLimits{});
     while (archive_entry* entry = pass.next()) {
-        const std::string name = checkedEntryPath(entryPath(entry));
+        const std::string name = checkedEntryPath(archive_entry_pathname(entry));
         const struct stat st = attributesOf(entry);
         switch (archive_entry_filetype(entry)) {
             case AE_IFDIR:
                 tree.directory(name, st);
                 break;
             case AE_IFLNK:
-                if (entryLink(entry) == nullptr) {
+                if (archive_entry_symlink(entry) == nullptr) {
                     pass.refuse("entry '" + name + "' is a link that cannot be read");
                 }
-                tree.symbolicLink(name, entryLink(entry), st);
+                tree.symbolicLink(name, archive_entry_symlink(entry), st);
                 break;
             case AE_IFREG: {
                 const std::int64_t size = pass.sizeOf(entry);

@@ -270,9 +270,10 @@ protected:
 
 TEST_F(TemDisk, FullFileSystemLeavesNothingAndSaysSo) {
     const Node node;
-    const std::string big = node.package(
-        "big.tar",
-        Package().manifest(osManifest("os", "1")).file("root/f", std::string(3 << 20, 'x')));
+    const std::string big =
+        node.package("big.tar", Package()
+                                    .manifest(osManifest("os", "1"))
+                                    .file("root/f", std::string(std::size_t{3} << 20, 'x')));
     const std::string small = node.package("small.tar", Package().manifest(osManifest("s", "1")));
     const Outcome outcome = node.run([&](std::string& text) {
         if (mount("tmpfs", "/qx/template", "tmpfs", 0, "size=1m") != 0) {
