@@ -239,9 +239,10 @@ TEST_F(TemSet, RefusesADirectoryAndAMissingFile) {
 TEST_F(TemSet, RefusesAnArchiveCutShortAnywhere) {
     const std::string whole =
         node.package("whole.tar", os().file("root/f", std::string(3000, 'f')).file("root/g", "g"));
-    // Past the last header and its content only the end mark is left.
-    const auto length = fs::file_size(whole);
-    for (std::uintmax_t cut = 512; cut + 10240 - 512 * 13 < length; cut += 512) {
+    // Three headers with their contents, then the two blocks of zeros that mark the end.
+    constexpr std::uintmax_t kMarkedEnd = 512 + 512 + 512 + 3072 + 512 + 512 + 1024;
+    ASSERT_GE(fs::file_size(whole), kMarkedEnd);
+    for (std::uintmax_t cut = 512; cut < kMarkedEnd; cut += 512) {
         fs::copy_file(whole, node.file("cut.tar"), fs::copy_options::overwrite_existing);
         fs::resize_file(node.file("cut.tar"), cut);
         const Outcome outcome = node.set({node.file("cut.tar")});
