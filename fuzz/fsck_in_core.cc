@@ -12,17 +12,26 @@
 
 namespace {
 
-/// A folder of this process for the cleaned index, and where nothing is found.
-const std::string& scratch() {
-    static const std::string folder = [] {
-        std::string name = "/tmp/qx-fuzz-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) {
+/// A folder for the cleaned index, gone with the process, in which nothing else is found.
+class Scratch {
+public:
+    Scratch() {
+        if (mkdtemp(m_folder.data()) == nullptr) {
             std::abort();
         }
-        return name;
-    }();
-    return folder;
-}
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    ~Scratch() {
+        unlink(path("out").c_str());
+        rmdir(m_folder.c_str());
+    }
+
+    [[nodiscard]] std::string path(const char* name) const { return m_folder + "/" + name; }
+
+private:
+    std::string m_folder = "/tmp/qx-fuzz-XXXXXX";
+};
 
 int check(const std::vector<char>& bytes, const char* out, const char* root) {
     auto copy = bytes;
@@ -50,10 +59,11 @@ void checkWritten(const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const Scratch scratch;
     const std::vector<char> bytes(data, data + size);
     const int alone = check(bytes, nullptr, nullptr);
-    const auto out = scratch() + "/out";
-    const auto root = scratch() + "/none";
+    const auto out = scratch.path("out");
+    const auto root = scratch.path("none");
     const int lost = check(bytes, out.c_str(), root.c_str());
     // Structure is judged before links are, and the same either way.
     if ((alone == -2) != (lost == -2)) {
