@@ -47,8 +47,9 @@ def type_text(code: int) -> str:
     return {11: "11", 13: "13"}.get(code, TYPE_TEXT[code])
 
 
-def write(entries: list[Entry], readable: bool = True) -> bytes:
-    """The bytes of an index; `readable` tells whether the writer can read its file back."""
+def write(entries: list[Entry], readable: bool = True, said: list[tuple[int, bytes]] | None = None) -> bytes:
+    """The bytes of an index; `readable` tells whether the writer can read its file back. Messages are
+    added to `said` as (level, bytes)."""
     prime = select_prime(len(entries))
     buckets: list[list[Entry]] = [[] for _ in range(prime)]
     for entry in entries:
@@ -64,6 +65,8 @@ def write(entries: list[Entry], readable: bool = True) -> bytes:
             name_room = padded(len(entry.name))
             places_link = entry.link is not None and entry.link not in placed
             size = HEAD + name_room + (4 + padded(len(entry.link)) if places_link else 0)
+            if size > BLOCK and said is not None:
+                said.append((1, b"too long entry '%s'\n" % entry.name))
             position = len(out)
             if position // BLOCK != (position + size - 1) // BLOCK:
                 position = (position + BLOCK - 1) // BLOCK * BLOCK
