@@ -36,7 +36,7 @@ void bashBranches(const CLI::App& app, const std::string& path) {
 }
 
 void printBash(const CLI::App& app) {
-    const auto name = app.get_name();
+    const auto& name = app.get_name();
     std::printf("# bash completion for %s\n_%s() {\n", name.c_str(), name.c_str());
     std::printf("    local current=${COMP_WORDS[COMP_CWORD]} line=%s word words\n", name.c_str());
     std::printf(
