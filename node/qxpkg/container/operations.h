@@ -1,0 +1,36 @@
+// What qxpkg does for one container, and with the packages of the node's templates.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "node/qxpkg/options.h"
+#include "node/qxpkg/output.h"
+
+namespace qxpkg {
+
+/// What the names of a command are.
+enum class Names { templates, packages };
+
+/// All throw Failure. Result lines go to `output` as the engine did them.
+void installInContainer(int veid, Names kind, const std::vector<std::string>& names,
+                        const Options& options, const Output& output);
+
+/// No package names: everything that the container has.
+void updateContainer(int veid, Names kind, const std::vector<std::string>& names,
+                     const Options& options, const Output& output);
+
+/// No names: nothing.
+void removeFromContainer(int veid, Names kind, const std::vector<std::string>& names,
+                         const Options& options, const Output& output);
+
+/// Downloads the packages of templates, or packages of any OS template that offers them, into the
+/// node's package cache; no names: the packages of every template.
+void fetchPackages(Names kind, const std::vector<std::string>& names, const Options& options,
+                   const Output& output);
+
+/// Removes what fetchPackages brought; no names: everything.
+void cleanPackages(Names kind, const std::vector<std::string>& names, const Options& options,
+                   const Output& output);
+
+}  // namespace qxpkg
