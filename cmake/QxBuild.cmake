@@ -51,6 +51,18 @@ function(qx_target target)
   target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}")
 endfunction()
 
+# qx_install_library(<target>): a shared library that programs of others link. Its file name carries
+# the version and its SONAME the interface's number, which changes with every incompatible change of
+# platform/; the name without numbers belongs to developers.
+set(QX_INTERFACE_NUMBER 0)
+function(qx_install_library target)
+  set_target_properties(${target} PROPERTIES
+    VERSION "${QX_INTERFACE_NUMBER}.${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}"
+    SOVERSION "${QX_INTERFACE_NUMBER}")
+  install(TARGETS ${target} EXPORT qxapkg LIBRARY
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT node NAMELINK_COMPONENT dev)
+endfunction()
+
 # qx_tests(<target> LABELS <label>... [TIMEOUT seconds]): registers the cases of a GoogleTest program.
 function(qx_tests target)
   cmake_parse_arguments(ARG "" "TIMEOUT" "LABELS;ENVIRONMENT" ${ARGN})

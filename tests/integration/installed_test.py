@@ -1,0 +1,162 @@
+"""Programs of others, built against what the project installs."""
+
+import re
+import shutil
+import stat
+import subprocess
+import unittest
+
+from installed_world import BUILD, SOURCE, InstalledTest, output_of, packages
+
+TEMPLATE = 'technology = "standard"\nname = "base"\nversion = "1"\nkind = "os"\nsummary = "A base"\n'
+
+
+class Consumers:
+    """What holds for every kind of installation."""
+
+    def node_with_a_template(self, folder):
+        (folder / "base/root/etc").mkdir(parents=True)
+        (folder / "base/root/etc/motd").write_text("welcome\n")
+        (folder / "base/template.toml").write_text(TEMPLATE)
+        self.run_in(folder, "qxa", "node", "init", folder / "node")
+        self.run_in(folder, "qxa", "template", "pack", folder / "base", folder / "base.tar.gz")
+        self.run_in(folder, "qxa", "--node-dir", folder / "node", "install", folder / "base.tar.gz")
+        return folder / "node"
+
+    def indexed_folder(self, folder):
+        """A directory whose only file is a shortcut, turned into an index."""
+        templates = folder / "templates"
+        (templates / "base").mkdir(parents=True)
+        (templates / "base/motd").write_text("welcome\n")
+        (folder / "area").mkdir()
+        shortcut = folder / "area/motd"
+        shortcut.write_text("////base/motd")
+        shortcut.chmod(0o644 | stat.S_ISVTX)
+        self.run_in(folder, "qxfsutil", "--template-root", templates, "index", folder / "area")
+        return folder / "area", templates
+
+    def programs_work(self, programs):
+        folder = self.folder / f"work-{programs.name}"
+        folder.mkdir()
+        node = self.node_with_a_template(folder)
+        self.assertEqual("base 1: A base\n", self.run_in(folder, programs / "list_templates", node))
+
+        area, templates = self.indexed_folder(folder)
+        printed = self.run_in(folder, programs / "check_index", area, templates)
+        self.assertIn("- motd -> ////base/motd\n", printed)
+        self.assertTrue(printed.endswith("sound\n"), printed)
+        (templates / "base/motd").unlink()
+        done = subprocess.run(
+            [programs / "check_index", area, templates], capture_output=True, env=self.environment, check=False
+        )
+        self.assertEqual(1, done.returncode)
+        self.assertTrue(done.stdout.endswith(b"template files are gone\n"), done.stdout)
+
+    def test_the_examples_are_built_with_cmake_and_work(self):
+        built = self.folder / "cmake"
+        output_of("cmake", "-S", SOURCE / "examples", "-B", built, f"-DCMAKE_PREFIX_PATH={self.prefix}")
+        output_of("cmake", "--build", built)
+        self.programs_work(built)
+
+    def test_the_examples_are_built_with_make_and_work(self):
+        built = self.folder / "make"
+        shutil.copytree(SOURCE / "examples", built)
+        self.run_in(built, "make")
+        self.programs_work(built)
+
+    def test_nothing_installed_says_where_to_look_for_libraries(self):
+        for file in self.prefix.rglob("*"):
+            if file.is_file() and not file.is_symlink() and file.read_bytes()[:4] == b"\x7fELF":
+                dynamic = output_of("readelf", "-d", file)
+                self.assertNotRegex(dynamic, r"RPATH|RUNPATH", str(file))
+
+    def test_libraries_carry_the_number_of_their_interface(self):
+        for file in self.library.glob("libqx*.so"):
+            soname = re.search(r"SONAME.*\[(.*)\]", output_of("readelf", "-d", file)).group(1)
+            self.assertEqual(f"{file.name}.0", soname)
+            self.assertTrue((self.library / soname).is_symlink())
+        plugin = self.library / "libQXAPackageManagerLocal.so"
+        self.assertIn("[libQXAPackageManagerLocal.so]", output_of("readelf", "-d", plugin))
+
+    def test_every_command_has_a_manual_page(self):
+        for command in [*self.prefix.glob("bin/*"), *self.prefix.glob("sbin/*")]:
+            with self.subTest(command.name):
+                self.assertTrue((self.prefix / f"share/man/man8/{command.name}.8").is_file())
+
+    def test_completion_scripts_are_where_shells_look_and_can_be_read(self):
+        for shell, file in {
+            "bash": "bash-completion/completions/qxa",
+            "zsh": "zsh/vendor-completions/_qxa",
+            "fish": "fish/vendor_completions.d/qxa.fish",
+        }.items():
+            script = self.prefix / "share" / file
+            self.assertTrue(script.is_file(), script)
+            if shutil.which(shell):
+                output_of(shell, "-n", script)
+
+    def test_completion_knows_the_command_behind_an_option_with_a_value(self):
+        script = self.prefix / "share/bash-completion/completions/qxa"
+        words = "COMP_WORDS=(qxa --node-dir ./node ct cr) COMP_CWORD=4"
+        self.assertEqual(
+            "create\n", self.run_in(self.folder, "bash", "-c", f"{words}; . {script}; _qxa; printf '%s\\n' $COMPREPLY")
+        )
+
+
+class Installation(Consumers, InstalledTest):
+    """`cmake --install` into a staging folder."""
+
+    @classmethod
+    def install(cls):
+        output_of("cmake", "--install", BUILD, "--prefix", cls.root / "opt/qx")
+        return cls.root / "opt/qx"
+
+
+class Packages(Consumers, InstalledTest):
+    """The Debian packages, unpacked into a folder."""
+
+    @classmethod
+    def install(cls):
+        for file in packages().values():
+            output_of("dpkg-deb", "-x", file, cls.root)
+        return cls.root / "usr"
+
+    def field(self, package, name):
+        return output_of("dpkg-deb", "-f", packages()[f"qxapkg-{package}"], name)
+
+    def test_there_is_one_for_each_kind_of_user(self):
+        self.assertEqual({"qxapkg-dev", "qxapkg-node", "qxapkg-plugin", "qxapkg-tools"}, set(packages()))
+
+    def test_each_has_a_summary_of_its_own(self):
+        summaries = {self.field(name, "Description").splitlines()[0] for name in ("dev", "node", "plugin", "tools")}
+        self.assertEqual(4, len(summaries))
+
+    def test_libraries_that_are_linked_are_depended_on(self):
+        for package, library in {"node": "libarchive13", "plugin": "libmd0", "tools": "libsmartcols1"}.items():
+            self.assertIn(library, self.field(package, "Depends"))
+
+    def test_the_engines_come_with_the_node(self):
+        self.assertIn("bubblewrap", self.field("node", "Depends"))
+        for engine in ("apt", "dnf", "dpkg", "mmdebstrap", "rpm"):
+            self.assertRegex(self.field("node", "Recommends"), rf"\b{engine}\b")
+
+    def test_packages_of_one_version_go_together(self):
+        version = self.field("node", "Version").strip()
+        for package in ("plugin", "tools", "dev"):
+            self.assertIn(f"qxapkg-node (= {version})", self.field(package, "Depends"))
+
+    def test_names_without_numbers_are_for_developers(self):
+        dev = output_of("dpkg-deb", "-c", packages()["qxapkg-dev"])
+        node = output_of("dpkg-deb", "-c", packages()["qxapkg-node"])
+        self.assertIn("libqxagent.so ->", dev)
+        self.assertNotIn("libqxagent.so ->", node)
+
+    def test_removing_the_node_leaves_the_operators_trees(self):
+        control = self.folder / "control"
+        output_of("dpkg-deb", "-e", packages()["qxapkg-node"], control)
+        postrm = (control / "postrm").read_text() if (control / "postrm").exists() else ""
+        self.assertIn("/qx/template", (control / "postinst").read_text())
+        self.assertNotIn("/qx", postrm)
+
+
+if __name__ == "__main__":
+    unittest.main()
