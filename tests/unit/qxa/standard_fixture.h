@@ -1,5 +1,5 @@
-// What tests of the standard technology share: records, requests, and a template manager that knows
-// the templates it is told.
+// What tests of the standard technology share: records, and a template manager that knows the
+// templates it is told.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,41 +12,14 @@
 #include "QXA/QXAPackageQXTemplate.h"
 #include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
 #include "tests/fakes/fake_platform.h"
+#include "tests/unit/qxa/requests.h"
 
 namespace QXA {
-
-inline QXL::QXLPackageSP standard(const std::string& name, const std::string& version = "") {
-    auto record = std::make_shared<QXAPackageQXTemplateStd>();
-    record->name = name;
-    record->version = version;
-    return record;
-}
 
 inline QXL::QXLPackageSP kr(const std::string& name) {
     auto record = std::make_shared<QXAPackageQXTemplate>();
     record->name = name;
     return record;
-}
-
-inline QXL::QXLInstallationPackageSP installation(const QXL::QXLPackageSP& record,
-                                                  const std::string& path = "") {
-    auto element = std::make_shared<QXL::QXLInstallationPackage>();
-    element->package = std::const_pointer_cast<QXL::QXLPackage>(record);
-    element->path = path;
-    return element;
-}
-
-inline QXL::QXLPackageManagerOptions options(unsigned flags = 0) {
-    QXL::QXLPackageManagerOptions made;
-    made.flags = flags;
-    return made;
-}
-
-inline QXL::QXLPackageManagerListOptions listOptions(std::vector<std::string> types = {},
-                                                     unsigned flags = 0) {
-    QXL::QXLPackageManagerListOptions made(flags);
-    made.types = std::move(types);
-    return made;
 }
 
 class StandardTechnology : public testing::Test {
