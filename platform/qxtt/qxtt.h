@@ -26,15 +26,49 @@ extern "C" {
 #define QXTT_OPTION_VE_PACKAGES_OFFSET 44  /* 1: the packages installed in the container */
 #define QXTT_OPTION_MASK_OFFSET 100        /* which fields to fill */
 
-/* Selection masks that callers use. 0x40 adds summaries; 0x700 the three package lists. */
-#define QXTT_MASK_LIST 0x80011u
-#define QXTT_MASK_LIST_SUMMARY 0x80051u
-#define QXTT_MASK_PACKAGE_INFO 0xddu
-#define QXTT_MASK_TEMPLATE_INFO 0xffff7u
-#define QXTT_MASK_PACKAGE_LISTS 0x700u
-#define QXTT_MASK_SUMMARY_BIT 0x40u
+/* Selection masks that callers use. */
+#define QXTT_MASK_LIST 0x80011u          /* names, architectures, "yes" flags */
+#define QXTT_MASK_LIST_SUMMARY 0x80051u  /* the same and summaries */
+#define QXTT_MASK_PACKAGE_INFO 0xddu     /* every field of pkg_info */
+#define QXTT_MASK_TEMPLATE_INFO 0xffff7u /* every field of tmpl_info but the library's own */
+#define QXTT_MASK_PACKAGE_LISTS 0x700u   /* the three package lists of tmpl_info */
 
-/* Options of every query. Words that have no offset above are the library's own. */
+/* Bits of the mask. A field whose bit is not set stays null; a bit that selects nothing in a record
+ * is ignored there. Names are always filled, and so are the architectures and versions of package
+ * listings. Bits without a name here select nothing. */
+#define QXTT_MASK_OS_NAME_BIT 0x4u          /* tmpl_info.os_name */
+#define QXTT_MASK_VERSION_BIT 0x4u          /* pkg_info.version */
+#define QXTT_MASK_PACKAGING_BIT 0x8u        /* tmpl_info.packaging */
+#define QXTT_MASK_REPOSITORY_BIT 0x8u       /* pkg_info.repository */
+#define QXTT_MASK_ARCHITECTURE_BIT 0x10u    /* architecture of tmpl_info and pkg_info */
+#define QXTT_MASK_CONFIG_PATH_BIT 0x20u     /* tmpl_info.config_path */
+#define QXTT_MASK_SUMMARY_BIT 0x40u         /* summaries of all records */
+#define QXTT_MASK_DESCRIPTION_BIT 0x80u     /* descriptions */
+#define QXTT_MASK_BASE_PACKAGES_BIT 0x100u  /* tmpl_info.base_packages */
+#define QXTT_MASK_PACKAGES_BIT 0x200u       /* tmpl_info.packages */
+#define QXTT_MASK_ALL_PACKAGES_BIT 0x400u   /* tmpl_info.all_packages */
+#define QXTT_MASK_TECHNOLOGIES_BIT 0x10000u /* tmpl_info.technologies */
+#define QXTT_MASK_CACHED_BIT 0x80000u       /* tmpl_info.cached */
+
+/* Codes of failures. qxtt_get_ve_status gives them negated. */
+#define QXTT_E_ARGUMENT 1       /* a null argument, or a package name that cannot be one */
+#define QXTT_E_MEMORY 2         /* no memory */
+#define QXTT_E_NO_TEMPLATE 3    /* the node has no such template, or none can be called so */
+#define QXTT_E_BAD_TEMPLATE 4   /* the template's metadata is broken or cannot be read */
+#define QXTT_E_NO_CONTAINER 5   /* the node has no such container */
+#define QXTT_E_BAD_CONTAINER 6  /* its configuration is broken, or names no KR OS template */
+#define QXTT_E_NO_ROOT 7        /* the container has no private area yet */
+#define QXTT_E_BAD_DATABASE 8   /* the package database is broken or cannot be read */
+#define QXTT_E_BAD_REPOSITORY 9 /* a local repository is not there, broken or cannot be read */
+#define QXTT_E_ENGINE 10        /* the program that reads package databases cannot be started */
+#define QXTT_E_INTERNAL 11      /* anything else */
+
+/* Options of every query. Words that have no offset above are the library's own and ignored.
+ *
+ * QUIET: with another value than 0 the reason of a failure is written to standard error.
+ * LOCAL: the library answers from the node's own data whatever the word says; it uses no network.
+ * VE_TEMPLATES, VE_PACKAGES: callers set them in the queries that they belong to; these queries
+ * answer the same without. */
 struct qxtt_options {
     uint32_t words[QXTT_OPTIONS_SIZE / sizeof(uint32_t)];
 };

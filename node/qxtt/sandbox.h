@@ -1,0 +1,24 @@
+// The place that engines read databases in: nothing but the host's programs and one root, all of it
+// read-only, and bounds on time and memory.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qxtt {
+
+/// Engines of the host.
+inline constexpr const char* kDebEngine = "/usr/bin/dpkg-query";
+inline constexpr const char* kRpmEngine = "/usr/bin/rpm";
+
+/// An empty folder in memory, writable, gone with the program.
+inline constexpr const char* kSandboxScratch = "/scratch";
+
+/// Where a place of the root ("/var/lib/x") lies in the sandbox.
+std::string inSandbox(const std::string& place);
+
+/// The command line that runs `command` there.
+std::vector<std::string> sandboxed(const std::string& root,
+                                   const std::vector<std::string>& command);
+
+}  // namespace qxtt

@@ -1,0 +1,215 @@
+// Manifests and configurations of the node; see templates.h.
+#include "node/qxtt/templates.h"
+
+#include <sys/stat.h>
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+
+#include "node/qxtt/failure.h"
+#include "node/support/paths.h"
+#include "qxtt/qxtt.h"
+
+namespace qxtt {
+
+namespace {
+
+namespace fs = std::filesystem;
+using qxnode::ConfigError;
+using qxnode::ContainerConfig;
+
+/// @throws Failure unless something lies at the path.
+void requireThere(const std::string& path, int code, const std::string& what) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
+        throw Failure(code, "there is no " + what);
+    }
+}
+
+void requireName(std::string_view name) {
+    if (!qxnode::isKrName(name)) {
+        throw Failure(QXTT_E_NO_TEMPLATE,
+                      "'" + std::string(name) + "' cannot be a template's name");
+    }
+}
+
+KrManifest namedOnly(const std::string& name, const std::string& osName) {
+    KrManifest manifest;
+    manifest.name = name;
+    manifest.osName = osName;
+    manifest.isOsTemplate = osName.empty();
+    return manifest;
+}
+
+}  // namespace
+
+std::string nodeArchitecture(qxnode::KrPackaging packaging) {
+    utsname node{};
+    if (uname(&node) != 0) {
+        return {};
+    }
+    const std::string machine = node.machine;
+    if (packaging == qxnode::KrPackaging::rpm) {
+        return machine;
+    }
+    // Where the names of deb differ from the kernel's.
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 5> names{
+        {{"x86_64", "amd64"},
+         {"aarch64", "arm64"},
+         {"i686", "i386"},
+         {"armv7l", "armhf"},
+         {"ppc64le", "ppc64el"}}};
+    const auto* const found = std::find_if(names.begin(), names.end(),
+                                           [&](const auto& pair) { return pair.first == machine; });
+    return found == names.end() ? machine : std::string(found->second);
+}
+
+KrManifest osTemplate(std::string_view os) {
+    requireName(os);
+    requireThere(qxnode::krOsManifestPath(os), QXTT_E_NO_TEMPLATE,
+                 "OS template '" + qxnode::plainKrName(os) + "'");
+    try {
+        KrManifest manifest = qxnode::readKrOsManifest(os);
+        if (manifest.architecture.empty()) {
+            manifest.architecture = nodeArchitecture(manifest.packaging);
+        }
+        return manifest;
+    } catch (const ConfigError& error) {
+        throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
+    }
+}
+
+KrManifest applicationTemplate(std::string_view os, std::string_view name) {
+    const KrManifest osManifest = osTemplate(os);
+    requireName(name);
+    requireThere(qxnode::krApplicationManifestPath(os, name), QXTT_E_NO_TEMPLATE,
+                 "application template '" + qxnode::plainKrName(name) + "' of OS template '" +
+                     qxnode::plainKrName(os) + "'");
+    try {
+        KrManifest manifest = qxnode::readKrApplicationManifest(os, name);
+        if (!manifest.packagingGiven) {
+            manifest.packaging = osManifest.packaging;
+        }
+        if (manifest.architecture.empty()) {
+            manifest.architecture = osManifest.architecture;
+        }
+        return manifest;
+    } catch (const ConfigError& error) {
+        throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
+    }
+}
+
+std::vector<std::string> osTemplateNames() {
+    std::vector<std::string> names;
+    try {
+        for (const std::string& name : qxnode::krOsNames(qxnode::kKrTemplateDir)) {
+            try {
+                names.push_back(osTemplate(name).name);
+            } catch (const Failure&) {
+                continue;  // whoever asks for it by name gets the code
+            }
+        }
+    } catch (const ConfigError& error) {
+        throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
+    }
+    return names;
+}
+
+std::vector<KrManifest> templatesOf(std::string_view os) {
+    std::vector<KrManifest> templates{osTemplate(os)};
+    try {
+        for (const std::string& name : qxnode::krApplicationNames(qxnode::kKrTemplateDir, os)) {
+            try {
+                templates.push_back(applicationTemplate(os, name));
+            } catch (const Failure&) {
+                continue;  // as above
+            }
+        }
+    } catch (const ConfigError& error) {
+        throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
+    }
+    return templates;
+}
+
+std::optional<std::string> cacheRoot(std::string_view os) {
+    const std::string path = qxnode::krOsFolder(os) + "/" + qxnode::kKrCacheName;
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0) {
+        return std::nullopt;
+    }
+    try {
+        const auto cache = qxnode::TomlTable::read(path);
+        const std::string root = cache.requiredText("path");
+        // The cache may have gone since: that is no cache, and no failure.
+        return stat(root.c_str(), &st) == 0 ? std::optional(root) : std::nullopt;
+    } catch (const ConfigError& error) {
+        throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
+    }
+}
+
+Container containerOf(int veid) {
+    const std::string path = qxnode::containerConfigPath(veid);
+    requireThere(path, QXTT_E_NO_CONTAINER, "container " + std::to_string(veid));
+    std::string error;
+    const auto config = ContainerConfig::read(path, error);
+    if (!config) {
+        throw Failure(QXTT_E_BAD_CONTAINER, error);
+    }
+    Container container;
+    container.veid = veid;
+    container.osName = config->get(qxnode::parameter::kOsTemplate).value_or("");
+    if (!container.osName.starts_with('.') || !qxnode::isKrName(container.osName)) {
+        throw Failure(QXTT_E_BAD_CONTAINER, path + ": names no KR OS template");
+    }
+    for (const std::string& name : config->templates()) {
+        if (qxnode::isKrName(name)) {
+            container.templates.push_back(qxnode::dottedKrName(name));
+        }
+    }
+    std::sort(container.templates.begin(), container.templates.end());
+    container.templates.erase(std::unique(container.templates.begin(), container.templates.end()),
+                              container.templates.end());
+    container.root = config->privateArea(veid) + "/root";
+    return container;
+}
+
+std::vector<KrManifest> templatesOf(const Container& container) {
+    std::vector<KrManifest> templates;
+    try {
+        templates.push_back(osTemplate(container.osName));
+    } catch (const Failure&) {
+        templates.push_back(namedOnly(container.osName, ""));
+    }
+    for (const std::string& name : container.templates) {
+        try {
+            templates.push_back(applicationTemplate(container.osName, name));
+        } catch (const Failure&) {
+            templates.push_back(namedOnly(name, container.osName));
+        }
+    }
+    return templates;
+}
+
+std::vector<int> containerNumbers() {
+    std::vector<int> numbers;
+    std::error_code failure;
+    fs::directory_iterator entry(qxnode::kContainerConfigDir, failure);
+    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+        if (const auto veid = qxnode::veidOfConfigName(entry->path().filename().string())) {
+            numbers.push_back(*veid);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
+bool hasPrivateArea(const Container& container) {
+    struct stat st {};
+    return stat(container.root.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+}  // namespace qxtt

@@ -1,0 +1,57 @@
+// The node's KR templates and the containers made from them, with this library's codes for what is
+// missing or broken.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "node/support/container_config.h"
+#include "node/support/kr_manifest.h"
+
+namespace qxtt {
+
+using qxnode::KrManifest;
+
+/// A template of the node: its manifest, with what it leaves to its OS template or the node filled
+/// in.
+/// @throws Failure QXTT_E_NO_TEMPLATE, QXTT_E_BAD_TEMPLATE
+KrManifest osTemplate(std::string_view os);
+KrManifest applicationTemplate(std::string_view os, std::string_view name);
+
+/// Names, with their dots, of the OS templates that can be read.
+std::vector<std::string> osTemplateNames();
+
+/// An OS template, then those of its application templates that can be read.
+std::vector<KrManifest> templatesOf(std::string_view os);
+
+/// Directory with the files of an OS template's cache; nullopt when it has none.
+/// @throws Failure QXTT_E_BAD_TEMPLATE when what names it is broken.
+std::optional<std::string> cacheRoot(std::string_view os);
+
+/// A container of the node that is made from a KR template.
+struct Container {
+    int veid = 0;
+    std::string osName;                  ///< with its dot
+    std::vector<std::string> templates;  ///< application templates: dotted, sorted, each once
+    std::string root;                    ///< directory with the container's files
+};
+
+/// @throws Failure QXTT_E_NO_CONTAINER, QXTT_E_BAD_CONTAINER
+Container containerOf(int veid);
+
+/// The templates of a container. One whose metadata the node has not, or cannot read, comes with
+/// its names alone: it is installed all the same.
+std::vector<KrManifest> templatesOf(const Container& container);
+
+/// Numbers, ascending, of the node's containers.
+std::vector<int> containerNumbers();
+
+/// Whether the container has a private area to work in.
+bool hasPrivateArea(const Container& container);
+
+/// The architecture that packages of this node have.
+std::string nodeArchitecture(qxnode::KrPackaging packaging);
+
+}  // namespace qxtt

@@ -1,0 +1,14 @@
+// Which of two versions is newer, as the engines see it.
+#pragma once
+
+#include <string_view>
+
+#include "node/support/kr_manifest.h"
+
+namespace qxtt {
+
+/// Below 0 when `a` is older than `b`, 0 when they are equal, above 0 when it is newer. Versions
+/// are whole: "[epoch:]version[-revision]".
+int compareVersions(std::string_view a, std::string_view b, qxnode::KrPackaging packaging);
+
+}  // namespace qxtt
