@@ -75,10 +75,18 @@ void nameHolder(int fd) {
     }
 }
 
+/// Whether this process stands in the file as the holder.
+bool isNamedIn(int fd) {
+    const std::string begin = "pid " + std::to_string(getpid()) + " ";
+    std::string text(begin.size(), '\0');
+    const ssize_t got = pread(fd, text.data(), text.size(), 0);
+    return got == static_cast<ssize_t>(begin.size()) && text == begin;
+}
+
 /// @return true when locked, false when the time is up (EWOULDBLOCK) or on failure (errno).
-bool lockUntil(int fd, std::optional<Clock::time_point> deadline) {
+bool lockUntil(int fd, int operation, std::optional<Clock::time_point> deadline) {
     if (!deadline) {
-        while (flock(fd, LOCK_EX) != 0) {
+        while (flock(fd, operation) != 0) {
             if (errno != EINTR) {
                 return false;
             }
@@ -88,7 +96,7 @@ bool lockUntil(int fd, std::optional<Clock::time_point> deadline) {
     // flock(2) has no time limit; a timer signal would belong to the process, not to a library.
     auto pause = std::chrono::milliseconds(5);
     constexpr auto longestPause = std::chrono::milliseconds(100);
-    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    while (flock(fd, operation | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             return false;
         }
@@ -120,24 +128,25 @@ LockWait LockWait::fromEnvironment() {
 }
 
 FileLock::Result FileLock::acquire(const std::string& path, const LockWait& wait,
-                                   std::string& error, const OnWait& onWait) {
+                                   std::string& error, const OnWait& onWait, Mode mode) {
     std::optional<Clock::time_point> deadline;
     if (wait.limit()) {
         deadline = Clock::now() + *wait.limit();
     }
     const bool waits = !wait.limit() || wait.limit()->count() > 0;
+    const int operation = mode == Mode::shared ? LOCK_SH : LOCK_EX;
     bool told = false;
     for (;;) {
         Fd fd = openLockFile(path, error);
         if (!fd) {
             return Result::failed;
         }
-        if (flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (flock(fd.get(), operation | LOCK_NB) != 0) {
             if (waits && !told && onWait) {
                 onWait("waiting for '" + path + "', held by " + lockHolder(path));
                 told = true;
             }
-            if (!lockUntil(fd.get(), deadline)) {
+            if (!lockUntil(fd.get(), operation, deadline)) {
                 if (errno == EWOULDBLOCK) {
                     error = "'" + path + "' is held by " + lockHolder(path);
                     return Result::timeout;
@@ -155,7 +164,8 @@ FileLock::Result FileLock::acquire(const std::string& path, const LockWait& wait
 }
 
 void FileLock::release() {
-    if (m_fd && ftruncate(m_fd.get(), 0) != 0) {
+    // Of those who share the lock another may have put its name there since.
+    if (m_fd && isNamedIn(m_fd.get()) && ftruncate(m_fd.get(), 0) != 0) {
         // Old text in a free lock file misleads nobody: it is read only while somebody waits.
     }
     m_fd.reset();

@@ -1,4 +1,4 @@
-// FileLock: an exclusive lock on a file that lies with what it protects and names its holder.
+// FileLock: a lock on a file that lies with what it protects and names its holder.
 #pragma once
 
 #include <chrono>
@@ -35,6 +35,9 @@ class FileLock {
 public:
     enum class Result { acquired, timeout, failed };
 
+    /// Readers who need that nothing changes share a lock; whoever changes something has it alone.
+    enum class Mode { exclusive, shared };
+
     /// Called once before waiting, with a line such as "waiting for 'FILE', held by pid 12 (qxa
     /// install x) since 2026-11-20T20:00:00+0000".
     using OnWait = std::function<void(const std::string& line)>;
@@ -46,7 +49,7 @@ public:
     ///               place is refused, never followed.
     /// @param error  on timeout: whom the lock was waited for; on failure: the reason.
     Result acquire(const std::string& path, const LockWait& wait, std::string& error,
-                   const OnWait& onWait = {});
+                   const OnWait& onWait = {}, Mode mode = Mode::exclusive);
 
     [[nodiscard]] bool held() const { return static_cast<bool>(m_fd); }
     void release();
@@ -62,7 +65,7 @@ private:
 };
 
 /// Who holds the lock, from the file: "pid 12 (qxa install x) since ..."; "another process" when
-/// the file does not tell.
+/// the file does not tell. Of several who share it, the one that came last is named.
 std::string lockHolder(const std::string& path);
 
 }  // namespace qxnode

@@ -244,6 +244,21 @@ class Commands(NodeTest):
             self.qxa("--wait", 0, "install", self.package("web", kind="app", base="base"), code=6)
         self.qxa("--wait", 0, "install", self.package("web", kind="app", base="base"))
 
+    def test_who_sits_at_a_terminal_is_told_for_whom_a_request_waits(self):
+        self.qxa("install", self.package("base"))
+        lock = next(self.node.joinpath("qx/template").glob(".*lock*"))
+        ours, theirs = os.openpty()
+        with open(lock, "r+", encoding="utf-8") as held, open(ours, "rb", buffering=0) as terminal:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            waiting = subprocess.Popen(
+                [BIN / "qxa", "--node-dir", self.node, "remove", "base/1"], stderr=theirs, stdout=subprocess.DEVNULL
+            )
+            os.close(theirs)
+            told = terminal.read(4096)
+            fcntl.flock(held, fcntl.LOCK_UN)
+            self.assertEqual(0, waiting.wait(timeout=30))
+        self.assertIn(b"qxa: waiting for '/qx/template/.lock', held by another process", told)
+
     def test_readers_take_no_lock(self):
         self.qxa("install", self.package("base"))
         lock = next(self.node.joinpath("qx/template").glob(".*lock*"))

@@ -42,7 +42,16 @@ void preferToolsBesideThisProgram() {
     setenv("PATH", (self.parent_path().string() + ":" + rest).c_str(), 1);
 }
 
+/// Who sits at a terminal is told why nothing happens; a script has the agent's log.
+void tellOfWaits() {
+    if (isatty(STDERR_FILENO) == 1) {
+        QXL::setLockWaitListener(
+            [](const std::string& line) { std::fprintf(stderr, "qxa: %s\n", line.c_str()); });
+    }
+}
+
 int run(qxa::CommandLine& line) {
+    tellOfWaits();
     if (line.common.waitSeconds >= 0) {
         setenv(QXL::kLockWaitVariable, std::to_string(line.common.waitSeconds).c_str(), 1);
     }

@@ -16,6 +16,7 @@
 #include "node/agent/env/area_layout.h"
 #include "node/agent/env/kr_cache.h"
 #include "node/agent/env_cache.h"
+#include "node/agent/tem/agent_reporter.h"
 #include "node/agent/tem/container_templates.h"
 #include "node/agent/tem/files.h"
 #include "node/agent/tem/guarded.h"
@@ -240,8 +241,13 @@ int QXAEnvMLocal::create(const QXAEnvSpec& spec, QXAEnvRecord* created) {
             eid == QXL::QXLConfiguration::getLocalEID()) {
             throw Failure(kEnvMFailed, "'" + eid.toString() + "' cannot be a container's EID");
         }
+        const tem::Reporter reporter = tem::agentReporter();
+        qxnode::FileLock templatesStay;
+        if (!spec.osTemplate.empty()) {
+            templatesStay = tem::lockAgainstWriters(qxnode::kTemplateLock, reporter);
+        }
         const Start start = startOf(spec.osTemplate);
-        const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid));
+        const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid), reporter);
         makeContainer(spec, eid, start);
         if (created != nullptr) {
             std::string error;
@@ -265,7 +271,7 @@ int QXAEnvMLocal::destroy(int veid) {
             throw Failure(kEnvMUnknown, "no container " + std::to_string(veid));
         }
         const std::string lockPath = qxnode::containerLockPath(veid);
-        const auto lock = tem::lockForWriting(lockPath);
+        const auto lock = tem::lockForWriting(lockPath, tem::agentReporter());
         removeContainer(veid);
         // The lock goes with what it protects; who waits for it looks again.
         unlink(lockPath.c_str());

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "QXL/QXLConfiguration.h"
-#include "QXL/QXLLog.h"
+#include "node/agent/tem/agent_reporter.h"
 #include "node/agent/tem/container_templates.h"
 #include "node/agent/tem/guarded.h"
 #include "node/agent/tem/template_area.h"
@@ -48,19 +48,12 @@ int QXATEMLocal::getTemplateConfig(const QXATemplate& key, QXATemplateConfigInfo
 
 int QXATEMLocal::add(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
                      bool /*removeOnly*/) {
-    return tem::guarded([&] {
-        std::vector<std::string> kept;
-        tem::addToContainer(eid, keys, force, kept);
-        for (const std::string& path : kept) {
-            QXL::Log.put(QXL::kLogWarning, "container %s keeps its own '/%s'",
-                         eid.toString().c_str(), path.c_str());
-        }
-    });
+    return tem::guarded([&] { tem::addToContainer(eid, keys, force, tem::agentReporter()); });
 }
 
 int QXATEMLocal::rm(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
                     bool /*removeOnly*/) {
-    return tem::guarded([&] { tem::removeFromContainer(eid, keys, force); });
+    return tem::guarded([&] { tem::removeFromContainer(eid, keys, force, tem::agentReporter()); });
 }
 
 int QXATEMLocal::set(const std::vector<std::string>& paths, bool force,
@@ -69,7 +62,8 @@ int QXATEMLocal::set(const std::vector<std::string>& paths, bool force,
         if (paths.empty()) {
             return;
         }
-        const qxnode::FileLock lock = tem::lockForWriting(qxnode::kTemplateLock);
+        const qxnode::FileLock lock =
+            tem::lockForWriting(qxnode::kTemplateLock, tem::agentReporter());
         std::vector<QXAPackageInfo> installed = tem::installPackages(paths, force);
         infos.insert(infos.end(), std::make_move_iterator(installed.begin()),
                      std::make_move_iterator(installed.end()));
@@ -78,7 +72,8 @@ int QXATEMLocal::set(const std::vector<std::string>& paths, bool force,
 
 int QXATEMLocal::cache(const std::vector<QXATemplate>& keys) {
     return tem::guarded([&] {
-        const qxnode::FileLock lock = tem::lockForWriting(qxnode::kTemplateLock);
+        const qxnode::FileLock lock =
+            tem::lockForWriting(qxnode::kTemplateLock, tem::agentReporter());
         tem::renewCaches(keys);
     });
 }
@@ -88,7 +83,8 @@ int QXATEMLocal::unset(const std::vector<QXATemplate>& keys) {
         if (keys.empty()) {
             return;
         }
-        const qxnode::FileLock lock = tem::lockForWriting(qxnode::kTemplateLock);
+        const qxnode::FileLock lock =
+            tem::lockForWriting(qxnode::kTemplateLock, tem::agentReporter());
         tem::removeTemplates(keys);
     });
 }

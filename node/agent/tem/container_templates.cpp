@@ -20,8 +20,8 @@ using ManifestSP = std::shared_ptr<const Manifest>;
 // A container under its lock, recovered.
 class LockedContainer {
 public:
-    explicit LockedContainer(const QXL::QXLEID& eid)
-        : m_lock(lockForWriting(qxnode::containerLockPath(Container::find(eid).veid()))),
+    LockedContainer(const QXL::QXLEID& eid, const Reporter& reporter)
+        : m_lock(lockForWriting(qxnode::containerLockPath(Container::find(eid).veid()), reporter)),
           container(Container::find(eid)),
           area(container.privateArea()) {
         recoverArea(area, container.configured());
@@ -275,8 +275,10 @@ void carryOut(LockedContainer& locked, const AreaChange& change) {
 }  // namespace
 
 void addToContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
-                    std::vector<std::string>& kept) {
-    LockedContainer locked(eid);
+                    const Reporter& reporter) {
+    // A template that is chosen here must still be there when the configuration names it.
+    const qxnode::FileLock templatesStay = lockAgainstWriters(qxnode::kTemplateLock, reporter);
+    LockedContainer locked(eid, reporter);
     if (locked.container.isKr()) {
         conflict("container " + std::to_string(locked.container.veid()) +
                  " has an OS template of another technology, '" +
@@ -300,15 +302,20 @@ void addToContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys
     AreaChange change;
     change.after = asConfigured(after, locked.container.configured());
     splitRecords(std::move(locked.records), after, wanted, change);
+    std::vector<std::string> kept;
     planComing(locked, templates, wanted, force, change, kept);
     carryOut(locked, change);
+    for (const std::string& path : kept) {
+        reporter.remark("container " + eid.toString() + " keeps its own '/" + path + "'");
+    }
 }
 
-void removeFromContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force) {
+void removeFromContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
+                         const Reporter& reporter) {
     if (keys.empty()) {
         return;
     }
-    LockedContainer locked(eid);
+    LockedContainer locked(eid, reporter);
     const Selection before = selectionOf(locked);
     Selection after = before;
     for (const QXATemplate& key : keys) {
@@ -345,10 +352,6 @@ void removeFromContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>&
     }
     splitRecords(std::move(locked.records), after, {}, change);
     carryOut(locked, change);
-}
-
-void recoverContainer(const QXL::QXLEID& eid) {
-    const LockedContainer locked(eid);
 }
 
 }  // namespace QXA::tem

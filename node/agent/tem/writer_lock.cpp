@@ -1,20 +1,34 @@
-// Locks of those who change the node's templates or a container.
+// Locks of those who change the node's templates or a container, or need that nobody does.
 #include "node/agent/tem/writer_lock.h"
 
 namespace QXA::tem {
 
-qxnode::FileLock lockForWriting(const std::string& path) {
-    qxnode::FileLock lock;
+namespace {
+
+using qxnode::FileLock;
+
+FileLock lock(const std::string& path, const Reporter& reporter, FileLock::Mode mode) {
+    FileLock held;
     std::string error;
-    switch (lock.acquire(path, qxnode::LockWait::fromEnvironment(), error)) {
-        case qxnode::FileLock::Result::acquired:
-            return lock;
-        case qxnode::FileLock::Result::timeout:
+    switch (held.acquire(path, qxnode::LockWait::fromEnvironment(), error, reporter.waits, mode)) {
+        case FileLock::Result::acquired:
+            return held;
+        case FileLock::Result::timeout:
             throw LockTimeout(kTemFailed, "lock not had in time: " + error);
-        case qxnode::FileLock::Result::failed:
+        case FileLock::Result::failed:
             break;
     }
     throw Failure(kTemFailed, error);
+}
+
+}  // namespace
+
+FileLock lockForWriting(const std::string& path, const Reporter& reporter) {
+    return lock(path, reporter, FileLock::Mode::exclusive);
+}
+
+FileLock lockAgainstWriters(const std::string& path, const Reporter& reporter) {
+    return lock(path, reporter, FileLock::Mode::shared);
 }
 
 }  // namespace QXA::tem

@@ -1,9 +1,10 @@
-// Locks of those who change the node's templates or a container.
+// Locks of those who change the node's templates or a container, or need that nobody does.
 #pragma once
 
 #include <string>
 
 #include "node/agent/tem/failure.h"
+#include "node/agent/tem/reporter.h"
 #include "node/support/lock.h"
 
 namespace QXA::tem {
@@ -15,6 +16,10 @@ public:
 };
 
 /// Takes the lock at `path`, waiting as QX_LOCK_WAIT says. @throws LockTimeout, Failure.
-qxnode::FileLock lockForWriting(const std::string& path);
+qxnode::FileLock lockForWriting(const std::string& path, const Reporter& reporter);
+
+/// The same, shared with others of its kind: the templates that a container is given must not go
+/// before the container's configuration names them.
+qxnode::FileLock lockAgainstWriters(const std::string& path, const Reporter& reporter);
 
 }  // namespace QXA::tem

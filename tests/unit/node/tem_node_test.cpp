@@ -10,6 +10,7 @@
 
 #include "QXA/QXATemplatePackage.h"
 #include "QXL/QXLError.h"
+#include "QXL/QXLLockPolicy.h"
 #include "node/support/lock.h"
 #include "node/support/paths.h"
 #include "tests/unit/node/tem_node.h"
@@ -242,6 +243,110 @@ TEST_F(TemNode, WriterThatWaitsTooLongNamesTheHolder) {
     EXPECT_NE(outcome.code, 0);
     EXPECT_EQ(outcome.text, "75 named") << outcome.message;
     EXPECT_EQ(node.ls().text, "os/1:os");
+}
+
+// Another process that holds the templates' lock. It is made in a child that has entered the node.
+class TemplatesHeld {
+public:
+    explicit TemplatesHeld(qxnode::FileLock::Mode mode) {
+        int ready[2];
+        EXPECT_EQ(pipe(ready), 0);
+        EXPECT_EQ(pipe(m_go), 0);
+        m_holder = fork();
+        if (m_holder == 0) {
+            close(m_go[1]);
+            qxnode::FileLock lock;
+            std::string error;
+            lock.acquire(qxnode::kTemplateLock, qxnode::LockWait::forever(), error, {}, mode);
+            char byte = 'x';
+            _exit(write(ready[1], &byte, 1) == 1 && read(m_go[0], &byte, 1) >= 0 ? 0 : 1);
+        }
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1);
+        close(ready[0]);
+        close(ready[1]);
+        close(m_go[0]);
+    }
+    ~TemplatesHeld() { letGo(); }
+    TemplatesHeld(const TemplatesHeld&) = delete;
+    TemplatesHeld& operator=(const TemplatesHeld&) = delete;
+
+    [[nodiscard]] std::string name() const { return "held by pid " + std::to_string(m_holder); }
+
+    void letGo() {
+        if (m_holder > 0) {
+            close(m_go[1]);
+            waitpid(m_holder, nullptr, 0);
+            m_holder = -1;
+        }
+    }
+
+private:
+    pid_t m_holder = -1;
+    int m_go[2] = {-1, -1};
+};
+
+// The call's code and that of the last error, while another holds the templates' lock.
+Outcome callWhileHeld(const Node& node, qxnode::FileLock::Mode mode,
+                      const std::function<int(QXA::QXATEMLocal&)>& call) {
+    return node.run([&](std::string& text) {
+        const TemplatesHeld held(mode);
+        setenv("QX_LOCK_WAIT", "0", 1);
+        QXA::QXATEMLocal manager(nullptr);
+        const int code = call(manager);
+        text = std::to_string(QXL::getLastErrorData().code);
+        return code;
+    });
+}
+
+TEST_F(TemNode, TemplatesDoNotGoWhileOneIsAdded) {
+    node.installOs();
+    node.makeContainer();
+    const auto add = [](QXA::QXATEMLocal& manager) {
+        return manager.add(Node::containerEid(), {{"os", ""}}, false, false);
+    };
+    const auto unset = [](QXA::QXATEMLocal& manager) { return manager.unset({{"os", ""}}); };
+    using Mode = qxnode::FileLock::Mode;
+    EXPECT_EQ(callWhileHeld(node, Mode::exclusive, add).text, "75");
+    EXPECT_EQ(callWhileHeld(node, Mode::shared, unset).text, "75");
+    EXPECT_EQ(callWhileHeld(node, Mode::shared, add).code, 0);
+    EXPECT_EQ(node.lsContainer().text, "os/1:os");
+}
+
+TEST_F(TemNode, TemplatesDoNotGoWhileAContainerIsMadeOfOne) {
+    node.installOs();
+    const auto create = [](QXA::QXATEMLocal&) {
+        QXA::QXAEnvSpec spec;
+        spec.veid = 101;
+        spec.osTemplate = "os";
+        return QXA::QXAEnvMLocal(nullptr).create(spec, nullptr);
+    };
+    using Mode = qxnode::FileLock::Mode;
+    EXPECT_EQ(callWhileHeld(node, Mode::exclusive, create).text, "75");
+    EXPECT_EQ(callWhileHeld(node, Mode::shared, create).code, 0);
+}
+
+TEST_F(TemNode, CachesAreBuiltByOneAtATime) {
+    node.installOs();
+    const auto cache = [](QXA::QXATEMLocal& manager) { return manager.cache({}); };
+    EXPECT_EQ(callWhileHeld(node, qxnode::FileLock::Mode::shared, cache).text, "75");
+}
+
+TEST_F(TemNode, ListenerAndLogHearForWhomARequestWaits) {
+    node.installOs();
+    const Outcome outcome = node.run([&](std::string& text) {
+        TemplatesHeld held(qxnode::FileLock::Mode::exclusive);
+        const std::string name = held.name();
+        QXL::setLockWaitListener([&](const std::string& line) {
+            text = line.find(name) == std::string::npos ? line : "named";
+            held.letGo();
+        });
+        return QXA::QXATEMLocal(nullptr).cache({});
+    });
+    EXPECT_EQ(outcome.code, 0) << outcome.message;
+    EXPECT_EQ(outcome.text, "named");
+    EXPECT_THAT(qx_test::read_file(node.path() + "/var/lib/qxagent/agent.log"),
+                HasSubstr("waiting for '/qx/template/.lock', held by pid "));
 }
 
 class TemPack : public TemNode {

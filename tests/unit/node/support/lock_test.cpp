@@ -22,7 +22,7 @@ const LockWait kNoWait = LockWait::atMost(std::chrono::milliseconds(0));
 /// Another process that holds a lock until it is told to go, or killed.
 class Holder {
 public:
-    explicit Holder(const std::string& path) {
+    explicit Holder(const std::string& path, FileLock::Mode mode = FileLock::Mode::exclusive) {
         int ready[2];
         EXPECT_EQ(pipe(ready), 0);
         EXPECT_EQ(pipe(m_go), 0);
@@ -31,7 +31,7 @@ public:
             close(m_go[1]);
             FileLock lock;
             std::string error;
-            const bool held = lock.acquire(path, kNoWait, error) == Result::acquired;
+            const bool held = lock.acquire(path, kNoWait, error, {}, mode) == Result::acquired;
             char byte = held ? 'y' : 'n';
             (void)!write(ready[1], &byte, 1);
             (void)!read(m_go[0], &byte, 1);
@@ -62,8 +62,10 @@ private:
 
 class FileLockTest : public testing::Test {
 protected:
-    Result acquire(FileLock& lock, const LockWait& wait) {
-        return lock.acquire(path, wait, error, [this](const std::string& line) { told = line; });
+    Result acquire(FileLock& lock, const LockWait& wait,
+                   FileLock::Mode mode = FileLock::Mode::exclusive) {
+        return lock.acquire(
+            path, wait, error, [this](const std::string& line) { told = line; }, mode);
     }
 
     TempDir dir;
@@ -167,6 +169,33 @@ TEST_F(FileLockTest, LocksTheFileThatHasTheNameNow) {
     ASSERT_EQ(unlink(path.c_str()), 0);
     FileLock lock;
     EXPECT_EQ(acquire(lock, kNoWait), Result::acquired) << error;
+}
+
+TEST_F(FileLockTest, IsSharedByThoseWhoAskForThat) {
+    const Holder holder(path, FileLock::Mode::shared);
+    FileLock lock;
+    EXPECT_EQ(acquire(lock, kNoWait, FileLock::Mode::shared), Result::acquired) << error;
+}
+
+TEST_F(FileLockTest, KeepsWritersOutWhileItIsShared) {
+    const Holder holder(path, FileLock::Mode::shared);
+    FileLock lock;
+    EXPECT_EQ(acquire(lock, kNoWait), Result::timeout);
+    EXPECT_NE(error.find("pid " + std::to_string(holder.pid())), std::string::npos) << error;
+}
+
+TEST_F(FileLockTest, IsNotSharedWithAWriter) {
+    const Holder holder(path);
+    FileLock lock;
+    EXPECT_EQ(acquire(lock, kNoWait, FileLock::Mode::shared), Result::timeout);
+}
+
+TEST_F(FileLockTest, LeavesTheNameOfAnotherWhoSharesIt) {
+    FileLock first;
+    ASSERT_EQ(acquire(first, kNoWait, FileLock::Mode::shared), Result::acquired);
+    const Holder second(path, FileLock::Mode::shared);
+    first.release();
+    EXPECT_TRUE(qxnode::lockHolder(path).starts_with("pid " + std::to_string(second.pid()) + " ("));
 }
 
 TEST(LockHolderTest, DoesNotRepeatWhatIsNoHolder) {

@@ -1,0 +1,15 @@
+// The agent's own reporter: its log, and whoever listens for waits.
+#pragma once
+
+#include "QXL/QXLLog.h"
+#include "node/agent/lock_wait.h"
+#include "node/agent/tem/reporter.h"
+
+namespace QXA::tem {
+
+inline Reporter agentReporter() {
+    return {&QXL::tellLockWait,
+            [](const std::string& line) { QXL::Log.put(QXL::kLogWarning, "%s", line.c_str()); }};
+}
+
+}  // namespace QXA::tem
