@@ -3,8 +3,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +13,7 @@
 #include <memory>
 
 #include "src/area_format.h"
+#include "tools/qxfsutil/confined.h"
 
 namespace qxfsutil {
 
@@ -68,19 +67,9 @@ void readLink(int directory, DirectoryItem& item) {
 }  // namespace
 
 int openDirectory(const Area& area, const std::string& inside) {
-    const int root = open(area.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (root < 0) {
-        return -1;
-    }
-    struct open_how how {};
-    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
-    const auto relative = inside == "/" ? std::string(".") : inside.substr(1);
-    const auto descriptor = syscall(SYS_openat2, root, relative.c_str(), &how, sizeof how);
-    const int failure = errno;
-    close(root);
-    errno = failure;
-    return static_cast<int>(descriptor);
+    const qxfs::FileDescriptor root(open(area.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return root.valid() ? openBelow(root.get(), inside.substr(1), O_RDONLY | O_DIRECTORY).release()
+                        : -1;
 }
 
 bool isMagic(const std::string& text) {

@@ -11,6 +11,7 @@
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/report.h"
+#include "tools/qxfsutil/undo.h"
 #include "tools/qxfsutil/usage.h"
 
 namespace qxfsutil {
@@ -105,18 +106,13 @@ int runIndex(const Options& options) {
 }
 
 int runUndo(const Options& options) {
-    std::vector<UndoStep> steps;
+    RecordedChanges changes;
     std::string error;
-    if (!readRecord(options.undoFile, steps, error)) {
+    if (!readRecord(options.undoFile, changes, error) || !undoChanges(changes, error)) {
         return reportFailure(options, "undo", error);
     }
-    for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-        if (!undoStep(*step, error)) {
-            return reportFailure(options, "undo", error);
-        }
-    }
     if (!options.quiet) {
-        std::printf("%zu changes undone\n", steps.size());
+        std::printf("%zu changes undone in %s\n", changes.steps.size(), changes.area.c_str());
     }
     return kExitClean;
 }

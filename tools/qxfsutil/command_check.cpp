@@ -60,7 +60,8 @@ bool openUndo(const Options& options, const Area& area, UndoRecord& undo, std::s
     if (options.mode == RepairMode::report || options.noUndo) {
         return true;
     }
-    return undo.open(options.undoFile.empty() ? defaultUndoFile(area) : options.undoFile, error);
+    return undo.open(options.undoFile.empty() ? defaultUndoFile(area) : options.undoFile,
+                     area.privateDir, error);
 }
 
 int checkOneArea(const Options& options, const Area& area) {

@@ -7,14 +7,17 @@
 // Every change is written to the undo record, and that to the device, before it is made.
 #include "tools/qxfsutil/repair.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 #include "src/qxfsutil.h"
+#include "tools/qxfsutil/confined.h"
 
 namespace qxfsutil {
 
@@ -410,20 +413,26 @@ void DirectoryRepair::fail(const std::string& what, const std::string& path) {
 }
 
 bool restoreLost(const Area& area, const std::string& inside, std::string& error) {
-    if (inside.find("..") != std::string::npos) {
+    const auto relative = inside.starts_with('/') ? inside : "/" + inside;
+    if ((relative + "/").find("/../") != std::string::npos) {
         error = "'" + inside + "' leads out of the area";
         return false;
     }
-    const auto relative = inside.starts_with('/') ? inside : "/" + inside;
     const auto subdir = area.root.substr(area.privateDir.size());
     const auto lost = area.privateDir + "/lost_files" + subdir + relative;
     const auto place = area.absolute(relative);
+    const qxfs::FileDescriptor top(open(area.privateDir.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const auto to = placeBelow(top.get(), area.privateDir, place);
     struct stat info {};
-    if (lstat(place.c_str(), &info) == 0) {
+    if (to.directory.valid() &&
+        fstatat(to.directory.get(), to.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
         error = "'" + place + "' is there again; remove or move it first";
         return false;
     }
-    if (rename(lost.c_str(), place.c_str()) != 0) {
+    const auto from = to.directory.valid() ? placeBelow(top.get(), area.privateDir, lost) : Place();
+    if (!from.directory.valid() ||
+        renameat2(from.directory.get(), from.name.c_str(), to.directory.get(), to.name.c_str(),
+                  RENAME_NOREPLACE) != 0) {
         error = "can't move '" + lost + "' back: " + std::strerror(errno);
         return false;
     }

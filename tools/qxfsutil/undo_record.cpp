@@ -1,9 +1,10 @@
-// Writes, reads and applies undo records.
+// Writes and reads undo records.
 #include "tools/qxfsutil/undo_record.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -139,78 +140,9 @@ bool readContent(const std::string& path, std::uint64_t size, std::string& conte
     return got >= 0;
 }
 
-std::string directoryOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    return slash == std::string::npos || slash == 0 ? "/" : path.substr(0, slash);
-}
-
 bool failed(const std::string& what, const std::string& path, std::string& error) {
     error = "can't " + what + " '" + path + "': " + std::strerror(errno);
     return false;
-}
-
-bool setTimes(const std::string& path, const PathState& state) {
-    const std::array times{state.accessed, state.modified};
-    return utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-bool setAttributes(const std::string& path, const PathState& state, std::string& error) {
-    if (lchown(path.c_str(), state.uid, state.gid) != 0) {
-        return failed("change the owner of", path, error);
-    }
-    if (state.kind != PathState::Kind::symlink && chmod(path.c_str(), state.mode & 07777) != 0) {
-        return failed("change the mode of", path, error);
-    }
-    return setTimes(path, state) || failed("set the times of", path, error);
-}
-
-/// Makes the path again beside its place and renames it there.
-bool recreate(const std::string& path, const PathState& state, std::string& error) {
-    const std::string beside = path + ".qxundo";
-    unlink(beside.c_str());
-    if (state.kind == PathState::Kind::symlink) {
-        if (symlink(state.content.c_str(), beside.c_str()) != 0) {
-            return failed("create", beside, error);
-        }
-    } else {
-        const int descriptor =
-            ::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (descriptor < 0) {
-            return failed("create", beside, error);
-        }
-        const bool written = writeAll(descriptor, state.content) && fsync(descriptor) == 0;
-        close(descriptor);
-        if (!written) {
-            return failed("write", beside, error);
-        }
-    }
-    return setAttributes(beside, state, error) &&
-           (rename(beside.c_str(), path.c_str()) == 0 || failed("rename", beside, error));
-}
-
-bool restorePath(const UndoStep& step, std::string& error) {
-    switch (step.state.kind) {
-        case PathState::Kind::absent:
-            return unlink(step.path.c_str()) == 0 || errno == ENOENT ||
-                   failed("remove", step.path, error);
-        case PathState::Kind::regular:
-        case PathState::Kind::symlink:
-            return recreate(step.path, step.state, error);
-        case PathState::Kind::other:
-            return setAttributes(step.path, step.state, error);
-    }
-    return false;
-}
-
-bool moveBack(const UndoStep& step, std::string& error) {
-    if (rename(step.movedTo.c_str(), step.path.c_str()) != 0 && errno != ENOENT) {
-        return failed("move back", step.movedTo, error);
-    }
-    // A directory that got something else in the meantime stays.
-    for (auto it = step.madeDirectories.rbegin(); it != step.madeDirectories.rend(); ++it) {
-        rmdir(it->c_str());
-    }
-    return true;
 }
 
 }  // namespace
@@ -253,10 +185,14 @@ UndoRecord::~UndoRecord() {
     }
 }
 
-bool UndoRecord::open(const std::string& file, std::string& error) {
+bool UndoRecord::open(const std::string& file, const std::string& area, std::string& error) {
     m_descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     m_file = file;
-    return m_descriptor >= 0 || failed("create the undo record", file, error);
+    if (m_descriptor < 0) {
+        return failed("create the undo record", file, error);
+    }
+    return writeAll(m_descriptor, Json{{"area", hexOf(area)}}.dump() + '\n') ||
+           failed("write the undo record", file, error);
 }
 
 bool UndoRecord::add(const UndoStep& step) {
@@ -264,8 +200,8 @@ bool UndoRecord::add(const UndoStep& step) {
            (writeAll(m_descriptor, stepJson(step).dump() + '\n') && fdatasync(m_descriptor) == 0);
 }
 
-bool readRecord(const std::string& file, std::vector<UndoStep>& steps, std::string& error) {
-    steps.clear();
+bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error) {
+    changes = {};
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
         return failed("open the undo record", file, error);
@@ -276,24 +212,22 @@ bool readRecord(const std::string& file, std::vector<UndoStep>& steps, std::stri
             break;
         }
         try {
-            steps.push_back(stepOf(Json::parse(line)));
+            const auto json = Json::parse(line);
+            if (number == 1) {
+                changes.area = bytesOf(json.at("area"));
+            } else {
+                changes.steps.push_back(stepOf(json));
+            }
         } catch (const std::exception& fault) {
             error = file + ":" + std::to_string(number) + ": " + fault.what();
             return false;
         }
     }
-    return true;
-}
-
-bool undoStep(const UndoStep& step, std::string& error) {
-    const bool done =
-        step.kind == UndoStep::Kind::move ? moveBack(step, error) : restorePath(step, error);
-    if (!done) {
+    if (!changes.area.starts_with('/')) {
+        error = file + ": is no undo record, or was made before it named its area";
         return false;
     }
-    const auto parent = directoryOf(step.path);
-    return step.parent.kind == PathState::Kind::absent || setTimes(parent, step.parent) ||
-           failed("set the times of", parent, error);
+    return true;
 }
 
 }  // namespace qxfsutil

@@ -1,8 +1,10 @@
 // Undo records: what a repair changes, written down before it is changed.
 //
 // A record is a text file of JSON objects, one a line, each flushed to the device before the change
-// that it describes. Undoing goes from the last line to the first; each step may be repeated, so an
-// interrupted undo is simply run again.
+// that it describes. The first line names the area, and nothing outside of it is ever touched:
+// areas belong to containers, which may plant links between a repair and its undoing. Undoing goes
+// from the last line to the first; each step may be repeated, so an interrupted undo is simply run
+// again.
 #pragma once
 
 #include <sys/stat.h>
@@ -53,8 +55,9 @@ public:
     UndoRecord& operator=(const UndoRecord&) = delete;
     ~UndoRecord();
 
-    /// Opens `file`, which must not exist yet. @return false with the reason in `error`.
-    bool open(const std::string& file, std::string& error);
+    /// Opens `file`, which must not exist yet, for changes below the directory `area` (absolute).
+    /// @return false with the reason in `error`.
+    bool open(const std::string& file, const std::string& area, std::string& error);
     [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
     [[nodiscard]] const std::string& file() const { return m_file; }
 
@@ -67,11 +70,14 @@ private:
     std::string m_file;
 };
 
+/// What a record holds.
+struct RecordedChanges {
+    std::string area;  ///< absolute
+    std::vector<UndoStep> steps;
+};
+
 /// Reads a record. A last line that is cut short stands for a change that was not made and is left
 /// out. @return false with the reason in `error`.
-bool readRecord(const std::string& file, std::vector<UndoStep>& steps, std::string& error);
-
-/// Undoes one step. @return false with the reason in `error`.
-bool undoStep(const UndoStep& step, std::string& error);
+bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error);
 
 }  // namespace qxfsutil

@@ -12,6 +12,7 @@
 #include "tools/qxfsutil/check_area.h"
 #include "tools/qxfsutil/index_area.h"
 #include "tools/qxfsutil/resolve.h"
+#include "tools/qxfsutil/undo.h"
 
 namespace qxfsutil {
 namespace {
@@ -52,7 +53,7 @@ public:
         std::string error;
         if (mode != RepairMode::report) {
             m_undoFile = m_folder.path("undo" + std::to_string(++m_runs));
-            EXPECT_TRUE(undo.open(m_undoFile, error)) << error;
+            EXPECT_TRUE(undo.open(m_undoFile, m_area.privateDir, error)) << error;
         }
         std::vector<std::string> found;
         m_summary = checkArea(
@@ -66,12 +67,10 @@ public:
     }
 
     void undo() const {
-        std::vector<UndoStep> steps;
+        RecordedChanges changes;
         std::string error;
-        ASSERT_TRUE(readRecord(m_undoFile, steps, error)) << error;
-        for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-            ASSERT_TRUE(undoStep(*step, error)) << error;
-        }
+        ASSERT_TRUE(readRecord(m_undoFile, changes, error)) << error;
+        ASSERT_TRUE(undoChanges(changes, error)) << error;
     }
 
     [[nodiscard]] const CheckSummary& summary() const { return m_summary; }
@@ -315,6 +314,19 @@ TEST(AreaCheck, restoringAPathThatLeadsOutIsRefused) {
     AreaWorld world;
     std::string error;
     EXPECT_FALSE(restoreLost(world.area(), "../x", error));
+}
+
+TEST(AreaCheck, restoringFollowsNoLinkThatWasPlantedSince) {
+    AreaWorld world;
+    write(world.path("bin/sh"), "the container's own");
+    world.check(RepairMode::yes);
+    fs::remove_all(world.path("bin"));
+    fs::create_directory_symlink(world.path("etc"), world.path("bin"));
+
+    std::string error;
+    EXPECT_FALSE(restoreLost(world.area(), "/bin/sh", error));
+
+    EXPECT_FALSE(fs::exists(world.path("etc/sh")));
 }
 
 TEST(AreaCheck, everyFlippedBitOfAnIndexIsFound) {
