@@ -11,6 +11,21 @@ from installed_world import BUILD, SOURCE, InstalledTest, output_of, packages
 TEMPLATE = 'technology = "standard"\nname = "base"\nversion = "1"\nkind = "os"\nsummary = "A base"\n'
 
 
+def declared(header, mark):
+    """The names that a C header declares with its export mark."""
+    text = re.sub(r"/\*.*?\*/|^#.*?$", "", header.read_text(), flags=re.S | re.M)
+    found = set()
+    for declaration in re.findall(rf"{mark}\b(.*?);", text, re.S):
+        name = re.search(r"(\w+)\s*\(", declaration) or re.search(r"(\w+)\s*(?:\[[^]]*\])?\s*$", declaration)
+        found.add(name.group(1))
+    return found
+
+
+def exported(library):
+    """The names that a library defines for others."""
+    return {line.split()[2] for line in output_of("nm", "-D", "--defined-only", library).splitlines()}
+
+
 class Consumers:
     """What holds for every kind of installation."""
 
@@ -77,6 +92,17 @@ class Consumers:
             self.assertTrue((self.library / soname).is_symlink())
         plugin = self.library / "libQXAPackageManagerLocal.so"
         self.assertIn("[libQXAPackageManagerLocal.so]", output_of("readelf", "-d", plugin))
+
+    def test_c_libraries_offer_what_their_headers_declare_and_nothing_else(self):
+        headers = self.prefix / "include"
+        for name in ("qxctl", "qxtt"):
+            library = self.library / f"lib{name}.so"
+            if library.exists():
+                offered = declared(headers / name / f"{name}.h", f"{name.upper()}_API")
+                self.assertEqual(offered, exported(library), name)
+        entries = {"initQXAPkgMLocal", "finiQXAPkgMLocal"}
+        offered = declared(headers / "qxfsutil.h", "QXFSUTIL_API")
+        self.assertEqual(offered | entries, exported(self.library / "libQXAPackageManagerLocal.so"))
 
     def test_every_command_has_a_manual_page(self):
         for command in [*self.prefix.glob("bin/*"), *self.prefix.glob("sbin/*")]:
