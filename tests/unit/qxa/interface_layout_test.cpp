@@ -8,6 +8,7 @@
 #include "QXA/QXAPkgM.h"
 #include "QXL/QXLFunctionalFactory.h"
 #include "QXL/QXLPkgM.h"
+#include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
 #include "qxa/plugins/QXAPkg/QXAPackageListOptions.h"
 #include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
 #include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
@@ -61,11 +62,13 @@ void expectTechnologySlots() {
 TEST(InterfaceLayout, ofTechnologiesIsInOrder) {
     expectTechnologySlots<QXATemplateTypeImpl>();
     expectTechnologySlots<QXAStandardTemplateImpl>();
+    expectTechnologySlots<QXAKRTemplateImpl>();
 }
 
 TEST(InterfaceLayout, ofTechnologiesHoldsNoData) {
     EXPECT_EQ(sizeof(void*), sizeof(QXATemplateTypeImpl));
     EXPECT_EQ(sizeof(void*), sizeof(QXAStandardTemplateImpl));
+    EXPECT_EQ(sizeof(void*), sizeof(QXAKRTemplateImpl));
 }
 
 TEST(InterfaceLayout, ofListOptionsIsThreeWords) {
