@@ -93,6 +93,7 @@ KrManifest applicationTemplate(std::string_view os, std::string_view name) {
         KrManifest manifest = qxnode::readKrApplicationManifest(os, name);
         if (!manifest.packagingGiven) {
             manifest.packaging = osManifest.packaging;
+            manifest.packagingGiven = true;
         }
         if (manifest.architecture.empty()) {
             manifest.architecture = osManifest.architecture;

@@ -167,14 +167,15 @@ int compareRpm(std::string_view a, std::string_view b) {
 int compareVersions(std::string_view a, std::string_view b, qxnode::KrPackaging packaging) {
     const Version left = split(a);
     const Version right = split(b);
+    // No epoch is epoch 0.
+    std::string_view leftEpoch = left.epoch;
+    std::string_view rightEpoch = right.epoch;
+    int order = compareNumbers(takeNumber(leftEpoch), takeNumber(rightEpoch));
     const auto compare = packaging == qxnode::KrPackaging::deb ? compareDeb : compareRpm;
-    for (const auto part : {&Version::epoch, &Version::upstream, &Version::revision}) {
-        const int order = compare(left.*part, right.*part);
-        if (order != 0) {
-            return order;
-        }
+    if (order == 0) {
+        order = compare(left.upstream, right.upstream);
     }
-    return 0;
+    return order != 0 ? order : compare(left.revision, right.revision);
 }
 
 }  // namespace qxtt
