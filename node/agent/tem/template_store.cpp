@@ -2,14 +2,13 @@
 #include "node/agent/tem/template_store.h"
 
 #include <fcntl.h>
-#include <sys/utsname.h>
 
 #include <strings.h>
 #include <algorithm>
-#include <array>
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/failure.h"
+#include "node/agent/tem/machine.h"
 #include "node/agent/tem/template_area.h"
 
 namespace QXA::tem {
@@ -45,43 +44,16 @@ std::string listed(const std::vector<QXATemplate>& keys) {
     return text;
 }
 
-// Families of processors, by how manifests and uname call them. A name of neither is not judged.
-const char* processorFamily(const std::string& name) {
-    static constexpr std::array<std::pair<const char*, const char*>, 14> kFamilies{{
-        {"x86_64", "x86"},
-        {"amd64", "x86"},
-        {"i386", "x86"},
-        {"i486", "x86"},
-        {"i586", "x86"},
-        {"i686", "x86"},
-        {"aarch64", "arm"},
-        {"arm64", "arm"},
-        {"armhf", "arm"},
-        {"armv7l", "arm"},
-        {"ppc64le", "power"},
-        {"ppc64", "power"},
-        {"s390x", "s390"},
-        {"riscv64", "riscv"},
-    }};
-    const auto* const found = std::find_if(kFamilies.begin(), kFamilies.end(),
-                                           [&](const auto& entry) { return name == entry.first; });
-    return found == kFamilies.end() ? nullptr : found->second;
-}
-
 void refuseForeignMachine(const Manifest& manifest) {
     const QXATemplateConfigInfo& config = manifest.config;
     if (strcasecmp(config.platform.c_str(), "Linux") != 0) {
         throw Failure(kTemConflict, "template '" + manifest.key().toString() +
                                         "' is for platform '" + config.platform + "'");
     }
-    struct utsname node {};
-    uname(&node);
-    const char* wanted = processorFamily(config.architecture);
-    const char* here = processorFamily(node.machine);
-    if (wanted != nullptr && here != nullptr && std::string_view(wanted) != here) {
+    if (!fitsThisMachine(config.architecture)) {
         throw Failure(kTemConflict, "template '" + manifest.key().toString() +
                                         "' is for architecture '" + config.architecture +
-                                        "', this node is '" + node.machine + "'");
+                                        "', this node is '" + thisMachine() + "'");
     }
 }
 
