@@ -1,0 +1,291 @@
+// Declares the words and options of qxpkg; see command_line.h. The word behind a command
+// ("template", "cache", a container's number) decides what the names are, and only in its own
+// place: a package may be called "template".
+#include "node/qxpkg/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <map>
+
+namespace qxpkg {
+
+namespace {
+
+constexpr const char* kTemplateWord = "template";
+constexpr const char* kCacheWord = "cache";
+constexpr const char* kAreaWord = "area";
+
+constexpr const char* kFooter = R"(Examples:
+  qxpkg install template ./debian-12.tar.gz ./debian-12-web.tar.gz
+  qxpkg create cache .debian-12
+  qxpkg install 101 .web            application templates into container 101
+  qxpkg install -p 101 hello        packages into container 101
+  qxpkg update 101                  everything that container 101 has
+  qxpkg remove template -F .debian-12 .web
+
+Templates are named ".os" and ".app"; the dot may be left out.
+
+Exit status: 0 done, 1 failed, 2 usage, 27 refused (there already, in conflict or
+in use), 33 a file is no KR template package, 75 lock not had in time,
+130 interrupted. The last line on standard error is the reason.)";
+
+/// A command line that CLI11 finds right and that still makes no sense.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What CLI11 fills in, before the words are given their meaning.
+struct Raw {
+    CommandLine& line;
+    std::vector<std::string> words;
+    bool packages = false;
+    double waitSeconds = -1;
+};
+
+bool allDigits(const std::string& word) {
+    return !word.empty() &&
+           std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+int containerId(const std::string& word) {
+    int veid = 0;
+    const char* const end = word.data() + word.size();
+    const auto [stopped, failure] = std::from_chars(word.data(), end, veid);
+    if (!allDigits(word) || failure != std::errc() || stopped != end || veid == 0) {
+        throw UsageError("'" + word + "' is no container's number");
+    }
+    return veid;
+}
+
+/// Takes the first word off, when it is `expected`.
+bool takeWord(std::vector<std::string>& words, const char* expected) {
+    if (words.empty() || words.front() != expected) {
+        return false;
+    }
+    words.erase(words.begin());
+    return true;
+}
+
+void requireNames(const CommandLine& line, std::size_t atLeast, const char* what) {
+    if (line.names.size() < atLeast) {
+        throw UsageError(std::string(what) + " expected");
+    }
+}
+
+void refuseOption(bool given, const char* option, const char* where) {
+    if (given) {
+        throw UsageError(std::string(option) + " has no meaning " + where);
+    }
+}
+
+void readNodeTemplates(Raw& raw) {
+    CommandLine& line = raw.line;
+    line.object = Object::nodeTemplates;
+    refuseOption(raw.packages, "-p", "for templates of the node");
+    line.names = std::move(raw.words);
+    if (line.verb != Verb::remove) {
+        requireNames(line, 1, "a template package's file");
+    } else if (line.applications) {
+        requireNames(line, 2, "-F: the names of an OS template and of an application template");
+    } else {
+        requireNames(line, 1, "an OS template's name");
+    }
+}
+
+void readCaches(Raw& raw) {
+    CommandLine& line = raw.line;
+    line.object = Object::caches;
+    refuseOption(raw.packages, "-p", "for caches");
+    line.names = std::move(raw.words);
+    if (line.verb == Verb::create) {
+        requireNames(line, 1, "an OS template's name");
+    }
+}
+
+void readContainer(Raw& raw) {
+    CommandLine& line = raw.line;
+    line.object = Object::container;
+    if (raw.words.empty()) {
+        throw UsageError("a container's number expected");
+    }
+    line.veid = containerId(raw.words.front());
+    raw.words.erase(raw.words.begin());
+    line.kind = raw.packages ? Names::packages : Names::templates;
+    line.names = std::move(raw.words);
+    if (line.names.empty()) {
+        // Without names both kinds of an update are one: everything.
+        line.kind = line.verb == Verb::update ? Names::packages : line.kind;
+        if (line.verb == Verb::install && !raw.packages) {
+            throw UsageError("a template's name expected");
+        }
+    }
+}
+
+/// install, update and remove.
+void readChange(Raw& raw) {
+    const bool updates = raw.line.verb == Verb::update;
+    if (takeWord(raw.words, kTemplateWord)) {
+        readNodeTemplates(raw);
+        return;
+    }
+    refuseOption(raw.line.applications, "-F", "in a container");
+    updates&& takeWord(raw.words, kCacheWord) ? readCaches(raw) : readContainer(raw);
+}
+
+void readVerify(Raw& raw) {
+    if (!takeWord(raw.words, kAreaWord) || raw.words.size() != 1) {
+        throw UsageError("'area' and a container's number expected");
+    }
+    raw.line.object = Object::container;
+    raw.line.veid = containerId(raw.words.front());
+}
+
+void readWords(Raw& raw) {
+    CommandLine& line = raw.line;
+    switch (line.verb) {
+        case Verb::install:
+        case Verb::update:
+        case Verb::remove:
+            readChange(raw);
+            break;
+        case Verb::fetch:
+        case Verb::clean:
+            line.object = Object::nodePackages;
+            line.kind = raw.packages ? Names::packages : Names::templates;
+            line.names = std::move(raw.words);
+            break;
+        case Verb::create:
+            if (!takeWord(raw.words, kCacheWord)) {
+                throw UsageError("'cache' expected");
+            }
+            readCaches(raw);
+            break;
+        case Verb::verify:
+            readVerify(raw);
+            break;
+        case Verb::pack:
+            line.object = Object::files;
+            line.names = std::move(raw.words);
+            requireNames(line, 2, "a folder and the package to write");
+            break;
+        case Verb::list:
+            line.names = std::move(raw.words);
+            break;
+    }
+    if (raw.waitSeconds >= 0) {
+        line.options.wait = qxnode::LockWait::atMost(
+            std::chrono::milliseconds(std::llround(raw.waitSeconds * 1000)));
+    }
+}
+
+CLI::App* addCommand(CLI::App& app, Raw& raw, Verb verb, const char* name, const char* help,
+                     const char* wordsName, const char* wordsHelp) {
+    auto* command = app.add_subcommand(name, help);
+    command->fallthrough();
+    command->add_option("WORDS", raw.words, wordsHelp)->option_text(wordsName);
+    command->callback([&raw, verb] { raw.line.verb = verb; });
+    return command;
+}
+
+void addChangeCommands(CLI::App& app, Raw& raw) {
+    constexpr const char* kWords = "ID NAME... | template FILE...";
+    constexpr const char* kHelp =
+        "A container's number and templates (or packages, with -p); or template package files";
+    Options& options = raw.line.options;
+    auto* install = addCommand(app, raw, Verb::install, "install", "Install templates or packages",
+                               kWords, kHelp);
+    auto* update =
+        addCommand(app, raw, Verb::update, "update",
+                   "Update templates, packages or caches; without names, everything",
+                   "ID [NAME...] | template FILE... | cache [OS...]",
+                   "A container's number and templates (or packages, with -p); template package "
+                   "files; or OS templates whose caches to build anew");
+    auto* remove = addCommand(app, raw, Verb::remove, "remove", "Remove templates or packages",
+                              "ID NAME... | template OS... | template -F OS APP...",
+                              "A container's number and what to remove; or templates of the node");
+    for (auto* command : {install, update, remove}) {
+        command->add_flag("-p", raw.packages, "Names are packages, not templates");
+        command->add_flag("-C", options.cacheOnly, "Work from what was fetched before");
+        command->add_flag("-n", options.dryRun, "Say what would be done; change nothing");
+        command->add_flag("-w", options.withDependents, "Take along what depends on the removed");
+        command->add_flag("-f", options.force,
+                          "Go on over what is there already, in conflict or in use");
+    }
+    remove->add_flag("-F", raw.line.applications, "Names are an OS template and its applications");
+}
+
+void addOtherCommands(CLI::App& app, Raw& raw) {
+    auto* fetch =
+        addCommand(app, raw, Verb::fetch, "fetch", "Bring packages into the node's package cache",
+                   "[NAME...]", "Templates, or packages with -p; none: every template");
+    auto* clean = addCommand(app, raw, Verb::clean, "clean", "Empty the node's package cache",
+                             "[NAME...]", "Templates, or packages with -p; none: everything");
+    for (auto* command : {fetch, clean}) {
+        command->add_flag("-p", raw.packages, "Names are packages, not templates");
+    }
+    auto* create = addCommand(app, raw, Verb::create, "create", "Build caches of OS templates",
+                              "cache OS...", "OS templates");
+    create->add_flag("-f", raw.line.options.force, "Build anew what is there already");
+    addCommand(app, raw, Verb::verify, "verify", "Check a container's area", "area ID",
+               "The container's number");
+    addCommand(app, raw, Verb::pack, "pack", "Make a template package of a folder", "DIR FILE",
+               "The folder, which holds template.toml, and the package to write")
+        ->footer(
+            "The ending of FILE chooses the compression: .tar, .tar.gz, .tar.xz, .tar.zst.\n"
+            "Example: qxpkg pack ./debian-12 debian-12.tar.gz");
+    const std::map<std::string, ListFormat> formats{{"table", ListFormat::table},
+                                                    {"json", ListFormat::json}};
+    addCommand(app, raw, Verb::list, "list", "List the node's KR templates", "[OS...]",
+               "Only these OS templates and their applications")
+        ->add_option("--format", raw.line.format, "table or json")
+        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case))
+        ->type_name("FORMAT");
+}
+
+void addCommonOptions(CLI::App& app, Raw& raw) {
+    app.add_flag("-q,--quiet", raw.line.options.quiet, "Print results only");
+    app.add_option("--wait", raw.waitSeconds, "Wait so long for a lock; default: without end")
+        ->check(CLI::Range(0.0, 1e9))
+        ->type_name("SECONDS");
+    app.add_option("--node-dir", raw.line.nodeDirectory, "Work in a node directory")
+        ->type_name("DIR");
+    app.set_version_flag("--version", "qxpkg " QXPKG_VERSION);
+}
+
+Parsed wrong(const std::string& reason) {
+    std::fprintf(stderr, "%s; see qxpkg --help\n", reason.c_str());
+    return Parsed::wrong;
+}
+
+}  // namespace
+
+Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line) {
+    CLI::App app("Changes KR templates of this node and packages of its containers", "qxpkg");
+    Raw raw{line, {}, false, -1};
+    app.footer(kFooter);
+    app.require_subcommand(1);
+    app.fallthrough();
+    addCommonOptions(app, raw);
+    addChangeCommands(app, raw);
+    addOtherCommands(app, raw);
+    try {
+        app.parse(argc, argv);
+        readWords(raw);
+    } catch (const CLI::Success& answer) {
+        app.exit(answer);
+        return Parsed::answered;
+    } catch (const CLI::ParseError& error) {
+        return wrong(error.what());
+    } catch (const UsageError& error) {
+        return wrong(error.what());
+    }
+    return Parsed::command;
+}
+
+}  // namespace qxpkg

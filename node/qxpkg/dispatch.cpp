@@ -1,0 +1,117 @@
+// See dispatch.h.
+#include "node/qxpkg/dispatch.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "node/qxpkg/container/operations.h"
+#include "node/qxpkg/failure.h"
+#include "node/qxpkg/node/operations.h"
+#include "node/qxpkg/node/template_list.h"
+#include "node/qxpkg/node/template_pack.h"
+#include "node/qxpkg/node/verify.h"
+#include "node/qxpkg/supervisor.h"
+
+namespace qxpkg {
+
+namespace {
+
+/// The reason as the one last line that callers take from standard error.
+int failed(int code, std::string reason) {
+    while (!reason.empty() && reason.back() == '\n') {
+        reason.pop_back();
+    }
+    std::replace(reason.begin(), reason.end(), '\n', ' ');
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", reason.c_str());
+    return code;
+}
+
+template <typename Operation>
+int guarded(const Operation& operation) {
+    try {
+        operation();
+        return kDone;
+    } catch (const Failure& failure) {
+        return failed(failure.code(), failure.what());
+    } catch (const std::exception& failure) {
+        return failed(kFailed, failure.what());
+    }
+}
+
+void changeNodeTemplates(const CommandLine& line, const Output& output) {
+    if (line.verb == Verb::install) {
+        installNodeTemplates(line.names, line.options, output);
+    } else if (line.verb == Verb::update) {
+        updateNodeTemplates(line.names, line.options, output);
+    } else if (line.applications) {
+        removeApplicationTemplates(line.names.front(), {line.names.begin() + 1, line.names.end()},
+                                   line.options, output);
+    } else {
+        removeOsTemplates(line.names, line.options, output);
+    }
+}
+
+void changeCaches(const CommandLine& line, const Output& output) {
+    line.verb == Verb::create ? createCaches(line.names, line.options, output)
+                              : updateCaches(line.names, line.options, output);
+}
+
+void changeContainer(const CommandLine& line, const Output& output) {
+    if (line.verb == Verb::verify) {
+        verifyContainer(line.veid, output);
+    } else if (line.verb == Verb::install) {
+        installInContainer(line.veid, line.kind, line.names, line.options, output);
+    } else if (line.verb == Verb::update) {
+        updateContainer(line.veid, line.kind, line.names, line.options, output);
+    } else {
+        removeFromContainer(line.veid, line.kind, line.names, line.options, output);
+    }
+}
+
+void changeNodePackages(const CommandLine& line, const Output& output) {
+    line.verb == Verb::fetch ? fetchPackages(line.kind, line.names, line.options, output)
+                             : cleanPackages(line.kind, line.names, line.options, output);
+}
+
+int runInterruptibleChange(const CommandLine& line, const Output& output) {
+    const int result = runInterruptibly(
+        [&] {
+            return guarded([&] {
+                line.object == Object::caches ? changeCaches(line, output)
+                                              : changeNodeTemplates(line, output);
+            });
+        },
+        [] {
+            try {
+                recoverNodeTemplates();
+            } catch (const std::exception&) {
+                // The next writer does it, or says what keeps it from being done.
+            }
+        });
+    return result == kInterrupted ? failed(kInterrupted, "interrupted") : result;
+}
+
+}  // namespace
+
+int runCommand(const CommandLine& line) {
+    const Output output(line.options.quiet);
+    switch (line.object) {
+        case Object::container:
+            return guarded([&] { changeContainer(line, output); });
+        case Object::nodePackages:
+            return guarded([&] { changeNodePackages(line, output); });
+        case Object::files:
+            return guarded([&] { packTemplate(line.names.front(), line.names.back()); });
+        case Object::caches:
+            return runInterruptibleChange(line, output);
+        case Object::nodeTemplates:
+            break;
+    }
+    if (line.verb == Verb::list) {
+        return guarded([&] { listTemplates(line.names, line.format, output); });
+    }
+    return runInterruptibleChange(line, output);
+}
+
+}  // namespace qxpkg

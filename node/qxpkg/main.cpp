@@ -1,0 +1,54 @@
+// qxpkg: KR templates of this node, and the packages of its containers.
+#include <signal.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdio>
+#include <filesystem>
+
+#include "node/qxpkg/dispatch.h"
+#include "node/qxpkg/failure.h"
+#include "node/support/node_dir.h"
+
+namespace {
+
+extern "C" void onInterrupt(int) {
+    // An engine that is at work dies with this process, and what it left is mended by the next one.
+    _exit(qxpkg::kInterrupted);
+}
+
+void exitOnInterrupt() {
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
+
+bool enterNode(const std::string& directory) {
+    std::string error;
+    if (qxnode::enterNodeDirectory(std::filesystem::absolute(directory), error) == 0) {
+        return true;
+    }
+    std::fprintf(stderr, "%s\n", error.c_str());
+    return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "");
+    exitOnInterrupt();
+    qxpkg::CommandLine line;
+    switch (qxpkg::parseCommandLine(argc, argv, line)) {
+        case qxpkg::Parsed::answered:
+            return qxpkg::kDone;
+        case qxpkg::Parsed::wrong:
+            return qxpkg::kUsage;
+        case qxpkg::Parsed::command:
+            break;
+    }
+    if (!line.nodeDirectory.empty() && !enterNode(line.nodeDirectory)) {
+        return qxpkg::kFailed;
+    }
+    return qxpkg::runCommand(line);
+}

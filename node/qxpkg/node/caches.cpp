@@ -1,0 +1,136 @@
+// Caches of OS templates; see operations.h. A cache is built in staging and lies in a folder of a
+// new name, so that the old one stays whole until its template's "cache.toml" names the new one.
+#include <algorithm>
+
+#include "node/agent/tem/files.h"
+#include "node/qxpkg/failure.h"
+#include "node/qxpkg/node/cache_build.h"
+#include "node/qxpkg/node/cache_record.h"
+#include "node/qxpkg/node/operations.h"
+#include "node/qxpkg/node/template_writer.h"
+#include "node/support/kr_manifest.h"
+#include "node/support/paths.h"
+
+namespace qxpkg {
+
+namespace {
+
+using QXA::tem::JournalStep;
+using QXA::tem::StagedChange;
+using qxnode::KrManifest;
+
+std::string hostPath(const std::string& areaPath) {
+    return std::string(qxnode::kTemplateDir) + "/" + areaPath;
+}
+
+std::optional<CacheRecord> cacheOf(const std::string& os, const Output& output) {
+    std::string error;
+    std::optional<CacheRecord> record = readCacheRecord(os, error);
+    if (!error.empty()) {
+        output.notice(error);
+    }
+    return record;
+}
+
+/// Manifests of the named OS templates, each once.
+std::vector<KrManifest> manifestsOf(const std::vector<std::string>& names) {
+    const std::vector<std::string> known = qxnode::krOsNames(qxnode::kKrTemplateDir);
+    std::vector<KrManifest> manifests;
+    for (const std::string& name : names) {
+        const std::string dotted = qxnode::dottedKrName(name);
+        if (std::find(known.begin(), known.end(), qxnode::plainKrName(name)) == known.end()) {
+            throw Failure(kFailed, "OS template '" + dotted + "' is not known");
+        }
+        if (std::none_of(manifests.begin(), manifests.end(),
+                         [&](const KrManifest& manifest) { return manifest.name == dotted; })) {
+            manifests.push_back(qxnode::readKrOsManifest(name));
+        }
+    }
+    return manifests;
+}
+
+/// Builds one cache in staging. @return what makes it the template's.
+std::vector<JournalStep> stageCache(int area, StagedChange& staging, const KrManifest& os,
+                                    const Output& output) {
+    const std::string cache = staging.newPath();
+    const std::string store = staging.newPath();
+    const std::string record = staging.newPath();
+    const CacheRecord made = newCacheRecord();
+    makeStagedFolder(area, cache + "/root");
+    makeStagedFolder(area, store);
+    buildCache(os, {hostPath(cache) + "/root", hostPath(store), hostPath(cache)}, output);
+    writeStaged(area, record, formatCacheRecord(made));
+
+    std::vector<JournalStep> steps = {
+        {JournalStep::Kind::place, 0, cache, cacheTarget(made.uuid)},
+        {JournalStep::Kind::place, 0, record, osTarget(os.name) + "/" + qxnode::kKrCacheName}};
+    const auto old = cacheOf(os.name, output);
+    if (old && QXA::tem::statBelow(area, cacheTarget(old->uuid))) {
+        steps.push_back({JournalStep::Kind::drop, 0, staging.newPath(), cacheTarget(old->uuid)});
+    }
+    return steps;
+}
+
+std::vector<std::string> namesWithCache() {
+    std::vector<std::string> names = qxnode::krOsNames(qxnode::kKrTemplateDir);
+    std::erase_if(names, [](const std::string& name) {
+        std::string error;
+        return !readCacheRecord(name, error) && error.empty();
+    });
+    return names;
+}
+
+void renewCache(int area, const std::string& name, const Output& output) {
+    const KrManifest os = manifestsOf({name}).front();
+    QXA::tem::recoverTemplates(area);
+    StagedChange staging(area);
+    staging.commit(stageCache(area, staging, os, output));
+    output.step("the cache of " + os.name + " is built");
+}
+
+}  // namespace
+
+void createCaches(const std::vector<std::string>& names, const Options& options,
+                  const Output& output) {
+    const TemplateWriter writer(options.wait, output);
+    const std::vector<KrManifest> manifests = manifestsOf(names);
+    for (const KrManifest& os : manifests) {
+        if (!options.force && cacheOf(os.name, output)) {
+            throw Failure(kRefused, "OS template '" + os.name + "' has a cache already");
+        }
+    }
+    StagedChange staging(writer.area());
+    std::vector<JournalStep> steps;
+    for (const KrManifest& os : manifests) {
+        const auto more = stageCache(writer.area(), staging, os, output);
+        steps.insert(steps.end(), more.begin(), more.end());
+    }
+    staging.commit(std::move(steps));
+    for (const KrManifest& os : manifests) {
+        output.step("the cache of " + os.name + " is built");
+    }
+}
+
+void updateCaches(const std::vector<std::string>& names, const Options& options,
+                  const Output& output) {
+    const TemplateWriter writer(options.wait, output);
+    // Unknown names are found before anything is built.
+    manifestsOf(names);
+    std::optional<Failure> first;
+    for (const std::string& name : names.empty() ? namesWithCache() : names) {
+        try {
+            renewCache(writer.area(), name, output);
+        } catch (const std::exception& failure) {
+            output.notice(failure.what());
+            const auto* known = dynamic_cast<const Failure*>(&failure);
+            if (!first) {
+                first = known != nullptr ? *known : Failure(kFailed, failure.what());
+            }
+        }
+    }
+    if (first) {
+        throw Failure(*first);
+    }
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,28 @@
+// The KR templates of the node, whole in memory.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "node/qxpkg/node/template_package.h"
+
+namespace qxpkg {
+
+/// An OS template of the node with all that its folder holds.
+struct NodeOsTemplate {
+    std::optional<ManifestFile> main;  ///< none: only applications are left of a damaged one
+    std::map<std::string, ManifestFile> applications;  ///< by plain name
+    std::map<std::string, std::string> keys;           ///< content by file name
+    std::optional<std::string> cacheRecord;            ///< text
+};
+
+/// Reads one OS template; nullopt when the node has none of this name. A manifest that is not right
+/// keeps its name and text and has no version, so that it can be replaced and removed.
+/// @param os  with or without its dot. @throws Failure when something cannot be read.
+std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os);
+
+/// Keys that the manifests of a template name.
+bool namesKey(const qxnode::KrManifest& manifest, const std::string& key);
+
+}  // namespace qxpkg

@@ -1,0 +1,15 @@
+// Listings of the node's KR templates, for people and programs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "node/qxpkg/command_line.h"
+
+namespace qxpkg {
+
+/// Prints the OS templates `names` (none: all) and their applications. Quietly: the lines that a
+/// caller parses. @throws Failure for an unknown name.
+void listTemplates(const std::vector<std::string>& names, ListFormat format, const Output& output);
+
+}  // namespace qxpkg

@@ -1,0 +1,126 @@
+// See template_pack.h.
+#include "node/qxpkg/node/template_pack.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+
+#include "node/agent/tem/failure.h"
+#include "node/agent/tem/files.h"
+#include "node/agent/tem/tar_writer.h"
+#include "node/qxpkg/failure.h"
+#include "node/qxpkg/node/template_package.h"
+#include "node/support/durable_file.h"
+
+namespace qxpkg {
+
+namespace {
+
+namespace tem = QXA::tem;
+
+/// A file under a temporary name beside its place, removed again unless it was renamed. Its name
+/// ends as the final one does, since the ending chooses the compression.
+class FileBeside {
+public:
+    explicit FileBeside(const std::string& path) : m_path(path) {
+        const std::size_t slash = path.rfind('/');
+        const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
+        m_folder = name == 0 ? "." : path.substr(0, name);
+        m_beside = path.substr(0, name) + ".XXXXXX-" + path.substr(name);
+        m_fd = qxnode::Fd(
+            mkostemps(m_beside.data(), static_cast<int>(path.size() - name) + 1, O_CLOEXEC));
+        if (!m_fd) {
+            throw tem::systemFailure("create a file beside", path);
+        }
+    }
+    ~FileBeside() {
+        if (!m_renamed) {
+            unlink(m_beside.c_str());
+        }
+    }
+    FileBeside(const FileBeside&) = delete;
+    FileBeside& operator=(const FileBeside&) = delete;
+
+    [[nodiscard]] int get() const { return m_fd.get(); }
+
+    void finish() {
+        if (fchmod(m_fd.get(), 0644) != 0 || fsync(m_fd.get()) != 0 ||
+            rename(m_beside.c_str(), m_path.c_str()) != 0) {
+            throw tem::systemFailure("write", m_path);
+        }
+        m_renamed = true;
+        std::string error;
+        if (!qxnode::flushDirectory(m_folder, error)) {
+            throw Failure(kFailed, error);
+        }
+    }
+
+private:
+    std::string m_path;
+    std::string m_folder;
+    std::string m_beside;
+    qxnode::Fd m_fd;
+    bool m_renamed = false;
+};
+
+struct stat attributes(mode_t mode, const struct timespec& time) {
+    struct stat st {};
+    st.st_mode = mode;
+    st.st_mtim = time;
+    return st;
+}
+
+std::string contentOf(int folder, const std::string& path, struct stat& st) {
+    std::optional<std::string> content =
+        tem::readFileBelow(folder, path, TemplatePackageLimits{}.bytes);
+    const std::optional<struct stat> found = tem::statBelow(folder, path);
+    if (!content || !found) {
+        throw tem::systemFailure("read", path);
+    }
+    st = attributes(S_IFREG | 0644, found->st_mtim);
+    return std::move(*content);
+}
+
+void add(tem::TarWriter& tar, int folder, const std::string& path) {
+    const std::optional<struct stat> found = tem::statBelow(folder, path);
+    if (found && S_ISDIR(found->st_mode)) {
+        tar.directory(path, attributes(S_IFDIR | 0755, found->st_mtim));
+        return;
+    }
+    struct stat st {};
+    const std::string content = contentOf(folder, path, st);
+    tar.text(path, content, st);
+}
+
+}  // namespace
+
+void packTemplate(const std::string& folder, const std::string& file) {
+    const qxnode::Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory) {
+        throw tem::systemFailure("open folder", folder);
+    }
+    FileBeside out(file);
+    tem::TarWriter tar(out.get(), file);
+    // First, so that a reader finds it without going through the rest.
+    add(tar, directory.get(), qxnode::kKrManifestName);
+    std::string failed;
+    const bool walked = tem::walkTree(
+        directory.get(),
+        [&](const std::string& path, const struct stat&) {
+            if (path != qxnode::kKrManifestName) {
+                add(tar, directory.get(), path);
+            }
+        },
+        failed);
+    if (!walked) {
+        throw tem::systemFailure("read", folder + "/" + failed);
+    }
+    tar.finish();
+    // The reader knows what a package may hold.
+    readTemplatePackage(out.get(), file);
+    out.finish();
+}
+
+}  // namespace qxpkg

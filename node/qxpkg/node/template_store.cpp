@@ -1,0 +1,271 @@
+// Installing and removing KR templates of the node; see operations.h.
+#include <algorithm>
+#include <set>
+
+#include "node/agent/tem/files.h"
+#include "node/qxpkg/failure.h"
+#include "node/qxpkg/node/cache_record.h"
+#include "node/qxpkg/node/install_plan.h"
+#include "node/qxpkg/node/operations.h"
+#include "node/qxpkg/node/template_usage.h"
+#include "node/qxpkg/node/template_writer.h"
+
+namespace qxpkg {
+
+namespace {
+
+using QXA::tem::JournalStep;
+using QXA::tem::StagedChange;
+
+/// Reads all files. One that is no KR package anywhere in the list counts before any damage, since
+/// the whole list may then be offered to the other technology.
+std::vector<TemplatePackage> readPackages(const std::vector<std::string>& files) {
+    std::vector<TemplatePackage> packages;
+    std::optional<Failure> first;
+    for (const std::string& file : files) {
+        try {
+            packages.push_back(readTemplatePackage(file));
+        } catch (const Failure& failure) {
+            if (failure.code() == kNotKrTemplate) {
+                throw;
+            }
+            if (!first) {
+                first = failure;
+            }
+        }
+    }
+    if (first) {
+        throw Failure(*first);
+    }
+    return packages;
+}
+
+/// Puts the files of a change into staging. A folder is placed whole, so that it is never seen half
+/// changed; into one that stays, files are placed one by one, keys before what names them.
+std::vector<JournalStep> stage(int area, StagedChange& staging, const InstallPlan& plan) {
+    std::vector<JournalStep> steps;
+    const auto place = [&](const std::string& source, const std::string& target) {
+        steps.push_back({JournalStep::Kind::place, 0, source, target});
+    };
+    for (const auto& [os, change] : plan.changes()) {
+        const std::string folder = staging.newPath();
+        makeStagedFolder(area, folder);
+        for (const auto& [path, content] : change.files) {
+            writeStaged(area, folder + "/" + path, content);
+        }
+        if (change.whole) {
+            place(folder, osTarget(os));
+            continue;
+        }
+        // "keys" come after "app" by name.
+        for (auto file = change.files.rbegin(); file != change.files.rend(); ++file) {
+            place(folder + "/" + file->first, osTarget(os) + "/" + file->first);
+        }
+    }
+    return steps;
+}
+
+void report(const InstallPlan& plan, const Output& output) {
+    for (const InstallPlan::Record& record : plan.records()) {
+        if (!record.placed) {
+            output.step((record.application.empty() ? record.os : record.application) +
+                        " is there in this or a newer version");
+        }
+        record.application.empty() ? output.osTemplate(record.os)
+                                   : output.applicationTemplate(record.os, record.application);
+    }
+}
+
+void placePackages(const std::vector<std::string>& files, Placing placing, const Options& options,
+                   const Output& output) {
+    const std::vector<TemplatePackage> packages = readPackages(files);
+    const Placing how = options.force ? Placing::unconditional : placing;
+    if (options.dryRun) {
+        report(InstallPlan(packages, how), output);
+        return;
+    }
+    const TemplateWriter writer(options.wait, output);
+    const InstallPlan plan(packages, how);
+    if (!plan.changes().empty()) {
+        StagedChange staging(writer.area());
+        staging.commit(stage(writer.area(), staging, plan));
+    }
+    report(plan, output);
+}
+
+/// A template that is to go.
+struct Removal {
+    std::string os;                         ///< dotted
+    std::vector<std::string> applications;  ///< dotted
+    bool whole = false;                     ///< the OS template with all that it has
+};
+
+NodeOsTemplate knownOs(const std::string& name) {
+    std::optional<NodeOsTemplate> os = readNodeOsTemplate(name);
+    if (!os || !os->main) {
+        throw Failure(kFailed, "OS template '" + qxnode::dottedKrName(name) + "' is not known");
+    }
+    return std::move(*os);
+}
+
+std::string listed(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "'" : ", '") + name + "'";
+    }
+    return text;
+}
+
+Removal osRemoval(const std::string& name, const std::vector<TemplateUse>& uses,
+                  const Options& options) {
+    Removal removal{qxnode::dottedKrName(name), {}, true};
+    for (const auto& [application, file] : knownOs(name).applications) {
+        removal.applications.push_back(qxnode::dottedKrName(application));
+    }
+    if (!options.force) {
+        refuseUsedOs(uses, removal.os);
+    }
+    if (!removal.applications.empty() && !options.force && !options.withDependents) {
+        throw Failure(kRefused, "OS template '" + removal.os + "' has application template(s) " +
+                                    listed(removal.applications));
+    }
+    return removal;
+}
+
+Removal applicationRemoval(const std::string& osName, const std::vector<std::string>& names,
+                           const std::vector<TemplateUse>& uses, const Options& options) {
+    Removal removal{qxnode::dottedKrName(osName), {}, false};
+    const NodeOsTemplate os = knownOs(osName);
+    for (const std::string& name : names) {
+        const std::string dotted = qxnode::dottedKrName(name);
+        if (!os.applications.contains(qxnode::plainKrName(name))) {
+            throw Failure(kFailed, "application template '" + dotted + "' of '" + removal.os +
+                                       "' is not known");
+        }
+        if (!options.force) {
+            refuseUsedApplication(uses, removal.os, dotted);
+        }
+        if (std::find(removal.applications.begin(), removal.applications.end(), dotted) ==
+            removal.applications.end()) {
+            removal.applications.push_back(dotted);
+        }
+    }
+    return removal;
+}
+
+/// Keys that only application templates which go have named.
+std::vector<std::string> keysToDrop(const Removal& removal, NodeOsTemplate os) {
+    std::vector<qxnode::KrManifest> going;
+    for (const std::string& name : removal.applications) {
+        const auto application = os.applications.find(qxnode::plainKrName(name));
+        going.push_back(application->second.manifest);
+        os.applications.erase(application);
+    }
+    std::vector<std::string> keys;
+    for (const auto& [key, content] : os.keys) {
+        const auto names = [&key = key](const qxnode::KrManifest& manifest) {
+            return namesKey(manifest, key);
+        };
+        const bool isNeeded =
+            names(os.main->manifest) ||
+            std::any_of(os.applications.begin(), os.applications.end(),
+                        [&](const auto& entry) { return names(entry.second.manifest); });
+        if (!isNeeded && std::any_of(going.begin(), going.end(), names)) {
+            keys.push_back(key);
+        }
+    }
+    return keys;
+}
+
+void addSteps(const Removal& removal, int area, StagedChange& staging, const Output& output,
+              std::vector<JournalStep>& steps) {
+    const auto drop = [&](const std::string& target) {
+        steps.push_back({JournalStep::Kind::drop, 0, staging.newPath(), target});
+    };
+    const std::string folder = osTarget(removal.os);
+    if (!removal.whole) {
+        for (const std::string& name : removal.applications) {
+            drop(folder + "/" + qxnode::kKrApplicationDir + "/" + qxnode::plainKrName(name) +
+                 qxnode::kKrApplicationSuffix);
+        }
+        for (const std::string& key : keysToDrop(removal, knownOs(removal.os))) {
+            drop(folder + "/" + kKeysDir + "/" + key);
+        }
+        return;
+    }
+    // Whoever still finds the template must find its cache.
+    drop(folder);
+    std::string error;
+    const auto cache = readCacheRecord(removal.os, error);
+    if (!error.empty()) {
+        output.notice("the cache of '" + removal.os + "' is left where it is: " + error);
+    }
+    if (cache && QXA::tem::statBelow(area, cacheTarget(cache->uuid))) {
+        drop(cacheTarget(cache->uuid));
+    }
+}
+
+void report(const std::vector<Removal>& removals, const Output& output) {
+    for (const Removal& removal : removals) {
+        for (const std::string& name : removal.applications) {
+            output.applicationTemplate(removal.os, name);
+        }
+        if (removal.whole) {
+            output.osTemplate(removal.os);
+        }
+    }
+}
+
+/// @param plan  gives the removals; called under the lock, unless nothing is to be changed.
+template <typename Plan>
+void removeTemplates(const Options& options, const Output& output, const Plan& plan) {
+    if (options.dryRun) {
+        report(plan(), output);
+        return;
+    }
+    const TemplateWriter writer(options.wait, output);
+    const std::vector<Removal> removals = plan();
+    StagedChange staging(writer.area());
+    std::vector<JournalStep> steps;
+    for (const Removal& removal : removals) {
+        addSteps(removal, writer.area(), staging, output, steps);
+    }
+    staging.commit(std::move(steps));
+    report(removals, output);
+}
+
+}  // namespace
+
+void installNodeTemplates(const std::vector<std::string>& files, const Options& options,
+                          const Output& output) {
+    placePackages(files, Placing::install, options, output);
+}
+
+void updateNodeTemplates(const std::vector<std::string>& files, const Options& options,
+                         const Output& output) {
+    placePackages(files, Placing::update, options, output);
+}
+
+void removeOsTemplates(const std::vector<std::string>& names, const Options& options,
+                       const Output& output) {
+    removeTemplates(options, output, [&] {
+        const std::vector<TemplateUse> uses = templateUses();
+        std::vector<Removal> removals;
+        std::set<std::string> seen;
+        for (const std::string& name : names) {
+            if (seen.insert(qxnode::dottedKrName(name)).second) {
+                removals.push_back(osRemoval(name, uses, options));
+            }
+        }
+        return removals;
+    });
+}
+
+void removeApplicationTemplates(const std::string& os, const std::vector<std::string>& names,
+                                const Options& options, const Output& output) {
+    removeTemplates(options, output, [&] {
+        return std::vector{applicationRemoval(os, names, templateUses(), options)};
+    });
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,37 @@
+// The right to change the node's KR templates.
+#pragma once
+
+#include "node/agent/tem/template_journal.h"
+#include "node/qxpkg/options.h"
+#include "node/qxpkg/output.h"
+#include "node/support/fd.h"
+#include "node/support/lock.h"
+
+namespace qxpkg {
+
+/// Holds the templates' lock, one for both technologies, and the open template area, in which what
+/// a killed writer left was finished or removed.
+class TemplateWriter {
+public:
+    /// @throws Failure kLockNotHad. While it waits, `output` says for whom.
+    TemplateWriter(const qxnode::LockWait& wait, const Output& output);
+
+    [[nodiscard]] int area() const { return m_area.get(); }
+
+private:
+    qxnode::FileLock m_lock;
+    qxnode::Fd m_area;
+};
+
+/// Writes a file of a change that is being prepared, making the folders above it.
+/// @param path  relative to the template area.
+void writeStaged(int area, const std::string& path, const std::string& content);
+
+/// Makes a folder of a change that is being prepared.
+void makeStagedFolder(int area, const std::string& path);
+
+/// The place of an OS template's folder, and of a cache, relative to the template area.
+std::string osTarget(const std::string& os);
+std::string cacheTarget(const std::string& uuid);
+
+}  // namespace qxpkg
