@@ -6,15 +6,23 @@
 
 namespace qxpkg {
 
-/// What an engine may reach. A container's owner may have planted links in its root, and an
-/// engine's own root option follows them; so everything that is not named here is read-only for it,
-/// it sees no device but the harmless ones, and its processes, mounts and message queues are its
-/// own.
+/// What an engine sees and may change. A container's owner may have planted links in its root, and
+/// an engine's own root option follows them; so the sandbox holds nothing but the host's programs
+/// and libraries (read-only) and what is bound here. Its processes, message queues, host name,
+/// /proc and /dev are its own, it cannot mount, make or open devices, and a package script that
+/// breaks out of the container's root finds nothing more than the engine.
 struct Confinement {
-    std::vector<std::string> writable;     ///< absolute paths, bound where they lie
-    std::vector<std::string> environment;  ///< NAME=value; nothing else is passed on but PATH
-    std::string root;  ///< a container's root: gets /proc, /dev, /sys/… of its own; "" for none
-    bool network = false;  ///< may use the host's network
+    struct Bind {
+        std::string from;  ///< absolute path on the host
+        std::string to;    ///< where it appears; no link may stand in its way
+        bool writable = false;
+    };
+
+    std::vector<Bind> binds;                ///< in order, later ones over earlier ones
+    std::string root;                       ///< a bound tree that gets /proc and /dev; "" for none
+    std::vector<std::string> environment;   ///< NAME=value, over the few that every engine gets
+    std::vector<std::string> capabilities;  ///< beyond those that unpacking and scripts need
+    bool network = false;                   ///< may use the host's network
 };
 
 /// The command line that runs `argv` so.

@@ -1,0 +1,23 @@
+// One change of the packages of a place, from the look at what is there to the report of what
+// became of it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "node/qxpkg/engine/engine.h"
+
+namespace qxpkg {
+
+/// Carries out the action with an engine of the place's packaging and prints a line for each
+/// package that was installed, updated or removed; for an installation also for those that were
+/// asked for and were there already. With options.dryRun it prints what would be done. Finishes
+/// first what an interrupted run left. Packages that a failed installation leaves incomplete are
+/// taken back.
+/// @param names  packages; empty with Action::update: everything that is installed.
+/// @throws Failure: kRefused when a removal would take along packages that were not named, and
+///         neither options.withDependents nor options.force is given.
+void changePackages(const Place& place, Action action, const std::vector<std::string>& names,
+                    const Options& options, const Output& output);
+
+}  // namespace qxpkg

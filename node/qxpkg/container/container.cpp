@@ -1,0 +1,93 @@
+// See container.h.
+#include "node/qxpkg/container/container.h"
+
+#include <sys/stat.h>
+
+#include "node/qxpkg/failure.h"
+#include "node/support/paths.h"
+
+namespace qxpkg {
+
+namespace {
+
+bool isFolder(const std::string& path) {
+    struct stat st {};
+    return lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+}  // namespace
+
+void takeLock(qxnode::FileLock& lock, const std::string& path, const Options& options,
+              const Output& output) {
+    std::string error;
+    switch (lock.acquire(path, options.wait, error,
+                         [&](const std::string& line) { output.notice(line); })) {
+        case qxnode::FileLock::Result::acquired:
+            return;
+        case qxnode::FileLock::Result::timeout:
+            throw Failure(kLockNotHad, error);
+        case qxnode::FileLock::Result::failed:
+            throw Failure(kFailed, error);
+    }
+}
+
+Container::Container(int veid, const Options& options, const Output& output) : m_veid(veid) {
+    const std::string path = qxnode::containerConfigPath(veid);
+    const std::string who = "container " + std::to_string(veid);
+    std::string error;
+    // Before the lock: a number that means nothing must not leave a lock file behind.
+    if (!qxnode::ContainerConfig::read(path, error)) {
+        throw Failure(kFailed, who + ": " + error);
+    }
+    takeLock(m_lock, qxnode::containerLockPath(veid), options, output);
+    auto config = qxnode::ContainerConfig::read(path, error);
+    if (!config) {
+        throw Failure(kFailed, who + ": " + error);
+    }
+    m_config = std::move(*config);
+    const std::string os = m_config.get(qxnode::parameter::kOsTemplate).value_or("");
+    if (!os.starts_with('.')) {
+        throw Failure(kFailed, who + " is not made from a KR template");
+    }
+    try {
+        m_os = qxnode::readKrOsManifest(os);
+    } catch (const qxnode::ConfigError& failure) {
+        throw Failure(kFailed, who + ": OS template '" + os + "': " + failure.what());
+    }
+    for (const std::string& name : m_config.templates()) {
+        m_applications.push_back(qxnode::dottedKrName(name));
+    }
+    m_root = m_config.privateArea(veid) + "/root";
+    if (!isFolder(m_root)) {
+        throw Failure(kFailed, who + " has no root folder '" + m_root + "'");
+    }
+}
+
+Place Container::place() const {
+    Place place = placeOf(m_os);
+    place.root = m_root;
+    place.store = std::string(kStoreDir) + "/" + std::to_string(m_veid);
+    for (const std::string& name : m_applications) {
+        try {
+            addRepositories(place, qxnode::readKrApplicationManifest(m_os.name, name));
+        } catch (const qxnode::ConfigError&) {
+            // A template whose metadata is gone or broken brings no sources; it is still there to
+            // be removed, and the others work.
+            continue;
+        }
+    }
+    return place;
+}
+
+void Container::setApplications(const std::vector<std::string>& applications) {
+    std::string error;
+    if (!m_config.setTemplates(applications)) {
+        throw Failure(kFailed, "the container's list of templates cannot be written");
+    }
+    if (!m_config.write(qxnode::containerConfigPath(m_veid), error)) {
+        throw Failure(kFailed, error);
+    }
+    m_applications = applications;
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,48 @@
+// One container of KR templates, locked while it is being changed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "node/qxpkg/engine/place.h"
+#include "node/qxpkg/options.h"
+#include "node/qxpkg/output.h"
+#include "node/support/container_config.h"
+#include "node/support/lock.h"
+
+namespace qxpkg {
+
+class Container {
+public:
+    /// Takes the container's lock, then reads its configuration.
+    /// @throws Failure: kLockNotHad, or kFailed when there is no such container, it is not made
+    /// from
+    ///         a KR template, or it has no root.
+    Container(int veid, const Options& options, const Output& output);
+
+    [[nodiscard]] int veid() const { return m_veid; }
+    [[nodiscard]] const qxnode::KrManifest& os() const { return m_os; }
+
+    /// Application templates, dotted, as the configuration names them.
+    [[nodiscard]] const std::vector<std::string>& applications() const { return m_applications; }
+
+    /// Where an engine works on it: sources of its OS template and of its application templates.
+    [[nodiscard]] Place place() const;
+
+    /// Writes the list to the configuration. @throws Failure.
+    void setApplications(const std::vector<std::string>& applications);
+
+private:
+    int m_veid;
+    qxnode::FileLock m_lock;
+    qxnode::ContainerConfig m_config;
+    qxnode::KrManifest m_os;
+    std::vector<std::string> m_applications;
+    std::string m_root;
+};
+
+/// Takes a lock, telling for whom it waits. @throws Failure kLockNotHad or kFailed.
+void takeLock(qxnode::FileLock& lock, const std::string& path, const Options& options,
+              const Output& output);
+
+}  // namespace qxpkg

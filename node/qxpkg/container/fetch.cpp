@@ -1,0 +1,181 @@
+// Downloads for the node's templates; see operations.h.
+#include <algorithm>
+
+#include "node/qxpkg/container/container.h"
+#include "node/qxpkg/container/operations.h"
+#include "node/qxpkg/container/package_cache.h"
+#include "node/qxpkg/container/templates.h"
+#include "node/qxpkg/engine/engine.h"
+#include "node/qxpkg/failure.h"
+#include "node/support/durable_file.h"
+#include "node/support/paths.h"
+
+namespace qxpkg {
+
+namespace {
+
+using qxnode::KrManifest;
+
+/// An OS template and what is to be fetched for it.
+struct Wanted {
+    KrManifest os;
+    std::vector<KrManifest> templates;
+};
+
+std::vector<KrManifest> applicationsOf(const KrManifest& os, const Output& output) {
+    std::vector<KrManifest> applications;
+    for (const std::string& name : qxnode::krApplicationNames(qxnode::kKrTemplateDir, os.name)) {
+        try {
+            applications.push_back(qxnode::readKrApplicationManifest(os.name, name));
+        } catch (const qxnode::ConfigError& failure) {
+            output.notice(failure.what());
+        }
+    }
+    return applications;
+}
+
+std::vector<Wanted> allTemplates(const Output& output) {
+    std::vector<Wanted> all;
+    for (const std::string& name : qxnode::krOsNames(qxnode::kKrTemplateDir)) {
+        try {
+            const KrManifest os = qxnode::readKrOsManifest(name);
+            Wanted wanted{os, applicationsOf(os, output)};
+            wanted.templates.push_back(os);
+            all.push_back(wanted);
+        } catch (const qxnode::ConfigError& failure) {
+            output.notice(failure.what());
+        }
+    }
+    return all;
+}
+
+/// Templates of these names; an application's name means it under every OS template that has one.
+std::vector<Wanted> namedTemplates(const std::vector<std::string>& names, const Output& output) {
+    std::vector<Wanted> all = allTemplates(output);
+    for (const std::string& name : names) {
+        const bool known = std::any_of(all.begin(), all.end(), [&](const Wanted& wanted) {
+            return std::any_of(wanted.templates.begin(), wanted.templates.end(),
+                               [&](const KrManifest& manifest) {
+                                   return manifest.name == qxnode::dottedKrName(name);
+                               });
+        });
+        if (!known) {
+            throw Failure(kFailed,
+                          "template '" + qxnode::dottedKrName(name) + "' is not on this node");
+        }
+    }
+    for (Wanted& wanted : all) {
+        std::erase_if(wanted.templates, [&](const KrManifest& manifest) {
+            return std::none_of(names.begin(), names.end(), [&](const std::string& name) {
+                return manifest.name == qxnode::dottedKrName(name);
+            });
+        });
+    }
+    std::erase_if(all, [](const Wanted& wanted) { return wanted.templates.empty(); });
+    return all;
+}
+
+std::vector<Wanted> wantedTemplates(const std::vector<std::string>& names, const Output& output) {
+    return names.empty() ? allTemplates(output) : namedTemplates(names, output);
+}
+
+void makeFolder(const std::string& path) {
+    std::string error;
+    if (!qxnode::makeDirectories(path, error)) {
+        throw Failure(kFailed, error);
+    }
+}
+
+/// Downloads work on an empty root: what a package needs is fetched, too, whatever containers have.
+void fetchFor(const Wanted& wanted, const std::vector<std::string>& packages,
+              const Options& options, const Output& output) {
+    Place place = placeOf(wanted.os);
+    for (const KrManifest& manifest : wanted.templates) {
+        addRepositories(place, manifest);
+    }
+    place.store = place.downloads;
+    place.root = place.store + "/root";
+    makeFolder(place.root);
+    qxnode::FileLock lock;
+    takeLock(lock, place.store + "/.lock", options, output);
+    const auto engine = makeEngine(place, options, output);
+    engine->refresh();
+    if (options.dryRun) {
+        output.heading("Would be fetched for " + wanted.os.name);
+        for (const Package& package : engine->plan(Action::install, packages)) {
+            output.package(package.name, package.architecture, package.version);
+        }
+        return;
+    }
+    output.step("fetching for " + wanted.os.name + ": " + enumeration(packages));
+    engine->download(packages);
+}
+
+/// Which OS templates offer a package only their repositories know, so each is asked.
+void fetchByName(const std::vector<std::string>& names, const Options& options,
+                 const Output& output) {
+    std::string reasons;
+    for (const std::string& name : names) {
+        if (!qxnode::isKrPackageName(name)) {
+            throw Failure(kFailed, "'" + name + "' cannot be a package's name");
+        }
+        bool found = false;
+        for (const Wanted& wanted : allTemplates(output)) {
+            try {
+                fetchFor(wanted, {name}, options, Output(true));
+                found = true;
+            } catch (const Failure& failure) {
+                reasons += (reasons.empty() ? "" : "; ") + wanted.os.name + ": " + failure.what();
+            }
+        }
+        if (!found) {
+            throw Failure(kFailed, "no OS template offers package '" + name + "'" +
+                                       (reasons.empty() ? "" : ": " + reasons));
+        }
+    }
+}
+
+}  // namespace
+
+void fetchPackages(Names kind, const std::vector<std::string>& names, const Options& options,
+                   const Output& output) {
+    if (kind == Names::packages && !names.empty()) {
+        fetchByName(names, options, output);
+        return;
+    }
+    for (const Wanted& wanted : wantedTemplates(names, output)) {
+        const std::vector<std::string> packages = packagesOf(wanted.templates);
+        if (!packages.empty()) {
+            fetchFor(wanted, packages, options, output);
+        }
+    }
+}
+
+void cleanPackages(Names kind, const std::vector<std::string>& names, const Options& options,
+                   const Output& output) {
+    std::vector<std::string> packages = names;
+    if (kind == Names::templates && !names.empty()) {
+        packages.clear();
+        for (const Wanted& wanted : namedTemplates(names, output)) {
+            for (const std::string& package : packagesOf(wanted.templates)) {
+                packages.push_back(package);
+            }
+        }
+    }
+    const bool all = names.empty();
+    for (const std::string& store : storesWithDownloads()) {
+        const int removed = removeDownloads(store, [&](const std::string& package) {
+            const bool drop =
+                all || std::find(packages.begin(), packages.end(), package) != packages.end();
+            if (drop && options.dryRun) {
+                output.step("would remove the downloads of '" + package + "'");
+            }
+            return drop && !options.dryRun;
+        });
+        if (removed > 0) {
+            output.step(store + ": " + std::to_string(removed) + " package file(s) removed");
+        }
+    }
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,134 @@
+// See package_cache.h.
+#include "node/qxpkg/container/package_cache.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+#include "node/agent/tem/files.h"
+#include "node/qxpkg/engine/rpm_report.h"
+#include "node/qxpkg/failure.h"
+#include "node/support/confined.h"
+#include "node/support/system_error.h"
+
+namespace qxpkg {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kDebEnding = ".deb";
+constexpr const char* kRpmEnding = ".rpm";
+/// What an engine looks up before it downloads; all of it lies below Place::work().
+constexpr const char* kDownloadFolders[] = {"archives", "lists", "dnf"};
+
+/// Copies a file into a folder that an engine writes to, through no link that it may have left.
+void copyInto(int directory, const fs::path& from, const std::string& to) {
+    const qxnode::Fd source(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const qxnode::Fd folder =
+        QXA::tem::makeDirectories(directory, fs::path(to).parent_path().string());
+    if (!source || !folder) {
+        throw Failure(kFailed, qxnode::systemError("copy", from.string()));
+    }
+    const std::string name = fs::path(to).filename().string();
+    const std::string beside = name + ".qxpkg-new";
+    unlinkat(folder.get(), beside.c_str(), 0);
+    const qxnode::Fd target(
+        openat(folder.get(), beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    constexpr std::size_t kBlock = std::size_t{1} << 20;
+    ssize_t got = target ? 1 : -1;
+    while (got > 0) {
+        got = copy_file_range(source.get(), nullptr, target.get(), nullptr, kBlock, 0);
+    }
+    if (got < 0 || renameat(folder.get(), beside.c_str(), folder.get(), name.c_str()) != 0) {
+        const std::string error = qxnode::systemError("copy", from.string());
+        unlinkat(folder.get(), beside.c_str(), 0);
+        throw Failure(kFailed, error);
+    }
+}
+
+bool isTemporary(const fs::path& path) {
+    const std::string name = path.filename().string();
+    return name == "lock" || name == "partial" || name.starts_with('.');
+}
+
+}  // namespace
+
+void seedDownloads(const Place& place) {
+    std::error_code failure;
+    const qxnode::Fd work(open(place.work().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (place.downloads == place.store || !work) {
+        return;
+    }
+    for (const char* folder : kDownloadFolders) {
+        const fs::path from = fs::path(place.downloads) / "work" / folder;
+        fs::recursive_directory_iterator entry(from, failure);
+        for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
+            if (isTemporary(entry->path())) {
+                entry.disable_recursion_pending();
+                continue;
+            }
+            const std::string to =
+                std::string(folder) + "/" + fs::relative(entry->path(), from).string();
+            if (entry->is_regular_file() && !entry->is_symlink() &&
+                !qxnode::openWithoutLinks(work.get(), to, O_RDONLY | O_NONBLOCK)) {
+                copyInto(work.get(), entry->path(), to);
+            }
+        }
+    }
+}
+
+std::string packageOfFile(const std::string& fileName) {
+    if (fileName.ends_with(kDebEnding)) {
+        return fileName.substr(0, fileName.find('_'));
+    }
+    if (fileName.ends_with(kRpmEnding)) {
+        return rpmNameOf(fileName.substr(0, fileName.size() - std::string(kRpmEnding).size()));
+    }
+    return "";
+}
+
+int removeDownloads(const std::string& store, const std::function<bool(const std::string&)>& drop) {
+    std::error_code failure;
+    std::vector<fs::path> files;
+    for (const char* folder : kDownloadFolders) {
+        fs::recursive_directory_iterator entry(fs::path(store) / "work" / folder, failure);
+        for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
+            const std::string package = packageOfFile(entry->path().filename().string());
+            if (entry->is_regular_file() && !package.empty() && drop(package)) {
+                files.push_back(entry->path());
+            }
+        }
+    }
+    for (const fs::path& file : files) {
+        if (!fs::remove(file, failure) && failure) {
+            throw Failure(kFailed, "cannot remove '" + file.string() + "': " + failure.message());
+        }
+    }
+    return static_cast<int>(files.size());
+}
+
+std::vector<std::string> storesWithDownloads() {
+    std::vector<std::string> stores;
+    std::error_code failure;
+    const auto add = [&](const fs::path& folder, const auto& accept) {
+        for (fs::directory_iterator entry(folder, failure);
+             !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+            if (entry->is_directory() && accept(entry->path().filename().string())) {
+                stores.push_back(entry->path().string());
+            }
+        }
+    };
+    add(fs::path(kStoreDir) / "fetch", [](const std::string&) { return true; });
+    add(kStoreDir, [](const std::string& name) {
+        return std::all_of(name.begin(), name.end(),
+                           [](unsigned char c) { return std::isdigit(c) != 0; });
+    });
+    std::sort(stores.begin(), stores.end());
+    return stores;
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,270 @@
+// apt resolves and downloads, dpkg does the work; see deb_engine.h.
+#include "node/qxpkg/engine/deb_engine.h"
+
+#include <fcntl.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "node/qxpkg/engine/deb_configuration.h"
+#include "node/qxpkg/engine/deb_report.h"
+#include "node/qxpkg/engine/repository_state.h"
+#include "node/qxpkg/failure.h"
+#include "node/support/confined.h"
+#include "node/support/system_error.h"
+
+namespace qxpkg {
+
+namespace {
+
+constexpr const char* kQueryFormat =
+    "${db:Status-Abbrev}\t${Package}\t${Architecture}\t${Version}\\n";
+
+/// dpkg makes its database itself, apt does not.
+void requireStatusFile(const Place& place, const std::string& adminDir) {
+    const qxnode::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!root || !qxnode::openInRoot(root.get(), adminDir + "/status",
+                                     O_RDONLY | O_CREAT | O_NONBLOCK, 0644)) {
+        throw Failure(kFailed, qxnode::systemError("open the container's", adminDir + "/status"));
+    }
+}
+
+/// dpkg keeps what an interrupted run changed in "updates" until the next run takes it over.
+bool hasJournal(const Place& place, const std::string& adminDir) {
+    const qxnode::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const qxnode::Fd folder =
+        qxnode::openInRoot(root.get(), adminDir + "/updates", O_RDONLY | O_DIRECTORY);
+    std::error_code unreadable;
+    return folder &&
+           !std::filesystem::is_empty("/proc/self/fd/" + std::to_string(folder.get()), unreadable);
+}
+
+void append(std::vector<std::string>& words, const std::vector<std::string>& more) {
+    words.insert(words.end(), more.begin(), more.end());
+}
+
+}  // namespace
+
+bool parseDpkgLine(const std::string& line, Package& package) {
+    std::istringstream fields(line);
+    std::string state;
+    if (!std::getline(fields, state, '\t') || state.size() < 2 ||
+        !std::getline(fields, package.name, '\t') ||
+        !std::getline(fields, package.architecture, '\t') ||
+        !std::getline(fields, package.version) || package.name.empty()) {
+        return false;
+    }
+    // The second letter is the state: n and c stand for "not there" and "only its configuration".
+    if (state[1] == 'n' || state[1] == 'c') {
+        return false;
+    }
+    package.complete = state[1] == 'i' && (state.size() < 3 || state[2] != 'R');
+    return true;
+}
+
+bool parseAptPlanLine(const std::string& line, Package& package) {
+    std::istringstream words(line);
+    std::string kind;
+    std::string word;
+    if (!(words >> kind >> package.name >> word) || (kind != "Inst" && kind != "Remv")) {
+        return false;
+    }
+    package.complete = true;
+    package.architecture.clear();
+    if (kind == "Remv") {
+        // "Remv NAME [VERSION]"
+        package.version = word.size() > 2 ? word.substr(1, word.size() - 2) : "";
+        return true;
+    }
+    // "Inst NAME [OLD] (VERSION ORIGIN [ARCHITECTURE])"
+    if (word.starts_with('[') && !(words >> word)) {
+        return false;
+    }
+    package.version = word.substr(word.starts_with('(') ? 1 : 0);
+    const std::size_t begin = line.rfind('[');
+    const std::size_t end = line.find(']', begin == std::string::npos ? 0 : begin);
+    if (begin != std::string::npos && end != std::string::npos) {
+        package.architecture = line.substr(begin + 1, end - begin - 1);
+    }
+    return true;
+}
+
+DebEngine::DebEngine(const Place& place, const Options& options, const Output& output)
+    : m_place(place),
+      m_options(options),
+      m_output(output),
+      m_adminDir(folderInRoot(place, "/var/lib/dpkg")) {
+    requireStatusFile(place, m_adminDir);
+    prepareStore(place, debConfiguration(place, m_adminDir),
+                 {"lists/partial", "archives/partial", "log"});
+}
+
+EngineRun DebEngine::sandbox(bool network) const {
+    Confinement confinement = confinementOf(m_place, network);
+    confinement.environment = {"APT_CONFIG=" + std::string(inside::kConfiguration) + "/apt.conf",
+                               "DEBIAN_FRONTEND=noninteractive"};
+    return {confinement, m_output};
+}
+
+std::vector<std::string> DebEngine::dpkg(const std::vector<std::string>& words) const {
+    std::vector<std::string> argv = {"dpkg"};
+    append(argv, dpkgRootOptions(m_adminDir));
+    append(argv, words);
+    return argv;
+}
+
+PackageList DebEngine::installed() {
+    std::vector<std::string> argv = {"dpkg-query"};
+    append(argv, {"--admindir=" + std::string(inside::kRoot) + m_adminDir, "--show",
+                  "--showformat=" + std::string(kQueryFormat)});
+    const EngineResult answer = sandbox(false).query(argv);
+    if (!answer.succeeded()) {
+        failWith(answer, "cannot read the container's package database", m_output, kFailed);
+    }
+    PackageList packages;
+    for (const std::string& line : answer.lines) {
+        Package package;
+        if (parseDpkgLine(line, package)) {
+            packages.push_back(package);
+        }
+    }
+    sortPackages(packages);
+    return packages;
+}
+
+void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
+    // dpkg's own database tells what is unfinished, also when it was not one of our runs.
+    bool needed = atStart != nullptr;
+    for (const Package& package : now) {
+        needed = needed || !package.complete;
+    }
+    if (!needed && !hasJournal(m_place, m_adminDir)) {
+        return;
+    }
+    m_output.notice("an earlier change of the packages was not finished; finishing it");
+    DebReport report;
+    const EngineResult result =
+        sandbox(m_place.scriptNetwork)
+            .run(dpkg({"--force-confold", "--force-confdef", "--configure", "--pending"}),
+                 [&](const std::string& line) { report.line(line); });
+    if (!result.succeeded()) {
+        m_output.notice("not everything could be finished: " + report.reason());
+    }
+}
+
+void DebEngine::refresh() {
+    if (m_options.cacheOnly || m_place.repositories.empty() ||
+        (!m_options.force && listsAreFresh(m_place))) {
+        return;
+    }
+    forgetFreshLists(m_place);
+    runApt({"apt-get", "update"}, m_place.repositoriesNeedNetwork(),
+           "cannot read the repositories");
+    rememberFreshLists(m_place);
+}
+
+std::vector<std::string> DebEngine::apt(Action action, const std::vector<std::string>& options,
+                                        const std::vector<std::string>& names) const {
+    std::vector<std::string> argv = {"apt-get"};
+    append(argv, options);
+    if (m_options.force) {
+        append(argv, {"--allow-downgrades", "--allow-change-held-packages", "-o",
+                      "DPkg::Options::=--force-overwrite"});
+    }
+    switch (action) {
+        case Action::install:
+            argv.emplace_back("install");
+            if (m_options.force) {
+                argv.emplace_back("--reinstall");
+            }
+            break;
+        case Action::update:
+            append(argv, names.empty() ? std::vector<std::string>{"upgrade", "--with-new-pkgs"}
+                                       : std::vector<std::string>{"install", "--only-upgrade"});
+            break;
+        case Action::remove:
+            argv.emplace_back("remove");
+            break;
+    }
+    argv.emplace_back("--");
+    append(argv, names);
+    return argv;
+}
+
+void DebEngine::runApt(const std::vector<std::string>& argv, bool network,
+                       const std::string& what) const {
+    DebReport report;
+    const EngineResult result =
+        sandbox(network).run(argv, [&](const std::string& line) { report.line(line); });
+    if (!result.succeeded()) {
+        const std::string reason = report.reason();
+        failWith(result, what + (reason.empty() ? "" : ": " + reason), m_output, kFailed);
+    }
+}
+
+PackageList DebEngine::plan(Action action, const std::vector<std::string>& names) {
+    const EngineResult answer = sandbox(false).query(apt(action, {"--simulate"}, names));
+    if (!answer.succeeded()) {
+        DebReport report;
+        for (const std::string& line : answer.tail) {
+            report.line(line);
+        }
+        failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output, kFailed);
+    }
+    PackageList packages;
+    for (const std::string& line : answer.lines) {
+        Package package;
+        if (parseAptPlanLine(line, package)) {
+            packages.push_back(package);
+        }
+    }
+    return packages;
+}
+
+void DebEngine::perform(Action action, const std::vector<std::string>& names) {
+    const std::string what = attemptText(action, names);
+    if (action == Action::remove && m_options.force && !m_options.withDependents) {
+        std::vector<std::string> words = {"--force-depends", "--remove"};
+        append(words, names);
+        runApt(dpkg(words), m_place.scriptNetwork, what);
+        return;
+    }
+    std::vector<std::string> options;
+    if (m_options.cacheOnly) {
+        options = {"--no-download"};
+    } else if (m_place.repositoriesNeedNetwork() && action != Action::remove) {
+        // Downloading may use the network, the packages' scripts may not.
+        runApt(apt(action, {"--download-only"}, names), true, what);
+        options = {"--no-download"};
+    }
+    runApt(apt(action, options, names), m_place.scriptNetwork, what);
+}
+
+void DebEngine::takeBack(const PackageList& fresh) {
+    PackageList packages;
+    std::vector<std::string> words = {"--force-remove-reinstreq", "--purge"};
+    for (const Package& package : fresh) {
+        if (!package.complete) {
+            packages.push_back(package);
+            words.push_back(package.name);
+        }
+    }
+    if (packages.empty()) {
+        return;
+    }
+    DebReport report;
+    const EngineResult result =
+        sandbox(m_place.scriptNetwork).run(dpkg(words), [&](const std::string& line) {
+            report.line(line);
+        });
+    m_output.notice(result.succeeded()
+                        ? "taken back: " + enumeration(packages)
+                        : "cannot take back " + enumeration(packages) + ": " + report.reason());
+}
+
+void DebEngine::download(const std::vector<std::string>& names) {
+    runApt(apt(Action::install, {"--download-only"}, names), m_place.repositoriesNeedNetwork(),
+           "cannot fetch " + enumeration(names));
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,44 @@
+// Packages of dpkg, from files and from repositories by apt.
+#pragma once
+
+#include <map>
+
+#include "node/qxpkg/engine/engine.h"
+#include "node/qxpkg/engine/engine_run.h"
+
+namespace qxpkg {
+
+class DebEngine : public Engine {
+public:
+    DebEngine(const Place& place, const Options& options, const Output& output);
+
+    PackageList installed() override;
+    void repair(const PackageList& now, const PackageList* atStart) override;
+    void refresh() override;
+    PackageList plan(Action action, const std::vector<std::string>& names) override;
+    void perform(Action action, const std::vector<std::string>& names) override;
+    void takeBack(const PackageList& fresh) override;
+    void download(const std::vector<std::string>& names) override;
+
+private:
+    [[nodiscard]] std::vector<std::string> dpkg(const std::vector<std::string>& words) const;
+    [[nodiscard]] std::vector<std::string> apt(Action action,
+                                               const std::vector<std::string>& options,
+                                               const std::vector<std::string>& names) const;
+    [[nodiscard]] EngineRun sandbox(bool network) const;
+    void runApt(const std::vector<std::string>& argv, bool network, const std::string& what) const;
+
+    const Place& m_place;
+    const Options& m_options;
+    const Output& m_output;
+    std::string m_adminDir;
+};
+
+/// A line of dpkg-query as DebEngine asks for it; false for one that is none, or of a package that
+/// is not there any more.
+bool parseDpkgLine(const std::string& line, Package& package);
+
+/// "Inst" and "Remv" lines of a simulated apt run.
+bool parseAptPlanLine(const std::string& line, Package& package);
+
+}  // namespace qxpkg

@@ -1,0 +1,24 @@
+// Why a run of apt or dpkg failed, from what it printed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qxpkg {
+
+/// Fed with the lines of both outputs in the order they come.
+class DebReport {
+public:
+    void line(const std::string& text);
+
+    /// One line: the packages that failed and why, else the engine's own error, else "".
+    [[nodiscard]] std::string reason() const;
+
+private:
+    std::string m_failing;                ///< whose failure the next line explains
+    std::vector<std::string> m_packages;  ///< "package 'x': why"
+    std::vector<std::string> m_unmet;
+    std::string m_error;
+};
+
+}  // namespace qxpkg

@@ -1,0 +1,64 @@
+// What the two package engines have in common.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "node/qxpkg/engine/package.h"
+#include "node/qxpkg/engine/place.h"
+#include "node/qxpkg/options.h"
+#include "node/qxpkg/output.h"
+
+namespace qxpkg {
+
+enum class Action { install, update, remove };
+
+/// "cannot install 'a' and 'b'", for the reason of a failure.
+std::string attemptText(Action action, const std::vector<std::string>& names);
+
+/// Changes the packages of one place. All throw Failure; a failing engine's own last lines are then
+/// on standard error. Names have been checked (isKrPackageName).
+class Engine {
+public:
+    Engine() = default;
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+    virtual ~Engine() = default;
+
+    /// What the place's own database holds.
+    virtual PackageList installed() = 0;
+
+    /// Finishes what an interrupted run left. What cannot be repaired is reported and does not end
+    /// the command, which may be the one that removes it.
+    /// @param now      what the database holds.
+    /// @param atStart  what it held when the last run began that did not end; null when every run
+    ///                 ended by itself.
+    virtual void repair(const PackageList& now, const PackageList* atStart) = 0;
+
+    /// Brings the repositories' lists up to date where they may have changed.
+    virtual void refresh() = 0;
+
+    /// What the action would change, in the order of the engine.
+    virtual PackageList plan(Action action, const std::vector<std::string>& names) = 0;
+
+    /// @param names  empty: for update, everything.
+    virtual void perform(Action action, const std::vector<std::string>& names) = 0;
+
+    /// Removes those of the packages that a failed or interrupted installation left incomplete.
+    /// @param fresh  packages that were not there before it, in any version.
+    virtual void takeBack(const PackageList& fresh) = 0;
+
+    /// Downloads packages and what they need into the store.
+    virtual void download(const std::vector<std::string>& names) = 0;
+};
+
+/// The engine of the place's packaging. `place`, `options` and `output` are borrowed.
+std::unique_ptr<Engine> makeEngine(const Place& place, const Options& options,
+                                   const Output& output);
+
+/// Folder of the store, below Place::work(), in which the engine of this packaging keeps what it
+/// downloads.
+std::string downloadFolder(qxnode::KrPackaging packaging);
+
+}  // namespace qxpkg

@@ -1,0 +1,87 @@
+// See engine_run.h.
+#include "node/qxpkg/engine/engine_run.h"
+
+#include "node/qxpkg/failure.h"
+#include "node/support/subprocess.h"
+
+namespace qxpkg {
+
+namespace {
+
+constexpr std::size_t kTailLines = 20;
+constexpr std::size_t kMaxAnswerBytes = std::size_t{64} << 20;
+
+bool isBlank(const std::string& line) {
+    return line.find_first_not_of(" \t\r") == std::string::npos;
+}
+
+void keep(std::deque<std::string>& tail, const std::string& line) {
+    if (isBlank(line)) {
+        return;
+    }
+    tail.push_back(line);
+    if (tail.size() > kTailLines) {
+        tail.pop_front();
+    }
+}
+
+void requireStart(const qxnode::ProcessResult& process) {
+    if (process.kind == qxnode::ProcessResult::Kind::notStarted) {
+        throw Failure(kFailed, process.reason());
+    }
+}
+
+}  // namespace
+
+EngineResult EngineRun::run(const std::vector<std::string>& argv, const OnLine& onLine) const {
+    EngineResult result;
+    qxnode::ProcessOptions options;
+    options.onLine = [&](const std::string& line) {
+        keep(result.tail, line);
+        if (!isBlank(line)) {
+            m_output.step(line);
+        }
+        if (onLine) {
+            onLine(line);
+        }
+    };
+    options.onErrorLine = options.onLine;
+    const qxnode::ProcessResult process =
+        qxnode::runProcess(confinedCommand(m_confinement, argv), options);
+    requireStart(process);
+    result.code = process.exitStatus();
+    return result;
+}
+
+EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
+    EngineResult result;
+    std::size_t bytes = 0;
+    qxnode::ProcessOptions options;
+    options.onLine = [&](const std::string& line) {
+        bytes += line.size() + 1;
+        if (bytes <= kMaxAnswerBytes) {
+            result.lines.push_back(line);
+        }
+        keep(result.tail, line);
+    };
+    options.onErrorLine = [&](const std::string& line) { keep(result.tail, line); };
+    const qxnode::ProcessResult process =
+        qxnode::runProcess(confinedCommand(m_confinement, argv), options);
+    requireStart(process);
+    if (bytes > kMaxAnswerBytes) {
+        throw Failure(kFailed, "'" + argv.front() + "' answers without end");
+    }
+    result.code = process.exitStatus();
+    return result;
+}
+
+void failWith(const EngineResult& result, const std::string& what, const Output& output, int code) {
+    if (output.quiet()) {
+        for (const std::string& line : result.tail) {
+            output.notice(line);
+        }
+    }
+    throw Failure(code, what);
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,35 @@
+// Packages as an engine reports them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qxpkg {
+
+struct Package {
+    std::string name;
+    std::string architecture;
+    std::string version;
+    bool complete = true;  ///< false: unpacked or configured only in part
+
+    bool operator==(const Package&) const = default;
+};
+
+/// In order of name, architecture and version.
+using PackageList = std::vector<Package>;
+
+bool packageBefore(const Package& a, const Package& b);
+void sortPackages(PackageList& packages);
+
+/// Elements of `packages` that are called `name`, or "name:architecture".
+PackageList packagesNamed(const PackageList& packages, std::string_view name);
+
+/// Elements of `a` that `b` lacks. Whether they are complete does not count.
+PackageList difference(const PackageList& a, const PackageList& b);
+
+/// "a, b and c".
+std::string enumeration(const std::vector<std::string>& names);
+std::string enumeration(const PackageList& packages);
+
+}  // namespace qxpkg

@@ -1,0 +1,232 @@
+// Preparing what an engine reads and writes; see place.h.
+#include "node/qxpkg/engine/place.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "node/qxpkg/failure.h"
+#include "node/support/confined.h"
+#include "node/support/durable_file.h"
+#include "node/support/system_error.h"
+
+namespace qxpkg {
+
+namespace {
+
+constexpr std::size_t kMaxAccounts = 1U << 20;
+constexpr const char* kHostTrustedKeys = "/etc/apt/trusted.gpg.d";
+
+qxnode::Fd openFolder(const std::string& path) {
+    qxnode::Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd) {
+        throw Failure(kFailed, qxnode::systemError("open", path));
+    }
+    return fd;
+}
+
+/// Makes a folder below another that engines may have written to: a link in its place is refused.
+void makeFolder(int directory, const std::string& path) {
+    std::string sofar;
+    std::size_t begin = 0;
+    while (begin < path.size()) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        sofar = path.substr(0, end);
+        begin = end + 1;
+        if (qxnode::openWithoutLinks(directory, sofar, O_RDONLY | O_DIRECTORY)) {
+            continue;
+        }
+        const std::size_t slash = sofar.rfind('/');
+        const std::string parent = slash == std::string::npos ? "." : sofar.substr(0, slash);
+        const std::string name = slash == std::string::npos ? sofar : sofar.substr(slash + 1);
+        const qxnode::Fd folder =
+            qxnode::openWithoutLinks(directory, parent, O_RDONLY | O_DIRECTORY);
+        if (!folder || (mkdirat(folder.get(), name.c_str(), 0755) != 0 && errno != EEXIST)) {
+            throw Failure(kFailed, qxnode::systemError("make", sofar));
+        }
+    }
+}
+
+void makeHostFolder(const std::string& path) {
+    std::string error;
+    if (!qxnode::makeDirectories(path, error)) {
+        throw Failure(kFailed, error);
+    }
+}
+
+/// Writes a file unless it holds the text already, so that a request on a place in order leaves the
+/// disk alone.
+void writeFile(const std::string& path, const std::string& content) {
+    std::string error;
+    const auto before = qxnode::readFile(path, content.size() + 1, error);
+    if (before && *before == content) {
+        return;
+    }
+    if (!qxnode::replaceFile(path, content, error)) {
+        throw Failure(kFailed, error);
+    }
+}
+
+/// A source or key that a template gave up must not stay in force.
+void removeOthers(const std::string& folder, const std::vector<ConfigurationFile>& files) {
+    namespace fs = std::filesystem;
+    std::vector<fs::path> others;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+        const std::string name = fs::relative(entry.path(), folder).string();
+        if (!entry.is_directory() &&
+            std::none_of(files.begin(), files.end(),
+                         [&](const ConfigurationFile& file) { return file.name == name; })) {
+            others.push_back(entry.path());
+        }
+    }
+    for (const fs::path& other : others) {
+        fs::remove(other);
+    }
+}
+
+/// Owners in packages are names of the container's users, not of the host's.
+std::string accountsOf(const Place& place, const std::string& file, const std::string& fallback) {
+    const qxnode::Fd root = openFolder(place.root);
+    const auto content = qxnode::readFileInRoot(root.get(), file, kMaxAccounts);
+    return content && !content->empty() ? *content : fallback;
+}
+
+/// Mount points of the sandbox inside the root. They are resolved before, so that a link planted
+/// there is an error and not a detour.
+void requireMountPoint(int root, const char* name) {
+    if (mkdirat(root, name, 0755) != 0 && errno != EEXIST) {
+        throw Failure(kFailed,
+                      qxnode::systemError("make the container's", "/" + std::string(name)));
+    }
+    if (!qxnode::openWithoutLinks(root, name, O_RDONLY | O_DIRECTORY)) {
+        throw Failure(kFailed, "'/" + std::string(name) + "' of the container is no folder");
+    }
+}
+
+bool isFolder(const std::string& path) {
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+}  // namespace
+
+bool Place::repositoriesNeedNetwork() const {
+    return std::any_of(
+        repositories.begin(), repositories.end(),
+        [](const qxnode::KrRepository& repository) { return repository.needsNetwork(); });
+}
+
+Place placeOf(const qxnode::KrManifest& os) {
+    Place place;
+    place.downloads = std::string(kStoreDir) + "/fetch/" + qxnode::plainKrName(os.name);
+    place.keys = qxnode::krOsFolder(os.name) + "/keys";
+    place.packaging = os.packaging;
+    place.architecture = os.architecture;
+    place.release = os.release;
+    place.repositories = os.repositories;
+    place.scriptNetwork = os.network;
+    return place;
+}
+
+std::string hostFolderOf(const qxnode::KrRepository& repository) {
+    for (const std::string scheme : {"file:", "copy:"}) {
+        if (repository.url.starts_with(scheme)) {
+            std::string path = repository.url.substr(scheme.size());
+            path.erase(0, std::min(path.find_first_not_of('/'), path.size()));
+            return std::filesystem::path("/" + path).lexically_normal().string();
+        }
+    }
+    return "";
+}
+
+void addRepositories(Place& place, const qxnode::KrManifest& application) {
+    for (const qxnode::KrRepository& repository : application.repositories) {
+        if (std::find(place.repositories.begin(), place.repositories.end(), repository) ==
+            place.repositories.end()) {
+            place.repositories.push_back(repository);
+        }
+    }
+    place.scriptNetwork = place.scriptNetwork || application.network;
+}
+
+void prepareStore(const Place& place, const std::vector<ConfigurationFile>& files,
+                  const std::vector<std::string>& workFolders) {
+    makeHostFolder(place.configuration());
+    makeHostFolder(place.work());
+    std::vector<ConfigurationFile> all = files;
+    all.push_back({"passwd", accountsOf(place, "/etc/passwd", "root:x:0:0::/root:/bin/sh\n")});
+    all.push_back({"group", accountsOf(place, "/etc/group", "root:x:0:\n")});
+    removeOthers(place.configuration(), all);
+    makeHostFolder(place.configuration() + "/empty");
+    for (const ConfigurationFile& file : all) {
+        const std::string path = place.configuration() + "/" + file.name;
+        makeHostFolder(std::filesystem::path(path).parent_path().string());
+        writeFile(path, file.content);
+    }
+    const qxnode::Fd work = openFolder(place.work());
+    for (const std::string& folder : workFolders) {
+        makeFolder(work.get(), folder);
+    }
+}
+
+Confinement confinementOf(const Place& place, bool network) {
+    const qxnode::Fd root = openFolder(place.root);
+    requireMountPoint(root.get(), "proc");
+    requireMountPoint(root.get(), "dev");
+
+    Confinement confinement;
+    confinement.network = network;
+    confinement.root = inside::kRoot;
+    confinement.binds = {
+        {place.root, inside::kRoot, true},
+        {place.configuration(), inside::kConfiguration, false},
+        {place.configuration() + "/passwd", "/etc/passwd", false},
+        {place.configuration() + "/group", "/etc/group", false},
+        {place.work(), inside::kWork, true},
+    };
+    if (isFolder(place.keys)) {
+        confinement.binds.push_back({place.keys, inside::kKeys, false});
+    }
+    for (const qxnode::KrRepository& repository : place.repositories) {
+        const std::string folder = hostFolderOf(repository);
+        if (!folder.empty() && isFolder(folder)) {
+            confinement.binds.push_back({folder, folder, false});
+        }
+        if (!repository.sources.empty() && isFolder(kHostTrustedKeys)) {
+            confinement.binds.push_back({kHostTrustedKeys, inside::kTrustedKeys, false});
+        }
+    }
+    return confinement;
+}
+
+std::string folderInRoot(const Place& place, const std::string& path) {
+    const qxnode::Fd root = openFolder(place.root);
+    std::size_t end = 0;
+    while (end < path.size()) {
+        end = std::min(path.find('/', end + 1), path.size());
+        const std::string part = path.substr(0, end);
+        if (qxnode::openInRoot(root.get(), part, O_RDONLY | O_DIRECTORY)) {
+            continue;
+        }
+        const qxnode::Fd parent = qxnode::openInRoot(
+            root.get(), part.substr(0, part.rfind('/') + 1), O_RDONLY | O_DIRECTORY);
+        if (!parent || mkdirat(parent.get(), part.substr(part.rfind('/') + 1).c_str(), 0755) != 0) {
+            throw Failure(kFailed, qxnode::systemError("make the container's", part));
+        }
+    }
+    const qxnode::Fd folder = qxnode::openInRoot(root.get(), path, O_RDONLY | O_DIRECTORY);
+    const auto pathOf = [](const qxnode::Fd& fd) {
+        return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd.get())).string();
+    };
+    const std::string top = pathOf(root);
+    const std::string found = folder ? pathOf(folder) : "";
+    if (!found.starts_with(top + "/")) {
+        throw Failure(kFailed, "'" + path + "' does not lie in the container");
+    }
+    return found.substr(top.size());
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,75 @@
+// See repository_state.h.
+#include "node/qxpkg/engine/repository_state.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+
+#include "node/qxpkg/engine/deb_configuration.h"
+#include "node/qxpkg/engine/rpm_configuration.h"
+#include "node/support/durable_file.h"
+
+namespace qxpkg {
+
+namespace {
+
+constexpr std::size_t kMaxStamp = 1U << 20;
+
+std::string stampPath(const Place& place) {
+    return place.store + "/lists-of";
+}
+
+std::string state(const std::string& path) {
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0) {
+        return "";
+    }
+    return path + " " + std::to_string(st.st_size) + " " + std::to_string(st.st_mtim.tv_sec) + "." +
+           std::to_string(st.st_mtim.tv_nsec) + " " + std::to_string(st.st_ino) + "\n";
+}
+
+}  // namespace
+
+std::string repositoriesFingerprint(const Place& place) {
+    std::string text = aptSources(place) + dnfRepositories(place);
+    for (const qxnode::KrRepository& repository : place.repositories) {
+        text += state(repository.sources);
+        const std::string folder = hostFolderOf(repository);
+        if (folder.empty()) {
+            continue;
+        }
+        const std::string suite = repository.suite.empty() ? "." : repository.suite;
+        for (const std::string& base :
+             {folder + "/" + suite + "/", folder + "/dists/" + suite + "/"}) {
+            for (const char* name : {"InRelease", "Release", "Packages", "Packages.gz",
+                                     "Packages.xz", "repodata/repomd.xml"}) {
+                text += state(base + name);
+            }
+        }
+    }
+    return text;
+}
+
+bool listsAreFresh(const Place& place) {
+    struct stat st {};
+    std::string error;
+    const auto before = qxnode::readFile(stampPath(place), kMaxStamp, error);
+    if (!before || *before != repositoriesFingerprint(place) ||
+        stat(stampPath(place).c_str(), &st) != 0) {
+        return false;
+    }
+    const std::time_t age = std::time(nullptr) - st.st_mtim.tv_sec;
+    return !place.repositoriesNeedNetwork() || (age >= 0 && age < kListsFreshSeconds);
+}
+
+void rememberFreshLists(const Place& place) {
+    std::string error;
+    (void)qxnode::replaceFile(stampPath(place), repositoriesFingerprint(place), error);
+}
+
+void forgetFreshLists(const Place& place) {
+    unlink(stampPath(place).c_str());
+}
+
+}  // namespace qxpkg

@@ -1,0 +1,269 @@
+// dnf resolves and downloads, rpm does the work; see rpm_engine.h.
+#include "node/qxpkg/engine/rpm_engine.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "node/agent/tem/files.h"
+#include "node/qxpkg/engine/repository_state.h"
+#include "node/qxpkg/engine/rpm_configuration.h"
+#include "node/qxpkg/failure.h"
+#include "node/support/confined.h"
+
+namespace qxpkg {
+
+namespace {
+
+constexpr const char* kQueryFormat =
+    "%{NAME}\\t%{ARCH}\\t%|EPOCH?{%{EPOCH}:}:{}|%{VERSION}-%{RELEASE}\\n";
+
+/// Keys that signatures are checked with stand in the database like packages.
+constexpr const char* kKeyPackage = "gpg-pubkey";
+
+/// Debian's build says so each time, and goes on.
+bool isAdvice(const std::string& line) {
+    return line.starts_with("rpm: RPM should not be used directly") ||
+           line.starts_with("rpm: However assuming you know");
+}
+
+void append(std::vector<std::string>& words, const std::vector<std::string>& more) {
+    words.insert(words.end(), more.begin(), more.end());
+}
+
+std::string nevra(const Package& package) {
+    return package.name + "-" + package.version + "." + package.architecture;
+}
+
+}  // namespace
+
+bool parseRpmLine(const std::string& line, Package& package) {
+    std::istringstream fields(line);
+    package.complete = true;
+    return std::getline(fields, package.name, '\t') &&
+           std::getline(fields, package.architecture, '\t') &&
+           std::getline(fields, package.version) && !package.name.empty() &&
+           package.name != kKeyPackage;
+}
+
+RpmEngine::RpmEngine(const Place& place, const Options& options, const Output& output)
+    : m_place(place),
+      m_options(options),
+      m_output(output),
+      m_databaseDir(folderInRoot(place, "/var/lib/rpm")) {
+    prepareStore(place, rpmConfiguration(place, m_databaseDir), {"dnf", "log"});
+}
+
+EngineRun RpmEngine::sandbox(bool network) const {
+    Confinement confinement = confinementOf(m_place, network);
+    confinement.environment = {"HOME=" + std::string(inside::kConfiguration) + "/home"};
+    return {confinement, m_output};
+}
+
+std::vector<std::string> RpmEngine::rpm(const std::vector<std::string>& words) const {
+    std::vector<std::string> argv = {"rpm", "--root", inside::kRoot, "--dbpath", m_databaseDir};
+    append(argv, words);
+    return argv;
+}
+
+std::vector<std::string> RpmEngine::dnf(const std::vector<std::string>& options, Action action,
+                                        const std::vector<std::string>& names) const {
+    std::vector<std::string> argv = dnfCommand(m_place);
+    append(argv, options);
+    if (m_options.cacheOnly) {
+        argv.emplace_back("--cacheonly");
+    }
+    if (m_options.force) {
+        argv.emplace_back("--allowerasing");
+    }
+    if (m_refresh) {
+        argv.emplace_back("--refresh");
+    }
+    argv.emplace_back(action == Action::install  ? "install"
+                      : action == Action::update ? "upgrade"
+                                                 : "remove");
+    append(argv, names);
+    return argv;
+}
+
+PackageList RpmEngine::installed() {
+    const EngineResult answer = sandbox(false).query(rpm({"-qa", "--qf", kQueryFormat}));
+    if (!answer.succeeded()) {
+        failWith(answer, "cannot read the container's package database", m_output, kFailed);
+    }
+    PackageList packages;
+    for (const std::string& line : answer.lines) {
+        Package package;
+        if (parseRpmLine(line, package)) {
+            packages.push_back(package);
+        }
+    }
+    sortPackages(packages);
+    return packages;
+}
+
+void RpmEngine::repair(const PackageList& now, const PackageList* atStart) {
+    if (atStart == nullptr) {
+        return;
+    }
+    // An interrupted update leaves the old package in the database beside the new one; the old one
+    // goes, as it would have gone.
+    PackageList old;
+    for (const Package& package : *atStart) {
+        const auto replaced = [&](const Package& other) {
+            return other.name == package.name && other.architecture == package.architecture;
+        };
+        if (std::binary_search(now.begin(), now.end(), package, packageBefore) &&
+            std::count_if(now.begin(), now.end(), replaced) >
+                std::count_if(atStart->begin(), atStart->end(), replaced)) {
+            old.push_back(package);
+        }
+    }
+    if (old.empty()) {
+        return;
+    }
+    std::vector<std::string> words = {"-e", "--noscripts", "--nodeps"};
+    for (const Package& package : old) {
+        words.push_back(nevra(package));
+    }
+    m_output.notice("an earlier change of the packages was not finished; finishing it");
+    const EngineResult result = sandbox(false).run(rpm(words));
+    if (!result.succeeded()) {
+        m_output.notice("not everything could be finished: " + enumeration(old));
+    }
+}
+
+void RpmEngine::run(const std::vector<std::string>& argv, bool network, const std::string& what) {
+    RpmReport report;
+    EngineResult result = sandbox(network).run(argv, [&](const std::string& line) {
+        if (!isAdvice(line)) {
+            report.line(line);
+        }
+    });
+    std::erase_if(result.tail, isAdvice);
+    m_scriptFailures = report.failedPackages();
+    if (!result.succeeded() || report.scriptFailed()) {
+        const std::string reason = report.reason();
+        failWith(result, what + (reason.empty() ? "" : ": " + reason), m_output, kFailed);
+    }
+}
+
+void RpmEngine::refresh() {
+    m_refresh = !m_options.cacheOnly && (m_options.force || !listsAreFresh(m_place));
+    if (m_refresh) {
+        forgetFreshLists(m_place);
+    }
+}
+
+void RpmEngine::repositoriesAnswered() {
+    if (m_refresh) {
+        rememberFreshLists(m_place);
+        m_refresh = false;
+    }
+}
+
+void RpmEngine::runDnf(const std::vector<std::string>& argv, bool network,
+                       const std::string& what) {
+    struct Sweep {
+        const RpmEngine& engine;
+        ~Sweep() { engine.removeDebris(); }
+    } sweep{*this};
+    run(argv, network, what);
+    repositoriesAnswered();
+}
+
+/// dnf repeats the paths of its cache and logs below the root, for what it keeps of them there.
+void RpmEngine::removeDebris() const {
+    const qxnode::Fd root(open(m_place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const qxnode::Fd parent = qxnode::openInRoot(root.get(), "/var/cache", O_RDONLY | O_DIRECTORY);
+    if (parent) {
+        QXA::tem::removeTree(parent.get(), "qxpkg");
+    }
+}
+
+PackageList RpmEngine::planByTable(Action action, const std::vector<std::string>& names) {
+    const bool network = m_place.repositoriesNeedNetwork() && !m_options.cacheOnly;
+    const EngineResult answer = sandbox(network).query(dnf({"--assumeno"}, action, names));
+    removeDebris();
+    RpmReport report;
+    DnfPlan table;
+    for (const std::string& line : answer.lines) {
+        table.line(line);
+    }
+    for (const std::string& line : answer.tail) {
+        report.line(line);
+    }
+    // Saying no to a plan ends dnf with 1, as a failure does.
+    if (!answer.succeeded() && table.packages().empty()) {
+        failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output, kFailed);
+    }
+    repositoriesAnswered();
+    return table.packages();
+}
+
+PackageList RpmEngine::planOfRemoval(const std::vector<std::string>& names) {
+    std::vector<std::string> words = {"-e", "--test"};
+    append(words, names);
+    const EngineResult answer = sandbox(false).query(rpm(words));
+    if (!answer.succeeded()) {
+        return planByTable(Action::remove, names);
+    }
+    PackageList packages;
+    const PackageList all = installed();
+    for (const std::string& name : names) {
+        const PackageList found = packagesNamed(all, name);
+        packages.insert(packages.end(), found.begin(), found.end());
+    }
+    return packages;
+}
+
+PackageList RpmEngine::plan(Action action, const std::vector<std::string>& names) {
+    return action == Action::remove ? planOfRemoval(names) : planByTable(action, names);
+}
+
+void RpmEngine::perform(Action action, const std::vector<std::string>& names) {
+    const std::string what = attemptText(action, names);
+    if (action == Action::remove && !m_options.withDependents) {
+        std::vector<std::string> words = {"-e"};
+        if (m_options.force) {
+            words.emplace_back("--nodeps");
+        }
+        append(words, names);
+        run(rpm(words), m_place.scriptNetwork, what);
+        return;
+    }
+    std::vector<std::string> options;
+    if (m_place.repositoriesNeedNetwork() && !m_options.cacheOnly && action != Action::remove) {
+        // Downloading may use the network, the packages' scripts may not.
+        runDnf(dnf({"--downloadonly"}, action, names), true, what);
+        options = {"--cacheonly"};
+    }
+    runDnf(dnf(options, action, names), m_place.scriptNetwork, what);
+}
+
+void RpmEngine::takeBack(const PackageList& fresh) {
+    std::vector<std::string> words = {"-e", "--noscripts"};
+    PackageList failed;
+    for (const Package& package : fresh) {
+        if (std::find(m_scriptFailures.begin(), m_scriptFailures.end(), package.name) !=
+            m_scriptFailures.end()) {
+            failed.push_back(package);
+            words.push_back(nevra(package));
+        }
+    }
+    if (failed.empty()) {
+        return;
+    }
+    const EngineResult result = sandbox(false).run(rpm(words));
+    m_output.notice((result.succeeded() ? "taken back: " : "cannot take back ") +
+                    enumeration(failed));
+}
+
+void RpmEngine::download(const std::vector<std::string>& names) {
+    runDnf(dnf({"--downloadonly"}, Action::install, names), m_place.repositoriesNeedNetwork(),
+           "cannot fetch " + enumeration(names));
+}
+
+}  // namespace qxpkg
