@@ -18,17 +18,6 @@ namespace fs = std::filesystem;
 constexpr std::size_t kMaxName = 120;
 constexpr std::size_t kMaxPackageName = 255;
 
-/// A package's name goes onto an engine's command line: it must not be taken for an option, a path
-/// or a pattern.
-bool isPackageName(std::string_view name) {
-    return !name.empty() && name.size() <= kMaxPackageName &&
-           std::isalnum(static_cast<unsigned char>(name.front())) != 0 &&
-           std::all_of(name.begin(), name.end(), [](unsigned char c) {
-               return std::isalnum(c) != 0 || std::string_view("._+-:~").find(
-                                                  static_cast<char>(c)) != std::string_view::npos;
-           });
-}
-
 /// Words of a source line; control characters and brackets would change what the line means.
 bool isSourceWord(std::string_view word) {
     return std::all_of(word.begin(), word.end(), [](unsigned char c) {
@@ -54,7 +43,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 std::vector<std::string> packageNames(const TomlTable& table, const std::string& key) {
     std::vector<std::string> names = table.texts(key);
     for (const std::string& name : names) {
-        if (!isPackageName(name)) {
+        if (!isKrPackageName(name)) {
             throw table.fault(key, "'" + name + "' cannot be a package's name");
         }
     }
@@ -213,11 +202,20 @@ std::vector<std::string> KrManifest::allPackages() const {
     return all;
 }
 
+bool isKrPackageName(std::string_view name) {
+    return !name.empty() && name.size() <= kMaxPackageName &&
+           std::isalnum(static_cast<unsigned char>(name.front())) != 0 &&
+           std::all_of(name.begin(), name.end(), [](unsigned char c) {
+               return std::isalnum(c) != 0 || std::string_view("._+-:~").find(
+                                                  static_cast<char>(c)) != std::string_view::npos;
+           });
+}
+
 bool isKrName(std::string_view name) {
     if (name.starts_with('.')) {
         name.remove_prefix(1);
     }
-    return name.size() <= kMaxName && isPackageName(name);
+    return name.size() <= kMaxName && isKrPackageName(name);
 }
 
 std::string dottedKrName(std::string_view name) {

@@ -65,6 +65,10 @@ struct KrManifest {
 /// letters, digits and "._+-:~", the first after the dot a letter or digit.
 bool isKrName(std::string_view name);
 
+/// Whether a package may be called so; false for what an engine could take for an option, a path or
+/// a pattern.
+bool isKrPackageName(std::string_view name);
+
 /// ".name" for "name" and ".name"; "" stays.
 std::string dottedKrName(std::string_view name);
 std::string plainKrName(std::string_view name);
