@@ -5,21 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "node/support/kr_manifest.h"
+
 namespace QXL {
 
-struct KrTemplate {
-    std::string name;    ///< with its "."
-    std::string osName;  ///< OS template of an application template, with its "."
-    bool isOsTemplate = false;
-    std::string version;
-    std::string architecture;
-    std::string summary;
-};
-
-/// Reads `folder`/<os>/template.toml and `folder`/<os>/app/<app>.toml. A folder that is not there
-/// holds no templates. Files that cannot be read are left out, with a line for `report`.
+/// The OS templates below `folder`, each followed by its application templates, by name. A folder
+/// that is not there holds no templates. Metadata that cannot be read is left out, with a line for
+/// `report`; the application templates of a broken OS template are not.
 /// @throws std::runtime_error when the folder itself cannot be read.
-std::vector<KrTemplate> readKrTemplates(const std::string& folder,
-                                        const std::function<void(const std::string& line)>& report);
+std::vector<qxnode::KrManifest> readKrTemplates(
+    const std::string& folder, const std::function<void(const std::string& line)>& report);
 
 }  // namespace QXL

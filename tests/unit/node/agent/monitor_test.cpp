@@ -51,6 +51,15 @@ constexpr const char* kStandard =
 
 using Rows = std::vector<std::string>;
 
+std::string krOs(const std::string& name, const std::string& rest = "") {
+    return "technology = 'kr'\nkind = 'os'\npackaging = 'deb'\nname = '" + name + "'\n" + rest;
+}
+
+std::string krApplication(const std::string& os, const std::string& name,
+                          const std::string& rest = "") {
+    return "technology = 'kr'\nkind = 'app'\nos = '" + os + "'\nname = '" + name + "'\n" + rest;
+}
+
 class PackageMonitorTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -63,8 +72,9 @@ protected:
 };
 
 TEST_F(PackageMonitorTest, CachesTheTemplatesOfBothTechnologies) {
-    node.write("/qx/template/kr/debian/template.toml", "summary = 'Debian'\n");
-    node.write("/qx/template/kr/debian/app/vim.toml", "summary = 'Editor'\n");
+    node.write("/qx/template/kr/debian/template.toml", krOs("debian", "summary = 'Debian'\n"));
+    node.write("/qx/template/kr/debian/app/vim.toml",
+               krApplication("debian", "vim", "summary = 'Editor'\n"));
     node.run([] {
         EXPECT_EQ(synchronize(), 0) << getLastErrorData().message;
         EXPECT_EQ(cachedPackages(), (Rows{"kr  .debian  1 Debian", "kr .debian .vim  0 Editor",
@@ -99,7 +109,7 @@ TEST_F(PackageMonitorTest, KeepsTheOldCacheWhenItFails) {
 }
 
 TEST_F(PackageMonitorTest, LeavesBrokenKrMetadataOutAndLogsIt) {
-    node.write("/qx/template/kr/debian/template.toml", "summary = 7\n");
+    node.write("/qx/template/kr/debian/template.toml", "summary = 7\n" + krOs("debian"));
     node.run([] {
         EXPECT_EQ(synchronize(), 0);
         EXPECT_EQ(cachedPackages(), Rows{"standard  base 20 1 Base"});
@@ -170,12 +180,12 @@ TEST(KrTemplatesTest, AreNoneWithoutTheFolder) {
 
 TEST(KrTemplatesTest, ComeInOrderWithDottedNames) {
     const qx_test::TempDir dir;
-    dir.write("b/template.toml", "");
-    dir.write("b/app/y.toml", "version = '1'\narchitecture = 'noarch'\n");
-    dir.write("b/app/x.toml", "");
+    dir.write("b/template.toml", krOs("b"));
+    dir.write("b/app/y.toml", krApplication("b", "y", "version = '1'\narchitecture = 'noarch'\n"));
+    dir.write("b/app/x.toml", krApplication("b", "x"));
     dir.write("b/app/notes.txt", "");
-    dir.write("a/template.toml", "");
-    dir.write(".new/template.toml", "");
+    dir.write("a/template.toml", krOs("a"));
+    dir.write(".new/template.toml", krOs("new"));
     dir.write("no-manifest/file", "");
     std::vector<std::string> names;
     for (const auto& one : readKrTemplates(dir.path(), [](const std::string&) {})) {
