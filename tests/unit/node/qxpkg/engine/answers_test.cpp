@@ -1,0 +1,164 @@
+// How engines' answers are read.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "node/qxpkg/engine/deb_engine.h"
+#include "node/qxpkg/engine/deb_report.h"
+#include "node/qxpkg/engine/rpm_engine.h"
+#include "node/qxpkg/engine/rpm_report.h"
+
+namespace qxpkg {
+namespace {
+
+using ::testing::ElementsAre;
+
+template <typename Report>
+std::string reasonOf(const std::vector<std::string>& lines) {
+    Report report;
+    for (const std::string& line : lines) {
+        report.line(line);
+    }
+    return report.reason();
+}
+
+TEST(DpkgLine, aPackageThatIsThereIsRead) {
+    Package package;
+
+    ASSERT_TRUE(parseDpkgLine("ii \tlibc6\tamd64\t2.36-9", package));
+
+    EXPECT_EQ(package, (Package{"libc6", "amd64", "2.36-9", true}));
+}
+
+TEST(DpkgLine, whatIsUnpackedOrConfiguredInPartIsIncomplete) {
+    for (const char* state : {"iU ", "iF ", "iH ", "iHR", "iW ", "it ", "iiR"}) {
+        Package package;
+        ASSERT_TRUE(parseDpkgLine(std::string(state) + "\ta\tall\t1", package)) << state;
+        EXPECT_FALSE(package.complete) << state;
+    }
+}
+
+TEST(DpkgLine, removedPackagesAndOtherLinesAreNone) {
+    Package package;
+    for (const char* line :
+         {"rc \ta\tall\t1", "un \ta\tall\t1", "", "ii", "ii \t", "ii \ta", "x"}) {
+        EXPECT_FALSE(parseDpkgLine(line, package)) << line;
+    }
+}
+
+TEST(AptPlanLine, anInstallationGivesNewVersionAndArchitecture) {
+    Package package;
+
+    ASSERT_TRUE(parseAptPlanLine("Inst one (1.0 localhost [all])", package));
+    EXPECT_EQ(package, (Package{"one", "all", "1.0", true}));
+    ASSERT_TRUE(parseAptPlanLine("Inst one [1.0] (1.1 localhost [amd64]) []", package));
+    EXPECT_EQ(package.version, "1.1");
+}
+
+TEST(AptPlanLine, aRemovalGivesTheOldVersion) {
+    Package package;
+
+    ASSERT_TRUE(parseAptPlanLine("Remv one [1.0]", package));
+
+    EXPECT_EQ(package, (Package{"one", "", "1.0", true}));
+}
+
+TEST(AptPlanLine, otherLinesAreNone) {
+    Package package;
+    for (const char* line :
+         {"Conf one (1.0 localhost [all])", "", "Inst", "Inst one", "Inst one [1]"}) {
+        EXPECT_FALSE(parseAptPlanLine(line, package)) << line;
+    }
+}
+
+TEST(RpmLine, epochAndReleaseBelongToTheVersion) {
+    Package package;
+
+    ASSERT_TRUE(parseRpmLine("one\tnoarch\t2:1.0-3", package));
+
+    EXPECT_EQ(package, (Package{"one", "noarch", "2:1.0-3", true}));
+}
+
+TEST(RpmLine, keysAreNoPackages) {
+    Package package;
+    EXPECT_FALSE(parseRpmLine("gpg-pubkey\t(none)\t1-2", package));
+    EXPECT_FALSE(parseRpmLine("one\tnoarch", package));
+    EXPECT_FALSE(parseRpmLine("", package));
+}
+
+TEST(DebReport, aFailingScriptIsNamedWithItsPackage) {
+    EXPECT_EQ(reasonOf<DebReport>({"Setting up bad (1.0) ...", "about to fail",
+                                   "dpkg: error processing package bad (--configure):",
+                                   " installed bad package post-installation script subprocess "
+                                   "returned error exit status 3",
+                                   "E: Sub-process /usr/bin/dpkg returned an error code (1)"}),
+              "package 'bad': installed bad package post-installation script subprocess returned "
+              "error exit status 3");
+}
+
+TEST(DebReport, anArchiveIsNamedByItsFile) {
+    EXPECT_EQ(reasonOf<DebReport>({"dpkg: error processing archive /var/x/a_1_all.deb (--unpack):",
+                                   " cannot copy extracted data: No space left on device"}),
+              "archive 'a_1_all.deb': cannot copy extracted data: No space left on device");
+}
+
+TEST(DebReport, unmetDependenciesCountMoreThanTheSummary) {
+    EXPECT_EQ(
+        reasonOf<DebReport>({" lost : Depends: nothere but it is not installable",
+                             "E: Unable to correct problems, you have held broken packages."}),
+        "lost : Depends: nothere but it is not installable");
+}
+
+TEST(DebReport, elseTheFirstErrorIsTheReason) {
+    EXPECT_EQ(reasonOf<DebReport>({"E: Unable to locate package x", "E: another"}),
+              "Unable to locate package x");
+    EXPECT_EQ(reasonOf<DebReport>({"all is well"}), "");
+}
+
+TEST(RpmReport, aFailingScriptCountsAndIsNamed) {
+    RpmReport report;
+    report.line("about to fail");
+    report.line("warning: %post(bad-tool-1.0-1.noarch) scriptlet failed, exit status 3");
+
+    EXPECT_TRUE(report.scriptFailed());
+    EXPECT_THAT(report.failedPackages(), ElementsAre("bad-tool"));
+    EXPECT_EQ(report.reason(), "package 'bad-tool': %post script failed, exit status 3");
+}
+
+TEST(RpmReport, problemsBelowAnErrorAreItsReason) {
+    EXPECT_EQ(reasonOf<RpmReport>({"Error: ", " Problem: conflicting requests",
+                                   "  - nothing provides nothere needed by lost-1.0-1.noarch"}),
+              "conflicting requests; nothing provides nothere needed by lost-1.0-1.noarch");
+}
+
+TEST(RpmReport, anErrorOnOneLineIsTheReason) {
+    EXPECT_EQ(reasonOf<RpmReport>({"Error: Unable to find a match: nosuch"}),
+              "Unable to find a match: nosuch");
+    EXPECT_EQ(reasonOf<RpmReport>({"Complete!"}), "");
+}
+
+TEST(RpmReport, namesMayHoldDashes) {
+    EXPECT_EQ(rpmNameOf("a-b-c-1.0-2.noarch"), "a-b-c");
+    EXPECT_EQ(rpmNameOf("plain"), "plain");
+    EXPECT_EQ(rpmNameOf("-1"), "-1");
+}
+
+TEST(DnfPlan, theTableGivesNamesAlsoWhereTheyAreTooWide) {
+    DnfPlan plan;
+    for (const char* line :
+         {"Dependencies resolved.", "=====",
+          " Package            Architecture       Version            Repository       Size",
+          "=====", "Installing:",
+          " two                noarch             1.0-1              qx0   5.9 k",
+          "Installing dependencies:", " a-name-that-is-too-wide-for-its-column",
+          "                    noarch             1:2.0-1            qx0   5.9 k", "",
+          "Transaction Summary", " Install  2 Packages of three"}) {
+        plan.line(line);
+    }
+
+    EXPECT_THAT(plan.packages(), ElementsAre(Package{"two", "noarch", "1.0-1", true},
+                                             Package{"a-name-that-is-too-wide-for-its-column",
+                                                     "noarch", "1:2.0-1", true}));
+}
+
+}  // namespace
+}  // namespace qxpkg
