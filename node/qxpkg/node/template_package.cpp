@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "node/agent/tem/archive_pass.h"
@@ -162,11 +163,12 @@ private:
 
     void takeApplication(ArchivePass& pass, archive_entry* entry, const std::string& path,
                          const std::string& fileName) {
-        const std::string suffix = qxnode::kKrApplicationSuffix;
-        if (!fileName.ends_with(suffix) || fileName.starts_with('.')) {
+        const std::string_view suffix = qxnode::kKrApplicationSuffix;
+        const std::string name =
+            fileName.substr(0, fileName.size() - std::min(suffix.size(), fileName.size()));
+        if (!fileName.ends_with(suffix) || name.starts_with('.') || !qxnode::isKrName(name)) {
             refuseEntry(pass, path);
         }
-        const std::string name = fileName.substr(0, fileName.size() - suffix.size());
         std::string text = contentOf(pass, entry, path, TomlTable::kMaxBytes);
         KrManifest manifest = qxnode::parseKrManifest(text, named(m_package.path) + path);
         if (manifest.isOsTemplate || manifest.name != qxnode::dottedKrName(name) ||
