@@ -3,10 +3,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 
+#include "src/dirindex_chains.h"
 #include "src/dirindex_format.h"
 #include "src/dirindex_slab.h"
 #include "src/dirindex_table.h"
@@ -78,8 +80,9 @@ void free_chain(dent* entry) {
 unsigned table_size;
 
 void free_hash_table() {
-    for (unsigned i = 0; ht != nullptr && i < table_size; ++i) {
-        free_chain(ht[i].head);
+    for (unsigned i = 0; ht != nullptr && i < table_size; i += dirindex::kMaxChains) {
+        dirindex::follow_in_step(ht + i, std::min(dirindex::kMaxChains, table_size - i),
+                                 [](unsigned, dent* entry) { free_dent(entry); });
     }
     std::free(ht);
     std::free(ht_emit);

@@ -7,12 +7,15 @@
 #include <stdio_ext.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <vector>
 
 #include "src/common.h"
 #include "src/dirindex_bytes.h"
+#include "src/dirindex_chains.h"
 #include "src/dirindex_format.h"
 
 namespace {
@@ -77,36 +80,31 @@ private:
     std::vector<uint8_t> bytes_;
 };
 
-// Neighbours in a chain lie far apart in memory, so following one chain after the other would wait
-// at every step. Several chains at a time let the waits overlap, and stay in the cache until they
-// are written.
-constexpr unsigned kChains = 16;
-
-// Collects the entries of up to kChains buckets from `first` on, in bucket order.
-void gather(unsigned first, std::vector<dent*>& order) {
-    dent* chain[kChains];
-    size_t slot[kChains];
-    unsigned chains = 0;
+// Collects the entries of `chains` buckets from `first` on, in bucket order.
+void gather(unsigned first, unsigned chains, std::vector<dent*>& order) {
+    std::array<size_t, kMaxChains> slot{};
     size_t total = 0;
-    for (; chains < kChains && first + chains < prime; ++chains) {
-        chain[chains] = ht[first + chains].head;
-        slot[chains] = total;
-        total += ht[first + chains].count;
+    for (unsigned i = 0; i < chains; ++i) {
+        slot[i] = total;
+        total += ht[first + i].count;
     }
     order.resize(total);
-    for (bool more = true; more;) {
-        more = false;
-        for (unsigned i = 0; i < chains; ++i) {
-            dent* entry = chain[i];
-            if (entry != nullptr) {
-                __builtin_prefetch(entry->name);
-                __builtin_prefetch(entry->poolstr);
-                order[slot[i]++] = entry;
-                chain[i] = entry->next;
-                __builtin_prefetch(chain[i]);
-                more = true;
-            }
-        }
+    follow_in_step(ht + first, chains,
+                   [&](unsigned chain, dent* entry) { order[slot[chain]++] = entry; });
+}
+
+// Asks for what the records behind the i-th need: entries with the names behind them, and later,
+// when the entry says where it is, the link string.
+[[gnu::always_inline]] inline void prefetch_behind(const std::vector<dent*>& order, size_t i) {
+    constexpr size_t kEntriesAhead = 24;
+    constexpr size_t kLinksAhead = 6;
+    if (i + kEntriesAhead < order.size()) {
+        const dent* entry = order[i + kEntriesAhead];
+        __builtin_prefetch(entry);
+        __builtin_prefetch(reinterpret_cast<const char*>(entry + 1) + sizeof(uint64_t));
+    }
+    if (i + kLinksAhead < order.size()) {
+        __builtin_prefetch(order[i + kLinksAhead]->poolstr);
     }
 }
 
@@ -253,12 +251,14 @@ int emit_direntries(FILE* stream) {
     }
     RecordWriter writer(stream, static_cast<uint64_t>(position));
     std::vector<dent*> order;
-    for (unsigned first = 0; first < prime; first += kChains) {
-        gather(first, order);
-        auto next = order.cbegin();
-        for (unsigned i = first; next != order.cend(); ++i) {
+    for (unsigned first = 0; first < prime; first += kMaxChains) {
+        const unsigned chains = std::min(kMaxChains, prime - first);
+        gather(first, chains, order);
+        size_t next = 0;
+        for (unsigned i = first; i < first + chains; ++i) {
             for (uint32_t left = ht[i].count; left > 0; --left, ++next) {
-                const uint64_t placed = writer.add(**next, left == 1);
+                prefetch_behind(order, next);
+                const uint64_t placed = writer.add(*order[next], left == 1);
                 if (placed == 0) {
                     return -1;
                 }
