@@ -7,6 +7,7 @@
 #include "QXL/QXLAccessChecker.h"
 #include "QXL/QXLError.h"
 #include "QXL/QXLResult.h"
+#include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
 #include "qxa/plugins/QXAPkg/QXAPackageText.h"
 #include "qxa/plugins/QXAPkg/QXAPackagesCacheUpdate.h"
 #include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
@@ -170,6 +171,8 @@ int changeEach(const Types& types, const QXL::QXLEID& eid, const QXAPkgMOperand&
 }  // namespace
 
 QXAPkgMLocal::QXAPkgMLocal(QXL::QXLAccess access) : QXL::QXLPkgMLocal(std::move(access)) {
+    // The order is part of the interface: whatever both could take goes to the first.
+    m_types.push_back(std::make_shared<QXAKRTemplateImpl>());
     m_types.push_back(std::make_shared<QXAStandardTemplateImpl>());
 }
 

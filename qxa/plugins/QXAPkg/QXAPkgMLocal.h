@@ -30,16 +30,17 @@ public:
                 QXL::QXLPackageList* out) override;
     int fetch(const QXL::QXLPackageList& pkgs) override;
 
-private:
+protected:
     using TypeSP = std::shared_ptr<QXATemplateTypeImpl>;
 
+    std::vector<TypeSP> m_types;  ///< asked in this order; fixed once the object is constructed
+
+private:
     int installOnNode(const QXL::QXLInstallationPackageList& pkgs, QXL::QXLPackageList* out,
                       const QXL::QXLPackageManagerOptions& opts);
 
     /// Tells the package monitor that the node's packages changed.
     void nodeChanged() const;
-
-    std::vector<TypeSP> m_types;  ///< asked in this order
 };
 
 }  // namespace QXA

@@ -1,77 +1,12 @@
-// The package-manager front: resolution, rights, dispatch, refusals, reports of changes.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// The package-manager front: resolution, rights, dispatch, refusals.
+#include "tests/unit/qxa/front_fixture.h"
 
-#include "QXA/QXAPackageQXTemplate.h"
-#include "QXL/QXLToken.h"
-#include "qxa/plugins/QXAPkg/QXAPackageText.h"
-#include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
-#include "tests/fakes/fake_platform.h"
-
-namespace QXA {
+namespace QXA::front {
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
-
-class Access : public QXL::QXLAccessProviderPrototype {};
-
-QXL::QXLPackageSP standard(const std::string& name, const std::string& version = "1") {
-    auto record = std::make_shared<QXAPackageQXTemplateStd>();
-    record->name = name;
-    record->version = version;
-    return record;
-}
-
-QXL::QXLPackageSP foreign(const std::string& name, const std::string& os = "") {
-    auto record = std::make_shared<QXL::QXLPackageRpm>();
-    record->name = name;
-    if (!os.empty()) {
-        record->os.osName = os;
-    }
-    return record;
-}
-
-QXL::QXLInstallationPackageSP element(const QXL::QXLPackageSP& record,
-                                      const std::string& path = "") {
-    auto made = std::make_shared<QXL::QXLInstallationPackage>();
-    made->package = std::const_pointer_cast<QXL::QXLPackage>(record);
-    made->path = path;
-    return made;
-}
-
-constexpr const char* kCacheUpdate = "rawRequest.begin synchronize_local 0 qxapkgmonitor";
-
-class Front : public testing::Test {
-protected:
-    Front() : m_eid(fakes::addContainer(m_platform, 101, "base")) {}
-
-    [[nodiscard]] bool cacheUpdateAsked() const {
-        return !m_platform.callsOf(kCacheUpdate).empty();
-    }
-    [[nodiscard]] std::vector<std::string> notifications() const {
-        return m_platform.callsOf("sendCommandConfUpdate");
-    }
-    [[nodiscard]] std::vector<std::string> changes() const {
-        std::vector<std::string> found;
-        for (const auto* call : {"tem.add", "tem.rm", "tem.set", "tem.cache", "tem.unset"}) {
-            const auto calls = m_platform.callsOf(call);
-            found.insert(found.end(), calls.begin(), calls.end());
-        }
-        return found;
-    }
-
-    fakes::FakePlatform m_platform;
-    QXL::QXLEID m_eid;
-    QXL::QXLEID m_node = QXL::QXLEID::EID_LOCAL;
-    QXL::QXLEID m_unknown = QXL::QXLEID::fromString("90000000-0000-0000-0000-000000000000");
-    QXAPkgMLocal m_front{new Access};
-    QXL::QXLPackageList m_out;
-    QXL::QXLPackageManagerOptions m_options;
-    QXL::QXLPackageManagerListOptions m_listOptions{0};
-};
 
 // --- resolution and rights
 
@@ -180,20 +115,54 @@ TEST_F(Front, namesAreNeverTakenForFormats) {
     EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages %s%n cannot"));
 }
 
-TEST_F(Front, installOnTheNodePassesFilesAndAsksForACacheUpdate) {
+TEST_F(Front, installIntoAContainerOfKrTemplatesRunsTheKrTool) {
+    run(0, {"sh amd64 5.1"});
+    EXPECT_EQ(0, m_front.install(m_krEid, {element(foreign("sh"))}, &m_out, m_options));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [install] [-q] [-p] [102] [sh]"));
+    EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 102"));
+    EXPECT_EQ("sh", m_out.at(0)->name);
+}
+
+TEST_F(Front, installRefusesStandardTemplatesInAContainerOfKrTemplates) {
+    EXPECT_EQ(3511, m_front.install(m_krEid, {element(foreign("sh")), element(standard("a"))},
+                                    &m_out, m_options));
+    EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages a cannot be installed"));
+    EXPECT_THAT(changes(), IsEmpty());
+}
+
+TEST_F(Front, installOnTheNodeOffersFilesToTheKrTechnologyFirst) {
+    run(0, {"base web"});
     EXPECT_EQ(0, m_front.install(m_node, {element(nullptr, "/a.tar")}, &m_out, m_options));
-    EXPECT_THAT(changes(), ElementsAre("tem.set /a.tar force=0"));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [install] [template] [-q] [/a.tar]"));
+    EXPECT_EQ(1U, m_out.size());
     EXPECT_TRUE(cacheUpdateAsked());
     EXPECT_THAT(notifications(), IsEmpty());
 }
 
-TEST_F(Front, aFailedInstallOnTheNodeStillAsksForACacheUpdate) {
+TEST_F(Front, installOnTheNodeOffersForeignFilesToTheStandardTechnology) {
+    run(33);
+    EXPECT_EQ(0, m_front.install(m_node, {element(nullptr, "/a.tar")}, &m_out, m_options));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [install] [template] [-q] [/a.tar]",
+                                       "tem.set /a.tar force=0"));
+    EXPECT_TRUE(cacheUpdateAsked());
+}
+
+TEST_F(Front, aFailedInstallOnTheNodeEndsTheWalkAndStillAsksForACacheUpdate) {
+    run(27);
+    EXPECT_EQ(3510, m_front.install(m_node, {element(nullptr, "/a.tar")}, &m_out, m_options));
+    EXPECT_EQ(1U, changes().size());
+    EXPECT_TRUE(cacheUpdateAsked());
+}
+
+TEST_F(Front, aFailureOfTheLastTechnologyStillAsksForACacheUpdate) {
+    run(33);
     m_platform.temResults["set"] = {-7};
     EXPECT_EQ(3510, m_front.install(m_node, {element(nullptr, "/a.tar")}, &m_out, m_options));
     EXPECT_TRUE(cacheUpdateAsked());
 }
 
 TEST_F(Front, aCollectionThatNoTechnologyKnowsIs3511WithItsMessage) {
+    run(33);
     m_platform.temResults["set"] = {-27};
     EXPECT_EQ(3511, m_front.install(m_node, {element(nullptr, "/a.tar")}, &m_out, m_options));
     EXPECT_EQ(
@@ -203,10 +172,13 @@ TEST_F(Front, aCollectionThatNoTechnologyKnowsIs3511WithItsMessage) {
     EXPECT_FALSE(cacheUpdateAsked());
 }
 
-TEST_F(Front, anEmptyInstallOnTheNodeIsOfferedButAsksForNoCacheUpdate) {
+TEST_F(Front, anInstallOnTheNodeWithoutFilesChangesNothing) {
     EXPECT_EQ(0, m_front.install(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(changes(), ElementsAre("tem.set force=0"));
+    EXPECT_THAT(changes(), IsEmpty());
     EXPECT_FALSE(cacheUpdateAsked());
+    EXPECT_EQ(0, m_front.install(m_node, {element(standard("a"))}, &m_out, m_options));
+    EXPECT_THAT(changes(), IsEmpty());
+    EXPECT_TRUE(cacheUpdateAsked());
 }
 
 // --- remove
@@ -237,6 +209,32 @@ TEST_F(Front, removeFromTheNodeAsksForACacheUpdateWhateverTheResult) {
     EXPECT_THAT(notifications(), IsEmpty());
 }
 
+TEST_F(Front, removeFromTheNodeGivesTheListToEveryTechnology) {
+    EXPECT_EQ(0, m_front.remove(m_node, {standard("a"), osTemplate(".b")}, &m_out, m_options));
+    EXPECT_THAT(changes(),
+                ElementsAre("exec [qxpkg] [remove] [template] [-q] [.b]", "tem.unset a/1"));
+}
+
+TEST_F(Front, aFailedRemoveFromTheNodeEndsTheWalk) {
+    run(27);
+    EXPECT_EQ(-1, m_front.remove(m_node, {standard("a"), osTemplate(".b")}, &m_out, m_options));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [remove] [template] [-q] [.b]"));
+    EXPECT_TRUE(cacheUpdateAsked());
+}
+
+TEST_F(Front, removeFromAContainerOfKrTemplatesPassesTheCodeOfTheToolOn) {
+    run(27);
+    EXPECT_EQ(27, m_front.remove(m_krEid, {foreign("sh")}, &m_out, m_options));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [remove] [-q] [-p] [102] [sh]"));
+    EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 102"));
+}
+
+TEST_F(Front, removeRefusesStandardTemplatesInAContainerOfKrTemplates) {
+    EXPECT_EQ(3502, m_front.remove(m_krEid, {standard("a")}, &m_out, m_options));
+    EXPECT_THAT(changes(), IsEmpty());
+    EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 102"));
+}
+
 TEST_F(Front, anEmptyRemoveFromTheNodeCallsTheTechnologiesAndAsksForNoCacheUpdate) {
     EXPECT_EQ(0, m_front.remove(m_node, {}, &m_out, m_options));
     EXPECT_THAT(changes(), ElementsAre("tem.unset"));
@@ -259,6 +257,18 @@ TEST_F(Front, updateOnTheNodeAsksForACacheUpdateWhateverTheResult) {
     EXPECT_THAT(notifications(), IsEmpty());
 }
 
+TEST_F(Front, updateOnTheNodeRenewsKrCachesBeforeStandardOnes) {
+    EXPECT_EQ(0, m_front.update(m_node, {element(standard("a")), element(osTemplate(".b"))}, &m_out,
+                                m_options));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [update] [cache] [-q] [.b]", "tem.cache a/1"));
+}
+
+TEST_F(Front, anEmptyUpdateInAContainerOfKrTemplatesReachesTheTool) {
+    EXPECT_EQ(0, m_front.update(m_krEid, {}, &m_out, m_options));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [update] [-q] [-p] [102]"));
+    EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 102"));
+}
+
 TEST_F(Front, anEmptyUpdateInAContainerReachesTheTechnology) {
     EXPECT_EQ(0, m_front.update(m_eid, {}, &m_out, m_options));
     EXPECT_THAT(changes(), ElementsAre("tem.add eid=" + m_eid.toString() + " force=0 second=0"));
@@ -275,38 +285,8 @@ TEST_F(Front, updateRefusesWith3503AndTheTextOfRemove) {
 
 TEST_F(Front, anEmptyUpdateOnTheNodeStillAsksForACacheUpdate) {
     EXPECT_EQ(0, m_front.update(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(changes(), ElementsAre("tem.cache"));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [update] [cache] [-q]", "tem.cache"));
     EXPECT_TRUE(cacheUpdateAsked());
-}
-
-// --- a container that no technology serves
-
-TEST_F(Front, anUnservedContainerSucceedsWithoutDoingAnything) {
-    const auto dotted = fakes::addContainer(m_platform, 102, ".kr");
-    EXPECT_EQ(0, m_front.install(dotted, {element(standard("a"))}, &m_out, m_options));
-    EXPECT_EQ(0, m_front.remove(dotted, {standard("a")}, &m_out, m_options));
-    EXPECT_EQ(0, m_front.update(dotted, {element(standard("a"))}, &m_out, m_options));
-    EXPECT_EQ(0, m_front.getInfo(dotted, {standard("a")}, &m_out));
-    EXPECT_EQ(0, m_front.list(dotted, {}, &m_out, m_listOptions));
-    EXPECT_THAT(m_out, IsEmpty());
-    EXPECT_THAT(m_platform.callsOf("tem."), IsEmpty());
-    EXPECT_THAT(notifications(),
-                ElementsAre("sendCommandConfUpdate 102", "sendCommandConfUpdate 102",
-                            "sendCommandConfUpdate 102"));
-}
-
-TEST_F(Front, aContainerWithoutANumberSendsNoNotification) {
-    m_platform.environments[m_eid].veid = 0;
-    EXPECT_EQ(0, m_front.install(m_eid, {element(standard("a"))}, &m_out, m_options));
-    m_platform.environments[m_eid].veid = 101;
-    m_platform.environments[m_eid].veidResult = 1;
-    EXPECT_EQ(0, m_front.install(m_eid, {element(standard("a"))}, &m_out, m_options));
-    EXPECT_THAT(notifications(), IsEmpty());
-}
-
-TEST_F(Front, aFailingNotificationChangesNothing) {
-    m_platform.notificationResult = -1;
-    EXPECT_EQ(0, m_front.remove(m_eid, {standard("a")}, &m_out, m_options));
 }
 
 // --- lists, information, caches
@@ -318,6 +298,51 @@ TEST_F(Front, aFailingTechnologyIsMinusOneInListsAndInformation) {
     EXPECT_EQ(-1, m_front.getInfo(m_node, {standard("a")}, &m_out));
     EXPECT_FALSE(cacheUpdateAsked());
     EXPECT_THAT(notifications(), IsEmpty());
+}
+
+TEST_F(Front, listsAndDescribesPackagesOfEveryTechnologyOnTheNode) {
+    m_qxtt.osTemplates = {{".base"}};
+    m_qxtt.templateLists[".base"] = {{.name = ".base", .isOs = true}};
+    EXPECT_EQ(0, m_front.list(m_node, {}, &m_out, m_listOptions));
+    EXPECT_EQ(0, m_front.getInfo(m_node, {standard("a"), osTemplate(".base")}, &m_out));
+    EXPECT_EQ(1U, m_platform.callsOf("tem.ls ").size());
+    EXPECT_THAT(m_platform.calls, Contains("tem.get a/1"));
+    ASSERT_EQ(2U, m_out.size());
+    EXPECT_EQ(".base", m_out[0]->name);
+    EXPECT_EQ(".base", m_out[1]->name);
+}
+
+TEST_F(Front, aFailingKrTechnologyEndsListsAndInformation) {
+    m_qxtt.codes["qxtt_get_all_base"] = {4};
+    m_qxtt.codes["qxtt_get_os_tmpl_info"] = {5};
+    EXPECT_EQ(-1, m_front.list(m_node, {}, &m_out, m_listOptions));
+    EXPECT_EQ(-1, m_front.getInfo(m_node, {standard("a"), osTemplate(".base")}, &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem."), IsEmpty());
+}
+
+TEST_F(Front, listsInAContainerAskItsTechnologyOnly) {
+    m_qxtt.veTemplates = {{{.name = ".base", .isOs = true}}};
+    EXPECT_EQ(0, m_front.list(m_krEid, {}, &m_out, m_listOptions));
+    EXPECT_EQ(1U, m_out.size());
+    EXPECT_THAT(m_platform.callsOf("tem."), IsEmpty());
+    m_qxtt.calls.clear();
+    EXPECT_EQ(0, m_front.list(m_eid, {}, &m_out, m_listOptions));
+    EXPECT_THAT(m_qxtt.calls, IsEmpty());
+}
+
+TEST_F(Front, aFailingToolIsMinusOneInCleanAndFetch) {
+    run(27);
+    run(27);
+    EXPECT_EQ(-1, m_front.clean({osTemplate(".b")}));
+    EXPECT_EQ(-1, m_front.fetch({osTemplate(".b")}));
+    EXPECT_FALSE(cacheUpdateAsked());
+}
+
+TEST_F(Front, cleanAndFetchRunTheToolOnce) {
+    EXPECT_EQ(0, m_front.clean({osTemplate(".b")}));
+    EXPECT_EQ(0, m_front.fetch({foreign("sh")}));
+    EXPECT_THAT(changes(), ElementsAre("exec [qxpkg] [clean] [-q] [.b]",
+                                       "exec [qxpkg] [fetch] [-q] [-p] [sh]"));
 }
 
 TEST_F(Front, cleanAsksForACacheUpdateOnlyWhenItNamesPackages) {
@@ -336,77 +361,5 @@ TEST_F(Front, migrateIsNotServed) {
     EXPECT_EQ(-1, m_front.migrate(m_node, {standard("a")}, m_options));
 }
 
-// --- cache update request
-
-TEST_F(Front, theCacheUpdateIsSentByTheAgentToTheLocalAgent) {
-    m_front.update(m_node, {}, &m_out, m_options);
-    EXPECT_TRUE(m_platform.agentTokenWhileSending);
-    EXPECT_FALSE(QXL::QXLToken::getCurrent().isAgent());
-    EXPECT_THAT(m_platform.callsOf("rawRequest"),
-                ElementsAre("rawRequest eid=", kCacheUpdate, "rawRequest.body deleted",
-                            "rawRequest.end", "rawRequest gone"));
-    EXPECT_THAT(m_platform.logLines, IsEmpty());
-}
-
-TEST_F(Front, withoutAnAccessProviderNoCacheUpdateIsSent) {
-    QXAPkgMLocal front(nullptr);
-    EXPECT_EQ(0, front.update(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(m_platform.callsOf("rawRequest"), IsEmpty());
-    EXPECT_THAT(m_platform.logLines,
-                ElementsAre(std::pair(2, std::string("[requestPackagesCacheUpdate]: invalid "
-                                                     "_transport value."))));
-}
-
-TEST_F(Front, aCacheUpdateThatCannotBeginIsLogged) {
-    m_platform.beginFails = true;
-    EXPECT_EQ(0, m_front.update(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(m_platform.logLines,
-                ElementsAre(std::pair(1, std::string("[requestPackagesCacheUpdate]: "
-                                                     "QXLRawRequestAgent::beginCommand failed."))));
-    EXPECT_THAT(m_platform.calls, Not(Contains("rawRequest.end")));
-}
-
-TEST_F(Front, aCacheUpdateThatFailsWithoutATextIsLoggedWithItsStatus) {
-    m_platform.endStatus = 5;
-    m_platform.errorData.code = 77;
-    EXPECT_EQ(0, m_front.update(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(
-        m_platform.logLines,
-        ElementsAre(std::pair(1, std::string("[requestPackagesCacheUpdate]: "
-                                             "QXLRawRequestAgent::endCommand failed with 5."))));
-}
-
-TEST_F(Front, aCacheUpdateThatFailsWithATextIsLoggedWithTheErrorsCode) {
-    m_platform.endStatus = 5;
-    m_platform.errorData = {77, "busy"};
-    m_platform.errorMessage = "of the request";
-    EXPECT_EQ(0, m_front.update(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(
-        m_platform.logLines,
-        ElementsAre(std::pair(1, std::string("[requestPackagesCacheUpdate]: "
-                                             "qxapkgmonitor/synchronize_local failed with 77 "
-                                             "(busy)."))));
-    EXPECT_EQ("of the request", m_platform.errorMessage);
-}
-
-// --- package texts
-
-TEST(PackageText, joinsNamesWithTheirOs) {
-    EXPECT_EQ("a, b (OS x), c", getStringFromPackageList(QXL::QXLPackageList{
-                                    foreign("a"), foreign("b", "x"), foreign("c")}));
-}
-
-TEST(PackageText, anEmptyOsNameIsNone) {
-    auto record = std::make_shared<QXL::QXLPackage>();
-    record->name = "a";
-    record->os.osName = "";
-    EXPECT_EQ("a", getStringFromPackage(QXL::QXLPackageSP(record)));
-}
-
-TEST(PackageText, anElementIsItsRecordBeforeItsPath) {
-    EXPECT_EQ("a, /b", getStringFromPackageList(QXL::QXLInstallationPackageList{
-                           element(foreign("a"), "/x"), element(nullptr, "/b")}));
-}
-
 }  // namespace
-}  // namespace QXA
+}  // namespace QXA::front

@@ -1,0 +1,200 @@
+// How the package-manager front walks its technologies, with technologies that answer what a test
+// scripts.
+#include <deque>
+
+#include "tests/unit/qxa/front_fixture.h"
+
+namespace QXA::front {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// Writes calls down as "name operation", and answers from the front of its queue, then 0.
+class ScriptedTechnology : public QXATemplateTypeImpl {
+public:
+    ScriptedTechnology(std::string name, std::vector<std::string>& calls)
+        : m_name(std::move(name)), m_calls(calls) {}
+
+    std::deque<int> results;
+    bool serves = false;
+    bool suits = true;
+
+    int clean(const QXL::QXLPackageList& pkgs) override { return called("clean", pkgs.size()); }
+    int fetch(const QXL::QXLPackageList& pkgs) override { return called("fetch", pkgs.size()); }
+    int info(const QXL::QXLEID& /*eid*/, const QXL::QXLPackageList& pkgs,
+             QXL::QXLPackageList* out) override {
+        return called("info", pkgs.size(), out);
+    }
+    int list(const QXL::QXLEID& /*eid*/, const QXL::QXLPackageList& pkgs,
+             const QXL::QXLPackageManagerListOptions& /*opts*/, QXL::QXLPackageList* out) override {
+        return called("list", pkgs.size(), out);
+    }
+    int removeFromVE(const QXL::QXLEID& /*eid*/, const QXL::QXLPackageList& pkgs,
+                     const QXL::QXLPackageManagerOptions& /*opts*/,
+                     QXL::QXLPackageList* out) override {
+        return called("removeFromVE", pkgs.size(), out);
+    }
+    int removeFromNode(const QXL::QXLPackageList& pkgs,
+                       const QXL::QXLPackageManagerOptions& /*opts*/,
+                       QXL::QXLPackageList* out) override {
+        return called("removeFromNode", pkgs.size(), out);
+    }
+    int updateInVE(const QXL::QXLEID& /*eid*/, const QXL::QXLInstallationPackageList& pkgs,
+                   const QXL::QXLPackageManagerOptions& /*opts*/,
+                   QXL::QXLPackageList* out) override {
+        return called("updateInVE", pkgs.size(), out);
+    }
+    int updateOnNode(const QXL::QXLInstallationPackageList& pkgs,
+                     const QXL::QXLPackageManagerOptions& /*opts*/,
+                     QXL::QXLPackageList* out) override {
+        return called("updateOnNode", pkgs.size(), out);
+    }
+    int installIntoVE(const QXL::QXLEID& /*eid*/, const QXL::QXLInstallationPackageList& pkgs,
+                      const QXL::QXLPackageManagerOptions& /*opts*/,
+                      QXL::QXLPackageList* out) override {
+        return called("installIntoVE", pkgs.size(), out);
+    }
+    int installOnNode(const QXL::QXLInstallationPackageList& pkgs,
+                      const QXL::QXLPackageManagerOptions& /*opts*/,
+                      QXL::QXLPackageList* out) override {
+        return called("installOnNode", pkgs.size(), out);
+    }
+    bool isVeCompatible(const QXL::QXLEID& /*eid*/, const QXAEnvConfig& /*config*/) override {
+        return serves;
+    }
+    bool doesPackageSuitForOperationsInsideVE(
+        std::shared_ptr<const QXL::QXLPackage> /*pkg*/) const override {
+        return suits;
+    }
+
+private:
+    int called(const std::string& operation, std::size_t packages,
+               QXL::QXLPackageList* out = nullptr) {
+        m_calls.push_back(m_name + " " + operation + " " + std::to_string(packages));
+        if (out != nullptr) {
+            out->push_back(standard(m_name));
+        }
+        if (results.empty()) {
+            return 0;
+        }
+        const int result = results.front();
+        results.pop_front();
+        return result;
+    }
+
+    std::string m_name;
+    std::vector<std::string>& m_calls;
+};
+
+/// A front with two scripted technologies, "a" before "b".
+class ScriptedFront : public QXAPkgMLocal {
+public:
+    explicit ScriptedFront(std::vector<std::string>& calls)
+        : QXAPkgMLocal(new Access),
+          a(std::make_shared<ScriptedTechnology>("a", calls)),
+          b(std::make_shared<ScriptedTechnology>("b", calls)) {
+        m_types = {a, b};
+    }
+
+    std::shared_ptr<ScriptedTechnology> a;
+    std::shared_ptr<ScriptedTechnology> b;
+};
+
+class FrontWalk : public Front {
+protected:
+    std::vector<std::string> m_calls;
+    ScriptedFront m_walk{m_calls};
+    QXL::QXLPackageList m_pkgs{standard("x")};
+    QXL::QXLInstallationPackageList m_files{element(nullptr, "/x")};
+};
+
+TEST_F(FrontWalk, asksEveryTechnologyOnTheNodeInOrder) {
+    EXPECT_EQ(0, m_walk.list(m_node, m_pkgs, &m_out, m_listOptions));
+    EXPECT_EQ(0, m_walk.getInfo(m_node, m_pkgs, &m_out));
+    EXPECT_EQ(0, m_walk.remove(m_node, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.update(m_node, m_files, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.clean(m_pkgs));
+    EXPECT_EQ(0, m_walk.fetch(m_pkgs));
+    EXPECT_THAT(m_calls,
+                ElementsAre("a list 1", "b list 1", "a info 1", "b info 1", "a removeFromNode 1",
+                            "b removeFromNode 1", "a updateOnNode 1", "b updateOnNode 1",
+                            "a clean 1", "b clean 1", "a fetch 1", "b fetch 1"));
+}
+
+TEST_F(FrontWalk, endsAtTheFirstFailureWhoseCodeChangesKeepAndQuestionsDoNot) {
+    m_walk.a->results = {5, 5, 5, 5, 5, 5};
+    EXPECT_EQ(5, m_walk.remove(m_node, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(5, m_walk.update(m_node, m_files, &m_out, m_options));
+    EXPECT_EQ(-1, m_walk.list(m_node, m_pkgs, &m_out, m_listOptions));
+    EXPECT_EQ(-1, m_walk.getInfo(m_node, m_pkgs, &m_out));
+    EXPECT_EQ(-1, m_walk.clean(m_pkgs));
+    EXPECT_EQ(-1, m_walk.fetch(m_pkgs));
+    EXPECT_EQ(6U, m_calls.size());
+}
+
+TEST_F(FrontWalk, keepsTheRecordsOfTechnologiesBeforeTheOneThatFails) {
+    m_walk.b->results = {5};
+    EXPECT_EQ(-1, m_walk.list(m_node, m_pkgs, &m_out, m_listOptions));
+    EXPECT_EQ(2U, m_out.size());
+    EXPECT_EQ("a", m_out[0]->name);
+}
+
+TEST_F(FrontWalk, ofAnInstallOnTheNodeEndsAtTheFirstThatKnowsTheCollection) {
+    m_walk.a->results = {3511, 0};
+    m_walk.b->results = {9};
+    EXPECT_EQ(9, m_walk.install(m_node, m_files, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.install(m_node, m_files, &m_out, m_options));
+    EXPECT_THAT(m_calls,
+                ElementsAre("a installOnNode 1", "b installOnNode 1", "a installOnNode 1"));
+}
+
+TEST_F(FrontWalk, ofAnEmptyInstallOnTheNodeOffersItWithoutACacheUpdate) {
+    m_walk.a->results = {3511};
+    EXPECT_EQ(0, m_walk.install(m_node, {}, &m_out, m_options));
+    EXPECT_THAT(m_calls, ElementsAre("a installOnNode 0", "b installOnNode 0"));
+    EXPECT_FALSE(cacheUpdateAsked());
+}
+
+TEST_F(FrontWalk, inAContainerAsksThoseThatServeIt) {
+    m_walk.b->serves = true;
+    EXPECT_EQ(0, m_walk.list(m_eid, m_pkgs, &m_out, m_listOptions));
+    EXPECT_EQ(0, m_walk.getInfo(m_eid, m_pkgs, &m_out));
+    EXPECT_EQ(0, m_walk.remove(m_eid, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.update(m_eid, m_files, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.install(m_eid, m_files, &m_out, m_options));
+    EXPECT_THAT(m_calls, ElementsAre("b list 1", "b info 1", "b removeFromVE 1", "b updateInVE 1",
+                                     "b installIntoVE 1"));
+}
+
+TEST_F(FrontWalk, ofChangesInAContainerReachesEveryTechnologyThatServesItButInstallationsOne) {
+    m_walk.a->serves = m_walk.b->serves = true;
+    EXPECT_EQ(0, m_walk.remove(m_eid, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.update(m_eid, m_files, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.install(m_eid, m_files, &m_out, m_options));
+    EXPECT_THAT(m_calls, ElementsAre("a removeFromVE 1", "b removeFromVE 1", "a updateInVE 1",
+                                     "b updateInVE 1", "a installIntoVE 1"));
+}
+
+TEST_F(FrontWalk, ofAnInstallEndsAtTheFirstThatServesTheContainerEvenWhenItRefuses) {
+    m_walk.a->serves = m_walk.b->serves = true;
+    m_walk.a->suits = false;
+    EXPECT_EQ(3511, m_walk.install(m_eid, m_files, &m_out, m_options));
+    EXPECT_THAT(m_calls, IsEmpty());
+}
+
+TEST_F(FrontWalk, inAContainerThatNoTechnologyServesSucceedsAndNotifiesOfChanges) {
+    EXPECT_EQ(0, m_walk.install(m_eid, m_files, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.remove(m_eid, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.update(m_eid, m_files, &m_out, m_options));
+    EXPECT_EQ(0, m_walk.getInfo(m_eid, m_pkgs, &m_out));
+    EXPECT_EQ(0, m_walk.list(m_eid, m_pkgs, &m_out, m_listOptions));
+    EXPECT_THAT(m_calls, IsEmpty());
+    EXPECT_THAT(m_out, IsEmpty());
+    EXPECT_THAT(notifications(),
+                ElementsAre("sendCommandConfUpdate 101", "sendCommandConfUpdate 101",
+                            "sendCommandConfUpdate 101"));
+}
+
+}  // namespace
+}  // namespace QXA::front
