@@ -115,15 +115,24 @@ class Containers(NodeTest):
     def test_an_application_comes_and_goes_without_a_trace(self):
         before = self.area(101)
         self.qxa("install", "--ct", 101, "web/1")
-        self.assertIn("usr/web/file", self.area(101))
+        self.assertEqual("web 1\n", self.seen(101, "usr/web/file"))
         self.assertEqual(["base/1", "web/1"], self.names("--ct", 101))
         self.qxa("remove", "--ct", 101, "web/1")
         self.assertEqual(before, self.area(101))
 
+    def test_what_templates_bring_is_indexed_and_a_check_finds_it_clean(self):
+        self.qxa("install", "--ct", 101, "web/1")
+        self.assertIn("usr/web/._qxlnk_.", self.area(101))
+        self.assertNotIn("usr/web/file", self.area(101))
+        self.qxfsutil("check", "-n", self.node / "qx/private/101")
+        self.qxa("remove", "--ct", 101, "web/1")
+        self.qxa("remove", "--ct", 101, "base/1")
+        self.qxfsutil("check", "-n", self.node / "qx/private/101")
+        self.assertEqual({}, self.area(101))
+
     def test_a_file_that_the_container_changed_stays(self):
         self.qxa("install", "--ct", 101, "web/1")
         changed = self.node / "qx/private/101/root/usr/web/file"
-        changed.unlink()
         changed.write_text("the container's own")
         self.qxa("remove", "--ct", 101, "web/1")
         self.assertEqual("the container's own", changed.read_text())
@@ -184,7 +193,8 @@ class Containers(NodeTest):
     def test_a_new_container_starts_from_the_cache_of_its_os_template(self):
         self.qxa("update", "base/1")
         self.qxa("ct", "create", 102, "--os", "base/1")
-        self.assertIn("usr/base/file", self.area(102))
+        self.assertEqual("base 1\n", self.seen(102, "usr/base/file"))
+        self.qxfsutil("check", "-n", self.node / "qx/private/102")
         self.assertEqual(["base/1"], self.names("--ct", 102))
 
 

@@ -9,6 +9,8 @@ import tempfile
 import unittest
 
 BIN = pathlib.Path(os.environ["QX_BIN"])
+# The plug-in finds qxpkg, as everything on a node does, on PATH.
+os.environ["PATH"] = f"{BIN}:{os.environ['PATH']}"
 
 
 def why_not() -> str | None:
@@ -80,6 +82,22 @@ class NodeTest(unittest.TestCase):
         file = self.folder / f"{name}-{version}.tar.gz"
         self.qxa("template", "pack", self.source(name, version, **options), file)
         return file
+
+    def qxfsutil(self, *words):
+        """Runs the checking tool on the node's templates; it must find nothing to complain about."""
+        result = subprocess.run(
+            [BIN / "qxfsutil", "--template-root", self.node / "qx/template", *map(str, words)],
+            capture_output=True,
+            text=True,
+            check=False,
+            stdin=subprocess.DEVNULL,
+        )
+        self.assertEqual(0, result.returncode, f"{words}: {result.stdout}{result.stderr}")
+        return result.stdout
+
+    def seen(self, container, path):
+        """The content of a file as a container sees it."""
+        return self.qxfsutil("cat", self.node / "qx" / "private" / str(container), path)
 
     def area(self, container):
         """What stands in a container's root: type, mode and content by path."""

@@ -1,4 +1,4 @@
-// Steps a child from system call to system call with ptrace.
+// Steps a child, with all its threads, from system call to system call with ptrace.
 #include "tests/support/traced_run.h"
 
 #include <fcntl.h>
@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <set>
 
 namespace qx_test {
@@ -64,66 +65,74 @@ public:
         m_run.started = true;
         int status = 0;
         waitpid(m_pid, &status, 0);
-        ptrace(PTRACE_SETOPTIONS, m_pid, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-        int signal = 0;
-        while (ptrace(PTRACE_SYSCALL, m_pid, nullptr, signal) == 0 &&
-               waitpid(m_pid, &status, 0) == m_pid) {
-            signal = 0;
-            if (WIFEXITED(status)) {
-                m_run.exitCode = WEXITSTATUS(status);
+        ptrace(PTRACE_SETOPTIONS, m_pid, nullptr,
+               PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL);
+        m_threads[m_pid];
+        ptrace(PTRACE_SYSCALL, m_pid, nullptr, 0);
+        // Of a thread that waits for another one nothing is heard until that one has run; a process
+        // ends only when each of its threads has been waited for.
+        for (;;) {
+            const pid_t thread = waitpid(-1, &status, __WALL);
+            if (thread < 0) {
                 return m_run;
             }
-            if (WIFSIGNALED(status)) {
-                m_run.exitCode = 128 + WTERMSIG(status);
-                return m_run;
-            }
-            if (WSTOPSIG(status) != (SIGTRAP | 0x80)) {
-                signal = WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status);
-                continue;
-            }
-            m_entering = !m_entering;
-            if (m_entering ? entering() : leaving()) {
-                waitpid(m_pid, &status, 0);
+            if (WIFSTOPPED(status)) {
+                stopped(thread, status);
+            } else if (thread == m_pid) {
+                m_run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
                 return m_run;
             }
         }
-        return m_run;
     }
 
 private:
-    /// @return true when the program has been ended.
-    bool entering() {
+    struct Thread {
+        bool entering = false;
+        bool replacing = false;
+    };
+
+    void stopped(pid_t thread, int status) {
+        int signal = 0;
+        const bool isNew = !m_threads.contains(thread);
+        Thread& state = m_threads[thread];
+        if (WSTOPSIG(status) == (SIGTRAP | 0x80)) {
+            state.entering = !state.entering;
+            state.entering ? entering(thread, state) : leaving(thread, state, m_failure);
+        } else if (WSTOPSIG(status) != SIGTRAP && !(isNew && WSTOPSIG(status) == SIGSTOP)) {
+            signal = WSTOPSIG(status);
+        }
+        ptrace(PTRACE_SYSCALL, thread, nullptr, signal);
+    }
+
+    void entering(pid_t thread, Thread& state) {
         user_regs_struct registers{};
-        ptrace(PTRACE_GETREGS, m_pid, nullptr, &registers);
-        if (!changesFiles(registers) || ++m_run.calls != m_n) {
-            return false;
+        ptrace(PTRACE_GETREGS, thread, nullptr, &registers);
+        if (m_run.killed || !changesFiles(registers) || ++m_run.calls != m_n) {
+            return;
         }
         if (m_failure == 0) {
             m_run.killed = kill(m_pid, SIGKILL) == 0;
-            return true;
+            return;
         }
         registers.orig_rax = static_cast<unsigned long long>(-1);
-        ptrace(PTRACE_SETREGS, m_pid, nullptr, &registers);
-        m_replacing = true;
-        return false;
+        ptrace(PTRACE_SETREGS, thread, nullptr, &registers);
+        state.replacing = true;
     }
 
-    bool leaving() {
-        if (m_replacing) {
+    static void leaving(pid_t thread, Thread& state, int failure) {
+        if (state.replacing) {
             user_regs_struct registers{};
-            ptrace(PTRACE_GETREGS, m_pid, nullptr, &registers);
-            registers.rax = static_cast<unsigned long long>(-m_failure);
-            ptrace(PTRACE_SETREGS, m_pid, nullptr, &registers);
-            m_replacing = false;
+            ptrace(PTRACE_GETREGS, thread, nullptr, &registers);
+            registers.rax = static_cast<unsigned long long>(-failure);
+            ptrace(PTRACE_SETREGS, thread, nullptr, &registers);
+            state.replacing = false;
         }
-        return false;
     }
 
     pid_t m_pid;
     unsigned m_n;
     int m_failure;
-    bool m_entering = false;
-    bool m_replacing = false;
+    std::map<pid_t, Thread> m_threads;
     TracedRun m_run;
 };
 

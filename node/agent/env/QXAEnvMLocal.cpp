@@ -17,6 +17,7 @@
 #include "node/agent/env/kr_cache.h"
 #include "node/agent/env_cache.h"
 #include "node/agent/tem/agent_reporter.h"
+#include "node/agent/tem/area_index.h"
 #include "node/agent/tem/container_templates.h"
 #include "node/agent/tem/files.h"
 #include "node/agent/tem/guarded.h"
@@ -117,7 +118,7 @@ Start startOf(const std::string& osTemplate) {
     return start;
 }
 
-void fill(int area, const Start& start) {
+void fill(int area, const Start& start, const std::string& name, const tem::Reporter& reporter) {
     if (start.krRoot) {
         if (mkdirat(area, "root", 0755) != 0) {
             throw tem::systemFailure("make directory", "root");
@@ -132,6 +133,7 @@ void fill(int area, const Start& start) {
         if (!tem::unpackCache(templates, *start.standard, area)) {
             tem::fillFromTemplate(templates, *start.standard, area);
         }
+        tem::indexNewArea(area, name, reporter);
     }
 }
 
@@ -197,10 +199,12 @@ void removeConfig(int veid) {
 }
 
 // With the container's lock held.
-void makeContainer(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& start) {
+void makeContainer(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& start,
+                   const tem::Reporter& reporter) {
     refuseTaken(spec, eid);
     const std::string area = privateAreaOf(spec);
-    env::makeArea(area, [&](int directory) { fill(directory, start); });
+    env::makeArea(
+        area, [&](int directory) { fill(directory, start, std::to_string(spec.veid), reporter); });
     try {
         writeConfig(spec, eid, start);
     } catch (const Failure&) {
@@ -248,7 +252,7 @@ int QXAEnvMLocal::create(const QXAEnvSpec& spec, QXAEnvRecord* created) {
         }
         const Start start = startOf(spec.osTemplate);
         const auto lock = tem::lockForWriting(qxnode::containerLockPath(spec.veid), reporter);
-        makeContainer(spec, eid, start);
+        makeContainer(spec, eid, start, reporter);
         if (created != nullptr) {
             std::string error;
             auto record = readRecord(spec.veid, error);

@@ -76,11 +76,13 @@ void fillArea(int folder, const std::string& beside, const std::string& path,
     if (!area) {
         throw systemFailure("open directory", path);
     }
+    if (mkdirat(area.get(), kLostFilesName, 0700) != 0 ||
+        symlinkat(kLayoutVersion, area.get(), kVersionLink) != 0) {
+        throw systemFailure("make private area", path);
+    }
     fill(area.get());
     setMark(area.get(), path);
-    if ((mkdirat(area.get(), "root", 0755) != 0 && errno != EEXIST) ||
-        mkdirat(area.get(), kLostFilesName, 0700) != 0 ||
-        symlinkat(kLayoutVersion, area.get(), kVersionLink) != 0 || syncfs(area.get()) != 0) {
+    if ((mkdirat(area.get(), "root", 0755) != 0 && errno != EEXIST) || syncfs(area.get()) != 0) {
         throw systemFailure("make private area", path);
     }
 }

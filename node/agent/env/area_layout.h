@@ -17,7 +17,8 @@ inline constexpr const char* kLostFilesName = "lost_files";
 /// Makes a private area beside its place, has it filled, flushes it and renames it into place,
 /// marked as unfinished.
 /// @param path  absolute; must not exist, unless it is marked as unfinished.
-/// @param fill  gets a descriptor of the area's directory, with "root" to be made by it or left.
+/// @param fill  gets a descriptor of the area's directory, which has its layout's version but no
+///              "root": that is to be made by it or left.
 /// @throws tem::Failure kTemConflict when there is something else, kTemFailed.
 void makeArea(const std::string& path, const std::function<void(int directory)>& fill);
 

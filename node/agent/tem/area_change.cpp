@@ -187,12 +187,12 @@ qxnode::Fd openOrMake(int directory, const char* name, mode_t mode,
 }  // namespace
 
 Area::Area(const std::string& privateArea) {
-    const qxnode::Fd directory(open(privateArea.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory) {
+    m_directory = qxnode::Fd(open(privateArea.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!m_directory) {
         throw systemFailure("open private area", privateArea);
     }
-    m_root = openOrMake(directory.get(), kRootName, 0755, privateArea);
-    m_state = openOrMake(directory.get(), kAreaStateName, 0700, privateArea);
+    m_root = openOrMake(m_directory.get(), kRootName, 0755, privateArea);
+    m_state = openOrMake(m_directory.get(), kAreaStateName, 0700, privateArea);
 }
 
 unsigned Area::nextSaved() const {
@@ -268,6 +268,10 @@ void revertChange(const Area& area, const AreaChange& change) {
     // The journal first: records without it are left-overs that mean nothing.
     removeJournal(area);
     removeNewRecords(area.state());
+}
+
+bool isCutShort(const Area& area) {
+    return isThere(area.state(), kJournalName);
 }
 
 void recoverArea(const Area& area, const ConfiguredTemplates& configured) {

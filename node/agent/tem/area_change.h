@@ -30,6 +30,7 @@ public:
     /// @throws Failure kTemFailed.
     explicit Area(const std::string& privateArea);
 
+    [[nodiscard]] int directory() const { return m_directory.get(); }
     [[nodiscard]] int root() const { return m_root.get(); }
     [[nodiscard]] int state() const { return m_state.get(); }
 
@@ -37,6 +38,7 @@ public:
     [[nodiscard]] unsigned nextSaved() const;
 
 private:
+    qxnode::Fd m_directory;
     qxnode::Fd m_root;
     qxnode::Fd m_state;
 };
@@ -59,6 +61,9 @@ void finishChange(const Area& area, const AreaChange& change);
 
 /// Undoes what prepareChange() did.
 void revertChange(const Area& area, const AreaChange& change);
+
+/// Whether a change's journal stands: it was cut short, or could not be tidied up.
+bool isCutShort(const Area& area);
 
 /// Finishes or undoes what a killed writer left, see above.
 /// @param configured  what the configuration says now.

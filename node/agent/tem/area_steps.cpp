@@ -61,27 +61,12 @@ void makeDirectory(int root, const std::string& path, const AreaEntry& entry) {
     }
 }
 
-// Puts an entry into its place in one step, over what may stand there.
+// Makes a directory, or puts a file or link into its place.
 void put(int root, const std::string& path, const AreaEntry& entry) {
     if (entry.kind == AreaEntry::Kind::directory) {
         makeDirectory(root, path, entry);
-        return;
-    }
-    std::string name;
-    const Fd parent = openParent(root, path, name);
-    if (!parent) {
-        throw systemFailure("open the directory of", path);
-    }
-    const std::string beside = kBesidePrefix + std::to_string(std::hash<std::string>{}(name));
-    // Left by a writer that was killed here.
-    if (unlinkat(parent.get(), beside.c_str(), 0) != 0 && errno != ENOENT) {
-        throw systemFailure("remove", path);
-    }
-    makeBeside(parent.get(), beside, path, entry);
-    if (renameat2(parent.get(), beside.c_str(), parent.get(), name.c_str(), 0) != 0) {
-        const Failure failure = systemFailure("put in place", path);
-        unlinkat(parent.get(), beside.c_str(), 0);
-        throw Failure(failure);
+    } else {
+        putEntry(root, path, entry);
     }
 }
 
@@ -189,6 +174,25 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
         }
     }
     return steps;
+}
+
+void putEntry(int root, const std::string& path, const AreaEntry& entry) {
+    std::string name;
+    const Fd parent = openParent(root, path, name);
+    if (!parent) {
+        throw systemFailure("open the directory of", path);
+    }
+    const std::string beside = kBesidePrefix + std::to_string(std::hash<std::string>{}(name));
+    // Left by a writer that was killed here.
+    if (unlinkat(parent.get(), beside.c_str(), 0) != 0 && errno != ENOENT) {
+        throw systemFailure("remove", path);
+    }
+    makeBeside(parent.get(), beside, path, entry);
+    if (renameat2(parent.get(), beside.c_str(), parent.get(), name.c_str(), 0) != 0) {
+        const Failure failure = systemFailure("put in place", path);
+        unlinkat(parent.get(), beside.c_str(), 0);
+        throw Failure(failure);
+    }
 }
 
 void doStep(int root, int saved, const AreaStep& step) {

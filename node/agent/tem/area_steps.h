@@ -29,6 +29,10 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
 /// @throws Failure kTemFailed.
 void doStep(int root, int saved, const AreaStep& step);
 
+/// Puts a file or link into its place in one step, over what may stand there.
+/// @throws Failure kTemFailed.
+void putEntry(int root, const std::string& path, const AreaEntry& entry);
+
 /// Undoes a step, or finds it undone.
 void undoStep(int root, int saved, const AreaStep& step);
 

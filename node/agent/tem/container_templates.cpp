@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 
 #include "QXA/QXATEMLocal.h"
+#include "node/agent/tem/area_index.h"
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/version_order.h"
@@ -23,9 +25,27 @@ public:
     LockedContainer(const QXL::QXLEID& eid, const Reporter& reporter)
         : m_lock(lockForWriting(qxnode::containerLockPath(Container::find(eid).veid()), reporter)),
           container(Container::find(eid)),
-          area(container.privateArea()) {
+          area(container.privateArea()),
+          indexes(area, std::to_string(container.veid()), reporter) {
+        if (indexes.unfinished()) {
+            indexes.makePlain({}, readRecords(area.state()));
+        }
         recoverArea(area, container.configured());
+        indexes.makeIndexed();
         records = readRecords(area.state());
+    }
+
+    // Runs a change while the directories that it touches have no indexes.
+    template <class Change>
+    void whilePlain(const std::set<std::string>& directories, Change change) {
+        indexes.makePlain(directories, records);
+        try {
+            change();
+        } catch (...) {
+            indexes.makeIndexed();
+            throw;
+        }
+        indexes.makeIndexed();
     }
 
 private:
@@ -34,6 +54,7 @@ private:
 public:
     Container container;
     Area area;
+    AreaIndexes indexes;
     std::vector<AreaRecord> records;
 };
 
@@ -227,27 +248,35 @@ void checkSelection(const TemplateArea& templates, const Selection& before, cons
 }
 
 // Sorts the container's records into those that leave and those that stay.
-void splitRecords(std::vector<AreaRecord> records, const Selection& after,
+void splitRecords(const std::vector<AreaRecord>& records, const Selection& after,
                   const std::vector<ManifestSP>& wanted, AreaChange& change) {
-    for (AreaRecord& record : records) {
+    for (const AreaRecord& record : records) {
         const QXATemplate* kept = after.find(record.key.name);
         const bool replaced = std::any_of(
             wanted.begin(), wanted.end(),
             [&](const ManifestSP& manifest) { return manifest->config.name == record.key.name; });
         const bool stays = kept != nullptr && *kept == record.key && !replaced;
-        (stays ? change.staying : change.leaving).push_back(std::move(record));
+        (stays ? change.staying : change.leaving).push_back(record);
     }
 }
 
-void planComing(const LockedContainer& locked, const TemplateArea& templates,
-                const std::vector<ManifestSP>& wanted, bool force, AreaChange& change,
-                std::vector<std::string>& kept) {
-    AreaSituation situation{locked.area.root(), change.leaving, change.staying,
-                            locked.area.nextSaved()};
+// What templates would put into an empty container.
+std::vector<AreaRecord> recordsOf(const TemplateArea& templates,
+                                  const std::vector<ManifestSP>& wanted) {
+    std::vector<AreaRecord> records;
     for (const ManifestSP& manifest : wanted) {
         const qxnode::Fd root = templates.openRoot(manifest->key());
-        AreaRecord record{manifest->key(), manifest->config.isOsTemplate,
-                          entriesOf(root.get(), manifest->key())};
+        records.push_back({manifest->key(), manifest->config.isOsTemplate,
+                           entriesOf(root.get(), manifest->key())});
+    }
+    return records;
+}
+
+void planComing(const LockedContainer& locked, std::vector<AreaRecord> wanted, bool force,
+                AreaChange& change, std::vector<std::string>& kept) {
+    AreaSituation situation{locked.area.root(), change.leaving, change.staying,
+                            locked.area.nextSaved()};
+    for (AreaRecord& record : wanted) {
         change.coming.push_back(
             planTemplate(situation, change.coming, std::move(record), force, kept));
     }
@@ -301,10 +330,15 @@ void addToContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys
     }
     AreaChange change;
     change.after = asConfigured(after, locked.container.configured());
-    splitRecords(std::move(locked.records), after, wanted, change);
+    splitRecords(locked.records, after, wanted, change);
+    std::vector<AreaRecord> coming = recordsOf(templates, wanted);
+    std::set<std::string> touched = directoriesOf(coming);
+    touched.merge(directoriesOf(change.leaving));
     std::vector<std::string> kept;
-    planComing(locked, templates, wanted, force, change, kept);
-    carryOut(locked, change);
+    locked.whilePlain(touched, [&] {
+        planComing(locked, std::move(coming), force, change, kept);
+        carryOut(locked, change);
+    });
     for (const std::string& path : kept) {
         reporter.remark("container " + eid.toString() + " keeps its own '/" + path + "'");
     }
@@ -350,8 +384,8 @@ void removeFromContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>&
     if (locked.container.isKr()) {
         change.after.osTemplate = locked.container.configured().osTemplate;
     }
-    splitRecords(std::move(locked.records), after, {}, change);
-    carryOut(locked, change);
+    splitRecords(locked.records, after, {}, change);
+    locked.whilePlain(directoriesOf(change.leaving), [&] { carryOut(locked, change); });
 }
 
 }  // namespace QXA::tem

@@ -76,7 +76,7 @@ TEST_F(TemEnv, OsTemplateWithoutCacheIsAdded) {
     const Outcome outcome = node.create("os");
     ASSERT_EQ(outcome.code, 0) << outcome.message;
     EXPECT_EQ(outcome.text, "os/1");
-    EXPECT_EQ(qx_test::read_file(node.area("root/etc/release")), "////os/1/root/etc/release");
+    EXPECT_EQ(node.read("etc/release"), "////os/1/root/etc/release");
 }
 
 TEST_F(TemEnv, CacheGivesTheSameContainerAsAdding) {

@@ -173,8 +173,12 @@ protected:
         if (fs::exists(node.templates(".qxtem/staging"))) {
             EXPECT_EQ(Node::tree(node.templates(".qxtem/staging")), "");
         }
-        for (const char* name : {".qxtemplates/journal", ".qxtemplates/.journal.new"}) {
+        for (const char* name :
+             {".qxtemplates/journal", ".qxtemplates/.journal.new", ".qxtemplates/plain"}) {
             EXPECT_FALSE(fs::exists(node.area(name))) << name;
+        }
+        if (fs::exists(node.configPath())) {
+            EXPECT_EQ(node.findings(), "");
         }
     }
 };
@@ -366,7 +370,7 @@ TEST_F(TemDisk, TwoWritersAtOnceBothSucceed) {
               "app7/1:app");
     together("add", names);
     for (const std::string& name : names) {
-        EXPECT_TRUE(fs::exists(node.area("root/" + name))) << name;
+        EXPECT_TRUE(node.holds(name)) << name;
         EXPECT_THAT(node.lsContainer().text, HasSubstr(name + "/1:app"));
     }
 }

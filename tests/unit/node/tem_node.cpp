@@ -15,6 +15,9 @@
 
 #include "QXL/QXLError.h"
 #include "node/support/node_dir.h"
+#include "src/qxfsutil.h"
+#include "tools/qxfsutil/check_area.h"
+#include "tools/qxfsutil/index_file.h"
 
 namespace tem_test {
 
@@ -72,6 +75,37 @@ public:
 private:
     std::string m_before;
 };
+
+struct FreeTexts {
+    void operator()(char** texts) const {
+        for (char** text = texts; *text != nullptr; ++text) {
+            std::free(*text);
+        }
+        std::free(texts);
+    }
+};
+
+// The template references of an index; empty when there is none.
+std::vector<std::string> referencesIn(const std::string& index) {
+    std::vector<std::string> found;
+    if (!fs::is_regular_file(fs::symlink_status(index))) {
+        return found;
+    }
+    const std::unique_ptr<char*, FreeTexts> texts(read_dirindex(index.c_str()));
+    EXPECT_NE(texts, nullptr) << index;
+    for (char* const* text = texts.get(); text != nullptr && *text != nullptr; ++text) {
+        found.emplace_back(*text);
+    }
+    return found;
+}
+
+std::string indexAsText(const std::string& path) {
+    std::string text;
+    for (const qxfsutil::IndexEntry& entry : qxfsutil::readIndexFile(path).entries) {
+        text += std::to_string(entry.type) + " " + entry.name + " " + entry.link.value_or("") + ";";
+    }
+    return text;
+}
 
 }  // namespace
 
@@ -296,6 +330,9 @@ void Node::installApp(const std::string& version) const {
 
 void Node::makeContainer(const std::string& config) const {
     fs::create_directories(area("root"));
+    if (!fs::is_symlink(area("VERSION"))) {
+        fs::create_symlink("005.004", area("VERSION"));
+    }
     fs::create_directories(fs::path(configPath()).parent_path());
     m_files.write("node/etc/sysconfig/qx-scripts/101.conf",
                   "EID=\"" + containerEid().toString() + "\"\n" + config);
@@ -307,6 +344,44 @@ std::string Node::templates(const std::string& name) const {
 
 std::string Node::area(const std::string& name) const {
     return path() + "/qx/private/101" + (name.empty() ? "" : "/" + name);
+}
+
+std::string Node::read(const std::string& path) const {
+    const fs::path place = area("root/" + path);
+    if (fs::exists(fs::symlink_status(place))) {
+        return qx_test::read_file(place.string());
+    }
+    for (const std::string& text : referencesIn((place.parent_path() / "._qxlnk_.").string())) {
+        if (text.substr(text.rfind('/') + 1) == place.filename().string()) {
+            return text;
+        }
+    }
+    return "";
+}
+
+bool Node::holds(const std::string& path) const {
+    return fs::exists(fs::symlink_status(area("root/" + path))) || !read(path).empty();
+}
+
+bool Node::isIndexed(const std::string& directory) const {
+    struct stat st {};
+    const std::string path = area("root/" + directory);
+    return lstat(path.c_str(), &st) == 0 && (st.st_mode & S_ISUID) != 0 &&
+           lstat((path + "/._qxlnk_.").c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::string Node::findings() const {
+    qxfsutil::Area checked;
+    std::string text;
+    if (!qxfsutil::openArea(area(), templates(), checked, text)) {
+        return text;
+    }
+    qxfsutil::UndoRecord none;
+    qxfsutil::checkArea(
+        checked, qxfsutil::RepairMode::report, none,
+        [&](const qxfsutil::Finding& finding) { text += qxfsutil::describe(finding) + "\n"; },
+        [](const qxfsutil::CheckSummary&) {});
+    return text;
 }
 
 std::string Node::configPath() const {
@@ -328,6 +403,8 @@ std::string Node::tree(const std::string& directory) {
         std::string line = entry.path().lexically_relative(directory).string() + mode;
         if (S_ISLNK(st.st_mode)) {
             line += fs::read_symlink(entry.path()).string();
+        } else if (entry.path().filename() == qxfsutil::kIndexName) {
+            line += indexAsText(entry.path().string());
         } else if (S_ISREG(st.st_mode)) {
             line += qx_test::read_file(entry.path().string());
         }

@@ -100,8 +100,18 @@ public:
     std::string configPath() const;
     std::string file(const std::string& name) const { return m_files.path(name); }
 
+    // What stands for a template file at a path of the container's root, in place or in an index;
+    // for everything else the file's content. Empty when there is nothing.
+    std::string read(const std::string& path) const;
+    // Whether the container has something at a path, in place or in an index.
+    bool holds(const std::string& path) const;
+    // Whether a directory of the container's root has an index, and is marked so.
+    bool isIndexed(const std::string& directory) const;
+    // What a check of the container's area finds, one finding a line.
+    std::string findings() const;
+
     // Every entry below a directory: kind, mode, owner, size or target, content. Equal texts mean
-    // equal trees, but for times.
+    // equal trees, but for times and for the inodes that an index holds.
     static std::string tree(const std::string& directory);
 
     static QXL::QXLEID containerEid();

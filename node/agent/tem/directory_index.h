@@ -1,0 +1,58 @@
+// The index of one directory of a container's area, written and read through the checker library.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+namespace QXA::tem {
+
+/// How a directory says what it is.
+struct DirectoryMarks {
+    bool marked = false;    ///< it has the bit that an indexed directory has
+    bool hasIndex = false;  ///< an index file stands in it
+};
+
+/// @throws Failure kTemFailed. @param path  for messages, as everywhere here.
+DirectoryMarks marksOf(int directory, const std::string& path);
+
+/// Link texts of the template files that a directory's index stands for, each with the entry's name
+/// as its last component. The caller holds the checker's lock.
+/// @throws Failure kTemFailed for an index that cannot be read, is damaged, or holds a text that
+///         leads out of the template area.
+std::vector<std::string> textsOfIndex(int directory, const std::string& path);
+
+/// A link in the directory that its new index makes superfluous, as it stood when that was written.
+struct SuperfluousLink {
+    std::string name;
+    struct stat info {};
+};
+
+struct WrittenIndex {
+    enum class Result {
+        written,
+        notWanted,   ///< there is no reference to a template file in the directory
+        impossible,  ///< `reason` says why; the directory is as before
+    };
+    Result result = Result::written;
+    std::string reason;
+    std::vector<SuperfluousLink> superfluous;
+};
+
+/// Writes the index of a directory that has none from what stands in it, names in order, so that
+/// equal directories get equal indexes, and marks the directory. Nothing is flushed, and the links
+/// stay. The caller holds the checker's lock and runs with a working directory of its own.
+/// @param withoutLinks  whether to write one for a directory without references, too.
+/// @throws Failure kTemFailed, the directory being as before.
+WrittenIndex writeIndex(int directory, const std::string& path, bool withoutLinks);
+
+/// Removes a link that an index made superfluous, unless the container changed it meanwhile.
+/// @throws Failure kTemFailed.
+void removeSuperfluous(int directory, const std::string& path, const SuperfluousLink& link);
+
+/// Takes a directory's mark and its index away. What the index stood for must be in place.
+/// @throws Failure kTemFailed.
+void removeIndex(int directory, const std::string& path);
+
+}  // namespace QXA::tem
