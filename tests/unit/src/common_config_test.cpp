@@ -104,6 +104,29 @@ TEST_F(Config, ReadsValuesLongerThanABlock) {
     EXPECT_EQ(value_of("B"), "[2]");
 }
 
+TEST_F(Config, CutsALineBeyondAMebibyteAndReadsTheNext) {
+    config("A=\"" + std::string(3 << 20, 'v') + "\"\nB=\"2\"\n");
+    EXPECT_EQ(value_of("A").size(), (1u << 20) - 3 + 2);
+    EXPECT_EQ(value_of("B"), "[2]");
+}
+
+TEST_F(Config, SkipsDelimitersBeforeTheTokenAndKeepsBlanks) {
+    config("A\t=\t\"=\" one two \"\nB= plain \n");
+    EXPECT_EQ(value_of("A"), "[ one two ]");
+    EXPECT_EQ(value_of("B"), "[ plain ]");
+}
+
+TEST_F(Config, SingleQuotesAreNoDelimiters) {
+    config("A='one'\n");
+    EXPECT_EQ(value_of("A"), "['one']");
+}
+
+TEST_F(Config, ALineEndsAtANulByte) {
+    config(std::string_view("A=\"1\0x\"\nB=\"2\"\n", 15));
+    EXPECT_EQ(value_of("A"), "[1]");
+    EXPECT_EQ(value_of("B"), "[2]");
+}
+
 TEST_F(Config, ShowsWhatItReadAtLevelFour) {
     config("A=\"1\"\n");
     EXPECT_THAT(read("A", 4).output.err, EndsWith(std::string("A=\"1\" from ") + kPath + "\n"));
@@ -254,6 +277,12 @@ TEST_F(Config, UpdateAppendsAnItemAndCutsTrailingBlanks) {
     EXPECT_EQ(config(), "L=\"a b c\"\n");
 }
 
+TEST_F(Config, UpdateWritesNothingWhenTheItemIsListed) {
+    config("L=\"a b\"\n");
+    EXPECT_EQ(run(0, [] { print_result(update_ve_config(101, "L", "b")); }).output.out, "1");
+    EXPECT_EQ(config(), "L=\"a b\"\n");
+}
+
 TEST_F(Config, UpdateWritesNothingWhenTheItemIsPartOfAWord) {
     config("L=\"abcd\"\n");
     EXPECT_EQ(run(0, [] { print_result(update_ve_config(101, "L", "bc")); }).output.out, "1");
@@ -292,6 +321,11 @@ TEST_F(Private, PutsTheIdForTheVariable) {
 TEST_F(Private, PutsTheIdForTheFirstVariableOnly) {
     config("VE_PRIVATE=\"/$VEID/$VEID\"\n");
     EXPECT_EQ(area().output.out, "/101/$VEID");
+}
+
+TEST_F(Private, TakesTheLastLineAsItsReaderDoes) {
+    config("VE_PRIVATE=/a/$VEID\nVE_PRIVATE=/$VEI$VEID\n");
+    EXPECT_EQ(area().output.out, "/$VEI101");
 }
 
 TEST_F(Private, IsTheValueWithoutAVariable) {

@@ -1,5 +1,6 @@
 // The in-memory model: bucket counts, pool, hash table, freeing.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -127,6 +128,22 @@ TEST_F(Model, CleanMemoryWorksAfterTheBucketCountChanged) {
     prime = 4000000;
     clean_memory();
     EXPECT_EQ(ht, nullptr);
+}
+
+TEST_F(Model, CleanMemoryFreesChainsOfAnyLengthInAnyBucket) {
+    std::vector<qx_test::Entry> entries;
+    for (int i = 0; i < 2000; ++i) {
+        // Half of them share a bucket with a single letter, the others spread.
+        entries.push_back({8, i % 2 == 0 ? "a" : "n" + std::to_string(i), "", 2});
+    }
+    const size_t before = mallinfo2().uordblks;
+    for (const unsigned buckets : {1u, 33u, 1019u}) {
+        fill_list(entries);
+        prime = buckets;
+        create_hash_table();
+        clean_memory();
+    }
+    EXPECT_LE(mallinfo2().uordblks, before + 4096);
 }
 
 TEST_F(Model, FreeingNothingIsAllowed) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "src/dirindex_model.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/src/index_support.h"
 
@@ -108,15 +109,34 @@ std::vector<Entry> entries_up_to_4080() {
     return entries;
 }
 
-IndexImage written_with_one_bucket(const std::vector<Entry>& entries) {
+// What is listed, written with so many buckets.
+IndexImage written(unsigned buckets) {
     const TempDir dir;
-    fill_list(entries);
-    prime = 1;
+    prime = buckets;
     create_hash_table();
     FILE* stream = fopen(dir.path("i").c_str(), "w+");
     EXPECT_EQ(emit_dirindex(stream), 0);
     fclose(stream);
     return IndexImage::from_bytes(qx_test::read_file(dir.path("i")));
+}
+
+IndexImage written_with_buckets(unsigned buckets, const std::vector<Entry>& entries) {
+    fill_list(entries);
+    return written(buckets);
+}
+
+IndexImage written_with_one_bucket(const std::vector<Entry>& entries) {
+    return written_with_buckets(1, entries);
+}
+
+std::vector<std::string> names_of_bucket(const IndexImage& image, uint32_t bucket) {
+    std::vector<std::string> names;
+    uint32_t at = image.get32(20 + 4 * bucket);
+    for (bool more = at != 0; more; at += image.get32(at + 4)) {
+        names.push_back(image.bytes().substr(at + 16, image.get16(at + 2)));
+        more = (image.byte(at + 1) & 1) == 0;
+    }
+    return names;
 }
 
 TEST(Writer, MovesARecordThatWouldCrossABlockToTheNextOne) {
@@ -138,14 +158,7 @@ TEST(Writer, LetsARecordEndExactlyAtABlock) {
 
 TEST(Writer, CountsAGapBeforeTheFirstRecordInStart) {
     // 1019 slots end at 4096: no gap. A prime of 1018 leaves 4 bytes, too few for a record.
-    const TempDir dir;
-    fill_list({{8, "a", "", 2}});
-    prime = 1018;
-    create_hash_table();
-    FILE* stream = fopen(dir.path("i").c_str(), "w+");
-    EXPECT_EQ(emit_dirindex(stream), 0);
-    fclose(stream);
-    const IndexImage image = IndexImage::from_bytes(qx_test::read_file(dir.path("i")));
+    const IndexImage image = written_with_buckets(1018, {{8, "a", "", 2}});
     EXPECT_EQ(image.get32(4), 4096u);
     EXPECT_EQ(image.bytes().substr(4092, 4), std::string(4, '\0'));
 }
@@ -249,6 +262,18 @@ TEST(Writer, FailsWhenTheDeviceIsFull) {
     fclose(stream);
 }
 
+TEST(Writer, RefusesARecordThatOffsetsCannotReach) {
+    const TempDir dir;
+    prepare({{8, "a", "", 2}});
+    FILE* stream = fopen(dir.path("i").c_str(), "w+");
+    ASSERT_EQ(fseeko(stream, off_t{UINT32_MAX} - 4, SEEK_SET), 0);
+    EXPECT_EQ(emit_direntries(stream), -1);
+    EXPECT_EQ(errno, EFBIG);
+    fclose(stream);
+    EXPECT_EQ(qx_test::read_file(dir.path("i")), "");
+    clean_memory();
+}
+
 TEST(Writer, CutsOffWhatStoodBehindTheLastRecord) {
     const TempDir dir;
     const std::string path = dir.write("i", std::string(9000, 'x'));
@@ -284,6 +309,52 @@ TEST(Writer, NoRecordOfALargeIndexCrossesABlock) {
         EXPECT_EQ(at / 4096, (at + size - 1) / 4096);
     }
     EXPECT_EQ(at, image.size());
+}
+
+TEST(Writer, KeepsTheOrderOfTheListInEveryBucket) {
+    // More buckets than are followed at a time, with chains of unequal length.
+    constexpr uint32_t kBuckets = 71;
+    std::vector<Entry> entries;
+    std::vector<std::vector<std::string>> expected(kBuckets);
+    for (int i = 0; i < 900; ++i) {
+        const std::string name = "n" + std::to_string(i % 2 == 0 ? i : i * i);
+        const uint32_t hash = dirindex::name_hash(name.data(), name.size());
+        // Every third bucket stays empty.
+        if (hash % kBuckets % 3 != 0) {
+            entries.push_back({8, name, "////d" + std::to_string(i % 5), 3});
+            expected[hash % kBuckets].push_back(name);
+        }
+    }
+    const IndexImage image = written_with_buckets(kBuckets, entries);
+    for (uint32_t i = 0; i < kBuckets; ++i) {
+        EXPECT_EQ(names_of_bucket(image, i), expected[i]) << "bucket " << i;
+    }
+    EXPECT_EQ(emitted, entries.size());
+}
+
+TEST(Writer, NotesPlacesAndFlagsInTheEntries) {
+    prepare({{8, "a", "////t", 3}, {8, "b", "////t", 5}, {8, "c", "", 6}});
+    const TempDir dir;
+    FILE* stream = fopen(dir.path("i").c_str(), "w+");
+    EXPECT_EQ(emit_dirindex(stream), 0);
+    fclose(stream);
+    const dent* first = ht[0].head;
+    EXPECT_EQ(first->link, 24u + 16 + 4);
+    EXPECT_EQ(first->poolstr->offset, first->link);
+    EXPECT_EQ(first->next->link, first->link);
+    EXPECT_EQ(first->next->next->link, 0u);
+    EXPECT_EQ(first->flags, 0);
+    EXPECT_EQ(ht[0].tail->flags, 3);
+    EXPECT_EQ(ht_emit[0], 24u);
+    clean_memory();
+}
+
+TEST(Writer, WritesZerosBehindANameShorterThanItsLength) {
+    fill_list({{8, "abcdefgh", "", 2}});
+    dlist->name[2] = '\0';
+    const IndexImage image = written(1);
+    EXPECT_EQ(image.bytes().substr(40, 12), std::string("ab") + std::string(10, '\0'));
+    EXPECT_EQ(image.get16(24 + 2), 8);
 }
 
 TEST(Writer, CountsWhatItEmitted) {
