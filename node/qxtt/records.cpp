@@ -78,8 +78,9 @@ void writeTemplate(Block& block, Place record, const KrManifest& manifest, std::
     out.lines(offsetof(tmpl_info, description), manifest.description, QXTT_MASK_DESCRIPTION_BIT);
     out.list(offsetof(tmpl_info, base_packages), manifest.basePackages,
              QXTT_MASK_BASE_PACKAGES_BIT);
+    out.list(offsetof(tmpl_info, late_base_packages), manifest.lateBasePackages,
+             QXTT_MASK_LATE_BASE_PACKAGES_BIT);
     out.list(offsetof(tmpl_info, packages), manifest.packages, QXTT_MASK_PACKAGES_BIT);
-    out.list(offsetof(tmpl_info, all_packages), manifest.allPackages(), QXTT_MASK_ALL_PACKAGES_BIT);
     out.list(offsetof(tmpl_info, technologies), manifest.technologies, QXTT_MASK_TECHNOLOGIES_BIT);
     out.text(offsetof(tmpl_info, cached), manifest.cached ? "yes" : "", QXTT_MASK_CACHED_BIT);
 }

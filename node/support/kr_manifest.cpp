@@ -122,6 +122,7 @@ void readRest(const TomlTable& table, KrManifest& manifest) {
     }
     manifest.technologies = table.texts("technologies");
     manifest.basePackages = packageNames(table, "base_packages");
+    manifest.lateBasePackages = packageNames(table, "late_base_packages");
     manifest.packages = packageNames(table, "packages");
     for (const TomlTable& repository : table.tables("repositories")) {
         manifest.repositories.push_back(repositoryOf(repository));
@@ -192,7 +193,7 @@ bool KrRepository::needsNetwork() const {
 
 std::vector<std::string> KrManifest::allPackages() const {
     std::vector<std::string> all;
-    for (const auto* list : {&basePackages, &packages}) {
+    for (const auto* list : {&basePackages, &lateBasePackages, &packages}) {
         for (const std::string& name : *list) {
             if (std::find(all.begin(), all.end(), name) == all.end()) {
                 all.push_back(name);

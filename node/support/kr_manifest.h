@@ -49,15 +49,16 @@ struct KrManifest {
     KrPackaging packaging = KrPackaging::deb;
     bool packagingGiven = false;  ///< an application template without one has its OS template's
     std::vector<std::string> technologies;
-    std::vector<std::string> basePackages;  ///< what a cache is built of; OS templates only
-    std::vector<std::string> packages;      ///< what the template adds to a container
+    std::vector<std::string> basePackages;      ///< what a cache begins with; OS templates only
+    std::vector<std::string> lateBasePackages;  ///< what it gets when those are in working order
+    std::vector<std::string> packages;          ///< what the template adds to a container
     std::vector<KrRepository> repositories;
     std::string release;   ///< distribution's release, as the engines are to be told; may be empty
     std::string variant;   ///< extent of a deb root tree, as mmdebstrap calls it; may be empty
     bool network = false;  ///< package scripts may use the network
     bool cached = false;   ///< the "yes" flag that listings carry
 
-    /// Base packages, then packages, each once.
+    /// Base packages, late ones, then packages, each once.
     [[nodiscard]] std::vector<std::string> allPackages() const;
 };
 

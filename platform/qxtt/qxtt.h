@@ -36,19 +36,19 @@ extern "C" {
 /* Bits of the mask. A field whose bit is not set stays null; a bit that selects nothing in a record
  * is ignored there. Names are always filled, and so are the architectures and versions of package
  * listings. Bits without a name here select nothing. */
-#define QXTT_MASK_OS_NAME_BIT 0x4u          /* tmpl_info.os_name */
-#define QXTT_MASK_VERSION_BIT 0x4u          /* pkg_info.version */
-#define QXTT_MASK_PACKAGING_BIT 0x8u        /* tmpl_info.packaging */
-#define QXTT_MASK_REPOSITORY_BIT 0x8u       /* pkg_info.repository */
-#define QXTT_MASK_ARCHITECTURE_BIT 0x10u    /* architecture of tmpl_info and pkg_info */
-#define QXTT_MASK_CONFIG_PATH_BIT 0x20u     /* tmpl_info.config_path */
-#define QXTT_MASK_SUMMARY_BIT 0x40u         /* summaries of all records */
-#define QXTT_MASK_DESCRIPTION_BIT 0x80u     /* descriptions */
-#define QXTT_MASK_BASE_PACKAGES_BIT 0x100u  /* tmpl_info.base_packages */
-#define QXTT_MASK_PACKAGES_BIT 0x200u       /* tmpl_info.packages */
-#define QXTT_MASK_ALL_PACKAGES_BIT 0x400u   /* tmpl_info.all_packages */
-#define QXTT_MASK_TECHNOLOGIES_BIT 0x10000u /* tmpl_info.technologies */
-#define QXTT_MASK_CACHED_BIT 0x80000u       /* tmpl_info.cached */
+#define QXTT_MASK_OS_NAME_BIT 0x4u              /* tmpl_info.os_name */
+#define QXTT_MASK_VERSION_BIT 0x4u              /* pkg_info.version */
+#define QXTT_MASK_PACKAGING_BIT 0x8u            /* tmpl_info.packaging */
+#define QXTT_MASK_REPOSITORY_BIT 0x8u           /* pkg_info.repository */
+#define QXTT_MASK_ARCHITECTURE_BIT 0x10u        /* architecture of tmpl_info and pkg_info */
+#define QXTT_MASK_CONFIG_PATH_BIT 0x20u         /* tmpl_info.config_path */
+#define QXTT_MASK_SUMMARY_BIT 0x40u             /* summaries of all records */
+#define QXTT_MASK_DESCRIPTION_BIT 0x80u         /* descriptions */
+#define QXTT_MASK_BASE_PACKAGES_BIT 0x100u      /* tmpl_info.base_packages */
+#define QXTT_MASK_LATE_BASE_PACKAGES_BIT 0x200u /* tmpl_info.late_base_packages */
+#define QXTT_MASK_PACKAGES_BIT 0x400u           /* tmpl_info.packages */
+#define QXTT_MASK_TECHNOLOGIES_BIT 0x10000u     /* tmpl_info.technologies */
+#define QXTT_MASK_CACHED_BIT 0x80000u           /* tmpl_info.cached */
 
 /* Codes of failures. qxtt_get_ve_status gives them negated. */
 #define QXTT_E_ARGUMENT 1       /* a null argument, or a package name that cannot be one */
@@ -86,20 +86,20 @@ struct pkg_info {
 /* A template. Any pointer may be null: not known, or not selected by the mask. Lists of texts end
  * with a null pointer. */
 struct tmpl_info {
-    char* name;           /* 0: with its leading "." */
-    char* os_name;        /* 1: OS template that an application template belongs to */
-    char* packaging;      /* 2: "rpm" or "deb"; the library's own */
-    char* architecture;   /* 3 */
-    char* config_path;    /* 4: folder of the template's metadata; callers carry it */
-    char* summary;        /* 5 */
-    char** description;   /* 6: lines */
-    char** base_packages; /* 7: packages a cache is built of; an array when mask 0x700 asks */
-    char** packages;      /* 8: packages the template adds; an array when mask 0x700 asks */
-    char** all_packages;  /* 9: both, in order and once each; an array when mask 0x700 asks */
-    void* reserved10[5];  /* 10 to 14 */
-    char** technologies;  /* 15 */
-    void* reserved16[2];  /* 16, 17 */
-    char* cached;         /* 18: "yes" when the template's metadata says so */
+    char* name;                /* 0: with its leading "." */
+    char* os_name;             /* 1: OS template that an application template belongs to */
+    char* packaging;           /* 2: "rpm" or "deb"; the library's own */
+    char* architecture;        /* 3 */
+    char* config_path;         /* 4: folder of the template's metadata; callers carry it */
+    char* summary;             /* 5 */
+    char** description;        /* 6: lines */
+    char** base_packages;      /* 7: packages a cache begins with; an array when mask 0x700 asks */
+    char** late_base_packages; /* 8: packages a cache gets after these; as field 7 */
+    char** packages;           /* 9: packages the template adds to these; as field 7 */
+    void* reserved10[5];       /* 10 to 14 */
+    char** technologies;       /* 15 */
+    void* reserved16[2];       /* 16, 17 */
+    char* cached;              /* 18: "yes" when the template's metadata says so */
 };
 
 /* A package in a listing; texts may be null. */

@@ -80,8 +80,8 @@ public:
         info.summary = text(described.summary);
         info.description = texts(described.description);
         info.base_packages = texts(described.basePackages);
+        info.late_base_packages = texts(described.lateBasePackages);
         info.packages = texts(described.packages);
-        info.all_packages = texts(described.allPackages);
         info.technologies = texts(described.technologies);
         info.cached = text(described.cached);
         return info;

@@ -36,8 +36,8 @@ struct QxttTemplate {
     QxttText summary{};
     QxttTexts description{};
     QxttTexts basePackages{};
+    QxttTexts lateBasePackages{};
     QxttTexts packages{};
-    QxttTexts allPackages{};
     QxttTexts technologies{};
     QxttText cached{};
     bool hasInfo = true;  ///< in a listing; an entry without has a null pointer

@@ -98,9 +98,12 @@ void installIntoEmpty(const KrManifest& os, const Place& place, const Output& ou
     const Options options;
     const std::unique_ptr<Engine> engine = makeEngine(place, options, output);
     engine->refresh();
-    const std::vector<std::string> packages = os.allPackages();
-    if (!packages.empty()) {
-        engine->perform(Action::install, packages);
+    // Scripts of later packages need the shell, at least, that the first ones bring.
+    for (const std::vector<std::string>* packages :
+         {&os.basePackages, &os.lateBasePackages, &os.packages}) {
+        if (!packages->empty()) {
+            engine->perform(Action::install, *packages);
+        }
     }
 }
 

@@ -117,9 +117,9 @@ int PackageRPMListReader::listIncludedPackageRPMs(const QXAPackageQXTemplate& kr
     }
     // The first list is the template's complete one: without it the listing fails, while the other
     // two may be missing. What they hold is listed all the same.
-    const int result = appendPackages(info.value().all_packages, osName, out);
+    const int result = appendPackages(info.value().packages, osName, out);
     appendPackages(info.value().base_packages, osName, out);
-    appendPackages(info.value().packages, osName, out);
+    appendPackages(info.value().late_base_packages, osName, out);
     return result;
 }
 

@@ -190,8 +190,8 @@ TEST_F(KRListing, failsWhenAnOsTemplateCannotBeListedAndKeepsWhatItHas) {
 // --- packages of the node
 
 TEST_F(KRListing, ofPackagesOfRequestedTemplatesHasWhatTheyInclude) {
-    m_qxtt.templates[".base"] = {.allPackages = {{"libc"}}};
-    m_qxtt.templates[".web"] = {.allPackages = {{"httpd"}}};
+    m_qxtt.templates[".base"] = {.packages = {{"libc"}}};
+    m_qxtt.templates[".web"] = {.packages = {{"httpd"}}};
     EXPECT_EQ(0, listNode({osTemplate(".base"), rpm("sh"), appTemplate(".web", ".base")}, {"rpm"}));
     EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", "httpd (OS .base)"));
     EXPECT_THAT(queries(),
@@ -212,7 +212,7 @@ TEST_F(KRListing, ofAllPackagesOfTheNodeIsEmpty) {
 
 TEST_F(KRListing, ofPackagesAndTemplatesHasBoth) {
     knowBase();
-    m_qxtt.templates[".base"] = {.allPackages = {{"libc"}}};
+    m_qxtt.templates[".base"] = {.packages = {{"libc"}}};
     EXPECT_EQ(0, listNode({osTemplate(".base")}, {"rpm", "os"}));
     EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", ".base"));
 }

@@ -183,8 +183,9 @@ TEST_F(RpmReader, asksNothingMoreAfterAFailureWhenItAccumulates) {
 // --- packages that a template includes
 
 TEST_F(RpmReader, listsWhatAnOsTemplateIncludesInTheOrderOfTheFields) {
-    m_qxtt.templates[".base"] = {
-        .basePackages = Texts{"libc"}, .packages = Texts{"sh", "ls"}, .allPackages = Texts{"all"}};
+    m_qxtt.templates[".base"] = {.basePackages = Texts{"libc"},
+                                 .lateBasePackages = Texts{"sh", "ls"},
+                                 .packages = Texts{"all"}};
     EXPECT_EQ(&m_out, included(osTemplate(".base"), 16));
     EXPECT_THAT(textsOf(m_out),
                 ElementsAre("all (OS .base)", "libc (OS .base)", "sh (OS .base)", "ls (OS .base)"));
@@ -195,7 +196,7 @@ TEST_F(RpmReader, listsWhatAnOsTemplateIncludesInTheOrderOfTheFields) {
 }
 
 TEST_F(RpmReader, listsWhatAnApplicationTemplateIncludes) {
-    m_qxtt.templates[".web"] = {.packages = Texts{}, .allPackages = Texts{"httpd"}};
+    m_qxtt.templates[".web"] = {.lateBasePackages = Texts{}, .packages = Texts{"httpd"}};
     EXPECT_EQ(&m_out, included(appTemplate(".web", ".base")));
     EXPECT_THAT(textsOf(m_out), ElementsAre("httpd (OS .base)"));
     EXPECT_THAT(m_qxtt.callsOf("qxtt_get"),
@@ -203,14 +204,14 @@ TEST_F(RpmReader, listsWhatAnApplicationTemplateIncludes) {
 }
 
 TEST_F(RpmReader, stopsWithoutTheCompleteListThoughTheOthersAreListed) {
-    m_qxtt.templates[".web"] = {.basePackages = Texts{"libc"}, .packages = Texts{"httpd"}};
+    m_qxtt.templates[".web"] = {.basePackages = Texts{"libc"}, .lateBasePackages = Texts{"httpd"}};
     EXPECT_EQ(nullptr, included(appTemplate(".web", ".base")));
     EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", "httpd (OS .base)"));
     EXPECT_THAT(m_qxtt.callsOf("qxtt_clean"), ElementsAre("qxtt_clean_tmpl_info"));
 }
 
 TEST_F(RpmReader, goesOnWithoutTheOtherLists) {
-    m_qxtt.templates[".base"] = {.allPackages = Texts{}};
+    m_qxtt.templates[".base"] = {.packages = Texts{}};
     EXPECT_EQ(&m_out, included(osTemplate(".base")));
     EXPECT_THAT(m_out, IsEmpty());
 }

@@ -37,8 +37,8 @@ Template template_of(const tmpl_info& info) {
     copy.summary = text(info.summary);
     copy.description = texts(info.description);
     copy.base_packages = texts(info.base_packages);
+    copy.late_base_packages = texts(info.late_base_packages);
     copy.packages = texts(info.packages);
-    copy.all_packages = texts(info.all_packages);
     copy.technologies = texts(info.technologies);
     copy.cached = text(info.cached);
     return copy;

@@ -49,8 +49,8 @@ struct Template {
     Text summary;
     Texts description;
     Texts base_packages;
+    Texts late_base_packages;
     Texts packages;
-    Texts all_packages;
     Texts technologies;
     Text cached;
 };

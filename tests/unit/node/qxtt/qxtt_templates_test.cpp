@@ -15,7 +15,8 @@ using testing::IsEmpty;
 constexpr const char* kWhole =
     "version = \"12\"\nsummary = \"A small system\"\ndescription = \"one\\n\\nthree\\n\"\n"
     "architecture = \"amd64\"\ntechnologies = [\"x86_64\", \"nptl\"]\n"
-    "base_packages = [\"base-files\", \"dash\"]\npackages = [\"hello\", \"dash\"]\n"
+    "base_packages = [\"base-files\", \"dash\"]\nlate_base_packages = [\"less\"]\npackages = "
+    "[\"hello\"]\n"
     "cached = true\n";
 
 class QxttTemplates : public testing::Test {
@@ -37,8 +38,8 @@ TEST_F(QxttTemplates, anOsTemplateIsDescribedWithEveryFieldThatIsAskedFor) {
         EXPECT_EQ(info.summary, "A small system");
         EXPECT_THAT(*info.description, ElementsAre("one", "", "three"));
         EXPECT_THAT(*info.base_packages, ElementsAre("base-files", "dash"));
-        EXPECT_THAT(*info.packages, ElementsAre("hello", "dash"));
-        EXPECT_THAT(*info.all_packages, ElementsAre("base-files", "dash", "hello"));
+        EXPECT_THAT(*info.late_base_packages, ElementsAre("less"));
+        EXPECT_THAT(*info.packages, ElementsAre("hello"));
         EXPECT_THAT(*info.technologies, ElementsAre("x86_64", "nptl"));
         EXPECT_EQ(info.cached, "yes");
     });
@@ -60,8 +61,8 @@ TEST_F(QxttTemplates, theMaskOfPackageListsGivesArraysEvenWhenTheyAreEmpty) {
         const auto [code, info] = os_info("empty", QXTT_MASK_PACKAGE_LISTS);
         ASSERT_EQ(code, 0);
         EXPECT_THAT(*info.base_packages, IsEmpty());
+        EXPECT_THAT(*info.late_base_packages, IsEmpty());
         EXPECT_THAT(*info.packages, IsEmpty());
-        EXPECT_THAT(*info.all_packages, IsEmpty());
         EXPECT_EQ(info.name, ".empty");
     });
 }
@@ -75,7 +76,7 @@ TEST_F(QxttTemplates, fieldsThatTheMaskDoesNotSelectStayNull) {
         EXPECT_EQ(bare.packaging, std::nullopt);
         EXPECT_EQ(bare.config_path, std::nullopt);
         EXPECT_EQ(bare.description, std::nullopt);
-        EXPECT_EQ(bare.all_packages, std::nullopt);
+        EXPECT_EQ(bare.packages, std::nullopt);
         EXPECT_EQ(bare.technologies, std::nullopt);
         const Template listed = os_info("debian", QXTT_MASK_LIST).value;
         EXPECT_EQ(listed.architecture, "amd64");
@@ -95,11 +96,11 @@ TEST_F(QxttTemplates, eachNamedBitSelectsItsField) {
         EXPECT_TRUE(os_info("debian", QXTT_MASK_TECHNOLOGIES_BIT).value.technologies);
         EXPECT_EQ(app_info("debian", "mail", QXTT_MASK_OS_NAME_BIT).value.os_name, ".debian");
         const Template base = os_info("debian", QXTT_MASK_BASE_PACKAGES_BIT).value;
-        EXPECT_TRUE(base.base_packages && !base.packages && !base.all_packages);
+        EXPECT_TRUE(base.base_packages && !base.late_base_packages && !base.packages);
+        const Template late = os_info("debian", QXTT_MASK_LATE_BASE_PACKAGES_BIT).value;
+        EXPECT_TRUE(!late.base_packages && late.late_base_packages && !late.packages);
         const Template added = os_info("debian", QXTT_MASK_PACKAGES_BIT).value;
-        EXPECT_TRUE(!added.base_packages && added.packages && !added.all_packages);
-        const Template all = os_info("debian", QXTT_MASK_ALL_PACKAGES_BIT).value;
-        EXPECT_TRUE(!all.base_packages && !all.packages && all.all_packages);
+        EXPECT_TRUE(!added.base_packages && !added.late_base_packages && added.packages);
     });
 }
 
@@ -115,7 +116,7 @@ TEST_F(QxttTemplates, anApplicationTemplateTakesFromItsOsTemplateWhatItDoesNotSa
         EXPECT_EQ(info.architecture, "x86_64");
         EXPECT_EQ(info.config_path, "/qx/template/kr/alma/app");
         EXPECT_THAT(*info.base_packages, IsEmpty());
-        EXPECT_THAT(*info.all_packages, ElementsAre("postfix"));
+        EXPECT_THAT(*info.packages, ElementsAre("postfix"));
         EXPECT_EQ(info.cached, std::nullopt);
     });
 }

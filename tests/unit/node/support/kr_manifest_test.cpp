@@ -21,6 +21,7 @@ architecture = "amd64"
 packaging = "deb"
 technologies = ["x86_64", "nptl"]
 base_packages = ["base-files", "dash"]
+late_base_packages = ["less"]
 packages = ["hello", "dash"]
 release = "bookworm"
 variant = "essential"
@@ -85,7 +86,7 @@ TEST(KrManifest, repositoriesKeepTheirOrderAndFields) {
 
 TEST(KrManifest, allPackagesNamesEachOnceBasePackagesFirst) {
     EXPECT_EQ(parseKrManifest(kOs, "t.toml").allPackages(),
-              (std::vector<std::string>{"base-files", "dash", "hello"}));
+              (std::vector<std::string>{"base-files", "dash", "less", "hello"}));
 }
 
 TEST(KrManifest, anApplicationCarriesItsOsTemplateDotted) {
