@@ -28,8 +28,11 @@ void addFlag(CLI::App* app, PackageOptions& options, const char* name, unsigned 
 
 void addTarget(CLI::App* app, TargetOptions& target) {
     app->add_option("--ct", target.containers, "Containers: numbers or globs, separated by commas")
-        ->type_name("ID,...");
-    app->add_option("--eid", target.eids, "Containers by EID")->type_name("UUID,...");
+        ->type_name("ID,...")
+        ->allow_extra_args(false);
+    app->add_option("--eid", target.eids, "Containers by EID")
+        ->type_name("UUID,...")
+        ->allow_extra_args(false);
     app->add_flag("--all-ct", target.allContainers, "Every container of this node");
     app->add_option("-j,--jobs", target.jobs, "Targets worked on at once")
         ->check(CLI::Range(1U, 256U));
@@ -38,6 +41,7 @@ void addTarget(CLI::App* app, TargetOptions& target) {
 void addTypes(CLI::App* app, PackageOptions& options) {
     app->add_option("--type", options.types, "Kinds: os, app, rpm, deb; separated by commas")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::IsMember({"os", "app", "rpm", "deb"}));
     app->add_option("--os", options.os, "OS template that named packages belong to")
         ->type_name(".OS");
