@@ -10,6 +10,7 @@ constexpr const char* kRoot = "/root-of-container";
 /// A database that keeps its engine busy for longer, or makes it larger, is none.
 constexpr const char* kSeconds = "120";
 constexpr const char* kMemory = "--as=2147483648";
+constexpr const char* kScratchBytes = "1073741824";
 
 }  // namespace
 
@@ -23,38 +24,26 @@ std::string inSandbox(const std::string& place) {
 // read files.
 std::vector<std::string> sandboxed(const std::string& root,
                                    const std::vector<std::string>& command) {
-    std::vector<std::string> words{"timeout",  "--kill-after=5", kSeconds,    "prlimit", kMemory,
-                                   "--core=0", "bwrap",          "--ro-bind", "/usr",    "/usr"};
+    std::vector<std::string> words;
+    const auto add = [&](const std::vector<std::string>& more) {
+        words.insert(words.end(), more.begin(), more.end());
+    };
+    add({"timeout", "--kill-after=5", kSeconds});
+    add({"prlimit", kMemory, "--core=0"});
+    add({"bwrap", "--ro-bind", "/usr", "/usr"});
     // Links into /usr on most hosts, folders on others.
     for (const char* folder : {"/lib", "/lib64", "/lib32", "/bin", "/etc/ld.so.cache"}) {
-        words.insert(words.end(), {"--ro-bind-try", folder, folder});
+        add({"--ro-bind-try", folder, folder});
     }
-    words.insert(words.end(), {"--ro-bind",
-                               root,
-                               kRoot,
-                               "--tmpfs",
-                               kSandboxScratch,
-                               "--unshare-pid",
-                               "--unshare-net",
-                               "--unshare-ipc",
-                               "--unshare-uts",
-                               "--die-with-parent",
-                               "--new-session",
-                               "--cap-drop",
-                               "ALL",
-                               "--cap-add",
-                               "CAP_DAC_READ_SEARCH",
-                               "--clearenv",
-                               "--setenv",
-                               "PATH",
-                               "/usr/bin:/bin",
-                               "--setenv",
-                               "HOME",
-                               kSandboxScratch,
-                               "--setenv",
-                               "LC_ALL",
-                               "C.UTF-8"});
-    words.insert(words.end(), command.begin(), command.end());
+    add({"--ro-bind", root, kRoot});
+    add({"--size", kScratchBytes, "--tmpfs", kSandboxScratch});
+    add({"--unshare-pid", "--unshare-net", "--unshare-ipc", "--unshare-uts"});
+    add({"--die-with-parent", "--new-session"});
+    // Databases belong to the users of containers, whose numbers are not the caller's.
+    add({"--cap-drop", "ALL", "--cap-add", "CAP_DAC_READ_SEARCH"});
+    add({"--clearenv", "--setenv", "PATH", "/usr/bin:/bin", "--setenv", "LC_ALL", "C.UTF-8"});
+    add({"--setenv", "HOME", kSandboxScratch});
+    add(command);
     return words;
 }
 
