@@ -170,16 +170,18 @@ void judge(const qxnode::ProcessResult& result, const DatabaseQuery& query, KrPa
     if (result.succeeded()) {
         return;
     }
-    if (result.kind == qxnode::ProcessResult::Kind::notStarted) {
-        throw Failure(QXTT_E_ENGINE, result.reason());
-    }
     // dpkg-query gives 1 when nothing is called so, and 2 for everything worse.
     constexpr int nothingFound = 1;
-    if (packaging == KrPackaging::deb && !query.name.empty() &&
-        result.exitStatus() == nothingFound) {
+    const bool byName = packaging == KrPackaging::deb && !query.name.empty();
+    const std::string reason = result.reason();
+    if (couldNotStart(result)) {
+        throw Failure(QXTT_E_ENGINE, reason);
+    }
+    if (byName && result.exitStatus() == nothingFound) {
         return;
     }
-    throw broken("cannot list the packages of '" + query.root + "': " + result.reason());
+    throw broken("cannot list the packages of '" + query.root +
+                 "': " + (tookTooLong(result) ? "the engine took too long" : reason));
 }
 
 /// Refuses what would keep the engine waiting until its time is over.

@@ -47,4 +47,19 @@ std::vector<std::string> sandboxed(const std::string& root,
     return words;
 }
 
+bool couldNotStart(const qxnode::ProcessResult& result) {
+    // What timeout and prlimit exit with when they cannot run what follows them.
+    constexpr int notExecutable = 126;
+    constexpr int notFound = 127;
+    const int status = result.exitStatus();
+    return status == notExecutable || status == notFound ||
+           (!result.succeeded() && result.errorTail.starts_with("bwrap: "));
+}
+
+bool tookTooLong(const qxnode::ProcessResult& result) {
+    constexpr int outOfTime = 124;
+    constexpr int killed = 137;
+    return result.exitStatus() == outOfTime || result.exitStatus() == killed;
+}
+
 }  // namespace qxtt

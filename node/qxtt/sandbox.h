@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "node/support/subprocess.h"
+
 namespace qxtt {
 
 /// Engines of the host.
@@ -20,5 +22,9 @@ std::string inSandbox(const std::string& place);
 /// The command line that runs `command` there.
 std::vector<std::string> sandboxed(const std::string& root,
                                    const std::vector<std::string>& command);
+
+/// Of what became of such a command: whether it never ran, and whether it ran out of time.
+bool couldNotStart(const qxnode::ProcessResult& result);
+bool tookTooLong(const qxnode::ProcessResult& result);
 
 }  // namespace qxtt

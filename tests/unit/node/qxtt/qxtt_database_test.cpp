@@ -1,9 +1,10 @@
 // Packages of containers, from databases that the engines have made; and from hostile ones.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -179,6 +180,31 @@ TEST_F(QxttDebDatabase, aPlantedFifoKeepsNobodyWaiting) {
     });
 }
 
+TEST_F(QxttDebDatabase, aMissingEngineIsACodeOfItsOwn) {
+    const std::string programs = files_.make_dir("programs");
+    node_.run([&] {
+        write_file(root() + "/var/lib/dpkg/status", stanza("one"));
+        ASSERT_EQ(setenv("PATH", programs.c_str(), 1), 0);
+        EXPECT_EQ(ve_pkgs(kVeid).code, QXTT_E_ENGINE);
+        fs::create_symlink("/usr/bin/timeout", programs + "/timeout");
+        EXPECT_EQ(ve_pkgs(kVeid).code, QXTT_E_ENGINE);
+        write_file(programs + "/prlimit", "#!/bin/sh\necho 'bwrap: No permissions' >&2\nexit 1\n");
+        fs::permissions(programs + "/prlimit", fs::perms(0755));
+        EXPECT_EQ(ve_pkgs(kVeid).code, QXTT_E_ENGINE);
+    });
+}
+
+TEST_F(QxttDebDatabase, anEngineThatTakesTooLongIsStopped) {
+    const std::string programs = files_.make_dir("programs");
+    node_.run([&] {
+        write_file(root() + "/var/lib/dpkg/status", stanza("one"));
+        write_file(programs + "/timeout", "#!/bin/sh\nexit 124\n");
+        fs::permissions(programs + "/timeout", fs::perms(0755));
+        ASSERT_EQ(setenv("PATH", programs.c_str(), 1), 0);
+        EXPECT_EQ(ve_pkgs(kVeid).code, QXTT_E_BAD_DATABASE);
+    });
+}
+
 TEST_F(QxttDebDatabase, listingChangesNothingInTheRoot) {
     node_.run([] {
         write_file(root() + "/var/lib/dpkg/status", stanza("one"));
@@ -217,6 +243,22 @@ TEST_F(QxttRpmDatabase, aDatabaseOutOfAnArchiveIsListedToo) {
         const auto files = std::distance(fs::recursive_directory_iterator(root()), {});
         EXPECT_THAT(names_of(ve_pkgs(kVeid).value), ElementsAre("bash"));
         EXPECT_EQ(std::distance(fs::recursive_directory_iterator(root()), {}), files);
+    });
+}
+
+TEST_F(QxttRpmDatabase, whatAWriterHasNotMovedOutOfItsLogYetIsListed) {
+    const std::string rpm = qx_test::make_rpm(files_, {.name = "bash"});
+    node_.run([&] {
+        install_rpms(root(), {rpm});
+        sqlite3* writer = nullptr;
+        const std::string file = root() + "/var/lib/rpm/rpmdb.sqlite";
+        ASSERT_EQ(sqlite3_open(file.c_str(), &writer), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(writer, "INSERT INTO Packages(blob) SELECT blob FROM Packages",
+                               nullptr, nullptr, nullptr),
+                  SQLITE_OK);
+        EXPECT_GT(fs::file_size(file + "-wal"), 0U);
+        EXPECT_THAT(names_of(ve_pkgs(kVeid).value), ElementsAre("bash", "bash"));
+        EXPECT_EQ(sqlite3_close(writer), SQLITE_OK);
     });
 }
 
