@@ -202,7 +202,27 @@ void DebEngine::runApt(const std::vector<std::string>& argv, bool network,
     }
 }
 
+/// dpkg sees at a glance whether others need them; apt would work out a plan.
+bool DebEngine::isRemovable(const std::vector<std::string>& names) const {
+    std::vector<std::string> words = {"--simulate", "--remove"};
+    append(words, names);
+    return sandbox(false).query(dpkg(words)).succeeded();
+}
+
 PackageList DebEngine::plan(Action action, const std::vector<std::string>& names) {
+    if (action != Action::remove || !isRemovable(names)) {
+        return planOf(action, names);
+    }
+    PackageList packages;
+    const PackageList all = installed();
+    for (const std::string& name : names) {
+        const PackageList found = packagesNamed(all, name);
+        packages.insert(packages.end(), found.begin(), found.end());
+    }
+    return packages;
+}
+
+PackageList DebEngine::planOf(Action action, const std::vector<std::string>& names) {
     const EngineResult answer = sandbox(false).query(apt(action, {"--simulate"}, names));
     if (!answer.succeeded()) {
         DebReport report;
@@ -223,8 +243,11 @@ PackageList DebEngine::plan(Action action, const std::vector<std::string>& names
 
 void DebEngine::perform(Action action, const std::vector<std::string>& names) {
     const std::string what = attemptText(action, names);
-    if (action == Action::remove && m_options.force && !m_options.withDependents) {
-        std::vector<std::string> words = {"--force-depends", "--remove"};
+    if (action == Action::remove && !m_options.withDependents) {
+        std::vector<std::string> words = {"--remove"};
+        if (m_options.force) {
+            words.insert(words.begin(), "--force-depends");
+        }
         append(words, names);
         runApt(dpkg(words), m_place.scriptNetwork, what);
         return;

@@ -26,6 +26,8 @@ private:
                                                const std::vector<std::string>& options,
                                                const std::vector<std::string>& names) const;
     [[nodiscard]] EngineRun sandbox(bool network) const;
+    [[nodiscard]] bool isRemovable(const std::vector<std::string>& names) const;
+    PackageList planOf(Action action, const std::vector<std::string>& names);
     void runApt(const std::vector<std::string>& argv, bool network, const std::string& what) const;
 
     const Place& m_place;
