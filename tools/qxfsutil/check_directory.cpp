@@ -222,6 +222,12 @@ private:
             indexed.insert(found.name);
         }
         std::vector<std::string> missing;
+        // An index shows the directory itself and the one above, as every directory does.
+        for (const char* dots : {".", ".."}) {
+            if (!indexed.contains(dots)) {
+                missing.emplace_back(dots);
+            }
+        }
         for (const auto& item : m_check.listing.items) {
             if (!isSystemName(item.name) && !indexed.contains(item.name)) {
                 missing.push_back(item.name);

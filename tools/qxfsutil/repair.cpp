@@ -155,7 +155,7 @@ void DirectoryRepair::planEntry(DirectoryFinding& found, Disposal /*disposal*/) 
             break;
         }
         case nameNotIndexed:
-            if (const auto entry = item == nullptr ? std::nullopt : entryOf(*item)) {
+            if (const auto entry = item == nullptr ? entryOfDots(found.name) : entryOf(*item)) {
                 m_entries.push_back(*entry);
                 m_dropped.push_back(false);
             }
@@ -209,14 +209,19 @@ std::optional<IndexEntry> DirectoryRepair::entryOf(const DirectoryItem& item) co
     return entry;
 }
 
+/// The directory itself or the one above it, which no listing holds.
+std::optional<IndexEntry> DirectoryRepair::entryOfDots(const std::string& dots) const {
+    DirectoryItem item;
+    item.name = dots;
+    const auto path = m_area.absolute(m_check.path) + "/" + dots;
+    return lstat(path.c_str(), &item.info) == 0 ? entryOf(item) : std::nullopt;
+}
+
 void DirectoryRepair::rebuildIndex() {
     m_entries.clear();
     for (const char* dots : {".", ".."}) {
-        DirectoryItem item;
-        item.name = dots;
-        const auto path = m_area.absolute(m_check.path) + "/" + dots;
-        if (lstat(path.c_str(), &item.info) == 0) {
-            m_entries.push_back(*entryOf(item));
+        if (const auto entry = entryOfDots(dots)) {
+            m_entries.push_back(*entry);
         }
     }
     for (const auto& item : m_check.listing.items) {

@@ -54,6 +54,7 @@ private:
 
     /// The entry that describes an item as it stands in place; none when no index can describe it.
     std::optional<IndexEntry> entryOf(const DirectoryItem& item) const;
+    std::optional<IndexEntry> entryOfDots(const std::string& dots) const;
 
     const Area& m_area;
     DirectoryCheck& m_check;

@@ -9,113 +9,32 @@
 
 #include "tests/support/area_builder.h"
 #include "tests/support/temp_dir.h"
-#include "tools/qxfsutil/check_area.h"
+#include "tests/unit/tools/qxfsutil/checked_area.h"
 #include "tools/qxfsutil/index_area.h"
 #include "tools/qxfsutil/resolve.h"
-#include "tools/qxfsutil/undo.h"
 
 namespace qxfsutil {
 namespace {
 
 namespace fs = std::filesystem;
+using qxfsutil_test::write;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// An area with a file of every sort, indexed, and verbs to damage it.
-class AreaWorld {
+/// An area with a file of every sort, indexed.
+class AreaWorld : public qxfsutil_test::CheckedArea {
 public:
-    AreaWorld() : m_builder(m_folder.path("w")) {
-        m_builder.shortcut("bin/sh", "shell", 0755);
-        m_builder.shortcut("bin/ls", "list", 0755);
-        m_builder.file("etc/own", "mine");
-        m_builder.symlink("etc/link", "own");
-        m_builder.shortcut("etc/changed", "template text");
+    AreaWorld() {
+        builder().shortcut("bin/sh", "shell", 0755);
+        builder().shortcut("bin/ls", "list", 0755);
+        builder().file("etc/own", "mine");
+        builder().symlink("etc/link", "own");
+        builder().shortcut("etc/changed", "template text");
         fs::permissions(path("etc/changed"), fs::perms(01600));
-        m_builder.hardLink("etc/other", "etc/own");
-        m_builder.directory("var/empty");
-        std::string error;
-        EXPECT_TRUE(openArea(m_builder.privateDir(), m_builder.templateRoot(), m_area, error))
-            << error;
-        indexArea(m_area, {}, [](const IndexOutcome&) {});
+        builder().hardLink("etc/other", "etc/own");
+        builder().directory("var/empty");
+        index();
     }
-
-    [[nodiscard]] std::string path(const std::string& inside) const {
-        return m_builder.root() + "/" + inside;
-    }
-    [[nodiscard]] std::string templateFile(const std::string& inside) const {
-        return m_builder.templateFile(inside);
-    }
-    qx_test::AreaBuilder& builder() { return m_builder; }
-    Area& area() { return m_area; }
-
-    std::vector<std::string> check(RepairMode mode = RepairMode::report) {
-        UndoRecord undo;
-        std::string error;
-        if (mode != RepairMode::report) {
-            m_undoFile = m_folder.path("undo" + std::to_string(++m_runs));
-            EXPECT_TRUE(undo.open(m_undoFile, m_area.privateDir, error)) << error;
-        }
-        std::vector<std::string> found;
-        m_summary = checkArea(
-            m_area, mode, undo,
-            [&](const Finding& finding) {
-                found.push_back(std::string(kindOf(finding.code).name) + " " + finding.path);
-            },
-            [](const CheckSummary&) {});
-        EXPECT_THAT(m_summary.failures, IsEmpty());
-        return found;
-    }
-
-    void undo() const {
-        RecordedChanges changes;
-        std::string error;
-        ASSERT_TRUE(readRecord(m_undoFile, changes, error)) << error;
-        ASSERT_TRUE(undoChanges(changes, error)) << error;
-    }
-
-    [[nodiscard]] const CheckSummary& summary() const { return m_summary; }
-    [[nodiscard]] const std::string& undoFile() const { return m_undoFile; }
-
-    void flipByte(const std::string& inside, std::streamoff offset, char mask) const {
-        std::fstream file(path(inside), std::ios::in | std::ios::out | std::ios::binary);
-        file.seekg(offset);
-        const char byte = static_cast<char>(file.get() ^ mask);
-        file.seekp(offset);
-        file.put(byte);
-    }
-
-    void rewriteIndex(const std::string& directory,
-                      const std::function<void(std::vector<IndexEntry>&)>& change) const {
-        auto entries = readIndexFile(path(directory) + "/" + kIndexName).entries;
-        change(entries);
-        std::string error;
-        ASSERT_TRUE(replaceIndex(path(directory), entries, error)) << error;
-    }
-
-    void removeEntry(const std::string& directory, const std::string& name) const {
-        rewriteIndex(directory, [&](std::vector<IndexEntry>& entries) {
-            std::erase_if(entries, [&](const IndexEntry& entry) { return entry.name == name; });
-        });
-    }
-
-    void changeEntry(const std::string& directory, const std::string& name,
-                     const std::function<void(IndexEntry&)>& change) const {
-        rewriteIndex(directory, [&](std::vector<IndexEntry>& entries) {
-            for (auto& entry : entries) {
-                if (entry.name == name) {
-                    change(entry);
-                }
-            }
-        });
-    }
-
-private:
-    qx_test::TempDir m_folder;
-    qx_test::AreaBuilder m_builder;
-    Area m_area;
-    CheckSummary m_summary;
-    std::string m_undoFile;
-    int m_runs = 0;
 };
 
 struct Damage {
@@ -175,10 +94,6 @@ TEST_P(SingleDamage, isNotTouchedByAReport) {
     m_world.check();
 
     EXPECT_TRUE(before == qx_test::snapshot(m_world.area().privateDir));
-}
-
-void write(const std::string& path, const std::string& text) {
-    std::ofstream(path) << text;
 }
 
 const Damage kDamages[] = {
@@ -246,6 +161,13 @@ const Damage kDamages[] = {
      false},
     {"added", "name-not-indexed /bin/new",
      [](AreaWorld& world) { write(world.path("bin/new"), "new"); }, true},
+    {"ownNameGone", "name-not-indexed /bin/.",
+     [](AreaWorld& world) {
+         world.rewriteIndex("bin", [](std::vector<IndexEntry>& entries) {
+             std::erase_if(entries, [](const IndexEntry& entry) { return entry.name == "."; });
+         });
+     },
+     true},
     {"linkLeft", "link-left /bin/sh",
      [](AreaWorld& world) {
          write(world.path("bin/sh"), "////os/1/root/bin/sh");
