@@ -148,14 +148,14 @@ packageListEntry** packageBlock(const std::optional<std::vector<QxttEntry>>& pac
     if (!packages) {
         return nullptr;
     }
-    std::size_t size = (packages->size() + 1) * sizeof(packageListEntry*);
+    std::size_t size = (packages->size() + 1) * sizeof(void*);
     for (const auto& package : *packages) {
         size += sizeof(packageListEntry) + sizeOf(package.name) + sizeOf(package.architecture) +
                 sizeOf(package.version) + sizeOf(package.summary);
     }
     Block block(size);
-    auto** pointers = static_cast<packageListEntry**>(
-        block.room((packages->size() + 1) * sizeof(packageListEntry*)));
+    auto** pointers =
+        static_cast<packageListEntry**>(block.room((packages->size() + 1) * sizeof(void*)));
     auto* entries =
         static_cast<packageListEntry*>(block.room(packages->size() * sizeof(packageListEntry)));
     for (const auto& package : *packages) {

@@ -261,7 +261,7 @@ TEST_F(InfoReader, keepsWhatWasReadBeforeAFailure) {
 
 TEST_F(InfoReader, isCopiedWithItsContainer) {
     const PackageInfoReader reader("101");
-    const auto copy = reader;
+    const auto copy = reader;  // NOLINT(performance-unnecessary-copy-initialization)
     EXPECT_EQ(0, copy(appTemplate(".web"), m_out));
     EXPECT_EQ(1U, m_qxtt.callsOf("qxtt_get_app_tmpl_info 101 .web").size());
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 // Of the sanitizer, where one is linked.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" __attribute__((weak)) int __lsan_do_recoverable_leak_check();
 
 namespace qxtt_test {

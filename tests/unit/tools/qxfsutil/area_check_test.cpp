@@ -308,10 +308,11 @@ TEST_P(SeededArea, isIndexedCheckedCleanAndSeenAsBefore) {
         const auto parent = fs::path(path).parent_path().string();
         ASSERT_TRUE(listSeen(area, parent, seen, error)) << error;
         const auto name = fs::path(path).filename().string();
-        EXPECT_EQ(1, std::count_if(seen.begin(), seen.end(), [&](const SeenEntry& entry) {
-                      return entry.name == name &&
-                             (!content.starts_with("-> ") || content.substr(3) == entry.target);
-                  }));
+        EXPECT_EQ(1, std::count_if(
+                         seen.begin(), seen.end(), [&, &content = content](const SeenEntry& entry) {
+                             return entry.name == name && (!content.starts_with("-> ") ||
+                                                           content.substr(3) == entry.target);
+                         }));
         if (content.starts_with("content ")) {
             std::string bytes;
             ASSERT_TRUE(resolve(area, path, resolved, error)) << error;
