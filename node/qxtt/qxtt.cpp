@@ -14,7 +14,7 @@
 #include "node/qxtt/packages.h"
 #include "node/qxtt/records.h"
 #include "node/qxtt/templates.h"
-#include "node/qxtt/text.h"
+#include "node/support/kr_manifest.h"
 
 namespace {
 
@@ -87,7 +87,7 @@ int qxtt_get_pkg_info(const char* os, const char* name, const qxtt_options* opti
                       pkg_info*** out) {
     return answer(
         [&] {
-            if (!qxtt::isPackageName(name)) {
+            if (!qxnode::isKrPackageName(name)) {
                 throw Failure(QXTT_E_ARGUMENT,
                               "'" + std::string(name) + "' cannot be a package's name");
             }

@@ -2,7 +2,6 @@
 #include "node/qxtt/text.h"
 
 #include <algorithm>
-#include <cctype>
 
 namespace qxtt {
 
@@ -52,17 +51,6 @@ std::vector<std::string> debDescription(std::vector<std::string> lines) {
         }
     }
     return lines;
-}
-
-bool isPackageName(std::string_view name) {
-    constexpr std::size_t longest = 255;
-    constexpr std::string_view marks = "._+-";
-    return !name.empty() && name.size() <= longest &&
-           std::isalnum(static_cast<unsigned char>(name.front())) != 0 &&
-           std::all_of(name.begin(), name.end(), [&](unsigned char c) {
-               return std::isalnum(c) != 0 ||
-                      marks.find(static_cast<char>(c)) != std::string_view::npos;
-           });
 }
 
 }  // namespace qxtt

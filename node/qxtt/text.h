@@ -18,8 +18,4 @@ std::string oneLine(std::string_view text);
 /// a blank, and a lone dot stands for an empty line.
 std::vector<std::string> debDescription(std::vector<std::string> lines);
 
-/// A package's name as both kinds of packages allow it, which therefore is no pattern and no
-/// option.
-bool isPackageName(std::string_view name);
-
 }  // namespace qxtt

@@ -1,7 +1,8 @@
 /* qxtt.h: C interface of the template tools library (libqxtt), which describes the node's KR
  * templates, their packages, and the packages of the containers made from them.
  *
- * Results: 0 is success. Anything else is a failure, and nothing is then left to release.
+ * Results: 0 is success. Anything else is a failure, one of QXTT_E_*, and nothing is then left to
+ * release: the caller's pointer or record is as it was.
  * Ownership: results that have a clean function are released with it; every other result is one
  * block (entries, arrays and texts together) for one free().
  * Names of OS templates are taken with and without their leading "."; they come back with it.
@@ -120,9 +121,11 @@ struct templateListEntry {
 /* Fills all 120 bytes; the caller passes raw storage. */
 QXTT_API void qxtt_set_default_options(struct qxtt_options* options);
 
-/* Packages called `name` of the OS template `os`, from its repositories, its cache, and failing
- * these the containers of that OS. *out: array ended by null; its first element counts; a null
- * first element with code 0 means not found. Released with qxtt_clean_pkg_info, which takes the
+/* Packages called `name` of the OS template `os`: from its local repositories, failing these its
+ * cache, failing that the first of the containers of that OS that has it. *out: array ended by
+ * null; its first element counts, which is the newest that fits the template's architecture; a null
+ * first element with code 0 means not found. A source that cannot be read is passed over; its code
+ * comes when no other source knows the package. Released with qxtt_clean_pkg_info, which takes the
  * address of the array's variable, takes null in it, and sets it to null. */
 QXTT_API int qxtt_get_pkg_info(const char* os, const char* name, const struct qxtt_options* options,
                                struct pkg_info*** out);
@@ -140,26 +143,33 @@ QXTT_API int qxtt_get_app_tmpl_info(const char* os_or_veid, const char* name,
 /* Releases the record's fields and zeroes it; a zeroed record is taken too. */
 QXTT_API void qxtt_clean_tmpl_info(struct tmpl_info* info);
 
-/* Names of all OS templates of the node, sorted; array ended by null, one block. */
+/* Names of all OS templates of the node, sorted; array ended by null, one block. Those with broken
+ * metadata are left out: whoever asks for one by its name gets QXTT_E_BAD_TEMPLATE. */
 QXTT_API int qxtt_get_all_base(char*** names);
 
-/* An OS template and its application templates, the OS template first, then by name. */
+/* An OS template and its application templates, the OS template first, then by name. Application
+ * templates with broken metadata are left out. */
 QXTT_API int qxtt_get_templates_list(const char* os, const struct qxtt_options* options,
                                      struct templateListEntry*** out);
 
-/* The templates of a container: its OS template and the application templates installed there. */
+/* The templates of a container: its OS template and the application templates installed there, in
+ * the same order. Those whose metadata is broken or gone come with their names alone. */
 QXTT_API int qxtt_get_ve_templates_list(int veid, const struct qxtt_options* options,
                                         struct templateListEntry*** out);
 
 /* Takes the address of the array's variable, takes null in it, and sets it to null. */
 QXTT_API void qxtt_clean_templates_list(struct templateListEntry*** out);
 
-/* Packages that the repositories of an OS template offer, sorted by name; one block. */
+/* Packages that the local repositories of an OS template offer, sorted by name; one block. Of
+ * several versions for one architecture the newest; for other architectures than the template's,
+ * none in deb repositories. Repositories that need the network are passed over. Summaries are
+ * filled when the mask has a bit of QXTT_MASK_SUMMARY_BIT or of QXTT_MASK_PACKAGE_LISTS. */
 QXTT_API int qxtt_get_template_pkgs(const char* os, const struct qxtt_options* options,
                                     struct packageListEntry*** out);
 
 /* Packages in a container's own rpm or dpkg database, sorted by name; one block, never null on
- * success. */
+ * success. The OS template's packaging says which database; when its metadata is gone or broken,
+ * the one that is there. A private area without a database has no packages. */
 QXTT_API int qxtt_get_ve_pkgs(int veid, const struct qxtt_options* options,
                               struct packageListEntry*** out);
 
@@ -167,7 +177,8 @@ QXTT_API int qxtt_get_ve_pkgs(int veid, const struct qxtt_options* options,
 QXTT_API int qxtt_get_ve_ostemplate(int veid, char** name, const struct qxtt_options* options);
 
 /* Status of a container: > 0 its templates are up to date and it can be worked on, 0 it exists but
- * has no private area yet, < 0 it is not known or its configuration cannot be read. */
+ * has no private area yet, < 0 (a negated QXTT_E_*) it is not known or its configuration cannot be
+ * read. */
 QXTT_API int qxtt_get_ve_status(int veid, const struct qxtt_options* options);
 
 #ifdef __cplusplus
