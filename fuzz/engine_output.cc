@@ -1,0 +1,59 @@
+// Lines that package engines print: lists of packages, plans and reports. A package's own scripts
+// write into the same streams, so any line may be anything.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include "node/qxpkg/container/package_cache.h"
+#include "node/qxpkg/engine/deb_engine.h"
+#include "node/qxpkg/engine/deb_report.h"
+#include "node/qxpkg/engine/rpm_engine.h"
+#include "node/qxpkg/engine/rpm_report.h"
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        abort();
+    }
+}
+
+void readAsPackage(const std::string& line) {
+    qxpkg::Package package;
+    if (qxpkg::parseDpkgLine(line, package)) {
+        require(!package.name.empty() &&
+                line.find('\t' + package.name + '\t') != std::string::npos);
+    }
+    if (qxpkg::parseRpmLine(line, package)) {
+        require(line.starts_with(package.name + '\t' + package.architecture + '\t'));
+    }
+    if (qxpkg::parseAptPlanLine(line, package)) {
+        require(!package.name.empty() && line.find(package.name) != std::string::npos);
+    }
+    require(qxpkg::packageOfFile(line).size() <= line.size());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
+    qxpkg::DebReport deb;
+    qxpkg::RpmReport rpm;
+    qxpkg::DnfPlan plan;
+    std::string line;
+    while (std::getline(lines, line)) {
+        readAsPackage(line);
+        deb.line(line);
+        rpm.line(line);
+        plan.line(line);
+    }
+    require(rpm.scriptFailed() == !rpm.failedPackages().empty());
+    require(!rpm.scriptFailed() || !rpm.reason().empty());
+    (void)deb.reason();
+    for (const qxpkg::Package& package : plan.packages()) {
+        require(!package.name.empty() && !package.version.empty());
+    }
+    return 0;
+}
