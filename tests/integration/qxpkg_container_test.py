@@ -354,6 +354,31 @@ class Interrupted(ContainerTest):
         self.assertEqual("one all 1.0\n", second.communicate()[0])
         self.assertIn("waiting for", line)
 
+    def small_root(self, veid):
+        """Puts a container's root on a small file system of its own."""
+        root = self.root(veid)
+        kept = self.folder / f"kept-{veid}"
+        root.rename(kept)
+        root.mkdir()
+        mounted = subprocess.run(
+            ["mount", "-t", "tmpfs", "-o", "size=6m", "tmpfs", root], capture_output=True, text=True, check=False
+        )
+        if mounted.returncode != 0:
+            self.skipTest(f"a small file system wants root: {mounted.stderr.strip()}")
+        self.addCleanup(subprocess.run, ["umount", "-l", root], check=True)
+        subprocess.run(["cp", "-a", f"{kept}/.", root], check=True)
+
+    def test_a_full_disk_is_named_and_the_next_request_works(self):
+        big = {"usr/share/big/file": "x" * (8 << 20)}
+        self.offer(packages().deb("big", files=big), packages().rpm("big", files=big))
+        for veid in (101, 102):
+            self.small_root(veid)
+            failed = self.qxpkg("install", "-q", "-p", veid, "big", code=1)
+            self.assertRegex(failed.stderr, "(?i)no space left|space needed|needs .* on the")
+            self.qxpkg("install", "-q", "-p", veid, "one")
+        self.assertEqual(["ii one 1.0"], self.deb_state(101))
+        self.assertEqual(["one 1.0"], self.rpm_state(102))
+
     def test_a_dead_repository_fails_with_its_name(self):
         self.os_template("tinydeb", "deb")
         for packaging in ("deb", "rpm"):
