@@ -2,7 +2,6 @@
 #include "node/qxpkg/dispatch.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "node/qxpkg/container/operations.h"
 #include "node/qxpkg/failure.h"
@@ -17,25 +16,25 @@ namespace qxpkg {
 namespace {
 
 /// The reason as the one last line that callers take from standard error.
-int failed(int code, std::string reason) {
+int failed(const Output& output, int code, std::string reason) {
     while (!reason.empty() && reason.back() == '\n') {
         reason.pop_back();
     }
     std::replace(reason.begin(), reason.end(), '\n', ' ');
-    std::fflush(stdout);
-    std::fprintf(stderr, "%s\n", reason.c_str());
+    output.notice(reason);
     return code;
 }
 
 template <typename Operation>
-int guarded(const Operation& operation) {
+int guarded(const Output& output, const Operation& operation) {
     try {
         operation();
+        output.endProgress();
         return kDone;
     } catch (const Failure& failure) {
-        return failed(failure.code(), failure.what());
+        return failed(output, failure.code(), failure.what());
     } catch (const std::exception& failure) {
-        return failed(kFailed, failure.what());
+        return failed(output, kFailed, failure.what());
     }
 }
 
@@ -77,7 +76,7 @@ void changeNodePackages(const CommandLine& line, const Output& output) {
 int runInterruptibleChange(const CommandLine& line, const Output& output) {
     const int result = runInterruptibly(
         [&] {
-            return guarded([&] {
+            return guarded(output, [&] {
                 line.object == Object::caches ? changeCaches(line, output)
                                               : changeNodeTemplates(line, output);
             });
@@ -89,7 +88,7 @@ int runInterruptibleChange(const CommandLine& line, const Output& output) {
                 // The next writer does it, or says what keeps it from being done.
             }
         });
-    return result == kInterrupted ? failed(kInterrupted, "interrupted") : result;
+    return result == kInterrupted ? failed(output, kInterrupted, "interrupted") : result;
 }
 
 }  // namespace
@@ -98,18 +97,18 @@ int runCommand(const CommandLine& line) {
     const Output output(line.options.quiet);
     switch (line.object) {
         case Object::container:
-            return guarded([&] { changeContainer(line, output); });
+            return guarded(output, [&] { changeContainer(line, output); });
         case Object::nodePackages:
-            return guarded([&] { changeNodePackages(line, output); });
+            return guarded(output, [&] { changeNodePackages(line, output); });
         case Object::files:
-            return guarded([&] { packTemplate(line.names.front(), line.names.back()); });
+            return guarded(output, [&] { packTemplate(line.names.front(), line.names.back()); });
         case Object::caches:
             return runInterruptibleChange(line, output);
         case Object::nodeTemplates:
             break;
     }
     if (line.verb == Verb::list) {
-        return guarded([&] { listTemplates(line.names, line.format, output); });
+        return guarded(output, [&] { listTemplates(line.names, line.format, output); });
     }
     return runInterruptibleChange(line, output);
 }

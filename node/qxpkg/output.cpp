@@ -2,19 +2,66 @@
 // output.h.
 #include "node/qxpkg/output.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 
 namespace qxpkg {
 
 namespace {
 
-void line(std::FILE* stream, const std::string& text) {
-    const std::string whole = text + "\n";
-    std::fwrite(whole.data(), 1, whole.size(), stream);
+constexpr std::size_t kUsualWidth = 80;
+constexpr const char* kEmptyLine = "\r\033[K";
+
+bool isTerminal() {
+    return isatty(STDERR_FILENO) == 1;
+}
+
+std::size_t terminalWidth() {
+    struct winsize size {};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col
+                                                                           : kUsualWidth;
+}
+
+void put(std::FILE* stream, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stream);
     std::fflush(stream);
 }
 
+/// Text of packages goes here: nothing of it may steer the terminal, or wrap, which could not be
+/// taken back.
+std::string fitted(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
+    return text.substr(0, terminalWidth() - 1);
+}
+
 }  // namespace
+
+void Output::line(std::FILE* stream, const std::string& text) const {
+    endProgress();
+    put(stream, text + "\n");
+}
+
+void Output::progress(const std::string& text) const {
+    if (keepsProgress()) {
+        line(stderr, text);
+    } else if (!m_quiet) {
+        put(stderr, kEmptyLine + fitted(text));
+    }
+}
+
+bool Output::keepsProgress() const {
+    return !m_quiet && !isTerminal();
+}
+
+void Output::endProgress() const {
+    if (!m_quiet && isTerminal()) {
+        put(stderr, kEmptyLine);
+    }
+}
 
 void Output::package(const std::string& name, const std::string& architecture,
                      const std::string& version) const {

@@ -2,6 +2,7 @@
 // people on standard error.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 namespace qxpkg {
@@ -25,6 +26,16 @@ public:
     /// A step that begins or was done, on standard error; not with -q.
     void step(const std::string& text) const;
 
+    /// A line of an engine at work, on standard error; not with -q. A terminal shows one at a time,
+    /// in place, until anything else is said.
+    void progress(const std::string& text) const;
+
+    /// Whether progress stays to be read, so that nobody has to be told it again.
+    [[nodiscard]] bool keepsProgress() const;
+
+    /// Takes a line of progress off the terminal.
+    void endProgress() const;
+
     /// Something that the caller must see even with -q, on standard error: an engine's own lines,
     /// or for whom a lock is waited.
     void notice(const std::string& text) const;
@@ -32,6 +43,8 @@ public:
     [[nodiscard]] bool quiet() const { return m_quiet; }
 
 private:
+    void line(std::FILE* stream, const std::string& text) const;
+
     bool m_quiet;
 };
 

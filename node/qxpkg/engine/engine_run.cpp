@@ -39,7 +39,7 @@ EngineResult EngineRun::run(const std::vector<std::string>& argv, const OnLine& 
     options.onLine = [&](const std::string& line) {
         keep(result.tail, line);
         if (!isBlank(line)) {
-            m_output.step(line);
+            m_output.progress(line);
         }
         if (onLine) {
             onLine(line);
@@ -76,7 +76,7 @@ EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
 }
 
 void failWith(const EngineResult& result, const std::string& what, const Output& output, int code) {
-    if (output.quiet()) {
+    if (!output.keepsProgress()) {
         for (const std::string& line : result.tail) {
             output.notice(line);
         }

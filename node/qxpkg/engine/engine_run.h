@@ -21,7 +21,7 @@ struct EngineResult {
 
 class EngineRun {
 public:
-    /// @param output  hears the engine's lines as steps; borrowed.
+    /// @param output  hears the engine's lines as progress; borrowed.
     EngineRun(Confinement confinement, const Output& output)
         : m_confinement(std::move(confinement)), m_output(output) {}
 
@@ -42,8 +42,8 @@ private:
     const Output& m_output;
 };
 
-/// Ends the command: the engine's own last lines as notices, then the reason. Without -q people
-/// have heard the lines already.
+/// Ends the command: the engine's own last lines as notices, unless people can read them already,
+/// then the reason.
 [[noreturn]] void failWith(const EngineResult& result, const std::string& what,
                            const Output& output, int code);
 
