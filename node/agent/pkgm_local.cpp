@@ -1,14 +1,35 @@
 // QXLPkgMLocal: the base of local package managers, and their command runner.
 #include "QXL/QXLPkgMLocal.h"
 
+#include <sstream>
 #include <utility>
 
 #include "QXL/QXLError.h"
+#include "QXL/QXLLog.h"
 #include "QXL/QXLResult.h"
 #include "node/agent/error_store.h"
+#include "node/agent/lock_wait.h"
 #include "node/support/subprocess.h"
 
 namespace QXL {
+
+namespace {
+
+/// How the node's tools begin the line that says for whom they wait.
+constexpr const char* kWaiting = "waiting for '";
+
+/// The reason is one line of many that a tool and its engines left; the others are for who looks
+/// into the log.
+void logFailure(const std::string& program, const std::string& errorTail) {
+    std::istringstream lines(errorTail);
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty()) {
+            Log.put(kLogError, "%s: %s", program.c_str(), line.c_str());
+        }
+    }
+}
+
+}  // namespace
 
 QXLPkgMLocal::QXLPkgMLocal(QXLAccess access) : m_access(std::move(access)) {}
 
@@ -30,10 +51,16 @@ int QXLPkgMLocal::exec(const std::vector<const char*>& argv,
     if (onLine != nullptr) {
         options.onLine = [&](const std::string& line) { onLine(ctx, line.c_str()); };
     }
+    options.onErrorLine = [](const std::string& line) {
+        if (line.starts_with(kWaiting)) {
+            tellLockWait(line);
+        }
+    };
     const qxnode::ProcessResult result = qxnode::runProcess(words, options);
     const int code = result.exitStatus();
     if (code != 0) {
         const std::string reason = result.reason();
+        logFailure(words.empty() ? "" : words.front(), result.errorTail);
         setErrorMessage("%s", reason.c_str());
         setLastErrorData(code, reason);
     }

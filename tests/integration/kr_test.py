@@ -1,9 +1,13 @@
 """KR templates and packages as a user has them: qxa, the plug-in, libqxtt, qxpkg and the engines together."""
 
+import fcntl
 import json
+import os
+import select
+import subprocess
 import unittest
 
-from kr_world import ENGINES, KrTest, packages
+from kr_world import BIN, ENGINES, KrTest, packages
 
 
 @unittest.skipIf(ENGINES is not None, ENGINES)
@@ -160,6 +164,31 @@ class Containers(KrTest):
         self.qxa("install", self.package("base"))
         failed = self.qxa("install", "--ct", 101, "base/1", code=5)
         self.assertIn("packages base cannot be installed into Container", failed.stderr)
+
+    def test_a_container_at_work_is_waited_for_as_long_as_told(self):
+        lock = self.node / "etc/sysconfig/qx-scripts/.101.lock"
+        with open(lock, "w", encoding="utf-8") as held:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            self.qxa("--wait", 0, "install", "--ct", 101, "one", code=6)
+        self.qxa("--wait", 0, "install", "--ct", 101, "one")
+
+    def test_the_engines_own_lines_stand_in_the_agents_log(self):
+        self.offer(packages().deb("bad", scripts={"postinst": "echo about to fail; exit 3"}))
+        self.qxa("install", "--ct", 101, "bad", code=1)
+        self.assertIn("qxpkg: about to fail", (self.node / "var/lib/qxagent/agent.log").read_text())
+
+    def test_who_sits_at_a_terminal_sees_how_long_it_takes(self):
+        self.offer(packages().deb("slow", scripts={"postinst": "sleep 1.5"}))
+        ours, theirs = os.openpty()
+        with open(ours, "rb", buffering=0) as terminal:
+            command = [BIN / "qxa", "--node-dir", self.node, "install", "--ct", "101", "slow"]
+            running = subprocess.Popen(command, stderr=theirs, stdout=subprocess.DEVNULL)
+            os.close(theirs)
+            seen = b""
+            while b" 1 s" not in seen and select.select([terminal], [], [], 30)[0]:
+                seen += terminal.read(4096)
+            self.assertEqual(0, running.wait(timeout=30))
+        self.assertIn(b"qxa: install on 101 ... 1 s", seen)
 
     def test_several_containers_are_served_at_once(self):
         self.qxa("install", "--ct", "101,102", "-j", 2, "two")

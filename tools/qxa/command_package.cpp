@@ -1,23 +1,34 @@
 // The package commands: install, remove, update, list, info, fetch, clean.
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
+#include <memory>
+#include <string>
 
 #include "QXL/QXLError.h"
 #include "tools/qxa/commands.h"
 #include "tools/qxa/print.h"
+#include "tools/qxa/progress.h"
 #include "tools/qxa/run_targets.h"
 
 namespace qxa {
 
 namespace {
 
-/// On a terminal a long request says what it waits for; elsewhere nothing is printed but results.
-void announce(const CommonOptions& common, Operation operation, const Target& target) {
-    const bool terminal = isatty(STDERR_FILENO) == 1;
-    if (common.verbose || (terminal && !common.quiet && changes(operation))) {
-        std::fprintf(stderr, "qxa: %s on %s ...\n", operationName(operation), target.label.c_str());
+/// On a terminal a long request says what it is at; elsewhere nothing is printed but results.
+/// Several targets are worked on at once, so each says only that it begins.
+std::unique_ptr<Progress> announce(const CommonOptions& common, Operation operation,
+                                   const Target& target, bool single) {
+    const std::string text = std::string(operationName(operation)) + " on " + target.label;
+    const bool shown = isatty(STDERR_FILENO) == 1 && !common.quiet && changes(operation);
+    if (shown && single) {
+        return std::make_unique<Progress>(text);
     }
+    if (shown || common.verbose) {
+        std::fprintf(stderr, "%s\n", progressLine(text, std::chrono::seconds(0)).c_str());
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -49,7 +60,7 @@ int runPackageCommand(const CommonOptions& common, Operation operation,
     runOnTargets(
         targets, options.target.jobs,
         [&](const Target& target) {
-            announce(common, operation, target);
+            const auto progress = announce(common, operation, target, targets.size() == 1);
             return runRequest(plugin, request, target);
         },
         [&](const Outcome& outcome) { printer.add(outcome); });

@@ -46,7 +46,10 @@ void preferToolsBesideThisProgram() {
 void tellOfWaits() {
     if (isatty(STDERR_FILENO) == 1) {
         QXL::setLockWaitListener(
-            [](const std::string& line) { std::fprintf(stderr, "qxa: %s\n", line.c_str()); });
+            // Over the line that says what is being done, which comes again below it.
+            [](const std::string& line) {
+                std::fprintf(stderr, "\r\033[Kqxa: %s\n", line.c_str());
+            });
     }
 }
 

@@ -6,6 +6,7 @@
 #include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPkgM.h"
 #include "QXL/QXLError.h"
+#include "QXL/QXLLockPolicy.h"
 #include "QXL/QXLPkgMLocal.h"
 #include "QXL/QXLToken.h"
 #include "node/agent/error_store.h"
@@ -112,6 +113,19 @@ TEST(ExecTest, GivesCodeAndReasonInBothStores) {
     EXPECT_STREQ(getErrorMessage(), "why");
     EXPECT_EQ(getLastErrorData().code, 27);
     EXPECT_EQ(getLastErrorData().message, "why");
+}
+
+TEST(ExecTest, ToolsThatWaitAreHeardWhileTheyWait) {
+    Lines heard;
+    setLockWaitListener([&](const std::string& line) { heard.push_back(line); });
+
+    EXPECT_EQ(QXLPkgMLocal::exec(
+                  {"sh", "-c", "echo \"waiting for 'a', held by pid 1\" >&2; echo other >&2"},
+                  nullptr, nullptr),
+              0);
+
+    setLockWaitListener({});
+    EXPECT_EQ(heard, (Lines{"waiting for 'a', held by pid 1"}));
 }
 
 TEST(ExecTest, SaysTheCodeWhenTheProgramGaveNoReason) {
