@@ -18,7 +18,7 @@ int qxtt_get_pkg_info(const char* os, const char* name, const struct qxtt_option
     (void)os;
     (void)name;
     (void)options;
-    *out = calloc(1, sizeof **out);
+    *out = calloc(1, sizeof(void*));
     ++qxtt_double_held;
     return 0;
 }
@@ -79,7 +79,7 @@ static struct templateListEntry* entry(const char* name, int is_os) {
 int qxtt_get_templates_list(const char* os, const struct qxtt_options* options,
                             struct templateListEntry*** out) {
     (void)options;
-    struct templateListEntry** list = calloc(3, sizeof *list);
+    struct templateListEntry** list = calloc(3, sizeof(void*));
     list[0] = entry(os, 1);
     list[1] = entry(".application", 0);
     *out = list;
@@ -105,7 +105,7 @@ void qxtt_clean_templates_list(struct templateListEntry*** out) {
 }
 
 static int no_packages(struct packageListEntry*** out) {
-    *out = calloc(1, sizeof **out);
+    *out = calloc(1, sizeof(void*));
     return 0;
 }
 
