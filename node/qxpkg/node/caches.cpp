@@ -121,9 +121,10 @@ void updateCaches(const std::vector<std::string>& names, const Options& options,
         try {
             renewCache(writer.area(), name, output);
         } catch (const std::exception& failure) {
-            output.notice(failure.what());
             const auto* known = dynamic_cast<const Failure*>(&failure);
-            if (!first) {
+            if (first) {
+                output.notice(failure.what());
+            } else {
                 first = known != nullptr ? *known : Failure(kFailed, failure.what());
             }
         }
