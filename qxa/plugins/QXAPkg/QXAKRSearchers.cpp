@@ -115,7 +115,7 @@ int PackageRPMListReader::listIncludedPackageRPMs(const QXAPackageQXTemplate& kr
             return code;
         }
     }
-    // The first list is the template's complete one: without it the listing fails, while the other
+    // The first list is what the template itself adds: without it the listing fails, while the other
     // two may be missing. What they hold is listed all the same.
     const int result = appendPackages(info.value().packages, osName, out);
     appendPackages(info.value().base_packages, osName, out);

@@ -203,7 +203,7 @@ TEST_F(RpmReader, listsWhatAnApplicationTemplateIncludes) {
                 ElementsAre("qxtt_get_app_tmpl_info .base .web [default 4=0x0 8=0x1 100=0x700]"));
 }
 
-TEST_F(RpmReader, stopsWithoutTheCompleteListThoughTheOthersAreListed) {
+TEST_F(RpmReader, stopsWithoutTheTemplatesOwnListThoughTheOthersAreListed) {
     m_qxtt.templates[".web"] = {.basePackages = Texts{"libc"}, .lateBasePackages = Texts{"httpd"}};
     EXPECT_EQ(nullptr, included(appTemplate(".web", ".base")));
     EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", "httpd (OS .base)"));
