@@ -115,8 +115,8 @@ int PackageRPMListReader::listIncludedPackageRPMs(const QXAPackageQXTemplate& kr
             return code;
         }
     }
-    // The first list is what the template itself adds: without it the listing fails, while the other
-    // two may be missing. What they hold is listed all the same.
+    // The first list is what the template itself adds: without it the listing fails, while the
+    // other two may be missing. What they hold is listed all the same.
     const int result = appendPackages(info.value().packages, osName, out);
     appendPackages(info.value().base_packages, osName, out);
     appendPackages(info.value().late_base_packages, osName, out);
