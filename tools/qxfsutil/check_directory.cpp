@@ -12,9 +12,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <unordered_set>
 
 #include "src/qxfsutil.h"
+#include "tools/qxfsutil/name_set.h"
 
 namespace qxfsutil {
 
@@ -128,12 +128,12 @@ private:
     void checkEntries() {
         const auto& entries = m_check.index->entries;
         auto& seen = m_indexed;
-        seen.reserve(entries.size());
+        seen.reserve(entries.size() + m_check.findings.size());
         for (std::size_t place = 0; place < entries.size(); ++place) {
             const auto& entry = entries[place];
             if (!isPossibleName(entry.name) || isSystemName(entry.name)) {
                 add(FindingCode::entryNameBad, "", {}, escaped(entry.name), place);
-            } else if (!seen.insert(entry.name).second) {
+            } else if (!seen.insert(entry.name)) {
                 add(FindingCode::entryDouble, entry.name, {}, {}, place);
             } else if (entry.link.has_value()) {
                 checkLinkedEntry(entry, place);
@@ -241,8 +241,7 @@ private:
     const Area& m_area;
     DirectoryCheck& m_check;
     TemplateLookup m_templates;
-    std::unordered_set<std::string_view>
-        m_indexed;  ///< names that need no entry of their own any more
+    NameSet m_indexed;  ///< names that need no entry of their own any more
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -27,28 +28,64 @@ struct CloseStream {
 };
 using Stream = std::unique_ptr<std::FILE, CloseStream>;
 
-/// Unmaps on every way out.
-class Mapping {
+/// The bytes of an index in memory that may be written to. Most indexes are small: to read one
+/// costs less than to map it and have its pages copied.
+class IndexBytes {
 public:
-    explicit Mapping(const std::string& path) : m_base(mmap_file(path.c_str(), &m_info)) {}
-    Mapping(const Mapping&) = delete;
-    Mapping& operator=(const Mapping&) = delete;
-    ~Mapping() {
-        if (m_base != nullptr) {
-            munmap(m_base, size());
+    /// Without a base, and with errno, when the file cannot be read; EINVAL for an empty one.
+    explicit IndexBytes(const std::string& path) {
+        constexpr off_t kReadBelow = off_t{256} << 10;
+        struct stat info {};
+        const qxfs::FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+        if (!file.valid() || fstat(file.get(), &info) != 0) {
+            return;
+        }
+        if (!S_ISREG(info.st_mode) || info.st_size >= kReadBelow) {
+            m_mapped = mmap_file(path.c_str(), &info);
+            m_base = static_cast<char*>(m_mapped);
+            m_size = static_cast<std::size_t>(info.st_size);
+        } else if (read(file.get(), static_cast<std::size_t>(info.st_size))) {
+            m_base = buffer().data();
+        }
+    }
+    IndexBytes(const IndexBytes&) = delete;
+    IndexBytes& operator=(const IndexBytes&) = delete;
+    ~IndexBytes() {
+        if (m_mapped != nullptr) {
+            munmap(m_mapped, m_size);
         }
     }
 
-    [[nodiscard]] char* base() const { return static_cast<char*>(m_base); }
-    [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(m_info.st_size); }
+    [[nodiscard]] char* base() const { return m_base; }
+    [[nodiscard]] std::size_t size() const { return m_size; }
 
 private:
-    struct stat m_info {};
-    void* m_base;
+    /// One for all: the library looks at one index at a time.
+    static std::vector<char>& buffer() {
+        static std::vector<char> bytes;
+        return bytes;
+    }
+
+    bool read(int file, std::size_t size) {
+        buffer().resize(std::max(size, buffer().size()));
+        ssize_t got = 1;
+        while (m_size < size && got > 0) {
+            got = pread(file, buffer().data() + m_size, size - m_size, static_cast<off_t>(m_size));
+            m_size += got > 0 ? static_cast<std::size_t>(got) : 0;
+        }
+        if (got >= 0 && m_size == 0) {
+            errno = EINVAL;
+        }
+        return got >= 0 && m_size > 0;
+    }
+
+    void* m_mapped = nullptr;
+    char* m_base = nullptr;
+    std::size_t m_size = 0;
 };
 
 /// Looks at the checksum, and leaves its field zeroed as the check of the structure would.
-ChecksumState checksumOf(dirindex::MarkingReader& reader, const Mapping& mapping) {
+ChecksumState checksumOf(dirindex::MarkingReader& reader, const IndexBytes& bytes) {
     // The digest's bytes as a little-endian number, which is how the field is read.
     constexpr std::uint32_t kAbsentChecksum = 0xd98c1dd4;
     const auto found = reader.header().checksum;
@@ -56,7 +93,7 @@ ChecksumState checksumOf(dirindex::MarkingReader& reader, const Mapping& mapping
         static_cast<unsigned char>(found), static_cast<unsigned char>(found >> 8),
         static_cast<unsigned char>(found >> 16), static_cast<unsigned char>(found >> 24)};
     reader.clear_checksum();
-    if (verify_checksum(mapping.base(), mapping.size(), expected) == 0) {
+    if (verify_checksum(bytes.base(), bytes.size(), expected) == 0) {
         return ChecksumState::good;
     }
     return found == kAbsentChecksum ? ChecksumState::absent : ChecksumState::wrong;
@@ -134,15 +171,21 @@ bool flushDirectory(const std::string& path) {
 std::vector<IndexEntry> takeEntries() {
     std::vector<IndexEntry> entries;
     entries.reserve(tot);
+    // Entries of one link string mostly follow each other.
+    const poolstr* lastString = nullptr;
+    SharedText lastLink;
     for (const auto* dentry = dlist; dentry != nullptr; dentry = dentry->next) {
-        IndexEntry entry;
+        IndexEntry& entry = entries.emplace_back();
         entry.type = dentry->type;
         entry.ino = dentry->ino;
-        entry.name = dentry->name;
+        entry.name.assign(dentry->name, dentry->namelen);
         if (dentry->poolstr != nullptr) {
-            entry.link = dentry->poolstr->text;
+            if (dentry->poolstr != lastString) {
+                lastString = dentry->poolstr;
+                lastLink = SharedText(lastString->text);
+            }
+            entry.link = lastLink;
         }
-        entries.push_back(std::move(entry));
     }
     return entries;
 }
@@ -150,20 +193,20 @@ std::vector<IndexEntry> takeEntries() {
 IndexFile readIndexFile(const std::string& path) {
     IndexFile index;
     errno = 0;
-    const Mapping mapping(path);
-    if (mapping.base() == nullptr) {
+    const IndexBytes bytes(path);
+    if (bytes.base() == nullptr) {
         index.reason = errno == EINVAL ? "the file is empty" : std::strerror(errno);
         return index;
     }
     index.readable = true;
-    index.size = mapping.size();
-    dirindex::MarkingReader reader(mapping.base(), mapping.size());
+    index.size = bytes.size();
+    dirindex::MarkingReader reader(bytes.base(), bytes.size());
     if (reader.has_header()) {
         index.prime = reader.header().prime;
         index.directories = reader.header().dirs;
-        index.checksum = checksumOf(reader, mapping);
+        index.checksum = checksumOf(reader, bytes);
     }
-    const int result = fsck_in_core(path.c_str(), mapping.base(), mapping.size(), nullptr, nullptr);
+    const int result = fsck_in_core(path.c_str(), bytes.base(), bytes.size(), nullptr, nullptr);
     index.sound = result == 0;
     if (index.sound) {
         index.entries = takeEntries();

@@ -163,10 +163,11 @@ const char* readEntry(LineReader& line, IndexText& index) {
         return "a name stands between double quotes and holds no NUL";
     }
     if (line.literal("->")) {
-        entry.link.emplace();
-        if (!line.quotedText(*entry.link) || holdsNul(*entry.link)) {
+        std::string link;
+        if (!line.quotedText(link) || holdsNul(link)) {
             return "a link stands between double quotes and holds no NUL";
         }
+        entry.link = std::move(link);
     }
     if (!line.atEnd()) {
         return "something follows the entry";

@@ -18,13 +18,15 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/qxfsutil/shared_text.h"
+
 namespace qxfsutil {
 
 struct IndexEntry {
     std::uint8_t type = 0;
     std::uint32_t ino = 0;  ///< inode tag, as the file holds it
     std::string name;
-    std::optional<std::string> link;  ///< link string, "////" included
+    SharedText link;  ///< link string, "////" included
 
     bool operator==(const IndexEntry&) const = default;
 };

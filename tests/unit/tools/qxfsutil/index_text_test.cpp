@@ -92,8 +92,7 @@ TEST(IndexImage, isBuiltAgainByteForByteFromItsDump) {
     const qx_test::TempDir folder;
     std::vector<IndexEntry> entries;
     for (int i = 0; i < 700; ++i) {
-        const auto link =
-            i % 3 == 0 ? std::optional<std::string>("////d" + std::to_string(i % 7)) : std::nullopt;
+        const auto link = i % 3 == 0 ? SharedText("////d" + std::to_string(i % 7)) : SharedText();
         entries.push_back({8, static_cast<std::uint32_t>(i), "n" + std::to_string(i), link});
     }
     std::string bytes;
