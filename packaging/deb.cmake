@@ -14,7 +14,6 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The maintainers of qxapkg <root@localhost>"
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 # Whatever the umask of who makes them.
@@ -25,13 +24,19 @@ set(CPACK_COMPONENTS_ALL plugin node tools dev)
 set(CPACK_COMPONENT_PLUGIN_DESCRIPTION
   "local package manager of a container host\nThe library that a host agent loads to serve package requests, with the\nchecker of container areas in it.")
 set(CPACK_COMPONENT_PLUGIN_DEPENDS node)
+set(CPACK_DEBIAN_PLUGIN_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_SOURCE_DIR}/triggers")
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION libs)
 
 set(CPACK_COMPONENT_NODE_DESCRIPTION
   "reference node of a container host\nThe agent's libraries, the template manager, the container manager and the\nnode's own tools, for any plain machine.")
 set(CPACK_DEBIAN_NODE_PACKAGE_DEPENDS bubblewrap)
 set(CPACK_DEBIAN_NODE_PACKAGE_RECOMMENDS "apt, dnf, dpkg, mmdebstrap, rpm")
-set(CPACK_DEBIAN_NODE_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_SOURCE_DIR}/node/postinst")
+# Packages of others learn from "shlibs" what to depend on.
+configure_file(node/shlibs.in shlibs @ONLY)
+set(CPACK_DEBIAN_NODE_PACKAGE_CONTROL_EXTRA
+  "${CMAKE_CURRENT_SOURCE_DIR}/node/postinst"
+  "${CMAKE_CURRENT_SOURCE_DIR}/triggers"
+  "${CMAKE_CURRENT_BINARY_DIR}/shlibs")
 
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
   "commands of a container host's package manager\nqxa makes package requests, qxfsutil indexes, checks and repairs the areas of\ncontainers.")
@@ -44,7 +49,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS libboost-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION devel)
 include(CPack)
 
-set(packaged QXAPackageManagerLocal completions qxa qxagent qxctl qxfsutil_tool qxquota)
+set(packaged QXAPackageManagerLocal completions manuals qxa qxagent qxctl qxfsutil_tool qxquota)
 foreach(target qxtt qxpkg)
   if(TARGET ${target})
     list(APPEND packaged ${target})

@@ -6,7 +6,7 @@ import stat
 import subprocess
 import unittest
 
-from installed_world import BUILD, SOURCE, InstalledTest, output_of, packages
+from installed_world import BUILD, InstalledTest, output_of, packages
 
 TEMPLATE = 'technology = "standard"\nname = "base"\nversion = "1"\nkind = "os"\nsummary = "A base"\n'
 
@@ -69,13 +69,13 @@ class Consumers:
 
     def test_the_examples_are_built_with_cmake_and_work(self):
         built = self.folder / "cmake"
-        output_of("cmake", "-S", SOURCE / "examples", "-B", built, f"-DCMAKE_PREFIX_PATH={self.prefix}")
+        output_of("cmake", "-S", self.prefix / "share/doc/qxapkg/examples", "-B", built, f"-DCMAKE_PREFIX_PATH={self.prefix}")
         output_of("cmake", "--build", built)
         self.programs_work(built)
 
     def test_the_examples_are_built_with_make_and_work(self):
         built = self.folder / "make"
-        shutil.copytree(SOURCE / "examples", built)
+        shutil.copytree(self.prefix / "share/doc/qxapkg/examples", built)
         self.run_in(built, "make")
         self.programs_work(built)
 
@@ -107,7 +107,12 @@ class Consumers:
     def test_every_command_has_a_manual_page(self):
         for command in [*self.prefix.glob("bin/*"), *self.prefix.glob("sbin/*")]:
             with self.subTest(command.name):
-                self.assertTrue((self.prefix / f"share/man/man8/{command.name}.8").is_file())
+                self.assertTrue((self.prefix / f"share/man/man8/{command.name}.8.gz").is_file())
+
+    def test_documents_come_along(self):
+        documents = self.prefix / "share/doc/qxapkg"
+        for name in ("README.md", "operations.md", "result-codes.md", "examples/CMakeLists.txt"):
+            self.assertTrue((documents / name).is_file(), name)
 
     def test_completion_scripts_are_where_shells_look_and_can_be_read(self):
         for shell, file in {
@@ -175,6 +180,18 @@ class Packages(Consumers, InstalledTest):
         node = output_of("dpkg-deb", "-c", packages()["qxapkg-node"])
         self.assertIn("libqxagent.so ->", dev)
         self.assertNotIn("libqxagent.so ->", node)
+
+    def test_the_loader_is_told_about_new_libraries(self):
+        for package in ("node", "plugin"):
+            control = self.folder / f"triggers-{package}"
+            output_of("dpkg-deb", "-e", packages()[f"qxapkg-{package}"], control)
+            self.assertIn("activate-noawait ldconfig", (control / "triggers").read_text())
+
+    def test_packages_of_others_learn_what_to_depend_on(self):
+        control = self.folder / "shlibs"
+        output_of("dpkg-deb", "-e", packages()["qxapkg-node"], control)
+        listed = {line.split()[0] for line in (control / "shlibs").read_text().splitlines()}
+        self.assertEqual({file.stem for file in self.library.glob("libqx*.so")}, listed)
 
     def test_removing_the_node_leaves_the_operators_trees(self):
         control = self.folder / "control"
