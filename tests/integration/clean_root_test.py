@@ -76,16 +76,32 @@ def make_root(source, root, debs):
     )
 
 
-def demonstrate(root):
-    """The demonstration's main steps, with the installed commands."""
-    (root / "srv/build").mkdir(parents=True)
+def inside(root, *words):
+    """Runs a command in the root as on a machine that was started from it."""
     return run(
         *("bwrap", "--die-with-parent", "--unshare-pid", "--unshare-net", "--cap-add", "ALL"),
         *("--bind", root, "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/tmp"),
         *("--ro-bind", SOURCE / "scripts", "/srv/scripts", "--chdir", "/srv"),
         *("--setenv", "QX_BIN", "/usr/bin", "--setenv", "PATH", "/usr/sbin:/usr/bin:/sbin:/bin"),
-        *("scripts/demo", "standard", "areas"),
+        *words,
     )
+
+
+def demonstrate(root):
+    """The demonstration's main steps, with the installed commands."""
+    (root / "srv/build").mkdir(parents=True)
+    return inside(root, "scripts/demo", "standard", "areas")
+
+
+TINY = 'technology = "kr"\nkind = "os"\nname = "tiny"\nversion = "1"\npackaging = "deb"\nvariant = "empty"\n'
+
+
+def kr_template(root):
+    """A KR template comes and goes on the root's own node."""
+    (root / "var/tmp/tiny").mkdir()
+    (root / "var/tmp/tiny/template.toml").write_text(TINY)
+    script = "cd /var/tmp; qxpkg pack tiny tiny.tar.gz; qxa install ./tiny.tar.gz; qxa list | grep tiny; qxa remove .tiny"
+    return inside(root, "sh", "-exc", script)
 
 
 def steps(folder, source):
@@ -97,8 +113,9 @@ def steps(folder, source):
             shutil.copy(file, debs)
     yield "root", lambda: make_root(source, folder / "root", debs)
     yield "demonstration", lambda: demonstrate(folder / "root")
-    missing = "for f in /usr/bin/qxa /usr/bin/qxfsutil /usr/sbin/qxquota; do ldd $f; done | grep 'not found'"
+    missing = "for f in /usr/bin/qxa /usr/bin/qxfsutil /usr/sbin/qxquota /usr/sbin/qxpkg; do ldd $f; done | grep 'not found'"
     yield "libraries", lambda: run("chroot", folder / "root", "sh", "-c", f"! ({missing})")
+    yield "KR template", lambda: kr_template(folder / "root")
     yield "trees", lambda: run("chroot", folder / "root", "qxa", "list", "--format", "json")
     yield "removal", lambda: run("chroot", folder / "root", "dpkg", "-r", "qxapkg-tools", "qxapkg-plugin", "qxapkg-node")
     yield "trees stay", lambda: run("test", "-d", folder / "root/qx/template")
