@@ -10,6 +10,15 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+/// What an operation was called with beside its packages; unused ones as they start.
+struct Given {
+    QXL::QXLEID eid;
+    unsigned flags = 0;
+    const QXL::QXLPackageList* out = nullptr;
+
+    bool operator==(const Given&) const = default;
+};
+
 /// Writes calls down as "name operation", and answers from the front of its queue, then 0.
 class ScriptedTechnology : public QXATemplateTypeImpl {
 public:
@@ -19,45 +28,50 @@ public:
     std::deque<int> results;
     bool serves = false;
     bool suits = true;
+    Given given;  ///< in the last call
 
     int clean(const QXL::QXLPackageList& pkgs) override { return called("clean", pkgs.size()); }
     int fetch(const QXL::QXLPackageList& pkgs) override { return called("fetch", pkgs.size()); }
-    int info(const QXL::QXLEID& /*eid*/, const QXL::QXLPackageList& pkgs,
+    int info(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
              QXL::QXLPackageList* out) override {
+        given = {eid, 0, out};
         return called("info", pkgs.size(), out);
     }
-    int list(const QXL::QXLEID& /*eid*/, const QXL::QXLPackageList& pkgs,
-             const QXL::QXLPackageManagerListOptions& /*opts*/, QXL::QXLPackageList* out) override {
+    int list(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
+             const QXL::QXLPackageManagerListOptions& opts, QXL::QXLPackageList* out) override {
+        given = {eid, opts.flags, out};
         return called("list", pkgs.size(), out);
     }
-    int removeFromVE(const QXL::QXLEID& /*eid*/, const QXL::QXLPackageList& pkgs,
-                     const QXL::QXLPackageManagerOptions& /*opts*/,
-                     QXL::QXLPackageList* out) override {
+    int removeFromVE(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
+                     const QXL::QXLPackageManagerOptions& opts, QXL::QXLPackageList* out) override {
+        given = {eid, opts.flags, out};
         return called("removeFromVE", pkgs.size(), out);
     }
-    int removeFromNode(const QXL::QXLPackageList& pkgs,
-                       const QXL::QXLPackageManagerOptions& /*opts*/,
+    int removeFromNode(const QXL::QXLPackageList& pkgs, const QXL::QXLPackageManagerOptions& opts,
                        QXL::QXLPackageList* out) override {
+        given = {{}, opts.flags, out};
         return called("removeFromNode", pkgs.size(), out);
     }
-    int updateInVE(const QXL::QXLEID& /*eid*/, const QXL::QXLInstallationPackageList& pkgs,
-                   const QXL::QXLPackageManagerOptions& /*opts*/,
-                   QXL::QXLPackageList* out) override {
+    int updateInVE(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
+                   const QXL::QXLPackageManagerOptions& opts, QXL::QXLPackageList* out) override {
+        given = {eid, opts.flags, out};
         return called("updateInVE", pkgs.size(), out);
     }
     int updateOnNode(const QXL::QXLInstallationPackageList& pkgs,
-                     const QXL::QXLPackageManagerOptions& /*opts*/,
-                     QXL::QXLPackageList* out) override {
+                     const QXL::QXLPackageManagerOptions& opts, QXL::QXLPackageList* out) override {
+        given = {{}, opts.flags, out};
         return called("updateOnNode", pkgs.size(), out);
     }
-    int installIntoVE(const QXL::QXLEID& /*eid*/, const QXL::QXLInstallationPackageList& pkgs,
-                      const QXL::QXLPackageManagerOptions& /*opts*/,
+    int installIntoVE(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
+                      const QXL::QXLPackageManagerOptions& opts,
                       QXL::QXLPackageList* out) override {
+        given = {eid, opts.flags, out};
         return called("installIntoVE", pkgs.size(), out);
     }
     int installOnNode(const QXL::QXLInstallationPackageList& pkgs,
-                      const QXL::QXLPackageManagerOptions& /*opts*/,
+                      const QXL::QXLPackageManagerOptions& opts,
                       QXL::QXLPackageList* out) override {
+        given = {{}, opts.flags, out};
         return called("installOnNode", pkgs.size(), out);
     }
     bool isVeCompatible(const QXL::QXLEID& /*eid*/, const QXAEnvConfig& /*config*/) override {
@@ -120,6 +134,34 @@ TEST_F(FrontWalk, asksEveryTechnologyOnTheNodeInOrder) {
                 ElementsAre("a list 1", "b list 1", "a info 1", "b info 1", "a removeFromNode 1",
                             "b removeFromNode 1", "a updateOnNode 1", "b updateOnNode 1",
                             "a clean 1", "b clean 1", "a fetch 1", "b fetch 1"));
+}
+
+TEST_F(FrontWalk, handsRequestsOnAsTheyAreGiven) {
+    m_walk.a->serves = true;
+    m_options.flags = 11;
+    const auto& given = m_walk.a->given;
+    m_walk.install(m_eid, m_files, &m_out, m_options);
+    EXPECT_EQ((Given{m_eid, 11, &m_out}), given);
+    m_walk.remove(m_eid, m_pkgs, nullptr, m_options);
+    EXPECT_EQ((Given{m_eid, 11, nullptr}), given);
+    m_walk.update(m_eid, m_files, &m_out, m_options);
+    EXPECT_EQ((Given{m_eid, 11, &m_out}), given);
+    m_walk.install(m_node, m_files, nullptr, m_options);
+    EXPECT_EQ((Given{{}, 11, nullptr}), given);
+    m_walk.remove(m_node, m_pkgs, &m_out, m_options);
+    EXPECT_EQ((Given{{}, 11, &m_out}), given);
+    m_walk.update(m_node, m_files, nullptr, m_options);
+    EXPECT_EQ((Given{{}, 11, nullptr}), given);
+}
+
+TEST_F(FrontWalk, handsTheEidOfTheNodeOnUnchanged) {
+    const QXL::QXLPackageManagerListOptions listed(48);
+    for (const auto& eid : {m_node, QXL::QXLEID::EID_INVALID, m_platform.localEid}) {
+        m_walk.list(eid, m_pkgs, &m_out, listed);
+        EXPECT_EQ((Given{eid, 48, &m_out}), m_walk.b->given);
+        m_walk.getInfo(eid, m_pkgs, nullptr);
+        EXPECT_EQ((Given{eid, 0, nullptr}), m_walk.b->given);
+    }
 }
 
 TEST_F(FrontWalk, endsAtTheFirstFailureWhoseCodeChangesKeepAndQuestionsDoNot) {

@@ -1,17 +1,26 @@
-// The binary layout of the interfaces that other libraries call: slots of virtual functions.
+// The binary layout of what other libraries share with this one: slots of virtual functions, fields
+// of records; and the shape of the function objects.
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
+#include <string>
+#include <type_traits>
 
+#include "QXA/QXAPackageQXTemplate.h"
 #include "QXA/QXAPkgM.h"
 #include "QXL/QXLFunctionalFactory.h"
 #include "QXL/QXLPkgM.h"
+#include "qxa/plugins/QXAPkg/QXAKRSearchers.h"
 #include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
+#include "qxa/plugins/QXAPkg/QXAPackageInfoReader.h"
 #include "qxa/plugins/QXAPkg/QXAPackageListOptions.h"
+#include "qxa/plugins/QXAPkg/QXAPkgExec.h"
 #include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
 #include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
+#include "qxtt/qxtt.h"
 
 namespace QXA {
 namespace {
@@ -80,6 +89,80 @@ TEST(InterfaceLayout, ofTheManagerShowsItAsThePrimaryBaseFirst) {
     auto* local = static_cast<QXL::QXLPkgMLocal*>(&manager);
 
     EXPECT_EQ(static_cast<void*>(&manager), static_cast<void*>(local));
+}
+
+// --- records of the template tools library
+
+constexpr std::size_t kField = sizeof(void*);
+
+TEST(LibraryLayout, ofPackagesHasTheFieldsInTheirPlaces) {
+    EXPECT_EQ(0 * kField, offsetof(pkg_info, name));
+    EXPECT_EQ(1 * kField, offsetof(pkg_info, version));
+    EXPECT_EQ(3 * kField, offsetof(pkg_info, architecture));
+    EXPECT_EQ(4 * kField, offsetof(pkg_info, summary));
+    EXPECT_EQ(5 * kField, offsetof(pkg_info, description));
+}
+
+TEST(LibraryLayout, ofTemplatesHasTheFieldsInTheirPlaces) {
+    EXPECT_EQ(0 * kField, offsetof(tmpl_info, name));
+    EXPECT_EQ(1 * kField, offsetof(tmpl_info, os_name));
+    EXPECT_EQ(3 * kField, offsetof(tmpl_info, architecture));
+    EXPECT_EQ(4 * kField, offsetof(tmpl_info, config_path));
+    EXPECT_EQ(5 * kField, offsetof(tmpl_info, summary));
+    EXPECT_EQ(6 * kField, offsetof(tmpl_info, description));
+    EXPECT_EQ(7 * kField, offsetof(tmpl_info, base_packages));
+    EXPECT_EQ(8 * kField, offsetof(tmpl_info, late_base_packages));
+    EXPECT_EQ(9 * kField, offsetof(tmpl_info, packages));
+    EXPECT_EQ(15 * kField, offsetof(tmpl_info, technologies));
+    EXPECT_EQ(18 * kField, offsetof(tmpl_info, cached));
+}
+
+TEST(LibraryLayout, ofListEntriesHasTheFieldsInTheirPlaces) {
+    EXPECT_EQ(0 * kField, offsetof(packageListEntry, name));
+    EXPECT_EQ(1 * kField, offsetof(packageListEntry, architecture));
+    EXPECT_EQ(2 * kField, offsetof(packageListEntry, version));
+    EXPECT_EQ(3 * kField, offsetof(packageListEntry, summary));
+    EXPECT_EQ(1 * kField, offsetof(templateListEntry, is_os));
+    EXPECT_EQ(2 * kField, offsetof(templateListEntry, info));
+}
+
+// --- records and function objects of the KR technology
+
+TEST(RecordLayout, ofTemplatesIsInOrder) {
+    const QXAPackageQXTemplate record;
+    const void* const fields[] = {&record.isOsTemplate, &record.versionFlag,
+                                  &record.detail,       &record.status,
+                                  &record.members,      &record.getTechnologyList()};
+    for (std::size_t field = 1; field < std::size(fields); ++field) {
+        EXPECT_LT(fields[field - 1], fields[field]) << "field " << field;
+    }
+}
+
+TEST(FunctionObjects, holdNoMoreThanTheyNeed) {
+    EXPECT_EQ(sizeof(std::string), sizeof(PackageInfoReader));
+    EXPECT_EQ(sizeof(std::string), sizeof(join));
+    EXPECT_EQ(sizeof(bool), sizeof(KRTemplateSearcher));
+    EXPECT_EQ(sizeof(void*), sizeof(QXLPkgLocalExecHelperT<QXLPkgLocalExecStub>));
+    EXPECT_TRUE(std::is_empty_v<QXTemplateRemover>);
+    EXPECT_TRUE(std::is_empty_v<PackageOsNameWriter>);
+    EXPECT_TRUE(std::is_empty_v<QXLPkgLocalExecStub>);
+}
+
+TEST(FunctionObjects, areCalledWithoutBeingChanged) {
+    using QXL::QXLPackageList;
+    using QXL::QXLPackageSP;
+    using Words = exec_argument_type;
+    EXPECT_TRUE((std::is_invocable_r_v<int, const PackageInfoReader&, const QXLPackageSP&,
+                                       QXLPackageList&>));
+    EXPECT_TRUE((std::is_invocable_r_v<bool, const KRTemplateSearcher&, const QXLPackageSP&,
+                                       const QXAPackageQXTemplate&>));
+    EXPECT_TRUE((std::is_invocable_r_v<QXLPackageList*, const PackageRPMListReader&,
+                                       QXLPackageList*, const QXLPackageSP&>));
+    EXPECT_TRUE(
+        (std::is_invocable_r_v<bool, const QXTemplateRemover&, const QXLPackageSP&, const Words&>));
+    EXPECT_TRUE(
+        (std::is_invocable_r_v<Words*, const PackageOsNameWriter&, Words*, const QXLPackageSP&>));
+    EXPECT_TRUE((std::is_invocable_r_v<bool, const QXLPkgLocalExecStub&, const char*>));
 }
 
 }  // namespace

@@ -247,6 +247,12 @@ TEST_F(TemplateLine, keepsDots) {
     EXPECT_THAT(parse(".base .web"), ElementsAre(".web (OS .base)"));
 }
 
+TEST_F(TemplateLine, isOfAnOsTemplateForThatWordAlone) {
+    EXPECT_THAT(parse("base templates"), ElementsAre(".templates (OS .base)"));
+    EXPECT_THAT(parse("base temp"), ElementsAre(".temp (OS .base)"));
+    EXPECT_THAT(parse("base .template"), ElementsAre(".template (OS .base)"));
+}
+
 TEST_F(TemplateLine, leavesOutFurtherWords) {
     EXPECT_THAT(parse("\tbase \t web more"), ElementsAre(".web (OS .base)"));
 }

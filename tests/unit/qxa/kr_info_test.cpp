@@ -148,6 +148,18 @@ TEST_F(InfoReader, passesANullRequestOver) {
 TEST_F(InfoReader, neverTakesNamesForFormats) {
     EXPECT_EQ(1, read(rpm("%s%n")));
     EXPECT_EQ("Unknown OS name for package '%s%n'", m_platform.errorMessage);
+    EXPECT_EQ(1, read(recordOf<QXL::QXLPackageLinux>("%s%n", ".base")));
+    EXPECT_EQ("Unknown type for package '%s%n'", m_platform.errorMessage);
+    EXPECT_EQ(1, read(rpm("%s%n", "%d")));
+    EXPECT_EQ("Package '%s%n' was not found", m_platform.errorMessage);
+    m_qxtt.codes["qxtt_get_pkg_info"] = {5};
+    EXPECT_EQ(1, read(rpm("%s%n", "%d")));
+    EXPECT_EQ("Cannot get package info for package '%s%n' OS '%d'", m_platform.errorMessage);
+    EXPECT_EQ(1, read(appTemplate("%s%n")));
+    EXPECT_EQ("Unknown OS name and eid for package '%s%n'", m_platform.errorMessage);
+    m_qxtt.codes["qxtt_get_os_tmpl_info"] = {5};
+    EXPECT_EQ(1, read(osTemplate("%s%n")));
+    EXPECT_EQ("Cannot get QX template '%s%n' info: error code 5", m_platform.errorMessage);
 }
 
 // --- templates
@@ -241,6 +253,41 @@ TEST_F(InfoReader, keepsWhatTheRequestHasWhereTheTemplateIsNotKnown) {
     EXPECT_EQ(".base", record.os.osName);
     EXPECT_THAT(record.getTechnologyList(), ElementsAre("x86"));
     EXPECT_NE(requested.get(), m_out[0].get());
+}
+
+TEST_F(InfoReader, answersWithACopyOfTheRequestedTemplate) {
+    auto requested = recordOf<QXAPackageQXTemplate>(".web", ".base");
+    requested->version = "2";
+    requested->status = true;
+    requested->members = {rpm("p")};
+    requested->os.osVersion = "9";
+    EXPECT_EQ(0, read(requested));
+    const auto& record = templateOf(m_out[0]);
+    EXPECT_EQ("2", record.version);
+    EXPECT_TRUE(record.status);
+    EXPECT_THAT(textsOf(record.members), ElementsAre("p"));
+    EXPECT_EQ("9", record.os.osVersion);
+    EXPECT_EQ("Linux", record.os.platform);
+}
+
+TEST_F(InfoReader, asksForEveryTemplateRecordAsForATemplate) {
+    EXPECT_EQ(0, read(standard("web"), "101"));
+    EXPECT_EQ(1U, m_qxtt.callsOf("qxtt_get_app_tmpl_info 101 web").size());
+}
+
+TEST_F(InfoReader, setsTheFlagOnlyForTheTextYes) {
+    m_qxtt.templates[".a"] = {.cached = "no"};
+    m_qxtt.templates[".b"] = {.cached = "yes!"};
+    EXPECT_EQ(0, read(osTemplate(".a")));
+    EXPECT_EQ(0, read(osTemplate(".b")));
+    EXPECT_FALSE(templateOf(m_out[0]).versionFlag);
+    EXPECT_FALSE(templateOf(m_out[1]).versionFlag);
+}
+
+TEST_F(InfoReader, takesAnOsNameThatIsKnownAndEmptyForWhatItIs) {
+    m_qxtt.templates[".web"] = {.osName = ""};
+    EXPECT_EQ(0, read(appTemplate(".web", ".base")));
+    EXPECT_EQ("", m_out[0]->os.osName);
 }
 
 TEST_F(InfoReader, takesAnEmptyTechnologyListAndAnEmptyNameForWhatTheyAre) {

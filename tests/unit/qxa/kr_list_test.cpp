@@ -66,6 +66,13 @@ TEST_F(KRListing, ofAnUnknownEnvironmentIsMinusOne) {
     EXPECT_THAT(m_qxtt.calls, IsEmpty());
 }
 
+TEST_F(KRListing, ofAContainerWithoutANumberIsMinusOne) {
+    m_platform.environments[m_eid].veidResult = 5;
+    EXPECT_EQ(-1, list(m_eid, {}));
+    EXPECT_EQ("can't get veid by eid " + m_eid.toString(), m_platform.errorMessage);
+    EXPECT_THAT(m_qxtt.calls, IsEmpty());
+}
+
 TEST_F(KRListing, ofStandardTemplatesOnlyDoesNothing) {
     EXPECT_EQ(0, listNode({standard("s")}));
     EXPECT_EQ(0, list(m_eid, {standard("s")}, {"rpm", "os", "app"}));
@@ -171,6 +178,21 @@ TEST_F(KRListing, skipsAnEntryWithoutARecord) {
     EXPECT_THAT(textsOf(m_out), ElementsAre(".web (OS .base)"));
 }
 
+TEST_F(KRListing, asksForOsTemplatesAsTheyAreNamedAndStoresTheirNamesDotted) {
+    m_qxtt.osTemplates = {{"base"}};
+    m_qxtt.templateLists["base"] = {{.name = "base", .isOs = true}, {.name = "web"}};
+    EXPECT_EQ(0, listNode({}));
+    EXPECT_THAT(textsOf(m_out), ElementsAre(".base", ".web (OS .base)"));
+}
+
+TEST_F(KRListing, neverTakesNamesForFormats) {
+    m_qxtt.osTemplates = {{"%s%n"}};
+    m_qxtt.codes["qxtt_get_templates_list"] = {8};
+    EXPECT_EQ(-1, listNode({}));
+    EXPECT_EQ("Cannot list application templates of KR OS template %s%n with 8",
+              m_platform.errorMessage);
+}
+
 TEST_F(KRListing, failsWhenTheOsTemplatesCannotBeNamed) {
     m_qxtt.codes["qxtt_get_all_base"] = {-3};
     EXPECT_EQ(-1, listNode({}));
@@ -215,6 +237,13 @@ TEST_F(KRListing, ofPackagesAndTemplatesHasBoth) {
     m_qxtt.templates[".base"] = {.packages = {{"libc"}}};
     EXPECT_EQ(0, listNode({osTemplate(".base")}, {"rpm", "os"}));
     EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", ".base"));
+}
+
+TEST_F(KRListing, keepsThePackagesOfTemplatesBeforeTheOneThatFails) {
+    m_qxtt.templates[".a"] = {.packages = {{"libc"}}};
+    m_qxtt.codes["qxtt_get_os_tmpl_info"] = {0, 6};
+    EXPECT_EQ(-1, listNode({osTemplate(".a"), osTemplate(".b")}, {"rpm"}));
+    EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .a)"));
 }
 
 TEST_F(KRListing, failsWhenThePackagesOfATemplateCannotBeListed) {
@@ -393,6 +422,13 @@ TEST_F(KRListing, failsWhenAContainersTemplatesCannotBeListed) {
     EXPECT_EQ("Cannot list application templates of KR OS template base with 12",
               m_platform.errorMessage);
     EXPECT_THAT(m_qxtt.callsOf("qxtt_clean"), IsEmpty());
+}
+
+TEST_F(KRListing, keepsThePackagesOfAContainerWhenItsTemplatesCannotBeListed) {
+    m_qxtt.vePackages = {{{"sh", {}, {}, {}}}};
+    m_qxtt.codes["qxtt_get_ve_templates_list"] = {11};
+    EXPECT_EQ(-1, list(m_eid, {}, {"rpm", "os"}));
+    EXPECT_THAT(textsOf(m_out), ElementsAre("sh (OS .base)"));
 }
 
 TEST_F(KRListing, takesANullArrayOfAContainersTemplatesForNone) {

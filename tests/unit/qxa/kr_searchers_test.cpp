@@ -141,6 +141,18 @@ TEST_F(RpmReader, givesTheCodesOfTheLibraryBack) {
     EXPECT_THAT(m_out, IsEmpty());
 }
 
+TEST_F(RpmReader, neverTakesNamesForFormats) {
+    m_qxtt.codes["qxtt_get_template_pkgs"] = {12};
+    m_qxtt.codes["qxtt_get_os_tmpl_info"] = {13};
+    m_qxtt.codes["qxtt_get_app_tmpl_info"] = {14};
+    available(osTemplate("%s%n"));
+    EXPECT_EQ("Cannot list KR template %s%n packages with 12", m_platform.errorMessage);
+    included(osTemplate("%s%n"));
+    EXPECT_EQ("Cannot get KR OS template %s%n info with 13", m_platform.errorMessage);
+    included(appTemplate("%s%n", "%d"));
+    EXPECT_EQ("Cannot get KR application template %s%n %d info with 14", m_platform.errorMessage);
+}
+
 TEST_F(RpmReader, stopsAtAFailureOfTheLibrary) {
     m_qxtt.codes["qxtt_get_template_pkgs"] = {12};
     m_qxtt.codes["qxtt_get_os_tmpl_info"] = {13};
@@ -150,6 +162,14 @@ TEST_F(RpmReader, stopsAtAFailureOfTheLibrary) {
 
 TEST_F(RpmReader, stopsAtANullArrayOfPackages) {
     EXPECT_EQ(nullptr, available(osTemplate(".base")));
+}
+
+TEST_F(RpmReader, storesTheNameOfATemplateDottedWithItsPackages) {
+    m_qxtt.templatePackages = {{{"sh", {}, {}, {}}}};
+    m_qxtt.templates["base"] = {.packages = Texts{"libc"}};
+    EXPECT_EQ(&m_out, available(osTemplate("base")));
+    EXPECT_EQ(&m_out, included(osTemplate("base")));
+    EXPECT_THAT(textsOf(m_out), ElementsAre("sh (OS .base)", "libc (OS .base)"));
 }
 
 TEST_F(RpmReader, goesOnAfterAnEmptyArray) {

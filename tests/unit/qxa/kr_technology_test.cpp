@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "qxa/plugins/QXAPkg/QXAKRListing.h"
 #include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
 #include "tests/unit/qxa/kr_fixture.h"
 
@@ -54,6 +55,40 @@ TEST_F(KRTechnology, doesNotMigrate) {
     EXPECT_EQ(-1, m_technology.migrate(m_eid, {rpm("sh")}, options()));
 }
 
+// --- the number of a container
+
+TEST_F(KRTechnology, namesAContainerByItsNumberAndTheNodeByNothing) {
+    std::string veid = "before";
+    EXPECT_EQ(0, getVeidString(m_eid, veid));
+    EXPECT_EQ("101", veid);
+    for (const auto& eid : {m_node, QXL::QXLEID::EID_INVALID, m_platform.localEid}) {
+        veid = "before";
+        EXPECT_EQ(0, getVeidString(eid, veid));
+        EXPECT_EQ("", veid);
+    }
+}
+
+TEST_F(KRTechnology, hasTheCodeOfAnEidThatNamesNoContainer) {
+    std::string veid;
+    EXPECT_EQ(317, getVeidString(m_unknown, veid));
+    m_platform.environments[m_eid].type = "other";
+    EXPECT_EQ(428, getVeidString(m_eid, veid));
+    m_platform.hasCache = false;
+    EXPECT_EQ(420, getVeidString(m_eid, veid));
+}
+
+TEST_F(KRTechnology, hasMinusOneForAContainerWithoutANumber) {
+    m_platform.environments[m_eid].veidResult = 5;
+    std::string veid;
+    EXPECT_EQ(-1, getVeidString(m_eid, veid));
+}
+
+TEST_F(KRTechnology, passesTheNumber0OfAContainerToTheTool) {
+    m_platform.environments[m_eid].veid = 0;
+    EXPECT_EQ(0, m_technology.removeFromVE(m_eid, {rpm("sh")}, options(), &m_out));
+    EXPECT_THAT(commands(), ElementsAre("exec [qxpkg] [remove] [-q] [-p] [0] [sh]"));
+}
+
 // --- info
 
 TEST_F(KRTechnology, infoOfStandardTemplatesOnlyDoesNothing) {
@@ -92,6 +127,13 @@ TEST_F(KRTechnology, infoIs1WhenAPackageCannotBeReadAndKeepsWhatItHas) {
     EXPECT_EQ("Cannot get QX template '.b' info: error code -7", m_platform.errorMessage);
     EXPECT_THAT(textsOf(m_out), ElementsAre(".a"));
     EXPECT_EQ(2U, m_qxtt.callsOf("qxtt_get_os_tmpl_info").size());
+}
+
+TEST_F(KRTechnology, infoMakesRoomForWhatIsAskedForBeforeItReads) {
+    m_qxtt.codes["qxtt_get_os_tmpl_info"] = {-7};
+    m_out = {rpm("before")};
+    EXPECT_EQ(1, m_technology.info(m_node, QXL::QXLPackageList(20, osTemplate(".a")), &m_out));
+    EXPECT_LE(21U, m_out.capacity());
 }
 
 TEST_F(KRTechnology, infoOfAnUnknownEnvironmentIsMinusOne) {
@@ -238,6 +280,13 @@ TEST_F(KRTechnology, passesTheCodesOfUpdatesAndRemovalsOn) {
     EXPECT_EQ(-1, m_technology.removeFromVE(m_unknown, {rpm("sh")}, options(), &m_out));
     EXPECT_EQ(-1, m_technology.updateInVE(m_unknown, {}, options(), &m_out));
     EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(KRTechnology, countsStandardTemplatesInAContainerAmongThePackages) {
+    EXPECT_EQ(0, m_technology.removeFromVE(m_eid, {standard("s"), appTemplate(".web"), rpm("sh")},
+                                           options(), &m_out));
+    EXPECT_THAT(commands(), ElementsAre("exec [qxpkg] [remove] [-q] [101] [.web]",
+                                        "exec [qxpkg] [remove] [-q] [-p] [101] [s] [sh]"));
 }
 
 // --- fetch and clean

@@ -127,6 +127,11 @@ TEST_F(KRRemoval, namesEveryTemplateInUseOnceAndInOrder) {
                        appTemplate(".free", ".b")}));
 }
 
+TEST_F(KRRemoval, neverTakesNamesForFormats) {
+    container(101, ".%s%n");
+    EXPECT_EQ("some Containers use package(s) .%s%n", refusal({osTemplate(".%s%n")}));
+}
+
 TEST_F(KRRemoval, allowsATemplateOfTheSameNameForAnotherOsTemplate) {
     container(101, ".b", {{".web", ""}});
     EXPECT_EQ(0, remove({appTemplate(".web", ".a")}));
@@ -158,6 +163,11 @@ TEST_F(KRRemoval, ofPackagesIsNotRefusedForTemplatesOfTheirName) {
 TEST_F(KRRemoval, looksAtContainersOfThisNodeOnly) {
     container(101, ".b").parent = QXL::QXLEID::EID_LOCAL;
     EXPECT_EQ(0, remove({osTemplate(".b")}));
+}
+
+TEST_F(KRRemoval, looksAtContainersWhateverTheirType) {
+    container(101, ".b").type = "other";
+    EXPECT_EQ("some Containers use package(s) .b", refusal({osTemplate(".b")}));
 }
 
 TEST_F(KRRemoval, looksAtContainersOfKrTemplatesOnly) {
