@@ -43,7 +43,9 @@ public:
         }
         refuseDependents();
         carryOut();
-        report(m_engine->installed());
+        const PackageList after = m_engine->installed();
+        requireEffect(after);
+        report(after);
     }
 
 private:
@@ -53,6 +55,8 @@ private:
         if (atStart) {
             takeBackIncomplete(*atStart);
             clearIntent(m_place);
+        }
+        if (atStart || !isInOrder(m_before)) {
             m_before = m_engine->installed();
         }
     }
@@ -68,6 +72,11 @@ private:
         if (!fresh.empty()) {
             m_engine->takeBack(fresh);
         }
+    }
+
+    static bool isInOrder(const PackageList& packages) {
+        return std::all_of(packages.begin(), packages.end(),
+                           [](const Package& package) { return package.complete; });
     }
 
     [[nodiscard]] bool isThere(const std::string& name) const {
@@ -116,13 +125,39 @@ private:
         try {
             m_engine->perform(m_action, m_names);
         } catch (const Failure&) {
-            if (m_action == Action::install) {
-                takeBackIncomplete(m_before);
-            }
-            clearIntent(m_place);
+            putInOrder();
             throw;
         }
         clearIntent(m_place);
+    }
+
+    /// Engines have ended well without having done anything, on a full disk for one.
+    void requireEffect(const PackageList& after) const {
+        for (const std::string& name : m_names) {
+            const bool there = !packagesNamed(after, name).empty();
+            if (m_action == Action::remove && there) {
+                throw Failure(kFailed, "package '" + name + "' is still installed");
+            }
+            // A name that another package provides is not listed itself.
+            if (m_action == Action::install && !there && difference(after, m_before).empty()) {
+                throw Failure(kFailed, "package '" + name + "' was not installed");
+            }
+        }
+    }
+
+    /// After a failure. What cannot be put in order now, on a full disk for one, the next run tries
+    /// again; the failure's own reason is what counts.
+    void putInOrder() {
+        try {
+            if (m_action == Action::install) {
+                takeBackIncomplete(m_before);
+            }
+            if (isInOrder(m_engine->installed())) {
+                clearIntent(m_place);
+            }
+        } catch (const Failure& failure) {
+            m_output.notice(failure.what());
+        }
     }
 
     void reportPlan() {

@@ -29,6 +29,11 @@ void requireStatusFile(const Place& place, const std::string& adminDir) {
     }
 }
 
+/// Packages that an interrupted run brought are taken back; others get a new copy.
+bool isKnownAt(const PackageList* atStart, const Package& package) {
+    return atStart == nullptr || !packagesNamed(*atStart, package.name).empty();
+}
+
 /// dpkg keeps what an interrupted run changed in "updates" until the next run takes it over.
 bool hasJournal(const Place& place, const std::string& adminDir) {
     const qxnode::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -58,7 +63,10 @@ bool parseDpkgLine(const std::string& line, Package& package) {
     if (state[1] == 'n' || state[1] == 'c') {
         return false;
     }
-    package.complete = state[1] == 'i' && (state.size() < 3 || state[2] != 'R');
+    const bool reinstallRequired = state.size() > 2 && state[2] == 'R';
+    package.complete = state[1] == 'i' && !reinstallRequired;
+    package.removing = !package.complete && (state[0] == 'r' || state[0] == 'p');
+    package.broken = !package.removing && (state[1] == 'H' || reinstallRequired);
     return true;
 }
 
@@ -142,11 +150,32 @@ void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
         return;
     }
     m_output.notice("an earlier change of the packages was not finished; finishing it");
+    tryTo(dpkg({"--force-confold", "--force-confdef", "--configure", "--pending"}));
+
+    std::vector<std::string> leaving = {"--force-remove-reinstreq", "--remove"};
+    std::vector<std::string> broken;
+    for (const Package& package : installed()) {
+        if (package.removing) {
+            leaving.push_back(package.name);
+        } else if (package.broken && isKnownAt(atStart, package)) {
+            broken.push_back(package.name);
+        }
+    }
+    if (leaving.size() > 2) {
+        tryTo(dpkg(leaving));
+    }
+    if (!broken.empty()) {
+        refresh();
+        tryTo(apt(Action::install, {"--reinstall"}, broken), m_place.repositoriesNeedNetwork());
+    }
+}
+
+void DebEngine::tryTo(const std::vector<std::string>& argv, bool network) const {
     DebReport report;
     const EngineResult result =
-        sandbox(m_place.scriptNetwork)
-            .run(dpkg({"--force-confold", "--force-confdef", "--configure", "--pending"}),
-                 [&](const std::string& line) { report.line(line); });
+        sandbox(network || m_place.scriptNetwork).run(argv, [&](const std::string& line) {
+            report.line(line);
+        });
     if (!result.succeeded()) {
         m_output.notice("not everything could be finished: " + report.reason());
     }

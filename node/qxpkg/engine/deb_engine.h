@@ -28,6 +28,8 @@ private:
     [[nodiscard]] EngineRun sandbox(bool network) const;
     [[nodiscard]] bool isRemovable(const std::vector<std::string>& names) const;
     PackageList planOf(Action action, const std::vector<std::string>& names);
+    /// Runs a repair; one that fails is reported and ends nothing.
+    void tryTo(const std::vector<std::string>& argv, bool network = false) const;
     void runApt(const std::vector<std::string>& argv, bool network, const std::string& what) const;
 
     const Place& m_place;

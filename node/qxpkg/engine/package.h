@@ -11,7 +11,9 @@ struct Package {
     std::string name;
     std::string architecture;
     std::string version;
-    bool complete = true;  ///< false: unpacked or configured only in part
+    bool complete = true;   ///< false: unpacked or configured only in part
+    bool removing = false;  ///< its removal began and did not end
+    bool broken = false;    ///< its files are there only in part; nothing but a new copy helps
 
     bool operator==(const Package&) const = default;
 };

@@ -37,6 +37,26 @@ TEST(DpkgLine, whatIsUnpackedOrConfiguredInPartIsIncomplete) {
     }
 }
 
+TEST(DpkgLine, aRemovalThatDidNotEndIsNoBrokenInstallation) {
+    Package package;
+
+    ASSERT_TRUE(parseDpkgLine("rHR\ta\tall\t1", package));
+
+    EXPECT_TRUE(package.removing);
+    EXPECT_FALSE(package.broken);
+}
+
+TEST(DpkgLine, onlyANewCopyHelpsWhatIsHalfInstalledOrMarkedSo) {
+    Package package;
+
+    ASSERT_TRUE(parseDpkgLine("iH \ta\tall\t1", package));
+    EXPECT_TRUE(package.broken);
+    ASSERT_TRUE(parseDpkgLine("iUR\ta\tall\t1", package));
+    EXPECT_TRUE(package.broken);
+    ASSERT_TRUE(parseDpkgLine("iU \ta\tall\t1", package));
+    EXPECT_FALSE(package.broken);
+}
+
 TEST(DpkgLine, removedPackagesAndOtherLinesAreNone) {
     Package package;
     for (const char* line :
