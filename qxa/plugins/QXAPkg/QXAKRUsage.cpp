@@ -33,12 +33,15 @@ QXL::QXLPackageSP usageRecord(const std::string& name, const std::string& osName
     return record;
 }
 
+/// The records of packages to remove; packages that are no templates are compared as they are.
 QXL::QXLPackageList usageRecords(const QXL::QXLPackageList& packages) {
     QXL::QXLPackageList records;
     for (const auto& package : packages) {
         if (isKRTemplate(package)) {
             records.push_back(
                 usageRecord(package->name, isKROsTemplate(package) ? "" : osNameOf(*package)));
+        } else {
+            records.push_back(package);
         }
     }
     return records;

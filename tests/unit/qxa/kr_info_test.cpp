@@ -255,6 +255,25 @@ TEST_F(InfoReader, keepsWhatTheRequestHasWhereTheTemplateIsNotKnown) {
     EXPECT_NE(requested.get(), m_out[0].get());
 }
 
+TEST_F(InfoReader, keepsTheKindOfTheTemplateThatItFills) {
+    QXAPackageQXTemplate record;
+    record.isOsTemplate = true;
+    PackageInfoReader::parseQXTemplateInfo(tmpl_info{}, record);
+    EXPECT_TRUE(record.isOsTemplate);
+    EXPECT_EQ("Linux", record.os.platform);
+    EXPECT_FALSE(record.os.osName.has_value());
+}
+
+TEST_F(InfoReader, answersEachKindOfRequestByItself) {
+    const PackageInfoReader reader("");
+    const auto os = osTemplate(".base");
+    EXPECT_NE(nullptr, reader.getQXTemplateInfo(&templateOf(os)));
+    EXPECT_EQ(nullptr, reader.getLinuxPackageInfo(rpm("sh", ".base")));
+    m_qxtt.packageInfos = {{{.name = "sh"}}};
+    EXPECT_NE(nullptr, reader.getLinuxPackageInfo(rpm("sh", ".base")));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
 TEST_F(InfoReader, answersWithACopyOfTheRequestedTemplate) {
     auto requested = recordOf<QXAPackageQXTemplate>(".web", ".base");
     requested->version = "2";

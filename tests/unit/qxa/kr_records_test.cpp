@@ -62,7 +62,9 @@ TEST(KRRecord, isOfAnOsTemplateOrOfAnApplicationTemplate) {
     EXPECT_FALSE(isKROsTemplate(appTemplate(".a")));
     EXPECT_TRUE(isKRApplicationTemplate(appTemplate(".a")));
     EXPECT_FALSE(isKRApplicationTemplate(osTemplate(".a")));
-    EXPECT_FALSE(isKROsTemplate(standard("a")));
+    auto standardOs = recordOf<QXAPackageQXTemplateStd>("a");
+    standardOs->isOsTemplate = true;
+    EXPECT_FALSE(isKROsTemplate(standardOs));
     EXPECT_FALSE(isKRApplicationTemplate(standard("a")));
     EXPECT_FALSE(isKROsTemplate(rpm("a")));
     EXPECT_FALSE(isKRApplicationTemplate(rpm("a")));

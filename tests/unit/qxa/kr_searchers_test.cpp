@@ -72,7 +72,17 @@ TEST_F(Searcher, comparesTwoOfAKindAsTheyAreWhenCompatible) {
 
 TEST_F(Searcher, matchesNothingElseThanTemplatesWhenCompatible) {
     EXPECT_FALSE(matchesCompatible(rpm(".web", ".base"), appTemplate(".web", ".base")));
-    EXPECT_FALSE(matchesCompatible(standard(".base"), osTemplate(".base")));
+    auto standardOs = recordOf<QXAPackageQXTemplateStd>(".base");
+    standardOs->isOsTemplate = true;
+    EXPECT_FALSE(matchesCompatible(standardOs, osTemplate(".base")));
+}
+
+TEST_F(Searcher, offersBothComparisonsWithoutAnObject) {
+    const auto web = appTemplate(".web", ".base");
+    const auto os = osTemplate(".base");
+    EXPECT_TRUE(KRTemplateSearcher::matchKRTemplate(*rpm(".web", ".base"), *web));
+    EXPECT_FALSE(KRTemplateSearcher::matchKRTemplate(*os, *web));
+    EXPECT_TRUE(KRTemplateSearcher::matchCompatibleKRTemplate(templateOf(os), templateOf(web)));
 }
 
 TEST_F(Searcher, matchesNoNullRequest) {
@@ -288,6 +298,14 @@ TEST(OsNameWriter, collectsTheOsTemplatesInOrder) {
     exec_argument_type names{"before"};
     EXPECT_EQ(&names, std::accumulate(mixed.begin(), mixed.end(), &names, PackageOsNameWriter()));
     EXPECT_THAT(names, ElementsAre("before", ".b", ".a"));
+}
+
+TEST(OsNameWriter, passesAStandardOsTemplateOver) {
+    auto record = recordOf<QXAPackageQXTemplateStd>("s");
+    record->isOsTemplate = true;
+    exec_argument_type names;
+    EXPECT_EQ(&names, PackageOsNameWriter()(&names, record));
+    EXPECT_THAT(names, IsEmpty());
 }
 
 TEST(OsNameWriterDeathTest, needsADestination) {

@@ -124,7 +124,7 @@ TEST_F(KRRemoval, namesEveryTemplateInUseOnceAndInOrder) {
     container(102, ".b", {{".web", ""}});
     EXPECT_EQ("some Containers use package(s) .b, .db (OS .b), .web (OS .b)",
               refusal({appTemplate(".web", ".b"), osTemplate(".b"), appTemplate(".db", ".b"),
-                       appTemplate(".free", ".b")}));
+                       appTemplate(".free", ".b"), appTemplate(".web", ".b"), osTemplate(".b")}));
 }
 
 TEST_F(KRRemoval, neverTakesNamesForFormats) {
@@ -155,9 +155,11 @@ TEST_F(KRRemoval, comparesAnOsTemplateByItsNameAlone) {
     EXPECT_EQ("some Containers use package(s) .b", refusal({record}));
 }
 
-TEST_F(KRRemoval, ofPackagesIsNotRefusedForTemplatesOfTheirName) {
+TEST_F(KRRemoval, comparesOtherPackagesAsTheyAre) {
     container(101, ".b", {{".web", ""}});
-    EXPECT_EQ(0, remove({rpm(".web", ".b")}));
+    EXPECT_EQ("some Containers use package(s) .web (OS .b)", refusal({rpm(".web", ".b")}));
+    EXPECT_EQ(0, remove({rpm("web", ".b")}));
+    EXPECT_EQ(0, remove({rpm(".b", ".b")}));
 }
 
 TEST_F(KRRemoval, looksAtContainersOfThisNodeOnly) {
@@ -186,7 +188,7 @@ TEST_F(KRRemoval, looksPastTemplatesThatAreNotSpecified) {
     container(101, ".a").osTemplate.reset();
     container(102, ".b").templates.reset();
     container(103, ".c").osTemplate = QXATemplate("", "");
-    EXPECT_EQ(0, remove({osTemplate(".a"), osTemplate(".c")}));
+    EXPECT_EQ(0, remove({osTemplate(".a"), osTemplate(".c"), osTemplate("")}));
     EXPECT_EQ(-1, remove({osTemplate(".b")}));
 }
 
