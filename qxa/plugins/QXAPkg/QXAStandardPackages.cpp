@@ -69,6 +69,9 @@ bool StandardPackageConfigReader::operator()(const QXAPackageVersion& version,
 
 bool StandardPackageTEMReader::operator()(const std::shared_ptr<const QXL::QXLPackage>& package,
                                           QXL::QXLPackageList* out) const {
+    if (package == nullptr) {
+        return false;
+    }
     QXAPackageInfo info;
     const int result = QXATEMLocal(nullptr).get(QXATemplate(package->name, package->version), info);
     if (result != kTemOk) {

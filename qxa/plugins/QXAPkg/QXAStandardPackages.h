@@ -40,7 +40,7 @@ private:
 
 /// Reads one requested template from the template manager.
 struct StandardPackageTEMReader {
-    /// Appends a described record; a template that is not known adds nothing.
+    /// Appends a described record; a template that is not known adds nothing, nor does a null one.
     /// @return true to stop with failure.
     bool operator()(const std::shared_ptr<const QXL::QXLPackage>& package,
                     QXL::QXLPackageList* out) const;

@@ -71,6 +71,12 @@ TEST_F(StandardTechnology, infoDescribesEachTemplateFully) {
     EXPECT_NE(nullptr, std::dynamic_pointer_cast<const QXAStandardQXTemplateEx>(m_out[0]));
 }
 
+TEST_F(StandardTechnology, infoReaderPassesANullRequestOver) {
+    EXPECT_FALSE(StandardPackageTEMReader()(nullptr, &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
+    EXPECT_THAT(m_platform.calls, IsEmpty());
+}
+
 TEST_F(StandardTechnology, infoUsesAFreshManagerWithoutAccessForEachCall) {
     know("a", "1", true);
     m_technology.info({}, {standard("a", "1")}, &m_out);
