@@ -112,7 +112,9 @@ TEST_F(Front, aNullElementIsUnsuitableAndNamedByAnEmptyText) {
 
 TEST_F(Front, namesAreNeverTakenForFormats) {
     EXPECT_EQ(3511, m_front.install(m_eid, {element(foreign("%s%n"))}, &m_out, m_options));
-    EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages %s%n cannot"));
+    EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages %s%n cannot be"));
+    EXPECT_EQ(3502, m_front.remove(m_eid, {foreign("%s%n")}, &m_out, m_options));
+    EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages %s%n cannot even"));
 }
 
 TEST_F(Front, installIntoAContainerOfKrTemplatesRunsTheKrTool) {

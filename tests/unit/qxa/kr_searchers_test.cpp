@@ -246,8 +246,11 @@ TEST_F(RpmReader, goesOnWithoutTheOtherLists) {
     EXPECT_THAT(m_out, IsEmpty());
 }
 
-TEST_F(RpmReader, stopsAtAnApplicationTemplateOfNowhere) {
+TEST_F(RpmReader, stopsAtATemplateOfNowhere) {
     EXPECT_EQ(nullptr, included(appTemplate(".web")));
+    EXPECT_EQ("Unknown OS template name", m_platform.errorMessage);
+    m_platform.errorMessage.clear();
+    EXPECT_EQ(nullptr, included(osTemplate("")));
     EXPECT_EQ("Unknown OS template name", m_platform.errorMessage);
     EXPECT_THAT(m_qxtt.callsOf("qxtt_get"), IsEmpty());
 }
