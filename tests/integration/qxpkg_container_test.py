@@ -170,6 +170,17 @@ class Scripts(ContainerTest):
         self.assertEqual(["ii one 1.0"], self.deb_state(101))
         self.assertEqual(["one 1.0"], self.rpm_state(102))
 
+    def test_a_removal_that_a_script_refuses_leaves_the_package_installed(self):
+        self.offer(
+            packages().deb("stays", scripts={"prerm": "exit 3"}), packages().rpm("stays", scripts={"preun": "exit 3"})
+        )
+        for veid in (101, 102):
+            self.qxpkg("install", "-q", "-p", veid, "stays")
+            failed = self.qxpkg("remove", "-q", "-p", veid, "stays", code=1)
+            self.assertIn("package 'stays': ", failed.stderr.splitlines()[-1])
+        self.assertEqual(["ii stays 1.0"], self.deb_state(101))
+        self.assertEqual(["stays 1.0"], self.rpm_state(102))
+
     def test_scripts_have_processes_devices_and_network_of_their_own(self):
         look = "ls /proc > /processes; ls /dev > /devices; cat /proc/net/dev > /network; cat /proc/mounts > /mounts"
         self.offer(

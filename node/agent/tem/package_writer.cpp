@@ -11,6 +11,7 @@
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
+#include "node/agent/tem/file_beside.h"
 #include "node/agent/tem/files.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/tar_writer.h"
@@ -19,50 +20,6 @@
 namespace QXA::tem {
 
 namespace {
-
-// A file under a temporary name beside `path`, removed again unless it was renamed. Its name ends
-// as the final one does, since the ending chooses the compression.
-class FileBeside {
-public:
-    explicit FileBeside(const std::string& path) : m_path(path) {
-        const std::size_t slash = path.rfind('/');
-        const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
-        m_beside = path.substr(0, name) + "." + path.substr(name) + ".XXXXXX";
-        m_fd = Fd(mkostemp(m_beside.data(), O_CLOEXEC));
-        if (!m_fd) {
-            throw systemFailure("create a file beside", path);
-        }
-    }
-    ~FileBeside() {
-        if (!m_renamed) {
-            unlink(m_beside.c_str());
-        }
-    }
-    FileBeside(const FileBeside&) = delete;
-    FileBeside& operator=(const FileBeside&) = delete;
-
-    [[nodiscard]] int get() const { return m_fd.get(); }
-
-    void finish() {
-        if (fchmod(m_fd.get(), 0644) != 0 || fsync(m_fd.get()) != 0 ||
-            rename(m_beside.c_str(), m_path.c_str()) != 0) {
-            throw systemFailure("write", m_path);
-        }
-        m_renamed = true;
-        std::string error;
-        const std::size_t slash = m_path.rfind('/');
-        if (!qxnode::flushDirectory(slash == std::string::npos ? "." : m_path.substr(0, slash + 1),
-                                    error)) {
-            throw Failure(kTemFailed, error);
-        }
-    }
-
-private:
-    std::string m_path;
-    std::string m_beside;
-    Fd m_fd;
-    bool m_renamed = false;
-};
 
 class Packer {
 public:

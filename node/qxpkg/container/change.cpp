@@ -151,6 +151,8 @@ private:
         try {
             if (m_action == Action::install) {
                 takeBackIncomplete(m_before);
+            } else if (m_action == Action::remove) {
+                m_engine->withdrawRemoval();
             }
             if (isInOrder(m_engine->installed())) {
                 clearIntent(m_place);

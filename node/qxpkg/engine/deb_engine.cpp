@@ -65,7 +65,7 @@ bool parseDpkgLine(const std::string& line, Package& package) {
     }
     const bool reinstallRequired = state.size() > 2 && state[2] == 'R';
     package.complete = state[1] == 'i' && !reinstallRequired;
-    package.removing = !package.complete && (state[0] == 'r' || state[0] == 'p');
+    package.removing = state[0] == 'r' || state[0] == 'p';
     package.broken = !package.removing && (state[1] == 'H' || reinstallRequired);
     return true;
 }
@@ -125,19 +125,7 @@ PackageList DebEngine::installed() {
     std::vector<std::string> argv = {"dpkg-query"};
     append(argv, {"--admindir=" + std::string(inside::kRoot) + m_adminDir, "--show",
                   "--showformat=" + std::string(kQueryFormat)});
-    const EngineResult answer = sandbox(false).query(argv);
-    if (!answer.succeeded()) {
-        failWith(answer, "cannot read the container's package database", m_output, kFailed);
-    }
-    PackageList packages;
-    for (const std::string& line : answer.lines) {
-        Package package;
-        if (parseDpkgLine(line, package)) {
-            packages.push_back(package);
-        }
-    }
-    sortPackages(packages);
-    return packages;
+    return installedFrom(sandbox(false).query(argv), parseDpkgLine, m_output);
 }
 
 void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
@@ -155,7 +143,7 @@ void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
     std::vector<std::string> leaving = {"--force-remove-reinstreq", "--remove"};
     std::vector<std::string> broken;
     for (const Package& package : installed()) {
-        if (package.removing) {
+        if (package.removing && !package.complete) {
             leaving.push_back(package.name);
         } else if (package.broken && isKnownAt(atStart, package)) {
             broken.push_back(package.name);
@@ -164,10 +152,31 @@ void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
     if (leaving.size() > 2) {
         tryTo(dpkg(leaving));
     }
+    if (atStart != nullptr) {
+        withdrawRemoval();
+    }
     if (!broken.empty()) {
         refresh();
         tryTo(apt(Action::install, {"--reinstall"}, broken), m_place.repositoriesNeedNetwork());
     }
+}
+
+void DebEngine::withdrawRemoval() {
+    std::string selections;
+    for (const Package& package : installed()) {
+        if (package.removing && package.complete) {
+            selections += package.name + " install\n";
+        }
+    }
+    if (selections.empty()) {
+        return;
+    }
+    // dpkg takes selections from its standard input only. Names hold nothing that a shell reads.
+    std::string words;
+    for (const std::string& word : dpkg({"--set-selections"})) {
+        words += word + " ";
+    }
+    tryTo({"sh", "-c", "printf %s \"$0\" | " + words, selections});
 }
 
 void DebEngine::tryTo(const std::vector<std::string>& argv, bool network) const {

@@ -17,6 +17,7 @@ public:
     void refresh() override;
     PackageList plan(Action action, const std::vector<std::string>& names) override;
     void perform(Action action, const std::vector<std::string>& names) override;
+    void withdrawRemoval() override;
     void takeBack(const PackageList& fresh) override;
     void download(const std::vector<std::string>& names) override;
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "node/qxpkg/engine/report_text.h"
+
 namespace qxpkg {
 
 namespace {
@@ -14,11 +16,6 @@ constexpr std::string_view kError = "E: ";
 constexpr const char* kRelations[] = {
     " : Depends: ", " : PreDepends: ", " : Conflicts: ", " : Breaks: "};
 
-std::string trimmed(const std::string& text) {
-    const std::size_t begin = std::min(text.find_first_not_of(" \t"), text.size());
-    return text.substr(begin);
-}
-
 /// Up to the blank before "(--configure)".
 std::string subjectOf(const std::string& line, std::string_view prefix) {
     return line.substr(prefix.size(), line.find(" (", prefix.size()) - prefix.size());
@@ -28,14 +25,6 @@ bool isUnmet(const std::string& text) {
     return std::any_of(std::begin(kRelations), std::end(kRelations), [&](const char* relation) {
         return text.find(relation) != std::string::npos;
     });
-}
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string text;
-    for (const std::string& part : parts) {
-        text += (text.empty() ? "" : "; ") + part;
-    }
-    return text;
 }
 
 }  // namespace

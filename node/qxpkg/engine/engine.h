@@ -45,6 +45,9 @@ public:
     /// @param names  empty: for update, everything.
     virtual void perform(Action action, const std::vector<std::string>& names) = 0;
 
+    /// After a removal that failed: what is still whole is no longer marked for removal.
+    virtual void withdrawRemoval() = 0;
+
     /// Removes those of the packages that a failed or interrupted installation left incomplete.
     /// @param fresh  packages that were not there before it, in any version.
     virtual void takeBack(const PackageList& fresh) = 0;

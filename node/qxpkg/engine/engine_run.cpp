@@ -75,6 +75,23 @@ EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
     return result;
 }
 
+PackageList installedFrom(const EngineResult& answer,
+                          bool (*parse)(const std::string& line, Package& package),
+                          const Output& output) {
+    if (!answer.succeeded()) {
+        failWith(answer, "cannot read the container's package database", output, kFailed);
+    }
+    PackageList packages;
+    for (const std::string& line : answer.lines) {
+        Package package;
+        if (parse(line, package)) {
+            packages.push_back(package);
+        }
+    }
+    sortPackages(packages);
+    return packages;
+}
+
 void failWith(const EngineResult& result, const std::string& what, const Output& output, int code) {
     if (!output.keepsProgress()) {
         for (const std::string& line : result.tail) {

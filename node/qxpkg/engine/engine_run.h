@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "node/qxpkg/engine/confinement.h"
+#include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/output.h"
 
 namespace qxpkg {
@@ -41,6 +42,13 @@ private:
     Confinement m_confinement;
     const Output& m_output;
 };
+
+/// The packages that a query of the database gives, sorted.
+/// @param parse  reads a line; false for one that is no package.
+/// @throws Failure when the query failed.
+PackageList installedFrom(const EngineResult& answer,
+                          bool (*parse)(const std::string& line, Package& package),
+                          const Output& output);
 
 /// Ends the command: the engine's own last lines as notices, unless people can read them already,
 /// then the reason.

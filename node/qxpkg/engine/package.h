@@ -12,7 +12,7 @@ struct Package {
     std::string architecture;
     std::string version;
     bool complete = true;   ///< false: unpacked or configured only in part
-    bool removing = false;  ///< its removal began and did not end
+    bool removing = false;  ///< its removal was asked for; when complete, it has not begun
     bool broken = false;    ///< its files are there only in part; nothing but a new copy helps
 
     bool operator==(const Package&) const = default;

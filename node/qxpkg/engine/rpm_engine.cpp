@@ -89,19 +89,8 @@ std::vector<std::string> RpmEngine::dnf(const std::vector<std::string>& options,
 }
 
 PackageList RpmEngine::installed() {
-    const EngineResult answer = sandbox(false).query(rpm({"-qa", "--qf", kQueryFormat}));
-    if (!answer.succeeded()) {
-        failWith(answer, "cannot read the container's package database", m_output, kFailed);
-    }
-    PackageList packages;
-    for (const std::string& line : answer.lines) {
-        Package package;
-        if (parseRpmLine(line, package)) {
-            packages.push_back(package);
-        }
-    }
-    sortPackages(packages);
-    return packages;
+    return installedFrom(sandbox(false).query(rpm({"-qa", "--qf", kQueryFormat})), parseRpmLine,
+                         m_output);
 }
 
 void RpmEngine::repair(const PackageList& now, const PackageList* atStart) {

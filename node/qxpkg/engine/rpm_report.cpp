@@ -5,6 +5,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "node/qxpkg/engine/report_text.h"
+
 namespace qxpkg {
 
 namespace {
@@ -15,22 +17,6 @@ constexpr std::string_view kScriptFailed = ") scriptlet failed, ";
 constexpr std::string_view kErrors[] = {"Error: ", "error: "};
 constexpr std::string_view kTableHead = " Package ";
 constexpr std::string_view kTableEnd = "Transaction Summary";
-
-std::string trimmed(const std::string& text) {
-    const std::size_t begin = text.find_first_not_of(" \t");
-    if (begin == std::string::npos) {
-        return "";
-    }
-    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
-}
-
-std::string joined(const std::vector<std::string>& parts) {
-    std::string text;
-    for (const std::string& part : parts) {
-        text += (text.empty() ? "" : "; ") + part;
-    }
-    return text;
-}
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "node/agent/tem/failure.h"
+#include "node/agent/tem/file_beside.h"
 #include "node/agent/tem/files.h"
 #include "node/agent/tem/tar_writer.h"
 #include "node/qxpkg/failure.h"
@@ -19,51 +20,6 @@ namespace qxpkg {
 namespace {
 
 namespace tem = QXA::tem;
-
-/// A file under a temporary name beside its place, removed again unless it was renamed. Its name
-/// ends as the final one does, since the ending chooses the compression.
-class FileBeside {
-public:
-    explicit FileBeside(const std::string& path) : m_path(path) {
-        const std::size_t slash = path.rfind('/');
-        const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
-        m_folder = name == 0 ? "." : path.substr(0, name);
-        m_beside = path.substr(0, name) + ".XXXXXX-" + path.substr(name);
-        m_fd = qxnode::Fd(
-            mkostemps(m_beside.data(), static_cast<int>(path.size() - name) + 1, O_CLOEXEC));
-        if (!m_fd) {
-            throw tem::systemFailure("create a file beside", path);
-        }
-    }
-    ~FileBeside() {
-        if (!m_renamed) {
-            unlink(m_beside.c_str());
-        }
-    }
-    FileBeside(const FileBeside&) = delete;
-    FileBeside& operator=(const FileBeside&) = delete;
-
-    [[nodiscard]] int get() const { return m_fd.get(); }
-
-    void finish() {
-        if (fchmod(m_fd.get(), 0644) != 0 || fsync(m_fd.get()) != 0 ||
-            rename(m_beside.c_str(), m_path.c_str()) != 0) {
-            throw tem::systemFailure("write", m_path);
-        }
-        m_renamed = true;
-        std::string error;
-        if (!qxnode::flushDirectory(m_folder, error)) {
-            throw Failure(kFailed, error);
-        }
-    }
-
-private:
-    std::string m_path;
-    std::string m_folder;
-    std::string m_beside;
-    qxnode::Fd m_fd;
-    bool m_renamed = false;
-};
 
 struct stat attributes(mode_t mode, const struct timespec& time) {
     struct stat st {};
@@ -101,7 +57,7 @@ void packTemplate(const std::string& folder, const std::string& file) {
     if (!directory) {
         throw tem::systemFailure("open folder", folder);
     }
-    FileBeside out(file);
+    tem::FileBeside out(file);
     tem::TarWriter tar(out.get(), file);
     // First, so that a reader finds it without going through the rest.
     add(tar, directory.get(), qxnode::kKrManifestName);
