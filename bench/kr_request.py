@@ -44,7 +44,7 @@ class Bench(KrTest):
         """The command line of the engine by itself up to its action, and its environment."""
         store = self.node / f"var/lib/qxagent/qxpkg/{veid}"
         outside = {
-            "/container": str(self.root(veid)), "/etc/qxpkg": f"{store}/conf", "/var/cache/qxpkg": f"{store}/work",
+            "/container": str(self.root(veid)), "/etc/qxpkg": f"{store}/conf", "/var/cache/qxpkg": f"{store}/cache",
         }
         for name in ("apt.conf", "dnf.conf", "sources.list"):
             file = store / "conf" / name
@@ -57,7 +57,7 @@ class Bench(KrTest):
             return ["apt-get"], {"APT_CONFIG": str(store / "alone-apt.conf"), "DEBIAN_FRONTEND": "noninteractive"}
         return [
             "dnf", f"--config={store}/alone-dnf.conf", f"--installroot={self.root(veid)}", "--releasever=0",
-            f"--setopt=cachedir={store}/work/dnf", f"--setopt=logdir={store}/work/log",
+            f"--setopt=cachedir={store}/cache/dnf", f"--setopt=logdir={store}/cache/log",
         ], {"HOME": str(store / "conf/home")}
 
     def alone(self, veid, action):

@@ -109,6 +109,15 @@ class Packages(ContainerTest):
         self.assertEqual([], self.deb_state(101))
         self.assertEqual([], self.rpm_state(102))
 
+    def test_what_no_key_vouches_for_is_not_installed(self):
+        for veid, packaging in ((101, "deb"), (102, "rpm")):
+            manifest = self.os_template(f"tiny{packaging}", packaging) / "template.toml"
+            manifest.write_text(manifest.read_text().replace("trusted = true", "trusted = false"))
+            failed = self.qxpkg("install", "-q", "-p", veid, "one", code=1)
+            self.assertRegex(failed.stderr, "(?i)signed|does not have a Release file")
+        self.assertEqual([], self.deb_state(101))
+        self.assertEqual([], self.rpm_state(102))
+
     def test_a_package_that_nobody_offers_is_named(self):
         for veid in (101, 102):
             failed = self.qxpkg("install", "-q", "-p", veid, "nosuch", code=1)

@@ -64,7 +64,7 @@ void seedDownloads(const Place& place) {
         return;
     }
     for (const char* folder : kDownloadFolders) {
-        const fs::path from = fs::path(place.downloads) / "work" / folder;
+        const fs::path from = fs::path(workOf(place.downloads)) / folder;
         fs::recursive_directory_iterator entry(from, failure);
         for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
             if (isTemporary(entry->path())) {
@@ -95,7 +95,7 @@ int removeDownloads(const std::string& store, const std::function<bool(const std
     std::error_code failure;
     std::vector<fs::path> files;
     for (const char* folder : kDownloadFolders) {
-        fs::recursive_directory_iterator entry(fs::path(store) / "work" / folder, failure);
+        fs::recursive_directory_iterator entry(fs::path(workOf(store)) / folder, failure);
         for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
             const std::string package = packageOfFile(entry->path().filename().string());
             if (entry->is_regular_file() && !package.empty() && drop(package)) {

@@ -22,6 +22,12 @@ inline constexpr const char* kWork = "/var/cache/qxpkg";
 /// Folder of everything that qxpkg keeps, below the node's state.
 inline constexpr const char* kStoreDir = "/var/lib/qxagent/qxpkg";
 
+/// The part of a store that engines write. It is kept apart from the part that only this program
+/// writes and engines read, so that what an engine was led to write configures nothing.
+inline std::string workOf(const std::string& store) {
+    return store + "/cache";
+}
+
 struct Place {
     std::string root;       ///< host path of the root tree
     std::string store;      ///< host folder of this place's lists, downloads and logs
@@ -35,10 +41,8 @@ struct Place {
 
     [[nodiscard]] bool repositoriesNeedNetwork() const;
 
-    /// The part of the store that only this program writes and engines read, and the part that
-    /// engines write. Kept apart, so that what an engine was led to write configures nothing.
     [[nodiscard]] std::string configuration() const { return store + "/conf"; }
-    [[nodiscard]] std::string work() const { return store + "/work"; }
+    [[nodiscard]] std::string work() const { return workOf(store); }
 };
 
 /// A place for the packages of an OS template: its packaging, sources and keys. Root and store are

@@ -79,7 +79,7 @@ TEST_F(Stores, ownersInPackagesAreTheContainersAccounts) {
 
 TEST_F(Stores, aLinkWhereAnEngineWritesIsNotFollowed) {
     prepareStore(m_place, {}, {});
-    m_folder.make_link("store/work/lists", m_folder.make_dir("outside"));
+    m_folder.make_link("store/cache/lists", m_folder.make_dir("outside"));
 
     EXPECT_THROW(prepareStore(m_place, {}, {"lists/partial"}), Failure);
     EXPECT_TRUE(std::filesystem::is_empty(m_folder.path("outside")));
@@ -87,10 +87,10 @@ TEST_F(Stores, aLinkWhereAnEngineWritesIsNotFollowed) {
 
 TEST_F(Stores, fetchedFilesGoWhereTheEngineLooksAndReplaceNothing) {
     prepareStore(m_place, {}, {"archives"});
-    m_folder.write("fetched/work/archives/a_1_all.deb", "new");
-    m_folder.write("fetched/work/archives/b_1_all.deb", "b");
-    m_folder.write("fetched/work/archives/lock", "");
-    m_folder.write("store/work/archives/a_1_all.deb", "old");
+    m_folder.write("fetched/cache/archives/a_1_all.deb", "new");
+    m_folder.write("fetched/cache/archives/b_1_all.deb", "b");
+    m_folder.write("fetched/cache/archives/lock", "");
+    m_folder.write("store/cache/archives/a_1_all.deb", "old");
 
     seedDownloads(m_place);
 
@@ -100,14 +100,14 @@ TEST_F(Stores, fetchedFilesGoWhereTheEngineLooksAndReplaceNothing) {
 }
 
 TEST_F(Stores, downloadsAreRemovedByThePackagesName) {
-    m_folder.write("store/work/archives/a_1_all.deb", "");
-    m_folder.write("store/work/dnf/x/packages/b-1-1.noarch.rpm", "");
-    m_folder.write("store/work/lists/list", "");
+    m_folder.write("store/cache/archives/a_1_all.deb", "");
+    m_folder.write("store/cache/dnf/x/packages/b-1-1.noarch.rpm", "");
+    m_folder.write("store/cache/lists/list", "");
 
     EXPECT_EQ(removeDownloads(m_place.store, [](const std::string& name) { return name == "b"; }),
               1);
     EXPECT_EQ(removeDownloads(m_place.store, [](const std::string&) { return true; }), 1);
-    EXPECT_TRUE(std::filesystem::exists(m_folder.path("store/work/lists/list")));
+    EXPECT_TRUE(std::filesystem::exists(m_folder.path("store/cache/lists/list")));
 }
 
 TEST_F(Stores, theRecordOfIntentHoldsWhatWasInstalled) {
