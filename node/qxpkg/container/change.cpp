@@ -44,6 +44,9 @@ public:
         refuseDependents();
         carryOut();
         const PackageList after = m_engine->installed();
+        if (!m_pending || isInOrder(after)) {
+            clearIntent(m_place);
+        }
         requireEffect(after);
         report(after);
     }
@@ -54,10 +57,14 @@ private:
         m_engine->repair(m_before, atStart ? &*atStart : nullptr);
         if (atStart) {
             takeBackIncomplete(*atStart);
-            clearIntent(m_place);
         }
         if (atStart || !isInOrder(m_before)) {
             m_before = m_engine->installed();
+        }
+        // What could not be put in order, on a full disk for one, stays on record for a later run.
+        m_pending = atStart && !isInOrder(m_before);
+        if (atStart && !m_pending) {
+            clearIntent(m_place);
         }
     }
 
@@ -76,7 +83,7 @@ private:
 
     static bool isInOrder(const PackageList& packages) {
         return std::all_of(packages.begin(), packages.end(),
-                           [](const Package& package) { return package.complete; });
+                           [](const Package& p) { return p.complete && !p.removing; });
     }
 
     [[nodiscard]] bool isThere(const std::string& name) const {
@@ -121,14 +128,15 @@ private:
     }
 
     void carryOut() {
-        writeIntent(m_place, m_before);
+        if (!m_pending) {
+            writeIntent(m_place, m_before);
+        }
         try {
             m_engine->perform(m_action, m_names);
         } catch (const Failure&) {
             putInOrder();
             throw;
         }
-        clearIntent(m_place);
     }
 
     /// Engines have ended well without having done anything, on a full disk for one.
@@ -197,6 +205,7 @@ private:
     const Output& m_output;
     std::unique_ptr<Engine> m_engine;
     PackageList m_before;
+    bool m_pending = false;  ///< an earlier run's record of intent still counts
 };
 
 }  // namespace

@@ -37,6 +37,9 @@ EngineResult EngineRun::run(const std::vector<std::string>& argv, const OnLine& 
     EngineResult result;
     qxnode::ProcessOptions options;
     options.onLine = [&](const std::string& line) {
+        if (m_isNoise && m_isNoise(line)) {
+            return;
+        }
         keep(result.tail, line);
         if (!isBlank(line)) {
             m_output.progress(line);

@@ -23,10 +23,13 @@ struct EngineResult {
 class EngineRun {
 public:
     /// @param output  hears the engine's lines as progress; borrowed.
-    EngineRun(Confinement confinement, const Output& output)
-        : m_confinement(std::move(confinement)), m_output(output) {}
+    /// @param isNoise  called for each line of either output in the order they come; true for one
+    ///                 that nobody should see.
+    EngineRun(Confinement confinement, const Output& output,
+              std::function<bool(const std::string& line)> isNoise = {})
+        : m_confinement(std::move(confinement)), m_output(output), m_isNoise(std::move(isNoise)) {}
 
-    /// Called for each line of either output.
+    /// Called for each other line.
     using OnLine = std::function<void(const std::string& line)>;
 
     /// Runs a command that changes something; people hear its lines as they come.
@@ -41,6 +44,7 @@ public:
 private:
     Confinement m_confinement;
     const Output& m_output;
+    std::function<bool(const std::string& line)> m_isNoise;
 };
 
 /// The packages that a query of the database gives, sorted.

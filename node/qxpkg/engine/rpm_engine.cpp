@@ -23,12 +23,6 @@ constexpr const char* kQueryFormat =
 /// Keys that signatures are checked with stand in the database like packages.
 constexpr const char* kKeyPackage = "gpg-pubkey";
 
-/// Debian's build says so each time, and goes on.
-bool isAdvice(const std::string& line) {
-    return line.starts_with("rpm: RPM should not be used directly") ||
-           line.starts_with("rpm: However assuming you know");
-}
-
 void append(std::vector<std::string>& words, const std::vector<std::string>& more) {
     words.insert(words.end(), more.begin(), more.end());
 }
@@ -59,7 +53,7 @@ RpmEngine::RpmEngine(const Place& place, const Options& options, const Output& o
 EngineRun RpmEngine::sandbox(bool network) const {
     Confinement confinement = confinementOf(m_place, network);
     confinement.environment = {"HOME=" + std::string(inside::kConfiguration) + "/home"};
-    return {confinement, m_output};
+    return {confinement, m_output, RpmNoise()};
 }
 
 std::vector<std::string> RpmEngine::rpm(const std::vector<std::string>& words) const {
@@ -126,12 +120,8 @@ void RpmEngine::repair(const PackageList& now, const PackageList* atStart) {
 
 void RpmEngine::run(const std::vector<std::string>& argv, bool network, const std::string& what) {
     RpmReport report;
-    EngineResult result = sandbox(network).run(argv, [&](const std::string& line) {
-        if (!isAdvice(line)) {
-            report.line(line);
-        }
-    });
-    std::erase_if(result.tail, isAdvice);
+    const EngineResult result =
+        sandbox(network).run(argv, [&](const std::string& line) { report.line(line); });
     m_scriptFailures = report.failedPackages();
     if (!result.succeeded() || report.scriptFailed()) {
         const std::string reason = report.reason();

@@ -15,6 +15,7 @@ constexpr std::string_view kScriptWarning = "warning: %";
 constexpr std::string_view kScriptError = "error: %";
 constexpr std::string_view kScriptFailed = ") scriptlet failed, ";
 constexpr std::string_view kErrors[] = {"Error: ", "error: "};
+constexpr std::string_view kProblemRepository = "Problem repository: ";
 constexpr std::string_view kTableHead = " Package ";
 constexpr std::string_view kTableEnd = "Transaction Summary";
 
@@ -29,7 +30,24 @@ std::string rpmNameOf(const std::string& package) {
     return version == std::string::npos ? package : package.substr(0, version);
 }
 
+bool RpmNoise::operator()(const std::string& line) {
+    if (line.starts_with(kProblemRepository)) {
+        m_inSettings = true;
+        return false;
+    }
+    const std::size_t name = line.find_first_not_of("abcdefghijklmnopqrstuvwxyz_");
+    m_inSettings =
+        m_inSettings && name != std::string::npos && name > 0 && line.compare(name, 2, ": ") == 0;
+    return m_inSettings || line.starts_with("rpm: RPM should not be used directly") ||
+           line.starts_with("rpm: However assuming you know");
+}
+
 void RpmReport::line(const std::string& text) {
+    if (text.starts_with(kProblemRepository)) {
+        m_errors.push_back("no key to check the signatures of repository " +
+                           text.substr(kProblemRepository.size()));
+        return;
+    }
     // "warning: %post(name-1.0-1.noarch) scriptlet failed, exit status 3"
     for (const std::string_view prefix : {kScriptWarning, kScriptError}) {
         const std::size_t open = text.find('(');

@@ -30,6 +30,17 @@ private:
     bool m_problem = false;  ///< the next lines explain an error
 };
 
+/// Knows the lines of dnf and rpm that are no part of a report: what Debian's build says each time,
+/// and the page of settings, passwords among them, that dnf prints for a repository without a key.
+/// Asked for each line in the order they come.
+class RpmNoise {
+public:
+    bool operator()(const std::string& line);
+
+private:
+    bool m_inSettings = false;
+};
+
 /// "name" of "name-version-release" or "name-version-release.architecture".
 std::string rpmNameOf(const std::string& package);
 

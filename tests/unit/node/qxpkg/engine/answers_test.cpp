@@ -156,6 +156,29 @@ TEST(RpmReport, anErrorOnOneLineIsTheReason) {
     EXPECT_EQ(reasonOf<RpmReport>({"Complete!"}), "");
 }
 
+TEST(RpmReport, aRepositoryWithoutAKeyIsNamed) {
+    EXPECT_EQ(reasonOf<RpmReport>({"Problem repository: [qx0]"}),
+              "no key to check the signatures of repository [qx0]");
+}
+
+TEST(RpmNoise, settingsOfARepositoryAreNotShownAndTheNextLineIs) {
+    RpmNoise isNoise;
+
+    EXPECT_FALSE(isNoise("password: not yet"));
+    EXPECT_FALSE(isNoise("Problem repository: [qx0]"));
+    EXPECT_TRUE(isNoise("password: secret"));
+    EXPECT_TRUE(isNoise("proxy_password: "));
+    EXPECT_FALSE(isNoise("The downloaded packages were saved"));
+    EXPECT_FALSE(isNoise("error: another"));
+}
+
+TEST(RpmNoise, adviceOfDebiansBuildIsNotShown) {
+    RpmNoise isNoise;
+
+    EXPECT_TRUE(isNoise("rpm: RPM should not be used directly install RPM packages, use Alien!"));
+    EXPECT_FALSE(isNoise("rpm: something else"));
+}
+
 TEST(RpmReport, namesMayHoldDashes) {
     EXPECT_EQ(rpmNameOf("a-b-c-1.0-2.noarch"), "a-b-c");
     EXPECT_EQ(rpmNameOf("plain"), "plain");
