@@ -49,12 +49,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS libboost-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION devel)
 include(CPack)
 
-set(packaged QXAPackageManagerLocal completions manuals qxa qxagent qxctl qxfsutil_tool qxquota)
-foreach(target qxtt qxpkg)
-  if(TARGET ${target})
-    list(APPEND packaged ${target})
-  endif()
-endforeach()
+set(packaged QXAPackageManagerLocal completions manuals qxa qxagent qxctl qxfsutil_tool qxpkg qxquota qxtt)
 add_custom_target(packages
   COMMAND "${CMAKE_CPACK_COMMAND}" --config "${CMAKE_BINARY_DIR}/CPackConfig.cmake"
           -B "${CMAKE_BINARY_DIR}/packages"

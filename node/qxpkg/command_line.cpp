@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <map>
 
+#include "tools/cli/completion.h"
+
 namespace qxpkg {
 
 namespace {
@@ -46,6 +48,7 @@ struct Raw {
     std::vector<std::string> words;
     bool packages = false;
     double waitSeconds = -1;
+    std::string completionShell;
 };
 
 bool allDigits(const std::string& word) {
@@ -248,6 +251,13 @@ void addOtherCommands(CLI::App& app, Raw& raw) {
         ->type_name("FORMAT");
 }
 
+void addCompletion(CLI::App& app, Raw& raw) {
+    app.add_subcommand("completion", "Print a completion script for a shell")
+        ->add_option("SHELL", raw.completionShell, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+}
+
 void addCommonOptions(CLI::App& app, Raw& raw) {
     app.add_flag("-q,--quiet", raw.line.options.quiet, "Print results only");
     app.add_option("--wait", raw.waitSeconds, "Wait so long for a lock; default: without end")
@@ -267,15 +277,20 @@ Parsed wrong(const std::string& reason) {
 
 Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line) {
     CLI::App app("Changes KR templates of this node and packages of its containers", "qxpkg");
-    Raw raw{line, {}, false, -1};
+    Raw raw{line, {}, false, -1, ""};
     app.footer(kFooter);
     app.require_subcommand(1);
     app.fallthrough();
     addCommonOptions(app, raw);
     addChangeCommands(app, raw);
     addOtherCommands(app, raw);
+    addCompletion(app, raw);
     try {
         app.parse(argc, argv);
+        if (!raw.completionShell.empty()) {
+            cli::printCompletion(app, raw.completionShell);
+            return Parsed::answered;
+        }
         readWords(raw);
     } catch (const CLI::Success& answer) {
         app.exit(answer);

@@ -115,15 +115,16 @@ class Consumers:
             self.assertTrue((documents / name).is_file(), name)
 
     def test_completion_scripts_are_where_shells_look_and_can_be_read(self):
-        for shell, file in {
-            "bash": "bash-completion/completions/qxa",
-            "zsh": "zsh/vendor-completions/_qxa",
-            "fish": "fish/vendor_completions.d/qxa.fish",
-        }.items():
-            script = self.prefix / "share" / file
-            self.assertTrue(script.is_file(), script)
-            if shutil.which(shell):
-                output_of(shell, "-n", script)
+        for command in ("qxa", "qxfsutil", "qxpkg"):
+            for shell, file in {
+                "bash": f"bash-completion/completions/{command}",
+                "zsh": f"zsh/vendor-completions/_{command}",
+                "fish": f"fish/vendor_completions.d/{command}.fish",
+            }.items():
+                script = self.prefix / "share" / file
+                self.assertTrue(script.is_file(), script)
+                if shutil.which(shell):
+                    output_of(shell, "-n", script)
 
     def test_completion_knows_the_command_behind_an_option_with_a_value(self):
         script = self.prefix / "share/bash-completion/completions/qxa"

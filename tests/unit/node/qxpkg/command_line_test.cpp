@@ -59,6 +59,18 @@ TEST(QxpkgCommandLine, TemplatesOfAContainerAreNamedBehindItsNumber) {
     EXPECT_FALSE(line.options.withDependents);
 }
 
+TEST(QxpkgCommandLine, CompletionScriptsKnowTheCommands) {
+    const Reading reading = read({"completion", "bash"});
+
+    EXPECT_EQ(reading.result, Parsed::answered);
+    EXPECT_NE(reading.output.out.find("install"), std::string::npos);
+}
+
+TEST(QxpkgCommandLine, CompletionIsForKnownShells) {
+    expectWrong({"completion", "tcsh"});
+    expectWrong({"completion"});
+}
+
 TEST(QxpkgCommandLine, PackagesOfAContainerFollowAnOptionBeforeItsNumber) {
     const CommandLine line = parsed({"remove", "-q", "-n", "-w", "-f", "-p", "101", "hello"});
     EXPECT_EQ(line.verb, Verb::remove);
