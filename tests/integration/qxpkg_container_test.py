@@ -341,6 +341,22 @@ class Interrupted(ContainerTest):
         self.assertEqual(["ii one 1.0", "ii slow 1.0"], self.deb_state(101))
         self.assertEqual(["one 1.0", "slow 1.0"], self.rpm_state(102))
 
+    def test_a_purge_that_did_not_end_is_finished(self):
+        self.qxpkg("install", "-q", "-p", 101, "one")
+        status = self.root(101) / "var/lib/dpkg/status"
+        text = status.read_text().replace("Status: install ok installed", "Status: purge reinstreq config-files")
+        status.write_text(text)
+        self.qxpkg("install", "-q", "-p", 101, "two")
+        self.assertEqual(["ii one 1.0", "ii two 1.0"], self.deb_state(101))
+
+    def test_a_purge_of_what_nobody_wants_leaves_nothing(self):
+        self.qxpkg("install", "-q", "-p", 101, "one")
+        status = self.root(101) / "var/lib/dpkg/status"
+        text = status.read_text().replace("Status: install ok installed", "Status: purge reinstreq config-files")
+        status.write_text(text)
+        self.qxpkg("update", "-q", "-p", 101)
+        self.assertEqual([], self.deb_state(101))
+
     def test_after_a_kill_in_an_update_one_version_is_left(self):
         slow = "[ ! -e /wait ] || { touch /started; sleep 60; }"
         self.offer(packages().deb("slow"), packages().rpm("slow"))

@@ -70,6 +70,10 @@ bool parseDpkgLine(const std::string& line, Package& package) {
     return true;
 }
 
+bool isHalfPurged(const std::string& line) {
+    return line.size() > 4 && line[1] == 'c' && line[2] == 'R' && line[3] == '\t';
+}
+
 bool parseAptPlanLine(const std::string& line, Package& package) {
     std::istringstream words(line);
     std::string kind;
@@ -125,12 +129,19 @@ PackageList DebEngine::installed() {
     std::vector<std::string> argv = {"dpkg-query"};
     append(argv, {"--admindir=" + std::string(inside::kRoot) + m_adminDir, "--show",
                   "--showformat=" + std::string(kQueryFormat)});
-    return installedFrom(sandbox(false).query(argv), parseDpkgLine, m_output);
+    const EngineResult answer = sandbox(false).query(argv);
+    m_halfPurged.clear();
+    for (const std::string& line : answer.lines) {
+        if (isHalfPurged(line)) {
+            m_halfPurged.push_back(line.substr(4, line.find('\t', 4) - 4));
+        }
+    }
+    return installedFrom(answer, parseDpkgLine, m_output);
 }
 
 void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
     // dpkg's own database tells what is unfinished, also when it was not one of our runs.
-    bool needed = atStart != nullptr;
+    bool needed = atStart != nullptr || !m_halfPurged.empty();
     for (const Package& package : now) {
         needed = needed || !package.complete;
     }
@@ -151,6 +162,11 @@ void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
     }
     if (leaving.size() > 2) {
         tryTo(dpkg(leaving));
+    }
+    if (!m_halfPurged.empty()) {
+        std::vector<std::string> words = {"--force-remove-reinstreq", "--purge"};
+        append(words, m_halfPurged);
+        tryTo(dpkg(words));
     }
     if (atStart != nullptr) {
         withdrawRemoval();

@@ -37,11 +37,15 @@ private:
     const Options& m_options;
     const Output& m_output;
     std::string m_adminDir;
+    std::vector<std::string> m_halfPurged;  ///< as the last look at the database found them
 };
 
 /// A line of dpkg-query as DebEngine asks for it; false for one that is none, or of a package that
 /// is not there any more.
 bool parseDpkgLine(const std::string& line, Package& package);
+
+/// A line of a package that is gone but for its configuration, and whose purge did not end.
+bool isHalfPurged(const std::string& line);
 
 /// "Inst" and "Remv" lines of a simulated apt run.
 bool parseAptPlanLine(const std::string& line, Package& package);

@@ -57,6 +57,13 @@ TEST(DpkgLine, onlyANewCopyHelpsWhatIsHalfInstalledOrMarkedSo) {
     EXPECT_FALSE(package.broken);
 }
 
+TEST(DpkgLine, aPurgeThatDidNotEndIsSeenThoughThePackageIsGone) {
+    EXPECT_TRUE(isHalfPurged("pcR\ta\tall\t1"));
+    for (const char* line : {"pc \ta\tall\t1", "rc \ta\tall\t1", "iiR\ta\tall\t1", "", "pcR"}) {
+        EXPECT_FALSE(isHalfPurged(line)) << line;
+    }
+}
+
 TEST(DpkgLine, removedPackagesAndOtherLinesAreNone) {
     Package package;
     for (const char* line :
