@@ -206,12 +206,15 @@ int QXLAccessChecker::accessCheck(const QXLEID& eid, int right) const {
 struct QXLRawRequestAgent::Impl {};
 
 QXLRawRequestAgent::QXLRawRequestAgent(const QXLEID& eid, QXLAccess access) {
-    FakePlatform::current().record("rawRequest eid=" + eid.toString() +
-                                   (access == nullptr ? " access=null" : ""));
+    auto& platform = FakePlatform::current();
+    platform.record("rawRequest eid=" + eid.toString() + (access == nullptr ? " access=null" : ""));
+    platform.agentTokenThroughout = QXLToken::getCurrent().isAgent();
 }
 
 QXLRawRequestAgent::~QXLRawRequestAgent() {
-    FakePlatform::current().record("rawRequest gone");
+    auto& platform = FakePlatform::current();
+    platform.record("rawRequest gone");
+    platform.agentTokenThroughout &= QXLToken::getCurrent().isAgent();
 }
 
 QXLMessageIterator* QXLRawRequestAgent::beginCommand(const char* name, int flags,
@@ -219,13 +222,14 @@ QXLMessageIterator* QXLRawRequestAgent::beginCommand(const char* name, int flags
     auto& platform = FakePlatform::current();
     platform.record(std::string("rawRequest.begin ") + name + " " + std::to_string(flags) + " " +
                     target);
+    platform.agentTokenThroughout &= QXLToken::getCurrent().isAgent();
     return platform.beginFails ? nullptr : new FakeMessageIterator;
 }
 
 int QXLRawRequestAgent::endCommand() {
     auto& platform = FakePlatform::current();
     platform.record("rawRequest.end");
-    platform.agentTokenWhileSending = QXLToken::getCurrent().isAgent();
+    platform.agentTokenThroughout &= QXLToken::getCurrent().isAgent();
     return platform.endStatus;
 }
 

@@ -85,7 +85,7 @@ public:
     int endStatus = 0;
     QXL::ErrorData errorData;
     int notificationResult = 0;
-    bool agentTokenWhileSending = false;  ///< the agent's token was current in endCommand()
+    bool agentTokenThroughout = false;  ///< it was current in every step of the last raw request
 
     // Messages.
     std::string errorMessage;

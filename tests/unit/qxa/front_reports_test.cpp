@@ -22,21 +22,42 @@ TEST_F(Front, aContainerWithoutANumberSendsNoNotification) {
     EXPECT_THAT(notifications(), IsEmpty());
 }
 
+TEST_F(Front, aNegativeNumberSendsNoNotification) {
+    m_platform.environments[m_eid].veid = -101;
+    EXPECT_EQ(0, m_front.remove(m_eid, {standard("a")}, &m_out, m_options));
+    EXPECT_THAT(notifications(), IsEmpty());
+}
+
 TEST_F(Front, aFailingNotificationChangesNothing) {
     m_platform.notificationResult = -1;
     EXPECT_EQ(0, m_front.remove(m_eid, {standard("a")}, &m_out, m_options));
+    EXPECT_EQ("", m_platform.errorMessage);
+    EXPECT_THAT(m_platform.logLines, IsEmpty());
+}
+
+TEST_F(Front, withoutAnAccessProviderNotificationsAreSentAllTheSame) {
+    QXAPkgMLocal front(nullptr);
+    EXPECT_EQ(0, front.remove(m_eid, {standard("a")}, &m_out, m_options));
+    EXPECT_THAT(m_platform.callsOf("notifications"), ElementsAre("notifications eid= access=null"));
+    EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 101"));
 }
 
 // --- cache update request
 
 TEST_F(Front, theCacheUpdateIsSentByTheAgentToTheLocalAgent) {
     m_front.update(m_node, {}, &m_out, m_options);
-    EXPECT_TRUE(m_platform.agentTokenWhileSending);
+    EXPECT_TRUE(m_platform.agentTokenThroughout);
     EXPECT_FALSE(QXL::QXLToken::getCurrent().isAgent());
     EXPECT_THAT(m_platform.callsOf("rawRequest"),
                 ElementsAre("rawRequest eid=", kCacheUpdate, "rawRequest.body deleted",
                             "rawRequest.end", "rawRequest gone"));
     EXPECT_THAT(m_platform.logLines, IsEmpty());
+}
+
+TEST_F(Front, theCacheUpdateLeavesTheTokenThatWasCurrent) {
+    const QXL::QXLTokenHolder agent(QXL::QXLToken::getAgentToken());
+    m_front.update(m_node, {}, &m_out, m_options);
+    EXPECT_TRUE(QXL::QXLToken::getCurrent().isAgent());
 }
 
 TEST_F(Front, withoutAnAccessProviderNoCacheUpdateIsSent) {
@@ -55,6 +76,7 @@ TEST_F(Front, aCacheUpdateThatCannotBeginIsLogged) {
                 ElementsAre(std::pair(1, std::string("[requestPackagesCacheUpdate]: "
                                                      "QXLRawRequestAgent::beginCommand failed."))));
     EXPECT_THAT(m_platform.calls, Not(Contains("rawRequest.end")));
+    EXPECT_FALSE(QXL::QXLToken::getCurrent().isAgent());
 }
 
 TEST_F(Front, aCacheUpdateThatFailsWithoutATextIsLoggedWithItsStatus) {
@@ -92,6 +114,13 @@ TEST(PackageText, anEmptyOsNameIsNone) {
     record->name = "a";
     record->os.osName = "";
     EXPECT_EQ("a", getStringFromPackage(QXL::QXLPackageSP(record)));
+}
+
+TEST(PackageText, aNullElementIsAnEmptyText) {
+    EXPECT_EQ("a, , c",
+              getStringFromPackageList(QXL::QXLPackageList{foreign("a"), nullptr, foreign("c")}));
+    EXPECT_EQ("a, ", getStringFromPackageList(
+                         QXL::QXLInstallationPackageList{element(foreign("a")), nullptr}));
 }
 
 TEST(PackageText, anElementIsItsRecordBeforeItsPath) {

@@ -52,6 +52,19 @@ TEST_F(Front, changesInAContainerNeedRight57OnIt) {
     EXPECT_THAT(notifications(), IsEmpty());
 }
 
+TEST_F(Front, anEmptyInstallIntoAContainerNeedsTheRightToo) {
+    m_platform.refusedRights = {57};
+    EXPECT_EQ(414, m_front.install(m_eid, {}, &m_out, m_options));
+}
+
+TEST_F(Front, anyNonZeroAnswerOfTheCheckerRefuses) {
+    m_platform.refusedRights = {56, 57, 130, 131};
+    m_platform.refusal = -1;
+    EXPECT_EQ(414, m_front.list(m_node, {}, &m_out, m_listOptions));
+    EXPECT_EQ(414, m_front.update(m_eid, {}, &m_out, m_options));
+    EXPECT_EQ(414, m_front.clean({}));
+}
+
 TEST_F(Front, listsInAContainerNeedRight56OnIt) {
     m_platform.refusedRights = {56};
     EXPECT_EQ(414, m_front.list(m_eid, {}, &m_out, m_listOptions));
@@ -108,6 +121,25 @@ TEST_F(Front, installRefusesByNameWhatDoesNotSuitTheContainer) {
 TEST_F(Front, aNullElementIsUnsuitableAndNamedByAnEmptyText) {
     EXPECT_EQ(3511, m_front.install(m_eid, {nullptr}, &m_out, m_options));
     EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages  cannot be installed"));
+}
+
+TEST_F(Front, nullElementsAreUnsuitableInRemovalsAndUpdatesToo) {
+    EXPECT_EQ(3502, m_front.remove(m_eid, {nullptr, standard("a")}, &m_out, m_options));
+    EXPECT_THAT(m_platform.errorMessage, testing::StartsWith("packages  cannot even"));
+    EXPECT_EQ(3503, m_front.update(m_krEid, {nullptr}, &m_out, m_options));
+    EXPECT_THAT(changes(), IsEmpty());
+}
+
+TEST_F(Front, nullElementsOnTheNodeArePassedOver) {
+    EXPECT_EQ(0, m_front.install(m_node, {nullptr}, &m_out, m_options));
+    EXPECT_EQ(0, m_front.remove(m_node, {nullptr}, &m_out, m_options));
+    EXPECT_EQ(0, m_front.update(m_node, {nullptr}, &m_out, m_options));
+    EXPECT_EQ(0, m_front.list(m_node, {nullptr}, &m_out, m_listOptions));
+    EXPECT_EQ(0, m_front.getInfo(m_node, {nullptr}, &m_out));
+    EXPECT_EQ(0, m_front.clean({nullptr}));
+    EXPECT_EQ(0, m_front.fetch({nullptr}));
+    EXPECT_THAT(changes(), ElementsAre("tem.unset"));
+    EXPECT_THAT(m_out, IsEmpty());
 }
 
 TEST_F(Front, namesAreNeverTakenForFormats) {

@@ -29,6 +29,8 @@ public:
     bool serves = false;
     bool suits = true;
     Given given;  ///< in the last call
+    QXL::QXLEID askedEid;
+    int askedVeid = 0;  ///< of the configuration that isVeCompatible was asked about
 
     int clean(const QXL::QXLPackageList& pkgs) override { return called("clean", pkgs.size()); }
     int fetch(const QXL::QXLPackageList& pkgs) override { return called("fetch", pkgs.size()); }
@@ -74,7 +76,9 @@ public:
         given = {{}, opts.flags, out};
         return called("installOnNode", pkgs.size(), out);
     }
-    bool isVeCompatible(const QXL::QXLEID& /*eid*/, const QXAEnvConfig& /*config*/) override {
+    bool isVeCompatible(const QXL::QXLEID& eid, const QXAEnvConfig& config) override {
+        askedEid = eid;
+        config.getVeid(askedVeid);
         return serves;
     }
     bool doesPackageSuitForOperationsInsideVE(
@@ -152,6 +156,41 @@ TEST_F(FrontWalk, handsRequestsOnAsTheyAreGiven) {
     EXPECT_EQ((Given{{}, 11, &m_out}), given);
     m_walk.update(m_node, m_files, nullptr, m_options);
     EXPECT_EQ((Given{{}, 11, nullptr}), given);
+}
+
+TEST_F(FrontWalk, asksWhetherATechnologyServesTheContainerWithItsConfiguration) {
+    EXPECT_EQ(0, m_walk.install(m_eid, m_files, &m_out, m_options));
+    EXPECT_EQ(m_eid, m_walk.a->askedEid);
+    EXPECT_EQ(101, m_walk.a->askedVeid);
+    EXPECT_EQ(0, m_walk.list(m_krEid, m_pkgs, &m_out, m_listOptions));
+    EXPECT_EQ(m_krEid, m_walk.b->askedEid);
+    EXPECT_EQ(102, m_walk.b->askedVeid);
+}
+
+TEST_F(FrontWalk, onTheNodeAsksNobodyWhomItServes) {
+    m_walk.list(m_node, m_pkgs, &m_out, m_listOptions);
+    m_walk.remove(m_node, m_pkgs, &m_out, m_options);
+    m_walk.update(m_node, m_files, &m_out, m_options);
+    m_walk.install(m_node, m_files, &m_out, m_options);
+    EXPECT_EQ(QXL::QXLEID(), m_walk.a->askedEid);
+}
+
+TEST_F(FrontWalk, ofARefusalInAContainerEndsBeforeTheNextTechnology) {
+    m_walk.a->serves = m_walk.b->serves = true;
+    m_walk.a->suits = false;
+    EXPECT_EQ(3502, m_walk.remove(m_eid, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(3503, m_walk.update(m_eid, m_files, &m_out, m_options));
+    EXPECT_THAT(m_calls, IsEmpty());
+}
+
+TEST_F(FrontWalk, inAContainerEndsAtTheFirstFailure) {
+    m_walk.a->serves = m_walk.b->serves = true;
+    m_walk.a->results = {5, 5, 5, 5};
+    EXPECT_EQ(5, m_walk.remove(m_eid, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(5, m_walk.update(m_eid, m_files, &m_out, m_options));
+    EXPECT_EQ(-1, m_walk.list(m_eid, m_pkgs, &m_out, m_listOptions));
+    EXPECT_EQ(-1, m_walk.getInfo(m_eid, m_pkgs, &m_out));
+    EXPECT_EQ(4U, m_calls.size());
 }
 
 TEST_F(FrontWalk, handsTheEidOfTheNodeOnUnchanged) {

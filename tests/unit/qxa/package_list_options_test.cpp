@@ -62,7 +62,8 @@ INSTANTIATE_TEST_SUITE_P(
         StateCase{{"rpm", "app"}, 0, false, true, 48},
         // The same on the node adds the node's bits.
         StateCase{{"os"}, 0, false, false, 8}, StateCase{{"app"}, 0, false, false, 16},
-        StateCase{{"rpm"}, 0, false, false, 32}, StateCase{{}, 0, false, false, 24},
+        StateCase{{"rpm"}, 0, false, false, 32}, StateCase{{"rpm"}, 32, false, false, 64},
+        StateCase{{"rpm", "os", "app"}, 32, false, false, 88}, StateCase{{}, 0, false, false, 24},
         // Without names, in a container: the kinds themselves.
         StateCase{{"rpm"}, 0, true, true, 1}, StateCase{{}, 0, true, true, 6},
         StateCase{{"rpm", "os", "app"}, 32, true, true, 7},

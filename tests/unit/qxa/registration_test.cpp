@@ -39,6 +39,9 @@ TEST(Registration, happensOnceAndIsNotTakenUpAgainAfterItWasWithdrawn) {
     EXPECT_EQ(nullptr, multiplexer().findLocalFactory("meridane"));
     EXPECT_EQ(0, initQXAPkgMLocal());
     EXPECT_EQ(nullptr, multiplexer().findLocalFactory("meridane"));
+
+    EXPECT_TRUE(platform.calls.empty());
+    EXPECT_TRUE(platform.logLines.empty());
 }
 
 TEST(Multiplexer, keepsTheFirstFactoryOfAKey) {
@@ -54,6 +57,18 @@ TEST(Multiplexer, keepsTheFirstFactoryOfAKey) {
     local.unregisterLocalFactory("absent");
     local.unregisterLocalFactory("key");
     EXPECT_EQ(nullptr, local.findLocalFactory("key"));
+}
+
+TEST(Factory, letsAFailedConstructionThrough) {
+    class Unmakeable : public QXAPkgMLocal {
+    public:
+        explicit Unmakeable(QXL::QXLAccess access) : QXAPkgMLocal(std::move(access)) {
+            throw std::bad_alloc();
+        }
+    };
+    const fakes::FakePlatform platform;
+    QXL::QXLFunctionalFactoryLocalImpl<QXAPkgM, Unmakeable> factory;
+    EXPECT_THROW(factory.createNew(nullptr), std::bad_alloc);
 }
 
 TEST(Factory, keepsTheRequestsProviderForItsManager) {

@@ -37,6 +37,21 @@ TEST_F(VeConfig, theNodesOwnEidNamesTheNodeAndLeavesTheConfiguration) {
     EXPECT_EQ("", m_platform.errorMessage);
 }
 
+TEST_F(VeConfig, nothingButAContainerIsWrittenToTheConfiguration) {
+    ASSERT_EQ(0, resolve(fakes::addContainer(m_platform, 101, "base")));
+    const auto foreign = fakes::addContainer(m_platform, 102, "other");
+    m_platform.environments[foreign].type = "other";
+    EXPECT_EQ(410, resolve(m_platform.localEid));
+    EXPECT_EQ(317, resolve(QXL::QXLEID::fromString("30000000-0000-0000-0000-000000000000")));
+    EXPECT_EQ(428, resolve(foreign));
+    EXPECT_EQ("base", m_config.getOS());
+}
+
+TEST_F(VeConfig, startsWithoutContentAndOfTheLocalKind) {
+    EXPECT_EQ(nullptr, m_config.message());
+    EXPECT_EQ(1, m_config.kind());
+}
+
 TEST_F(VeConfig, withoutACacheIs420) {
     const auto eid = fakes::addContainer(m_platform, 101, "base");
     m_platform.hasCache = false;
