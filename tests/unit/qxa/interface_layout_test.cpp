@@ -9,8 +9,10 @@
 #include <string>
 #include <type_traits>
 
+#include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPackageQXTemplate.h"
 #include "QXA/QXAPkgM.h"
+#include "QXA/QXATemplate.h"
 #include "QXL/QXLFunctionalFactory.h"
 #include "QXL/QXLPkgM.h"
 #include "qxa/plugins/QXAPkg/QXAKRSearchers.h"
@@ -19,6 +21,7 @@
 #include "qxa/plugins/QXAPkg/QXAPackageListOptions.h"
 #include "qxa/plugins/QXAPkg/QXAPkgExec.h"
 #include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
+#include "qxa/plugins/QXAPkg/QXAStandardQXTemplateEx.h"
 #include "qxa/plugins/QXAPkg/QXAStandardTemplateType.h"
 #include "qxtt/qxtt.h"
 
@@ -91,6 +94,56 @@ TEST(InterfaceLayout, ofTheManagerShowsItAsThePrimaryBaseFirst) {
     EXPECT_EQ(static_cast<void*>(&manager), static_cast<void*>(local));
 }
 
+/// Expects the addresses to rise.
+template <std::size_t Count>
+void expectInOrder(const void* const (&fields)[Count]) {
+    for (std::size_t field = 1; field < Count; ++field) {
+        EXPECT_LT(fields[field - 1], fields[field]) << "field " << field;
+    }
+}
+
+TEST(InterfaceLayout, ofTheKitHasItsMultiplexersInOrder) {
+    QXALibFunctionality kit;
+    expectInOrder({&kit.getQXATEMMultiplexer(), &kit.getQXAEnvMMultiplexer(),
+                   &kit.getQXAPkgMMultiplexer(), &kit.getQXAProcessMMultiplexer(),
+                   &kit.getQXANetworkMMultiplexer(), &kit.getQXAProcessMonitorMultiplexer(),
+                   &kit.getQXAUp2dateMultiplexer(), &kit.getQXASupportMultiplexer(),
+                   &kit.getQXASampleMMultiplexer()});
+}
+
+TEST(InterfaceLayout, ofTheFactoryHoldsNoData) {
+    EXPECT_EQ(sizeof(void*), sizeof(QXL::QXLFunctionalFactoryLocalImpl<QXAPkgM, QXAPkgMLocal>));
+}
+
+TEST(InterfaceLayout, ofOptionsBeginsWithTheFlagWord) {
+    EXPECT_EQ(0U, offsetof(QXL::QXLPackageManagerOptions, flags));
+}
+
+// --- records of the template manager
+
+TEST(RecordLayout, ofVersionsAndListedTemplatesIsInOrder) {
+    const QXAPackageVersion version;
+    expectInOrder({&version.version, &version.packageFlag, &version.isOsTemplate,
+                   &version.baseOsTemplates, &version.detail});
+    const QXAPackageInfo info;
+    expectInOrder({&info.name, &info.vendor, &info.origin, &info.versions});
+    const QXAPackage package;
+    expectInOrder({&package.name, &package.version, &package.kind, &package.details});
+}
+
+TEST(RecordLayout, ofConfigurationsIsInOrder) {
+    const QXATemplateConfigInfo config;
+    expectInOrder({&config.version, &config.detail, &config.summary, &config.description,
+                   &config.name, &config.properties, &config.packages, &config.platform,
+                   &config.architecture, &config.technologies});
+}
+
+TEST(RecordLayout, ofStandardRecordsIsInOrder) {
+    const QXAStandardQXTemplateEx record;
+    expectInOrder({&record.getTechnologyList(), &record.packageFlag, &record.baseOsTemplates,
+                   &record.packages, &record.versionDetail});
+}
+
 // --- records of the template tools library
 
 constexpr std::size_t kField = sizeof(void*);
@@ -130,12 +183,8 @@ TEST(LibraryLayout, ofListEntriesHasTheFieldsInTheirPlaces) {
 
 TEST(RecordLayout, ofTemplatesIsInOrder) {
     const QXAPackageQXTemplate record;
-    const void* const fields[] = {&record.isOsTemplate, &record.versionFlag,
-                                  &record.detail,       &record.status,
-                                  &record.members,      &record.getTechnologyList()};
-    for (std::size_t field = 1; field < std::size(fields); ++field) {
-        EXPECT_LT(fields[field - 1], fields[field]) << "field " << field;
-    }
+    expectInOrder({&record.isOsTemplate, &record.versionFlag, &record.detail, &record.status,
+                   &record.members, &record.getTechnologyList()});
 }
 
 TEST(FunctionObjects, holdNoMoreThanTheyNeed) {

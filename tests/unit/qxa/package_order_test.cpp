@@ -98,6 +98,12 @@ TEST(UsageIntersection, namesEachUsedTemplateAtMostOnce) {
     EXPECT_THAT(inUse({{"a", "1"}}, {{"a", ""}, {"a", "1"}}), ElementsAre(QXATemplate("a", "1")));
 }
 
+TEST(UsageIntersection, namesATemplateAsOftenAsItIsUsedAndRequested) {
+    EXPECT_THAT(inUse({{"a", "1"}, {"a", "1"}}, {{"a", ""}, {"a", "1"}}),
+                ElementsAre(QXATemplate("a", "1"), QXATemplate("a", "1")));
+    EXPECT_THAT(inUse({{"a", "1"}, {"a", "1"}}, {{"a", "1"}}), ElementsAre(QXATemplate("a", "1")));
+}
+
 TEST(UsageIntersection, ofOtherVersionsIsEmpty) {
     EXPECT_THAT(inUse({{"a", "1"}}, {{"a", "2"}, {"b", ""}}), IsEmpty());
 }

@@ -94,6 +94,36 @@ TEST(StandardRecord, ofAnOsTemplateTakesNoOsNameFromABase) {
     EXPECT_FALSE(record.os.osName.has_value());
 }
 
+TEST(StandardRecord, setsTextsThatTheConfigurationHasEmpty) {
+    QXATemplateConfigInfo info;
+    info.baseOsTemplates = {{"", ""}};
+    info.packages["a"].name = "apr";
+    const QXAStandardQXTemplateEx record(info, {});
+    EXPECT_EQ("", record.os.platform);
+    EXPECT_EQ("", record.os.osName);
+    EXPECT_EQ("", record.packages[0]->os.osName);
+    EXPECT_EQ("", record.packages[0]->os.osVersion);
+    EXPECT_EQ("", record.packages[0]->os.platform);
+    EXPECT_FALSE(record.packages[0]->os.extra.has_value());
+}
+
+TEST(StandardRecord, isCopiedAndAssignedInEveryField) {
+    auto info = config();
+    info.baseOsTemplates = {{"centos", "5"}};
+    const QXAStandardQXTemplateEx record(info, version(true));
+    QXAStandardQXTemplateEx assigned;
+    assigned = record;
+    for (const auto& copy : {QXAStandardQXTemplateEx(record), assigned}) {
+        EXPECT_EQ(record.name, copy.name);
+        EXPECT_EQ(record.os, copy.os);
+        EXPECT_EQ(record.getTechnologyList(), copy.getTechnologyList());
+        EXPECT_EQ(record.versionFlag, copy.versionFlag);
+        EXPECT_EQ(record.baseOsTemplates, copy.baseOsTemplates);
+        EXPECT_EQ(record.packages, copy.packages);
+        EXPECT_EQ(record.versionDetail, copy.versionDetail);
+    }
+}
+
 TEST(StandardRecord, hasItsPackagesInKeyOrderWithTheSummaryAsOsName) {
     const QXAStandardQXTemplateEx record(config(), version(false));
     ASSERT_EQ(2U, record.packages.size());
@@ -150,6 +180,43 @@ TEST(Compatible, anApplicationGoesWithTheOsThatItIsMadeForWhateverThePlatformsCa
 TEST(Compatible, anotherPlatformDoesNotGo) {
     EXPECT_FALSE(
         bothWays(osTemplate("centos-4", "1", "Windows"), application("web", "centos-4", "")));
+}
+
+TEST(Compatible, anUnsetPlatformIsAnEmptyOne) {
+    auto os = osTemplate("centos-4", "1", "");
+    auto app = application("web", "centos-4", "");
+    app.os.platform.reset();
+    EXPECT_TRUE(bothWays(os, app));
+    os.os.platform = "linux";
+    EXPECT_FALSE(bothWays(os, app));
+}
+
+TEST(Compatible, anotherPlatformKeepsTemplatesOfOneKindApartToo) {
+    auto os = osTemplate("a", "1");
+    os.setTechnologyList({"x86"});
+    auto otherOs = os;
+    otherOs.os.platform = "Windows";
+    EXPECT_FALSE(bothWays(os, otherOs));
+    auto app = application("web", "a", "");
+    auto otherApp = app;
+    otherApp.os.platform = "Windows";
+    EXPECT_FALSE(bothWays(app, otherApp));
+}
+
+TEST(Compatible, architecturesOfOsTemplatesAreComparedExactly) {
+    auto known = osTemplate("a", "1");
+    known.setTechnologyList({"x86"});
+    auto other = known;
+    known.architecture = "x86_64";
+    EXPECT_FALSE(bothWays(known, other)) << "an empty one is no joker here";
+    other.architecture = "X86_64";
+    EXPECT_FALSE(bothWays(known, other));
+}
+
+TEST(Compatible, aNullBaseIsPassedOver) {
+    auto app = application("web", "centos-4", "");
+    app.baseOsTemplates.insert(app.baseOsTemplates.begin(), nullptr);
+    EXPECT_TRUE(bothWays(osTemplate("centos-4", "1"), app));
 }
 
 TEST(Compatible, aBaseVersionMustBeTheOsTemplates) {
@@ -251,6 +318,13 @@ TEST(ParserFactory, writesARecordUnderItsTypeIdentifier) {
     EXPECT_EQ("package_std_qxtemplateType", message.type);
 }
 
+TEST(ParserFactory, failsWithItsWriter) {
+    fakes::FakeMessage message;
+    message.writeResult = -1;
+    const QXAStandardQXTemplateEx record;
+    EXPECT_NE(0, factoryQXAStandardQXTemplateEx.write(message, &record));
+}
+
 TEST(ParserFactory, refusesToWriteARecordOfAnotherClass) {
     fakes::FakeMessage message;
     const QXL::QXLPackageRpm record;
@@ -275,6 +349,18 @@ TEST(ParserFactory, leavesTheFamilyWhenItGoes) {
     }
     EXPECT_EQ(nullptr, data->defaultFactory);
     EXPECT_FALSE(data->factories.contains(typeid(QXAPackageQXTemplateStd).name()));
+}
+
+TEST(ParserFactory, ofAClassThatHasOneAlreadyChangesNothing) {
+    const auto data = QXL::QXLParserFactoryData<QXL::QXLPackage>::instance();
+    const OtherFactory first(true, "here", 1);
+    {
+        const OtherFactory second(true, "here", 2);
+        EXPECT_EQ(&first, data->factories[typeid(QXAPackageQXTemplateStd).name()]);
+        EXPECT_EQ(&first, data->defaultFactory);
+    }
+    EXPECT_EQ(&first, data->factories[typeid(QXAPackageQXTemplateStd).name()]);
+    EXPECT_EQ(&first, data->defaultFactory);
 }
 
 TEST(ParserFactoryDeathTest, aSecondDefaultIsAnAssertionThatNamesItsPlace) {
