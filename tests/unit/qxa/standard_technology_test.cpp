@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "qxa/plugins/QXAPkg/QXAStandardListing.h"
 #include "qxa/plugins/QXAPkg/QXAStandardPackages.h"
 #include "tests/unit/qxa/standard_fixture.h"
 
@@ -127,204 +126,6 @@ TEST_F(StandardTechnology, infoWorksWithoutAnOutputList) {
     EXPECT_EQ(0, m_technology.info({}, {standard("a", "1")}, nullptr));
 }
 
-// --- the configuration reader
-
-TEST_F(StandardTechnology, anUnreadableConfigurationIsLoggedAndTheOthersAreListed) {
-    know("a", "1", true);
-    know("b", "1", true);
-    m_platform.configResults["a/1"] = -9;
-    EXPECT_EQ(0, m_technology.list({}, {}, listOptions(), &m_out));
-    EXPECT_THAT(names(), ElementsAre("b/1"));
-    EXPECT_THAT(
-        m_platform.logLines,
-        ElementsAre(std::pair(1, std::string("Failed to read QX template a/1 configuration"))));
-}
-
-TEST_F(StandardTechnology, anUnknownVersionIsPassedOverSilently) {
-    know("a", "1", true);
-    m_platform.configResults["a/1"] = -51;
-    EXPECT_EQ(0, m_technology.list({}, {}, listOptions(), &m_out));
-    EXPECT_THAT(m_out, IsEmpty());
-    EXPECT_THAT(m_platform.logLines, IsEmpty());
-}
-
-TEST_F(StandardTechnology, anUnknownTemplateIsLogged) {
-    know("a", "1", true);
-    m_platform.configResults["a/1"] = -30;
-    m_technology.list({}, {}, listOptions(), &m_out);
-    EXPECT_EQ(1U, m_platform.logLines.size());
-}
-
-// --- list
-
-TEST_F(StandardTechnology, listsTheNodeForEverythingThatIsNoContainer) {
-    const auto node = QXL::QXLEID::fromString("50000000-0000-0000-0000-000000000000");
-    m_platform.environments[node].type = "node";
-    for (const auto& eid : {QXL::QXLEID::EID_INVALID, QXL::QXLEID::EID_LOCAL, node}) {
-        m_technology.list(eid, {}, listOptions(), &m_out);
-    }
-    EXPECT_THAT(m_platform.callsOf("tem.ls"),
-                ElementsAre("tem.ls eid=local type=3", "tem.ls eid=local type=3",
-                            "tem.ls eid=local type=3"));
-}
-
-TEST_F(StandardTechnology, listsTheNodeForAnEidThatTheCacheDoesNotKnow) {
-    const auto unknown = QXL::QXLEID::fromString("60000000-0000-0000-0000-000000000000");
-    m_technology.list(unknown, {}, listOptions(), &m_out);
-    m_platform.hasCache = false;
-    m_technology.list(unknown, {}, listOptions(), &m_out);
-    EXPECT_THAT(m_platform.callsOf("tem.ls"),
-                ElementsAre("tem.ls eid=local type=3", "tem.ls eid=local type=3"));
-}
-
-TEST_F(StandardTechnology, readsTheNodesTemplatesForAnInvalidEid) {
-    StandardRecords records;
-    EXPECT_EQ(0, readTemplates(QXL::QXLEID::EID_INVALID, kShowOsTemplates, records));
-    EXPECT_THAT(m_platform.callsOf("tem.ls"), ElementsAre("tem.ls eid=local type=1"));
-}
-
-TEST_F(StandardTechnology, listsAContainerByItsEid) {
-    const auto eid = fakes::addContainer(m_platform, 101, "base");
-    m_technology.list(eid, {}, listOptions(), &m_out);
-    EXPECT_THAT(m_platform.callsOf("tem.ls"),
-                ElementsAre("tem.ls eid=" + eid.toString() + " type=3"));
-}
-
-TEST_F(StandardTechnology, asksForTheKindsThatAreWanted) {
-    m_technology.list({}, {}, listOptions({"os"}), &m_out);
-    m_technology.list({}, {}, listOptions({"app"}), &m_out);
-    m_technology.list({}, {}, listOptions({"rpm"}), &m_out);
-    m_technology.list({}, {}, listOptions({"os", "rpm"}), &m_out);
-    EXPECT_THAT(m_platform.callsOf("tem.ls"),
-                ElementsAre("tem.ls eid=local type=1", "tem.ls eid=local type=2",
-                            "tem.ls eid=local type=3", "tem.ls eid=local type=1"));
-}
-
-TEST_F(StandardTechnology, aFailingListIsMinusOne) {
-    m_platform.temResults["ls"] = {-9};
-    EXPECT_EQ(-1, m_technology.list({}, {}, listOptions(), &m_out));
-}
-
-TEST_F(StandardTechnology, listingDropsDescriptionsAndSummariesNobodyAskedFor) {
-    know("a", "1", true);
-    m_technology.list({}, {}, listOptions(), &m_out);
-    m_technology.list({}, {}, listOptions({}, 16), &m_out);
-    EXPECT_EQ("", m_out[0]->summary);
-    EXPECT_EQ("", m_out[0]->description);
-    EXPECT_EQ("summary of a", m_out[1]->summary);
-    EXPECT_EQ("", m_out[1]->description);
-}
-
-TEST_F(StandardTechnology, listingPackagesGivesThoseOfEachTemplate) {
-    know("a", "1", true);
-    know("b", "1", true);
-    m_technology.list({}, {}, listOptions({"rpm"}), &m_out);
-    EXPECT_THAT(names(), ElementsAre("a-package", "b-package"));
-}
-
-TEST_F(StandardTechnology, listingBothGivesTemplatesFirst) {
-    know("a", "1", true);
-    m_technology.list({}, {}, listOptions({"rpm", "os"}), &m_out);
-    EXPECT_THAT(names(), ElementsAre("a/1", "a-package"));
-}
-
-TEST_F(StandardTechnology, aRequestSelectsByExactNameAndVersionInTheirOrder) {
-    know("b", "1", true);
-    know("b", "2", true);
-    know("a", "1", true);
-    m_technology.list({}, {standard("b", "2"), standard("a", "1"), standard("c", "1")},
-                      listOptions(), &m_out);
-    EXPECT_THAT(names(), ElementsAre("a/1", "b/2"));
-}
-
-TEST_F(StandardTechnology, aRequestWithoutVersionSelectsNothing) {
-    know("a", "1", true);
-    EXPECT_EQ(0, m_technology.list({}, {standard("a")}, listOptions(), &m_out));
-    EXPECT_THAT(m_out, IsEmpty());
-}
-
-TEST_F(StandardTechnology, aRequestOfOthersPackagesSelectsNothing) {
-    know("a", "1", true);
-    EXPECT_EQ(0, m_technology.list({}, {kr(".a"), nullptr}, listOptions(), &m_out));
-    EXPECT_THAT(m_out, IsEmpty());
-}
-
-TEST_F(StandardTechnology, compatibleInAContainerListsTheNodesTemplatesThatGoWithItsOs) {
-    const auto eid = fakes::addContainer(m_platform, 101, "base");
-    know("other", "1", true);
-    know("web", "1", false, {{"base", ""}});
-    know("base", "1", true);
-    know("mail", "1", false, {{"other", ""}});
-    m_platform.lsInfosOf[eid] = {m_platform.lsInfos[2]};
-    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({}, 32 | 16), &m_out));
-    EXPECT_THAT(names(), ElementsAre("web/1", "base/1"));
-    EXPECT_EQ("summary of web", m_out[0]->summary);
-    EXPECT_THAT(m_platform.callsOf("tem.ls"),
-                ElementsAre("tem.ls eid=" + eid.toString() + " type=1", "tem.ls eid=local type=3"));
-}
-
-TEST_F(StandardTechnology, compatibleInAContainerListsNoPackages) {
-    const auto eid = fakes::addContainer(m_platform, 101, "base");
-    know("base", "1", true);
-    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({"rpm"}, 32), &m_out));
-    EXPECT_THAT(m_platform.callsOf("tem.ls"), IsEmpty());
-    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({"rpm", "os"}, 32), &m_out));
-    EXPECT_THAT(names(), ElementsAre("base/1"));
-}
-
-TEST_F(StandardTechnology, compatibleInAContainerNeedsItsOsTemplate) {
-    const auto eid = fakes::addContainer(m_platform, 101, "base");
-    m_platform.lsInfosOf[eid] = {};
-    EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
-    m_platform.temResults["ls"] = {-9};
-    EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
-    know("base", "1", true);
-    m_platform.lsInfosOf[eid] = m_platform.lsInfos;
-    m_platform.temResults["ls"] = {0, -9};
-    EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
-}
-
-TEST_F(StandardTechnology, compatibleOnTheNodeWithoutARequestListsNothing) {
-    know("a", "1", true);
-    EXPECT_EQ(0, m_technology.list({}, {}, listOptions({}, 32), &m_out));
-    EXPECT_THAT(m_platform.calls, IsEmpty());
-    EXPECT_THAT(m_out, IsEmpty());
-}
-
-TEST_F(StandardTechnology, compatibleOnTheNodeListsWhatGoesWithTheRequestInOrder) {
-    know("web", "1", false, {{"base", ""}});
-    know("base", "1", true);
-    know("base", "2", true);
-    know("mail", "1", false, {{"other", ""}});
-    EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({}, 32), &m_out));
-    EXPECT_THAT(names(), ElementsAre("web/1", "base/1", "base/2"));
-}
-
-TEST_F(StandardTechnology, compatibleOnTheNodeOfAnApplicationListsItsOsAndItsNamesakes) {
-    know("web", "1", false, {{"base", "1"}});
-    know("web", "2", false, {{"other", ""}});
-    know("base", "1", true);
-    know("base", "2", true);
-    EXPECT_EQ(0, m_technology.list({}, {standard("web", "1")}, listOptions({}, 32), &m_out));
-    EXPECT_THAT(names(), ElementsAre("web/1", "web/2", "base/1"));
-}
-
-TEST_F(StandardTechnology, compatibleOnTheNodeLooksAtTheWantedKindsOnly) {
-    m_technology.list({}, {standard("a", "1")}, listOptions({"app"}, 32), &m_out);
-    EXPECT_THAT(m_platform.callsOf("tem.ls"), ElementsAre("tem.ls eid=local type=2"));
-}
-
-TEST_F(StandardTechnology, compatibleOnTheNodeGivesPackagesOfTheTemplatesToo) {
-    know("base", "1", true);
-    EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({"rpm"}, 32), &m_out));
-    EXPECT_THAT(names(), ElementsAre("base-package"));
-}
-
-TEST_F(StandardTechnology, compatibleOnTheNodeFailsWithTheList) {
-    m_platform.temResults["ls"] = {-9};
-    EXPECT_EQ(-1, m_technology.list({}, {standard("a", "1")}, listOptions({}, 32), &m_out));
-}
-
 // --- changes inside a container
 
 TEST_F(StandardTechnology, installsIntoAContainerAndListsWhatItInstalled) {
@@ -341,11 +142,13 @@ TEST_F(StandardTechnology, installsIntoAContainerAndListsWhatItInstalled) {
     EXPECT_EQ("", m_out[0]->summary);
 }
 
-TEST_F(StandardTechnology, installingWithoutStandardPackagesAddsAnEmptyList) {
+TEST_F(StandardTechnology, installingWithoutStandardPackagesAddsAnEmptyListAndListsTheNode) {
     const auto eid = fakes::addContainer(m_platform, 101, "base");
+    know("a", "1", true);
     EXPECT_EQ(0, m_technology.installIntoVE(eid, {installation(kr(".x"))}, options(), &m_out));
     EXPECT_THAT(m_platform.callsOf("tem.add"),
                 ElementsAre("tem.add eid=" + eid.toString() + " force=0 second=0"));
+    EXPECT_THAT(names(), ElementsAre("a/1"));
 }
 
 TEST_F(StandardTechnology, aConflictInsideAContainerIs3510AndAnythingElse3501) {
@@ -440,6 +243,52 @@ TEST_F(StandardTechnology, removesFromTheNodeWhatNobodyUses) {
     m_platform.temResults["unset"] = {-30};
     EXPECT_EQ(-30, m_technology.removeFromNode({standard("a", "1"), kr(".x")}, options(), &m_out));
     EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset a/1"));
+}
+
+TEST_F(StandardTechnology, removesFromTheNodeInTheOrderOfTheRequest) {
+    EXPECT_EQ(0, m_technology.removeFromNode(
+                     {standard("b", "2"), standard("a"), standard("b", "1")}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset b/2 a/ b/1"));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, installsOnTheNodeWithoutRecordsThatCannotBeRead) {
+    know("a", "1", true);
+    know("b", "1", true);
+    m_platform.setInfos = m_platform.lsInfos;
+    m_platform.configResults["a/1"] = -9;
+    EXPECT_EQ(0, m_technology.installOnNode({installation(nullptr, "/a")}, options(), &m_out));
+    EXPECT_THAT(names(), ElementsAre("b/1"));
+}
+
+TEST_F(StandardTechnology, offersAListWithoutFilesToTheManager) {
+    EXPECT_EQ(0, m_technology.installOnNode({installation(standard("a"))}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.set"), ElementsAre("tem.set force=0"));
+    EXPECT_THAT(m_out, IsEmpty());
+}
+
+TEST_F(StandardTechnology, takesNoOtherOptionForForce) {
+    m_technology.installOnNode({installation(nullptr, "/a")}, options(~8U), &m_out);
+    m_technology.installIntoVE({}, {installation(standard("a"))}, options(~8U), &m_out);
+    m_technology.updateInVE({}, {installation(standard("a"))}, options(~8U), &m_out);
+    m_technology.removeFromVE({}, {standard("a")}, options(~8U), &m_out);
+    EXPECT_THAT(m_platform.callsOf("tem.set"), ElementsAre("tem.set /a force=0"));
+    EXPECT_THAT(m_platform.callsOf("tem.add"), ElementsAre("tem.add eid= a/ force=0 second=0",
+                                                           "tem.add eid= a/ force=0 second=0"));
+    EXPECT_THAT(m_platform.callsOf("tem.rm"), ElementsAre("tem.rm eid= a/ force=0 second=1"));
+}
+
+TEST_F(StandardTechnology, everyOperationWorksWithoutAnOutputList) {
+    know("a", "1", true);
+    m_platform.setInfos = m_platform.lsInfos;
+    const auto eid = fakes::addContainer(m_platform, 101, "a");
+    EXPECT_EQ(0, m_technology.list({}, {}, listOptions({"rpm", "os"}), nullptr));
+    EXPECT_EQ(0, m_technology.list(eid, {}, listOptions({}, 32), nullptr));
+    EXPECT_EQ(0, m_technology.installOnNode({installation(nullptr, "/a")}, options(), nullptr));
+    EXPECT_EQ(
+        0, m_technology.installIntoVE(eid, {installation(standard("a", "1"))}, options(), nullptr));
+    EXPECT_EQ(0, m_technology.updateInVE(eid, {}, options(), nullptr));
+    EXPECT_EQ(0, m_technology.removeFromVE(eid, {}, options(), nullptr));
 }
 
 TEST_F(StandardTechnology, removingOthersPackagesChecksNoUsage) {

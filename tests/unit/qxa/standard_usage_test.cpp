@@ -90,6 +90,39 @@ TEST_F(UsageCheck, eachDistinctTemplateIsAskedForOnce) {
     EXPECT_THAT(m_platform.callsOf("tem.get "), ElementsAre("tem.get a"));
 }
 
+TEST_F(UsageCheck, templatesInUseAreAskedForByNameAndVersion) {
+    container(101, "b", {{"a", "2"}, {"a", "10"}});
+    container(102, "a");
+    EXPECT_EQ(0, remove("x"));
+    EXPECT_THAT(m_platform.callsOf("tem.get "),
+                ElementsAre("tem.get a", "tem.get a/10", "tem.get a/2", "tem.get b"));
+}
+
+TEST_F(UsageCheck, anyEnvironmentOfThisNodeCountsWhateverItsType) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    const auto eid = container(101, "a");
+    m_platform.environments[eid].type = "other";
+    EXPECT_EQ(-1, remove("a"));
+}
+
+TEST_F(UsageCheck, aTemplateUsedWithAndWithoutVersionIsNamedForEachRequestOfIt) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    container(101, "a", {{"a", "1"}});
+    EXPECT_EQ(-1,
+              m_technology.removeFromNode({standard("a"), standard("a", "1")}, options(), &m_out));
+    EXPECT_EQ("some Containers use package(s) a/1, a/1", m_platform.errorMessage);
+}
+
+TEST_F(UsageCheck, namesAreNeverTakenForFormats) {
+    know("%s%n", "1", true);
+    m_platform.getInfos["%s%n"] = m_platform.lsInfos[0];
+    container(101, "%s%n");
+    EXPECT_EQ(-1, remove("%s%n"));
+    EXPECT_EQ("some Containers use package(s) %s%n/1", m_platform.errorMessage);
+}
+
 TEST_F(UsageCheck, unknownTemplatesOfContainersAreSkipped) {
     container(101, "gone");
     EXPECT_EQ(0, remove("gone"));
