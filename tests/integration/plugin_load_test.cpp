@@ -8,11 +8,14 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPackageMessages.h"
+#include "QXA/QXAPackageQXTemplate.h"
 #include "QXA/QXAPkgM.h"
+#include "QXL/QXLXmlMessage.h"
 
 namespace {
 
@@ -212,6 +215,32 @@ TEST(LoadedPlugin, readsItsRecordsInMessagesOnlyWhileItIsLoaded) {
         EXPECT_EQ(previousDefault, family->defaultFactory);
     }
     EXPECT_FALSE(family->factories.contains(standardRecord));
+}
+
+TEST(LoadedPlugin, writesItsRecordsAsStandardOnesAndReadsThemBackAsItsOwn) {
+    const auto family = QXL::QXLParserFactoryData<QXL::QXLPackage>::instance();
+    const auto* standardRecord = "N3QXA23QXAStandardQXTemplateExE";
+    const Plugin plugin;
+    auto& factory = *family->factories.at(standardRecord);
+    const auto record = factory.createObject();
+    record->name = "web";
+    record->os.osName = "base";
+
+    QXL::QXLXmlMessage message;
+    ASSERT_EQ(0, message.append(*record));
+    const auto received = QXL::QXLXmlMessage::parse(message.text());
+    ASSERT_NE(nullptr, received);
+    QXL::QXLPackage* own = nullptr;
+    ASSERT_EQ(0, factory.read(*received->record(0), own));
+    const std::unique_ptr<QXL::QXLPackage> owned(own);
+    QXL::QXLPackageList others;
+    ASSERT_EQ(0, received->read(others));
+
+    EXPECT_NE(std::string::npos, message.text().find("type=\"package_std_qxtemplateType\""));
+    EXPECT_STREQ(standardRecord, typeid(*own).name());
+    EXPECT_EQ("web", own->name);
+    EXPECT_EQ("base", own->os.osName);
+    EXPECT_NE(nullptr, dynamic_cast<const QXA::QXAPackageQXTemplateStd*>(others.at(0).get()));
 }
 
 TEST(LoadedPlugin, isUnmappedWhenItIsUnloaded) {
