@@ -35,6 +35,11 @@ std::string repositoriesFingerprint(const Place& place) {
     std::string text = aptSources(place) + dnfRepositories(place);
     for (const qxnode::KrRepository& repository : place.repositories) {
         text += state(repository.sources);
+        // Signatures are checked when lists are read: those that another key vouched for do not
+        // count any more.
+        if (!repository.key.empty()) {
+            text += state(place.keys + "/" + repository.key);
+        }
         const std::string folder = hostFolderOf(repository);
         if (folder.empty()) {
             continue;

@@ -10,8 +10,9 @@ namespace qxpkg {
 /// How long lists from a mirror count as fresh: a series of requests asks the mirror once.
 inline constexpr int kListsFreshSeconds = 600;
 
-/// Stands for the repositories as they are now: the place's sources and the index files of those
-/// that are folders of the host. Two equal texts mean that nothing changed that can be seen.
+/// Stands for the repositories as they are now: the place's sources, their keys, and the index
+/// files of those that are folders of the host. Two equal texts mean that nothing changed that can
+/// be seen.
 std::string repositoriesFingerprint(const Place& place);
 
 /// Whether the lists were brought up to date when the repositories were as they are now, and not

@@ -143,6 +143,19 @@ TEST_F(Stores, listsAreFreshUntilARepositoryChanges) {
     EXPECT_FALSE(listsAreFresh(m_place));
 }
 
+TEST_F(Stores, listsAreFreshUntilTheKeyOfARepositoryChanges) {
+    m_folder.write("keys/archive.asc", "one");
+    m_place.keys = m_folder.path("keys");
+    m_place.repositories = {folder(m_folder.path("repo"))};
+    m_place.repositories[0].key = "archive.asc";
+    prepareStore(m_place, {}, {});
+    rememberFreshLists(m_place);
+    EXPECT_TRUE(listsAreFresh(m_place));
+
+    m_folder.write("keys/archive.asc", "another");
+    EXPECT_FALSE(listsAreFresh(m_place));
+}
+
 TEST_F(Stores, forgottenListsAreNotFresh) {
     prepareStore(m_place, {}, {});
     rememberFreshLists(m_place);
