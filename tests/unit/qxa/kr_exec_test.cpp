@@ -210,6 +210,19 @@ TEST_F(PackageLine, withoutAWordIsIgnored) {
     EXPECT_THAT(parse(" \t"), IsEmpty());
 }
 
+TEST_F(PackageLine, hasWordsOfAnythingElse) {
+    EXPECT_THAT(parse("-f --x -1"), ElementsAre("-f -1"));
+    EXPECT_THAT(parse(".web .x .1"), ElementsAre(".web .1"));
+    EXPECT_THAT(parse("shell amd64 5.1\r"), ElementsAre("shell 5.1\r"));
+    EXPECT_THAT(parse("Installed:\r"), ElementsAre("Installed:\r"));
+    EXPECT_THAT(parse("a\vb\fc"), ElementsAre("a\vb\fc"));
+}
+
+TEST_F(PackageLine, mayBeLong) {
+    const std::string name(1U << 20, 'a');
+    EXPECT_THAT(parse((name + " x 1").c_str()), ElementsAre(name + " 1"));
+}
+
 TEST_F(PackageLine, isAppended) {
     m_out = {rpm("before")};
     EXPECT_TRUE(parsePackageLine(m_out, "shell"));
@@ -255,6 +268,16 @@ TEST_F(TemplateLine, isOfAnOsTemplateForThatWordAlone) {
 
 TEST_F(TemplateLine, leavesOutFurtherWords) {
     EXPECT_THAT(parse("\tbase \t web more"), ElementsAre(".web (OS .base)"));
+}
+
+TEST_F(TemplateLine, hasWordsOfAnythingElse) {
+    EXPECT_THAT(parse("template template"), ElementsAre(".template"));
+    EXPECT_THAT(parse("base -web"), ElementsAre(".-web (OS .base)"));
+    EXPECT_THAT(parse("base template\r"), ElementsAre(".template\r (OS .base)"));
+}
+
+TEST_F(TemplateLine, isNeverAHeading) {
+    EXPECT_THAT(parse("base web:"), ElementsAre(".web: (OS .base)"));
 }
 
 TEST_F(TemplateLine, ofFewerThanTwoWordsIsIgnored) {

@@ -170,6 +170,16 @@ TEST_F(KRTechnology, installsTemplatesBeforePackagesIntoAContainer) {
     EXPECT_THAT(textsOf(m_out), ElementsAre("httpd 2.4", "sh 5.1"));
 }
 
+TEST_F(KRTechnology, handsNamesToTheToolAsTheyAre) {
+    EXPECT_EQ(0, m_technology.removeFromVE(m_eid,
+                                           {rpm("-f"), rpm(".."), appTemplate("--web"), rpm(""),
+                                            rpm("a b"), appTemplate("web"), rpm("-f")},
+                                           options(), &m_out));
+    EXPECT_THAT(commands(), ElementsAre("exec [qxpkg] [remove] [-q] [101] [--web] [web]",
+                                        "exec [qxpkg] [remove] [-q] [-p] [101] [-f] [..] [] [a b] "
+                                        "[-f]"));
+}
+
 TEST_F(KRTechnology, runsOneCommandWhenARequestHasOneKind) {
     EXPECT_EQ(0, m_technology.installIntoVE(m_eid, {installation(appTemplate(".web"))}, options(),
                                             &m_out));
@@ -304,6 +314,13 @@ TEST_F(KRTechnology, fetchesAndCleansEverythingWithoutKrPackages) {
     EXPECT_EQ(0, m_technology.clean({standard("s")}));
     EXPECT_THAT(commands(),
                 ElementsAre("exec [qxpkg] [fetch] [-q] [-p]", "exec [qxpkg] [clean] [-q] [-p]"));
+}
+
+TEST_F(KRTechnology, fetchesAndCleansWithoutAnEnvironmentCache) {
+    m_platform.hasCache = false;
+    EXPECT_EQ(0, m_technology.fetch({}));
+    EXPECT_EQ(0, m_technology.clean({rpm("sh")}));
+    EXPECT_EQ(2U, commands().size());
 }
 
 TEST_F(KRTechnology, passesTheCodesOfFetchAndCleanOn) {
