@@ -1,4 +1,5 @@
 // Messages of the checker: standard error or output by level, and the log file.
+#include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +21,18 @@ char* owned_progname;
 char* copy_or_null(const char* text) {
     return text != nullptr ? xstrdup(text) : nullptr;
 }
+
+// Leaves errno as it was: who told why a call failed may pass the reason on.
+class KeptErrno {
+public:
+    KeptErrno() = default;
+    KeptErrno(const KeptErrno&) = delete;
+    KeptErrno& operator=(const KeptErrno&) = delete;
+    ~KeptErrno() { errno = value_; }
+
+private:
+    int value_ = errno;
+};
 
 // 0, or -1 when something could not be written.
 int write_line(FILE* file, const char* format, va_list arguments, int newline) {
@@ -115,6 +128,7 @@ void warning(int errnum, const char* format, ...) {
     if (qxfsutil_debug_level < common::kLevelFaults) {
         return;
     }
+    const KeptErrno kept;
     va_list arguments;
     va_start(arguments, format);
     fputs("Warning: ", stdout);
@@ -128,6 +142,7 @@ void werror(int errnum, const char* format, ...) {
     if (qxfsutil_debug_level < common::kLevelFaults) {
         return;
     }
+    const KeptErrno kept;
     va_list arguments;
     va_start(arguments, format);
     fputs("Error: ", stderr);

@@ -377,7 +377,7 @@ QXFSUTIL_API void vdebug_print(int level, const char* format, va_list arguments)
     QXFSUTIL_PRINTF(2, 0);
 
 /* Above debug level 1: "Warning: " to standard output, "Error: " to standard error, with the
- * system's text for errnum when that is not 0; and the message to the log. */
+ * system's text for errnum when that is not 0; and the message to the log. errno stays. */
 QXFSUTIL_API void warning(int errnum, const char* format, ...) QXFSUTIL_PRINTF(2, 3);
 QXFSUTIL_API void werror(int errnum, const char* format, ...) QXFSUTIL_PRINTF(2, 3);
 

@@ -355,8 +355,9 @@ char** read_in_core(const char* name, void* base, size_t size) {
 int remove_list() {
     while (rl_info != nullptr) {
         if (unlink(rl_info->name) != 0) {
+            const int reason = errno;
             dirindex::remember_current_path();
-            werror(errno, "can't remove '%s/%s'", current_path, rl_info->name);
+            werror(reason, "can't remove '%s/%s'", current_path, rl_info->name);
             return 1;
         }
         qxfs::namelist_drop_first(&rl_info);

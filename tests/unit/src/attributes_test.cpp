@@ -1,53 +1,21 @@
 // set_attr, with and without the container kernel's calls for links, and compare_stat.
 #include <gtest/gtest.h>
-#include <linux/audit.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
-#include <functional>
+#include <initializer_list>
 #include <string>
 
 #include "src/qxfsutil.h"
+#include "tests/support/answered_calls.h"
 #include "tests/support/area.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
-constexpr unsigned kLchmod = 516;
-constexpr unsigned kLutime = 517;
-
-// Has the kernel answer one system call with an error number (0: with success, doing nothing).
-bool answer_call(unsigned number, unsigned error_number) {
-    const sock_filter program[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error_number),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog filter = {4, const_cast<sock_filter*>(program)};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
-}
-
-// The exit status of an action in a child, whose changes to the process stay there.
-int in_child(const std::function<int()>& action) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(action());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-constexpr int kNoFilter = 77;
+constexpr long kLchmod = 516;
+constexpr long kLutime = 517;
 
 class AttributesTest : public testing::Test {
 protected:
@@ -64,6 +32,13 @@ protected:
         struct stat st = wanted_;
         st.st_mode = S_IFLNK | 0777;
         return st;
+    }
+
+    // What set_attr gives while the kernel answers these calls itself.
+    static qx_test::Answered set_while_answered(std::initializer_list<long> calls, int error_number,
+                                                const std::string& path, const struct stat& st) {
+        return qx_test::with_calls_answered(
+            calls, error_number, [&] { return std::to_string(set_attr(path.c_str(), &st)); });
     }
 
     qx_test::TempDir files_;
@@ -115,47 +90,32 @@ TEST_F(AttributesTest, OnAKernelWithoutTheLinkCallsTheTimesAreSetAllTheSame) {
 
 TEST_F(AttributesTest, TheTimesOfALinkAreSetByTheKernelsOwnCallWhereItIsThere) {
     const struct stat st = wanted_link();
-    const int status = in_child([&] {
-        if (!answer_call(kLutime, 0)) {
-            return kNoFilter;
-        }
-        return set_attr(link_.c_str(), &st) == 0 ? 0 : 1;
-    });
-    if (status == kNoFilter) {
-        GTEST_SKIP() << "no system call filters here";
+    const auto result = set_while_answered({kLutime}, 0, link_, st);
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
     }
-    EXPECT_EQ(0, status);
+    EXPECT_EQ("0", result.text);
     // The call was answered, but did nothing.
     EXPECT_NE(1000000002, qx_test::lstat_of(link_).st_mtime);
 }
 
 TEST_F(AttributesTest, ALinkCallThatFailsIsAFailure) {
     const struct stat st = wanted_link();
-    for (const unsigned call : {kLchmod, kLutime}) {
-        const int status = in_child([&] {
-            if (!answer_call(call, EPERM)) {
-                return kNoFilter;
-            }
-            return set_attr(link_.c_str(), &st) == -1 ? 0 : 1;
-        });
-        if (status == kNoFilter) {
-            GTEST_SKIP() << "no system call filters here";
+    for (const long call : {kLchmod, kLutime}) {
+        const auto result = set_while_answered({call}, EPERM, link_, st);
+        if (!result.ran) {
+            GTEST_SKIP() << result.text;
         }
-        EXPECT_EQ(0, status) << call;
+        EXPECT_EQ("-1", result.text) << call;
     }
 }
 
 TEST_F(AttributesTest, TheLinkCallsAreNotMadeForFiles) {
-    const int status = in_child([&] {
-        if (!answer_call(kLchmod, EPERM) || !answer_call(kLutime, EPERM)) {
-            return kNoFilter;
-        }
-        return set_attr(file_.c_str(), &wanted_) == 0 ? 0 : 1;
-    });
-    if (status == kNoFilter) {
-        GTEST_SKIP() << "no system call filters here";
+    const auto result = set_while_answered({kLchmod, kLutime}, EPERM, file_, wanted_);
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
     }
-    EXPECT_EQ(0, status);
+    EXPECT_EQ("0", result.text);
 }
 
 // ---- compare_stat

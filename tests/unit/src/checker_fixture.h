@@ -5,11 +5,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "src/qxfsutil.h"
+#include "tests/support/answered_calls.h"
 #include "tests/support/area.h"
 #include "tests/support/capture.h"
 #include "tests/support/private_root.h"
@@ -47,6 +50,15 @@ protected:
         return result.text;
     }
     static constexpr uid_t kNobody = 65534;
+
+    // The same where the kernel refuses some calls with an input/output error.
+    qx_test::Answered said_while_refused(std::initializer_list<long> calls,
+                                         const std::function<int()>& action) {
+        return qx_test::with_calls_answered(calls, EIO, [&] {
+            const std::string text = said(2, action);
+            return text + std::to_string(result_);
+        });
+    }
 
     static std::vector<std::string> to_remove() {
         std::vector<std::string> names;

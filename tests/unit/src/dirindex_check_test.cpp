@@ -2,8 +2,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+
+#include "tests/support/answered_calls.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/src/index_support.h"
 
@@ -230,6 +234,30 @@ TEST_F(MapFile, ReportsWhatCannotBeMapped) {
     EXPECT_EQ(message(path, 2),
               "Warning: can't mmap dirindex file '" + path + "': Invalid argument\n");
     EXPECT_EQ(message(path, 1), "");
+}
+
+TEST_F(MapFile, ReportsWhatCannotBeExamined) {
+    const std::string path = dir_.write("f", "content");
+    const auto result = qx_test::with_calls_answered(
+        {SYS_fstat, SYS_newfstatat}, EIO, [&] { return message(path, 2) + message(path, 1); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ(result.text,
+              "Warning: can't fstat dirindex file '" + path + "': Input/output error\n");
+}
+
+TEST_F(MapFile, LeavesTheSystemsReasonEvenWhenItsMessageCannotBeLogged) {
+    const std::string path = dir_.path("none");
+    int reason = 0;
+    qx_test::captured([&] {
+        set_log(2, dir_.path().c_str(), nullptr);
+        struct stat st {};
+        mmap_file(path.c_str(), &st);
+        reason = errno;
+        set_log(0, nullptr, nullptr);
+    });
+    EXPECT_EQ(reason, ENOENT);
 }
 
 TEST_F(MapFile, LeavesNoDescriptorOpen) {

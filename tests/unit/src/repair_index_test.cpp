@@ -1,6 +1,8 @@
 // create_dirindex, fsck_dirindex and remove_list on real directories.
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -216,6 +218,36 @@ TEST_F(RepairIndexTest, CreateThatCannotMarkTheDirectoryNamesWhereItStarted) {
     EXPECT_TRUE(area_.exists("sub/._qxlnk_."));
 }
 
+TEST_F(RepairIndexTest, CreateRemovesNothingBeforeTheIndexIsOnTheDevice) {
+    add_pair("a");
+    const auto result = said_while_refused({SYS_fsync}, [&] { return create(); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: can't write '._qxlnk_.': Input/output error\n1", result.text);
+    EXPECT_TRUE(area_.exists("a"));
+    EXPECT_EQ(0755U, area_.stat_of(".").st_mode & 07777);
+}
+
+TEST_F(RepairIndexTest, CreateThatCannotRemoveAFileLeavesTheDirectoryUnmarked) {
+    add_pair("a");
+    const std::string file = area_.path("a");
+    const auto result = qx_test::PrivateRoot().run([&]() -> std::string {
+        // Nobody removes a file on which another is mounted.
+        if (mount(file.c_str(), file.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+            return "no mount";
+        }
+        const std::string text = said(2, [&] { return create(); });
+        return text + std::to_string(result_);
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: can't remove '" + file + "': Device or resource busy\n1", result.text);
+    EXPECT_TRUE(area_.exists(kIndex));
+    EXPECT_EQ(0755U, area_.stat_of(".").st_mode & 07777);
+}
+
 TEST_F(RepairIndexTest, ManyRunsLeaveNoDescriptorOpen) {
     area_.add_file("own");
     const size_t before = qx_test::open_descriptors();
@@ -253,6 +285,15 @@ TEST_F(RepairIndexTest, RemoveListStopsAtTheFirstFailureAndLeavesTheRest) {
     EXPECT_FALSE(area_.exists("a"));
     EXPECT_TRUE(area_.exists("b"));
     EXPECT_THAT(to_remove(), ElementsAre("missing", "b"));
+}
+
+TEST_F(RepairIndexTest, RemoveListTellsWhyEvenWhereTheWorkingDirectoryHasNoName) {
+    const std::string directory = area_.dir();
+    namelist_add(&rl_info, directory.c_str());
+    const qx_test::WorkingDirectory work(area_.files().make_dir("gone"));
+    ASSERT_EQ(0, rmdir(area_.files().path("gone").c_str()));
+    EXPECT_EQ("Error: can't remove '/" + directory + "': Is a directory\n",
+              said(2, [] { return remove_list(); }));
 }
 
 // ---- fsck_dirindex
@@ -300,6 +341,16 @@ TEST_F(FsckDirindexTest, ADirectoryThatCannotBeEnteredGives1) {
     EXPECT_EQ("Error: Can't chdir to 'missing': No such file or directory\n",
               said(2, [&] { return check("missing"); }));
     EXPECT_EQ(1, result_);
+}
+
+TEST_F(FsckDirindexTest, AMappingThatStaysIsReportedAndChangesNothing) {
+    const auto result = said_while_refused({SYS_munmap}, [&] { return check("."); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ(
+        "Error: can't munmap dirindex file '" + area_.dir() + "/._qxlnk_.': Input/output error\n0",
+        result.text);
 }
 
 TEST_F(FsckDirindexTest, AnIndexThatCannotBeMappedGivesMinus1) {
