@@ -2,14 +2,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
 #include "src/qxfsutil.h"
+#include "tests/support/answered_calls.h"
 #include "tests/support/area.h"
 #include "tests/support/capture.h"
+#include "tests/support/private_root.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -83,6 +87,42 @@ TEST_F(FilesTest, RemoveDirStopsAtAFileThatStaysAndStillTriesTheDirectory) {
         "unlink(\"/proc/self/fdinfo/0\") error: Operation not permitted"
         "rmdir(\"/proc/self/fdinfo\") error: Operation not permitted",
         output_.err);
+}
+
+TEST_F(FilesTest, RemoveDirTriesTheDirectoryEvenWhenItsContentCannotBeRead) {
+    const std::string path = files_.make_dir("tree");
+    const auto result = qx_test::with_calls_answered({SYS_getdents64}, EIO, [&] {
+        const int removed = remove(path);
+        return output_.err + " " + std::to_string(removed);
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("readdir(\"" + path + "\") error: Input/output error -1", result.text);
+    EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(FilesTest, RemoveDirReportsWhatCannotBeExamined) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can take another user's identity";
+    }
+    const std::string path = files_.make_dir("tree");
+    files_.write("tree/file", "x");
+    ASSERT_EQ(0, chmod(path.c_str(), 0744));
+    ASSERT_EQ(0, chmod(files_.path().c_str(), 0777));
+    const auto result = qx_test::PrivateRoot().run([&]() -> std::string {
+        if (seteuid(65534) != 0) {
+            return "cannot become nobody";
+        }
+        const int removed = remove(path);
+        return output_.err + " " + std::to_string(removed);
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("lstat(\"" + path + "/file\") error: Permission denied" + "rmdir(\"" + path +
+                  "\") error: Directory not empty -1",
+              result.text);
 }
 
 // ---- mkdir_p

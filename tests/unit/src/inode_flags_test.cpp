@@ -93,6 +93,14 @@ TEST_F(InodeFlagsTest, CopyWorksForDirectories) {
     EXPECT_EQ(before | FS_NODUMP_FL, flags_of(to));
 }
 
+TEST_F(InodeFlagsTest, CopyOfALinkTakesTheFlagsBehindIt) {
+    const std::string link = files_.make_link("link", file_);
+    const std::string to = files_.write("to", "");
+    ASSERT_EQ(0, set_eattr(file_.c_str(), plain_flags_ | FS_NODUMP_FL));
+    EXPECT_EQ(0, copy_eattr(link.c_str(), to.c_str()));
+    EXPECT_EQ(plain_flags_ | FS_NODUMP_FL, flags_of(to));
+}
+
 TEST_F(InodeFlagsTest, CopyOfNoFlagsLeavesTheTarget) {
     const std::string to = files_.write("to", "");
     ASSERT_EQ(0, set_eattr(to.c_str(), plain_flags_ | FS_NODUMP_FL));

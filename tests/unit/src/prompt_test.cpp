@@ -1,5 +1,7 @@
 // Prompts: what is shown, which letters count, what ends an answer.
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -108,6 +110,34 @@ TEST_F(PromptTest, OtherCharactersAreIgnored) {
 
 TEST_F(PromptTest, ANewlineBeforeAChoiceIsIgnored) {
     EXPECT_EQ(3, proc("\n\n r\n", -1));
+}
+
+TEST_F(PromptTest, TheQuestionIsShownBeforeTheAnswerIsAwaited) {
+    int asked[2];
+    int typed[2];
+    ASSERT_EQ(0, pipe(asked));
+    ASSERT_EQ(0, pipe(typed));
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(asked[1], STDOUT_FILENO);
+        dup2(typed[0], STDIN_FILENO);
+        _exit(ask_proc("What? ", 2));
+    }
+    // Without the question nothing is typed, and the child waits until this gives up.
+    struct pollfd shown = {asked[0], POLLIN, 0};
+    char text[64] = {};
+    if (poll(&shown, 1, 10000) == 1) {
+        EXPECT_LT(0, read(asked[0], text, sizeof(text) - 1));
+    }
+    EXPECT_EQ(2, write(typed[1], "i\n", 2));
+    int status = 0;
+    waitpid(child, &status, 0);
+    for (const int fd : {asked[0], asked[1], typed[0], typed[1]}) {
+        close(fd);
+    }
+    EXPECT_STREQ("What? ('I'gnore/'M'ove/'R'emove)<m>? ", text);
+    EXPECT_EQ(1, WEXITSTATUS(status));
 }
 
 TEST_F(PromptTest, ABlankEndsTheAnswerAndLeavesTheRestForTheNextQuestion) {

@@ -14,6 +14,7 @@
 
 #include "qxctl/qxctl.h"
 #include "src/qxfsutil.h"
+#include "tests/support/answered_calls.h"
 #include "tests/support/capture.h"
 #include "tests/support/private_root.h"
 #include "tests/support/temp_dir.h"
@@ -218,6 +219,18 @@ TEST_F(CreateRequestTest, NoParentDirectoryIsAFailure) {
     files_.write("file", "");
     EXPECT_EQ(-1, create_cowdir(files_.path("file/name").c_str(), 0, 0644));
     EXPECT_FALSE(shim.seen.has_value());
+}
+
+TEST_F(CreateRequestTest, AParentThatCannotBeClosedIsAFailure) {
+    const std::string path = files_.path("name");
+    const auto result = qx_test::with_calls_answered({SYS_close}, EIO, [&] {
+        return std::to_string(create_mfile(path.c_str(), 0, 0644)) + " " +
+               std::to_string(create_cowdir(path.c_str(), 0, 0755));
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("-1 -1", result.text);
 }
 
 TEST_F(CreateRequestTest, AFileSystemWithoutTheRequestIsAFailure) {

@@ -1,6 +1,7 @@
 // Copies of an index with another cache identifier, and the list of its template-backed entries.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -143,6 +144,16 @@ TEST_F(CopyTest, RecordsBehindTheOneWithTheEofFlagAreNotCopied) {
     EXPECT_THAT(texts(read_dirindex(target_.c_str())), ElementsAre("////os/a"));
 }
 
+TEST_F(CopyTest, WithoutEofFlagTheRecordsGoOnToTheEndOfTheFile) {
+    IndexImage image;
+    image.set_slot(0, image.add(8, "a", 0, "////vc/OLD", 10));
+    image.add(8, "b", 1, "////os2", 12);
+    const std::string source = area_.files().write("source", image.fix_checksum().bytes());
+    EXPECT_THAT(texts(read_dirindex(source.c_str())), ElementsAre("////vc/OLD/a", "////os2/b"));
+    EXPECT_EQ(0, clone(source, "OLD", "new"));
+    EXPECT_THAT(texts(read_dirindex(target_.c_str())), ElementsAre("////vc/new/a", "////os2/b"));
+}
+
 TEST_F(CopyTest, AnIndexThatItsCheckRefusesIsNotCorrected) {
     EXPECT_EQ(-1, clone(area_.files().write("bad", std::string(100, 'x')), "OLD", "new"));
     EXPECT_FALSE(std::filesystem::exists(target_));
@@ -204,9 +215,24 @@ TEST_F(CopyTest, ALinkTextThatNoRecordCouldCarryIsRefused) {
     IndexImage image;
     image.add(8, "a", kLast, "////" + std::string(4096, 'x'), 10);
     const std::string path = area_.files().write("long", image.bytes());
-    EXPECT_EQ(nullptr, read_dirindex(path.c_str()));
-    EXPECT_EQ(-1, clone(path, "OLD", "new"));
+    EXPECT_EQ("Warning: Truncated... '" + path + "'\n",
+              said(2, [&] { return read_dirindex(path.c_str()) == nullptr; }));
+    EXPECT_EQ(1, result_);
+    EXPECT_EQ("Warning: Truncated... '" + area_.dir() + "/" + path + "'\n",
+              said(2, [&] { return clone(path, "OLD", "new"); }));
+    EXPECT_EQ(-1, result_);
     EXPECT_FALSE(std::filesystem::exists(target_));
+}
+
+TEST_F(CopyTest, AMappingThatStaysIsReportedAndTheItemsAreGivenAllTheSame) {
+    const std::string path = make_index({{"d", ""}, {"a", "////os"}});
+    const auto result = said_while_refused(
+        {SYS_munmap}, [&] { return static_cast<int>(texts(read_dirindex(path.c_str())).size()); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: can't munmap dirindex file '" + path + "': Input/output error\n1",
+              result.text);
 }
 
 TEST_F(CopyTest, ReadOfAMissingFileGivesNullAndAMessage) {

@@ -97,8 +97,7 @@ TEST_F(ScanOneTest, AHardLinkedFileIsNotedAndKept) {
     area_.add_template("os/x");
     area_.add_shortcut("x", "os/x");
     ASSERT_EQ(0, link("x", area_.files().path("second").c_str()));
-    EXPECT_EQ("Warning: hard-linked file '/here/x'\n", said_by_scan(4, "x"));
-    EXPECT_EQ(0, result_);
+    expect_message(4, "x", 0, "Warning: hard-linked file '/here/x'\n");
     EXPECT_NE(nullptr, dlist->poolstr);
     EXPECT_THAT(to_remove(), IsEmpty());
 }
@@ -134,6 +133,7 @@ TEST_F(ScanOneTest, ADirectoryWithTheBitAndNothingInItCannotBeIndexed) {
     area_.add_dir("sub", 04755);
     expect_message(2, "sub", 3, "Warning: readlink 'sub/._qxlnk_.': No such file or directory\n");
     EXPECT_EQ(nullptr, dlist);
+    EXPECT_EQ(0U, tot);
 }
 
 TEST_F(ScanOneTest, ADirectoryThatIsAMagicLinkStandsForTheTemplatesDirectory) {
@@ -145,6 +145,21 @@ TEST_F(ScanOneTest, ADirectoryThatIsAMagicLinkStandsForTheTemplatesDirectory) {
     EXPECT_EQ(static_cast<uint32_t>(inode) * 2 + 1, dlist->ino);
     EXPECT_STREQ("////os", dlist->poolstr->text);
     EXPECT_EQ(1U, dtot);
+    EXPECT_THAT(to_remove(), IsEmpty());
+}
+
+TEST_F(ScanOneTest, ADirectoryCountsAsOneEvenWhenItCannotBeIndexed) {
+    area_.add_dir("sub", 04755);
+    EXPECT_EQ(3, scan("sub"));
+    EXPECT_EQ(1U, dtot);
+}
+
+TEST_F(ScanOneTest, ADirectoryThatStandsForATemplateFileTakesItsTypeAndStays) {
+    area_.add_template("os/sub", 04755);
+    area_.add_dir("sub", 04755);
+    area_.add_link("sub/._qxlnk_.", "////os/sub");
+    EXPECT_EQ(0, scan("sub"));
+    EXPECT_EQ(8, dlist->type);
     EXPECT_THAT(to_remove(), IsEmpty());
 }
 
@@ -190,6 +205,13 @@ TEST_F(ScanOneTest, AMagicSymlinkBecomesAShortcutWhenAsked) {
     EXPECT_EQ("////os/x", qx_test::read_file("x"));
     EXPECT_THAT(to_remove(), ElementsAre("x"));
     EXPECT_EQ(8, dlist->type);
+}
+
+TEST_F(ScanOneTest, TheSubstitutionIsNotSaidBelowLevel4) {
+    area_.add_template("os/x", 0777);
+    area_.add_link("x", "////os/x");
+    EXPECT_EQ("", said_by_scan(3, "x", 0x10));
+    EXPECT_EQ(0, result_);
 }
 
 TEST_F(ScanOneTest, OtherBitsOfTheModeLeaveASymlink) {

@@ -1,11 +1,14 @@
 // The walk over an area: kinds and link texts handed to the visitor, order, results, messages.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,9 +19,7 @@
 namespace {
 
 using testing::ElementsAre;
-
 using testing::IsEmpty;
-
 using testing::UnorderedElementsAre;
 
 struct Visit {
@@ -50,6 +51,13 @@ struct Visitor {
         }
         return result;
     }
+};
+
+constexpr std::initializer_list<long> kReadLinkCalls = {
+    SYS_readlinkat,
+#ifdef SYS_readlink
+    SYS_readlink,
+#endif
 };
 
 class WalkTest : public CheckerTest {
@@ -168,6 +176,28 @@ TEST_F(WalkTest, AnUnreadableShortcutGivesMinus2AndAMessage) {
               said_without_rights([&] { return walk("."); }));
 }
 
+TEST_F(WalkTest, ASymlinkThatCannotBeReadGivesMinus2AndAMessage) {
+    area_.add_link("l", "////os/l");
+    const auto result = said_while_refused(kReadLinkCalls, [&] { return walk("."); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: error read symlink 'l': Input/output error\n-2", result.text);
+}
+
+TEST_F(WalkTest, AnEntryThatIsGoneWhenItsTurnComesGivesMinus2) {
+    // The names of so small a directory are read in one piece, before the first visit.
+    area_.add_file("a");
+    area_.add_file("b");
+    struct Remover {
+        static int call(void*, const char* path, const char*, int, const struct stat*) {
+            return unlink(strcmp(path, "a") == 0 ? "b" : "a");
+        }
+    };
+    EXPECT_EQ("", said(2, [&] { return scan_one_dir(".", &queue_, &Remover::call, nullptr); }));
+    EXPECT_EQ(-2, result_);
+}
+
 TEST_F(WalkTest, ANonZeroAnswerEndsTheWalkAndIsTheResult) {
     area_.add_file("a");
     area_.add_file("b");
@@ -194,6 +224,15 @@ TEST_F(WalkTest, ADirectoryThatTheVisitorRefusesIsNotPushed) {
     visitor_.answers = {{"a", 1}};
     EXPECT_EQ(1, walk("."));
     EXPECT_EQ(0, queue_.count);
+}
+
+TEST_F(WalkTest, ADirectoryBelowAMarkedOneIsPushedToo) {
+    area_.add_dir("sub", 04755);
+    area_.add_link("sub/._qxlnk_.", "////os/sub");
+    area_.add_dir("sub/inner");
+    EXPECT_EQ(0, walk("sub"));
+    ASSERT_NE(nullptr, queue_.head);
+    EXPECT_STREQ("sub/inner", queue_.head->path);
 }
 
 // ---- scan_private

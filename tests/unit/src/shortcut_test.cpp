@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +13,7 @@
 #include <string>
 
 #include "src/qxfsutil.h"
+#include "tests/support/answered_calls.h"
 #include "tests/support/area.h"
 #include "tests/support/capture.h"
 #include "tests/support/private_root.h"
@@ -151,6 +154,21 @@ TEST_F(ShortcutTest, AFailingChangeOfOwnerIsReported) {
     EXPECT_EQ(kText, read_file("m"));
 }
 
+TEST_F(ShortcutTest, AFailingChangeOfBitsIsReported) {
+    const auto result = qx_test::with_calls_answered({SYS_fchmod}, EPERM, [&] {
+        return error_of([&] { return create_shortcut("s", kText, kLength, &st_); }) +
+               error_of([&] { return make_shortcut("m", kText, kLength, &st_); });
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ(
+        "Error: Error chmod '/here/s': Operation not permitted\n"
+        "Error: Error chmod 'm': Operation not permitted\n",
+        result.text);
+    EXPECT_EQ(kText, read_file("m"));
+}
+
 TEST_F(ShortcutTest, OwnerAndGroupAreSet) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root may give files away";
@@ -196,6 +214,19 @@ TEST_F(ShortcutTest, MakeNamesBothPathsWhenItCannotRenameAndRemovesItsTemporary)
     const std::string text = error_of([&] { return make_shortcut("s", kText, kLength, &st_); });
     EXPECT_EQ(0U, text.find("Error: Can't rename 's-"));
     EXPECT_NE(std::string::npos, text.find("' to 's': Is a directory\n"));
+    EXPECT_EQ(1U, entry_count());
+}
+
+TEST_F(ShortcutTest, MakeReplacesNothingBeforeTheTextIsOnTheDevice) {
+    files_.write("s", "old");
+    const auto result = qx_test::with_calls_answered({SYS_fsync}, EIO, [&] {
+        return error_of([&] { return make_shortcut("s", kText, kLength, &st_); });
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: Can't write shortcut 's': Input/output error\n", result.text);
+    EXPECT_EQ("old", read_file("s"));
     EXPECT_EQ(1U, entry_count());
 }
 
