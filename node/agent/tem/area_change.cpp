@@ -14,6 +14,7 @@
 #include "node/agent/tem/area_steps.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/files.h"
+#include "node/support/container_config.h"
 
 namespace QXA::tem {
 
@@ -23,10 +24,26 @@ constexpr const char* kRootName = "root";
 constexpr const char* kJournalName = "journal";
 constexpr const char* kSavedName = "saved";
 constexpr const char* kHeading = "qxtem-area-journal 1";
-constexpr std::size_t kMaxJournalSize = std::size_t{1} << 20;
+
+// A configuration's list of templates, each name on a line of its own and once more for its record;
+// a larger file is none of ours.
+constexpr std::size_t kMaxJournalSize = 16 * qxnode::ContainerConfig::kMaxBytes;
+
+constexpr std::string_view kNewPrefix = ".new.";
 
 std::string newName(const std::string& record) {
-    return ".new." + record;
+    return std::string(kNewPrefix) + record;
+}
+
+// Of a record that has not taken its place, or of a file that was being written. Records that are
+// in place begin with a template's name, and may end with any version.
+bool isLeftOver(const std::string& name) {
+    return name.starts_with(kNewPrefix) || (name.starts_with('.') && name.ends_with(".new"));
+}
+
+// Whether the text of a journal can be the name of a record: it is opened below the state.
+bool isRecordName(const std::string& text) {
+    return !text.empty() && text.front() != '.' && text.find('/') == std::string::npos;
 }
 
 struct AreaJournal {
@@ -64,14 +81,15 @@ AreaJournal parseJournal(const std::string& text) {
             journal.after.osTemplate = value;
             continue;
         }
-        std::vector<std::string>* list = word == "leaving"    ? &journal.leaving
-                                         : word == "coming"   ? &journal.coming
-                                         : word == "template" ? &journal.after.templates
-                                                              : nullptr;
-        good = list != nullptr && !value.empty() && value.front() != '.' &&
-               (list == &journal.after.templates || value.find('/') == std::string::npos);
+        if (word == "template") {
+            // As configured: dotted names, of the other technology, stand there too.
+            journal.after.templates.push_back(value);
+            good = !value.empty();
+            continue;
+        }
+        good = (word == "leaving" || word == "coming") && isRecordName(value);
         if (good) {
-            list->push_back(value);
+            (word == "leaving" ? journal.leaving : journal.coming).push_back(value);
         }
     }
     if (!good) {
@@ -104,9 +122,9 @@ void removeName(int state, const std::string& name) {
     }
 }
 
-void removeNewRecords(int state) {
+void removeLeftOvers(int state) {
     for (const std::string& name : namesIn(state).value_or(std::vector<std::string>{})) {
-        if (name.starts_with(".new.") || name.ends_with(".new")) {
+        if (isLeftOver(name)) {
             removeName(state, name);
         }
     }
@@ -132,11 +150,15 @@ std::set<unsigned> savedNumbers(const std::vector<AreaRecord>& records) {
     return numbers;
 }
 
-void removeJournal(const Area& area) {
-    removeName(area.state(), kJournalName);
+void flushState(const Area& area) {
     if (!flushDirectory(area.state())) {
         throw systemFailure("flush", kAreaStateName);
     }
+}
+
+void removeJournal(const Area& area) {
+    removeName(area.state(), kJournalName);
+    flushState(area);
 }
 
 bool isThere(int state, const std::string& name) {
@@ -225,7 +247,7 @@ void prepareChange(const Area& area, const AreaChange& change) {
             revertChange(area, change);
         } else {
             removeJournal(area);  // in place, perhaps, but not flushed
-            removeNewRecords(area.state());
+            removeLeftOvers(area.state());
         }
         throw;
     }
@@ -254,6 +276,8 @@ void finishChange(const Area& area, const AreaChange& change) {
             removeName(state, recordName(record.key));
         }
     }
+    // Without the journal a record that has not its own name yet is a left-over.
+    flushState(area);
     removeJournal(area);
 }
 
@@ -267,7 +291,7 @@ void revertChange(const Area& area, const AreaChange& change) {
     flush(area);
     // The journal first: records without it are left-overs that mean nothing.
     removeJournal(area);
-    removeNewRecords(area.state());
+    removeLeftOvers(area.state());
 }
 
 bool isCutShort(const Area& area) {
@@ -290,7 +314,7 @@ void recoverArea(const Area& area, const ConfiguredTemplates& configured) {
             revertChange(area, change);
         }
     }
-    removeNewRecords(area.state());
+    removeLeftOvers(area.state());
 }
 
 }  // namespace QXA::tem

@@ -129,6 +129,11 @@ void giveUp(int root, int saved, const std::string& path, const AreaEntry& entry
     }
 }
 
+// Whether what comes takes the place of a file that the container put over the entry that leaves.
+bool replacesOwnFile(const AreaStep& step) {
+    return step.after->saved != 0 && (!step.before || step.before->saved != step.after->saved);
+}
+
 bool isSaved(int saved, unsigned number) {
     struct stat st {};
     return number != 0 &&
@@ -196,17 +201,17 @@ void putEntry(int root, const std::string& path, const AreaEntry& entry) {
 }
 
 void doStep(int root, int saved, const AreaStep& step) {
-    if (step.before && step.after) {
+    if (!step.after) {
+        if (standsAsMade(root, step.path, *step.before)) {
+            giveUp(root, saved, step.path, *step.before);
+        }
+        return;
+    }
+    if (step.before && !replacesOwnFile(step)) {
         const bool stands = standsAsMade(root, step.path, *step.before);
         // What the container threw away comes back with the new version, or a repair.
         if (stands ? !sameEntry(*step.before, *step.after) : !exists(root, step.path)) {
             put(root, step.path, *step.after);
-        }
-        return;
-    }
-    if (step.before) {
-        if (standsAsMade(root, step.path, *step.before)) {
-            giveUp(root, saved, step.path, *step.before);
         }
         return;
     }
@@ -225,26 +230,28 @@ void doStep(int root, int saved, const AreaStep& step) {
 
 void undoStep(int root, int saved, const AreaStep& step) {
     removeBeside(root, step.path);
-    if (step.before && step.after) {
-        if (!sameEntry(*step.before, *step.after) && standsAsMade(root, step.path, *step.after)) {
-            put(root, step.path, *step.before);
-        }
-    } else if (step.before) {
+    if (!step.after) {
         if (!exists(root, step.path)) {
             put(root, step.path, *step.before);
         } else if (step.before->saved != 0 && !isSaved(saved, step.before->saved)) {
             save(root, saved, step.path, step.before->saved);
             put(root, step.path, *step.before);
         }
-    } else {
-        if (isSaved(saved, step.after->saved)) {
-            if (standsAsMade(root, step.path, *step.after) || !exists(root, step.path)) {
-                restore(root, saved, step.path, step.after->saved);
-            }
-        } else if (step.after->saved == 0 && !step.shared &&
-                   standsAsMade(root, step.path, *step.after)) {
-            take(root, step.path, *step.after);
+        return;
+    }
+    const bool stands = standsAsMade(root, step.path, *step.after);
+    if (step.before && !replacesOwnFile(step)) {
+        if (stands && !sameEntry(*step.before, *step.after)) {
+            put(root, step.path, *step.before);
         }
+        return;
+    }
+    if (isSaved(saved, step.after->saved)) {
+        if (stands || !exists(root, step.path)) {
+            restore(root, saved, step.path, step.after->saved);
+        }
+    } else if (step.after->saved == 0 && !step.shared && stands) {
+        take(root, step.path, *step.after);
     }
 }
 

@@ -226,6 +226,26 @@ TEST_F(TemArea, SameVersionAgainNeedsForce) {
     EXPECT_TRUE(node.holds("etc/release"));
 }
 
+TEST_F(TemArea, ForceReplacesWhatTheContainerChangedAndRemovalGivesItBack) {
+    ASSERT_EQ(node.add({{"os", "1"}}).code, 0);
+    fs::remove(node.area("root/etc/release"));
+    write("etc/release", "changed");
+    ASSERT_EQ(node.add({{"os", "1"}}).code, QXA::kTemConflict);
+    ASSERT_EQ(node.add({{"os", "1"}}, true).code, 0);
+    EXPECT_EQ(read("etc/release"), "////os/1/root/etc/release");
+    ASSERT_EQ(node.rm({{"os", ""}}).code, 0);
+    EXPECT_EQ(read("etc/release"), "changed");
+}
+
+TEST_F(TemArea, VersionMayEndAsAFileBesideDoes) {
+    install("new.tar", Package().manifest(appManifest("app", "2.new")).file("root/beta", "b"));
+    ASSERT_EQ(node.add({{"os", "1"}}).code, 0);
+    const std::string before = root();
+    ASSERT_EQ(node.add({{"app", "2.new"}}).code, 0);
+    ASSERT_EQ(node.rm({{"app", ""}}).code, 0);
+    EXPECT_EQ(root(), before);
+}
+
 TEST_F(TemArea, OlderVersionNeedsForce) {
     node.installOs("2");
     ASSERT_EQ(node.add({{"os", "2"}}).code, 0);

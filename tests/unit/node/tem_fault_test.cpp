@@ -32,6 +32,8 @@ struct Scenario {
     const char* name;
     std::function<void(const Node&)> prepare;
     std::function<std::vector<std::string>(const Node&)> words;  // operation, eid, words
+
+    friend void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name; }
 };
 
 std::string eid() {
@@ -57,7 +59,8 @@ std::vector<Scenario> scenarios() {
     };
     const auto container = [=](const Node& node) {
         templates(node);
-        node.makeContainer();
+        // The list of templates may name one of the other technology, too.
+        node.makeContainer("TEMPLATES=\".kr\"\n");
         std::ofstream(node.area("root/own")) << "own";
         fs::create_directories(node.area("root/etc"));
         std::ofstream(node.area("root/etc/release")) << "own release";
@@ -94,6 +97,17 @@ std::vector<Scenario> scenarios() {
              return std::vector<std::string>{"add", eid()};
          }},
         {"AddAgain", filled,
+         [](const Node&) {
+             return std::vector<std::string>{"add", eid(), "app/1"};
+         }},
+        {"AddAgainOverAChangedFile",
+         [=](const Node& node) {
+             container(node);
+             fs::remove(node.area("VERSION"));
+             EXPECT_EQ(node.add({{"os", "1"}, {"app", "1"}}, true).code, 0);
+             fs::remove(node.area("root/etc/app.conf"));
+             std::ofstream(node.area("root/etc/app.conf")) << "changed";
+         },
          [](const Node&) {
              return std::vector<std::string>{"add", eid(), "app/1"};
          }},
