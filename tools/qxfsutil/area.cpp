@@ -25,14 +25,10 @@ struct CloseDirectory {
 
 /// Content of a sticky regular file, of which at most 4096 bytes count.
 bool readShortcut(int directory, const std::string& name, std::string& text) {
-    const int descriptor =
-        openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        return false;
-    }
+    const qxfs::FileDescriptor file(
+        openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     std::array<char, qxfs::kLinkTextMax> buffer;
-    const auto got = read(descriptor, buffer.data(), buffer.size());
-    close(descriptor);
+    const auto got = file.valid() ? read(file.get(), buffer.data(), buffer.size()) : -1;
     if (got < 0) {
         return false;
     }
@@ -66,14 +62,11 @@ void readLink(int directory, DirectoryItem& item) {
 
 }  // namespace
 
-int openDirectory(const Area& area, const std::string& inside) {
-    const qxfs::FileDescriptor root(open(area.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    return root.valid() ? openBelow(root.get(), inside.substr(1), O_RDONLY | O_DIRECTORY).release()
-                        : -1;
-}
-
-bool isMagic(const std::string& text) {
-    return text.starts_with("////");
+qxfs::FileDescriptor openDirectory(const Area& area, const std::string& inside) {
+    const qxfs::FileDescriptor root(
+        open(area.root.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return root.valid() ? openBelow(root.get(), inside.substr(1), O_RDONLY | O_DIRECTORY)
+                        : qxfs::FileDescriptor();
 }
 
 std::string joined(const std::string& inside, const std::string& name) {
@@ -125,16 +118,15 @@ const DirectoryItem* DirectoryListing::find(const std::string& name) const {
 }
 
 int readDirectory(const Area& area, const std::string& inside, DirectoryListing& listing) {
-    const int descriptor = openDirectory(area, inside);
-    if (descriptor < 0) {
+    auto directory = openDirectory(area, inside);
+    if (!directory.valid()) {
         return errno;
     }
-    const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(descriptor));
+    const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(directory.get()));
     if (stream == nullptr) {
-        const int failure = errno;
-        close(descriptor);
-        return failure;
+        return errno;
     }
+    const int descriptor = directory.release();
     if (fstat(descriptor, &listing.info) != 0) {
         return errno;
     }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "src/file_descriptor.h"
+
 namespace qxfsutil {
 
 struct Area {
@@ -57,8 +59,8 @@ struct DirectoryListing {
 int readDirectory(const Area& area, const std::string& inside, DirectoryListing& listing);
 
 /// Opens a directory below the area's root; no component may be a link, so that a planted one
-/// cannot lead out of the area. @return the descriptor, or -1 with errno set.
-int openDirectory(const Area& area, const std::string& inside);
+/// cannot lead out of the area. Invalid with errno when that fails.
+qxfs::FileDescriptor openDirectory(const Area& area, const std::string& inside);
 
 /// The path of `name` in the directory `inside`.
 std::string joined(const std::string& inside, const std::string& name);

@@ -10,6 +10,7 @@
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/processes.h"
+#include "tools/qxfsutil/lost_files.h"
 #include "tools/qxfsutil/report.h"
 #include "tools/qxfsutil/undo.h"
 #include "tools/qxfsutil/usage.h"

@@ -6,7 +6,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
+
+#include "src/qxfsutil.h"
 
 namespace qxfsutil {
 
@@ -17,6 +21,22 @@ qxfs::FileDescriptor openBelow(int directory, const std::string& path, int flags
     const char* relative = path.empty() ? "." : path.c_str();
     return qxfs::FileDescriptor(
         static_cast<int>(syscall(SYS_openat2, directory, relative, &how, sizeof how)));
+}
+
+qxfs::FileDescriptor makeBelow(int directory, const std::string& path, mode_t mode) {
+    constexpr int kDirectory = O_RDONLY | O_DIRECTORY;
+    auto reached = openBelow(directory, "", kDirectory);
+    std::size_t start = 0;
+    while (reached.valid() && start < path.size()) {
+        const auto end = std::min(path.find('/', start), path.size());
+        const auto name = path.substr(start, end - start);
+        start = end + 1;
+        if (mkdirat(reached.get(), name.c_str(), mode) != 0 && errno != EEXIST) {
+            return qxfs::FileDescriptor();
+        }
+        reached = openBelow(reached.get(), name, kDirectory);
+    }
+    return reached;
 }
 
 Place placeBelow(int root, const std::string& area, const std::string& path) {
@@ -40,6 +60,22 @@ Place placeBelow(int root, const std::string& area, const std::string& path) {
         slash <= area.size() ? "" : path.substr(area.size() + 1, slash - area.size() - 1);
     place.directory = openBelow(root, above, O_RDONLY | O_DIRECTORY);
     return place;
+}
+
+std::string reasonBelow() {
+    return errno == ELOOP || errno == EXDEV ? "the path leads out of the area"
+                                            : std::strerror(errno);
+}
+
+// Where the directory that the process started in cannot be looked at, there is no way back to it,
+// and no relative path that anything could have meant.
+WorkingDirectory::WorkingDirectory(int directory)
+    : m_before(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)), m_entered(fchdir(directory) == 0) {}
+
+WorkingDirectory::~WorkingDirectory() {
+    if (m_entered && m_before.valid() && fchdir(m_before.get()) != 0) {
+        werror(errno, "can't return to the working directory");
+    }
 }
 
 }  // namespace qxfsutil

@@ -1,6 +1,8 @@
 // Opening what lies below an area, whose owner may have planted links that lead out of it.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "src/file_descriptor.h"
@@ -10,6 +12,10 @@ namespace qxfsutil {
 /// Opens a path below `directory` ("" or "." is the directory itself). Invalid with errno: ELOOP
 /// where any component is a link, EXDEV where the path leads out.
 qxfs::FileDescriptor openBelow(int directory, const std::string& path, int flags);
+
+/// Opens a directory below `directory`, making what of its path is missing. Invalid with errno, as
+/// openBelow().
+qxfs::FileDescriptor makeBelow(int directory, const std::string& path, mode_t mode);
 
 /// A name and the directory that holds it, opened.
 struct Place {
@@ -21,5 +27,25 @@ struct Place {
 /// The directory is invalid with errno when it cannot be opened; EXDEV for a path that is not below
 /// the area or leads out of it.
 Place placeBelow(int root, const std::string& area, const std::string& path);
+
+/// The reason that errno gives when something below an area could not be opened.
+std::string reasonBelow();
+
+/// Works in an opened directory for as long as it lives, and goes back to where it was. For what
+/// the library does only in the working directory.
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(int directory);
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+    ~WorkingDirectory();
+
+    /// False with errno, right after the construction, when the directory could not be entered.
+    [[nodiscard]] bool entered() const { return m_entered; }
+
+private:
+    qxfs::FileDescriptor m_before;
+    bool m_entered;
+};
 
 }  // namespace qxfsutil

@@ -18,19 +18,11 @@
 
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/confined.h"
+#include "tools/qxfsutil/lost_files.h"
 
 namespace qxfsutil {
 
 namespace {
-
-constexpr int kAnswerIgnore = 1;
-constexpr int kAnswerMove = 2;
-constexpr int kAnswerRemove = 3;
-constexpr int kAnswerYes = 3;
-
-std::string directoryOf(const std::string& path) {
-    return path.substr(0, path.rfind('/'));
-}
 
 /// Findings whose repair is a change of the directory's index.
 bool isIndexFinding(FindingCode code) {
@@ -58,15 +50,14 @@ Disposal askFor(const Finding& finding) {
     const auto& kind = kindOf(finding.code);
     const auto question = describe(finding) + "\n  " + kind.repair + " ";
     if (kind.question == Question::approve) {
-        return ask_approve(question.c_str(), kAnswerYes) == kAnswerYes ? Disposal::repair
-                                                                       : Disposal::leave;
+        const int answer = ask_approve(question.c_str(), QXFS_ANSWER_YES);
+        return answer == QXFS_ANSWER_YES ? Disposal::repair : Disposal::leave;
     }
-    switch (ask_proc(question.c_str(), kAnswerMove)) {
-        case kAnswerMove:
+    switch (ask_proc(question.c_str(), QXFS_ANSWER_MOVE)) {
+        case QXFS_ANSWER_MOVE:
             return Disposal::moveAside;
-        case kAnswerRemove:
+        case QXFS_ANSWER_REMOVE:
             return Disposal::remove;
-        case kAnswerIgnore:
         default:
             return Disposal::leave;
     }
@@ -89,35 +80,62 @@ Disposal decide(RepairMode mode, const Finding& finding) {
 }
 
 std::vector<std::string> DirectoryRepair::run(RepairMode mode) {
-    std::vector<std::pair<DirectoryFinding*, Disposal>> later;
-    if (m_check.index.has_value()) {
-        m_dropped.assign(m_check.index->entries.size(), false);
-        m_entries = m_check.index->entries;
+    const auto decisions = decideAll(mode);
+    if (decisions.empty()) {
+        return {};
     }
-    for (auto& found : m_check.findings) {
-        const auto disposal = decide(mode, found.finding);
-        if (disposal == Disposal::leave) {
-            continue;
-        }
-        if (found.finding.code == FindingCode::temporaryLeft) {
-            // Its place is wanted for the new index.
-            removeItem(found);
-        } else if (disposal == Disposal::moveAside || disposal == Disposal::remove) {
-            disposal == Disposal::moveAside ? moveAside(found) : removeItem(found);
-        } else if (isIndexFinding(found.finding.code)) {
-            planEntry(found, disposal);
-        } else {
-            later.emplace_back(&found, disposal);
-        }
+    m_directory = openDirectory(m_area, m_check.path);
+    if (!m_directory.valid()) {
+        fail("open", ".");
+        return std::move(m_failures);
     }
-    writeIndex();
-    for (const auto& [found, disposal] : later) {
-        repairItem(*found, disposal);
+    const WorkingDirectory here(m_directory.get());
+    if (here.entered()) {
+        repairAll(decisions);
+    } else {
+        fail("work in", ".");
     }
     return std::move(m_failures);
 }
 
-void DirectoryRepair::planEntry(DirectoryFinding& found, Disposal /*disposal*/) {
+std::vector<DirectoryRepair::Decision> DirectoryRepair::decideAll(RepairMode mode) {
+    std::vector<Decision> decisions;
+    for (auto& found : m_check.findings) {
+        const auto disposal = decide(mode, found.finding);
+        if (disposal != Disposal::leave) {
+            decisions.push_back({&found, disposal});
+        }
+    }
+    return decisions;
+}
+
+void DirectoryRepair::repairAll(const std::vector<Decision>& decisions) {
+    if (m_check.index.has_value()) {
+        m_dropped.assign(m_check.index->entries.size(), false);
+        m_entries = m_check.index->entries;
+    }
+    std::vector<DirectoryFinding*> later;
+    for (const auto& [found, disposal] : decisions) {
+        if (found->finding.code == FindingCode::temporaryLeft) {
+            // Its place is wanted for the new index.
+            removeItem(*found);
+        } else if (disposal == Disposal::moveAside) {
+            moveAside(*found);
+        } else if (disposal == Disposal::remove) {
+            removeItem(*found);
+        } else if (isIndexFinding(found->finding.code)) {
+            planEntry(*found);
+        } else {
+            later.push_back(found);
+        }
+    }
+    writeIndex();
+    for (auto* found : later) {
+        repairItem(*found);
+    }
+}
+
+void DirectoryRepair::planEntry(DirectoryFinding& found) {
     using enum FindingCode;
     m_rewrite = true;
     m_byIndex.push_back(&found);
@@ -136,24 +154,13 @@ void DirectoryRepair::planEntry(DirectoryFinding& found, Disposal /*disposal*/) 
             m_dropped[place] = true;
             break;
         case templateTypeChanged:
-        case templateInodeChanged: {
-            auto& entry = m_entries[place];
-            const auto state = lookUpTemplate(m_area, *entry.link + "/" + entry.name);
-            entry.type = qxfs::entry_type(state.info.st_mode);
-            entry.ino = templateTag(state.info);
+        case templateInodeChanged:
+            takeTemplateState(m_entries[place]);
             break;
-        }
         case entryTypeChanged:
-        case entryInodeChanged: {
-            auto& entry = m_entries[place];
-            struct stat info {};
-            const auto path = m_area.absolute(m_check.path) + "/" + entry.name;
-            if (lstat(path.c_str(), &info) == 0) {
-                entry.type = qxfs::entry_type(info.st_mode);
-                entry.ino = ownTag(info);
-            }
+        case entryInodeChanged:
+            takeOwnState(m_entries[place]);
             break;
-        }
         case nameNotIndexed:
             if (const auto entry = item == nullptr ? entryOfDots(found.name) : entryOf(*item)) {
                 m_entries.push_back(*entry);
@@ -165,6 +172,25 @@ void DirectoryRepair::planEntry(DirectoryFinding& found, Disposal /*disposal*/) 
     }
 }
 
+void DirectoryRepair::takeTemplateState(IndexEntry& entry) {
+    const auto state = lookUpTemplate(m_area, *entry.link + "/" + entry.name);
+    entry.type = qxfs::entry_type(state.info.st_mode);
+    entry.ino = templateTag(state.info);
+}
+
+void DirectoryRepair::takeOwnState(IndexEntry& entry) {
+    struct stat info {};
+    if (lstat(entry.name.c_str(), &info) == 0) {
+        entry.type = qxfs::entry_type(info.st_mode);
+        entry.ino = ownTag(info);
+    }
+}
+
+bool DirectoryRepair::hasEntry(const std::string& name) const {
+    return std::any_of(m_entries.begin(), m_entries.end(),
+                       [&](const IndexEntry& entry) { return entry.name == name; });
+}
+
 /// A damaged name is found again by the inode tag, which is that of the template file.
 void DirectoryRepair::recoverOrDrop(std::size_t place) {
     auto& entry = m_entries[place];
@@ -174,9 +200,7 @@ void DirectoryRepair::recoverOrDrop(std::size_t place) {
          std::filesystem::directory_iterator(m_area.templateFile(*entry.link), failure)) {
         const auto name = candidate.path().filename().string();
         const auto state = lookUpTemplate(m_area, *entry.link + "/" + name);
-        const bool taken = std::any_of(m_entries.begin(), m_entries.end(),
-                                       [&](const IndexEntry& other) { return other.name == name; });
-        if (state.exists && templateTag(state.info) == entry.ino && !taken &&
+        if (state.exists && templateTag(state.info) == entry.ino && !hasEntry(name) &&
             m_check.listing.find(name) == nullptr) {
             entry.name = name;
             entry.type = qxfs::entry_type(state.info.st_mode);
@@ -213,8 +237,7 @@ std::optional<IndexEntry> DirectoryRepair::entryOf(const DirectoryItem& item) co
 std::optional<IndexEntry> DirectoryRepair::entryOfDots(const std::string& dots) const {
     DirectoryItem item;
     item.name = dots;
-    const auto path = m_area.absolute(m_check.path) + "/" + dots;
-    return lstat(path.c_str(), &item.info) == 0 ? entryOf(item) : std::nullopt;
+    return lstat(dots.c_str(), &item.info) == 0 ? entryOf(item) : std::nullopt;
 }
 
 void DirectoryRepair::rebuildIndex() {
@@ -231,24 +254,25 @@ void DirectoryRepair::rebuildIndex() {
             m_entries.push_back(*entry);
         }
     }
+    addSalvaged();
+    m_dropped.assign(m_entries.size(), false);
+}
+
+void DirectoryRepair::addSalvaged() {
     std::string bytes;
-    if (!readFile(m_area.absolute(joined(m_check.path, kIndexName)), kMaxRecordedContent, bytes)) {
-        fail("read", joined(m_check.path, kIndexName));
+    if (!readFile(kIndexName, kMaxRecordedContent, bytes)) {
+        fail("read", kIndexName);
     }
     for (auto& entry : salvageEntries(bytes)) {
         const auto state = m_area.looksAtTemplates()
                                ? lookUpTemplate(m_area, *entry.link + "/" + entry.name)
                                : TemplateState{};
-        const bool known =
-            std::any_of(m_entries.begin(), m_entries.end(),
-                        [&](const IndexEntry& other) { return other.name == entry.name; });
-        if (state.exists && !known) {
+        if (state.exists && !hasEntry(entry.name)) {
             entry.type = qxfs::entry_type(state.info.st_mode);
             entry.ino = templateTag(state.info);
             m_entries.push_back(std::move(entry));
         }
     }
-    m_dropped.assign(m_entries.size(), false);
 }
 
 void DirectoryRepair::writeIndex() {
@@ -261,13 +285,12 @@ void DirectoryRepair::writeIndex() {
             kept.push_back(m_entries[place]);
         }
     }
-    const auto directory = m_area.absolute(m_check.path);
-    std::string error;
-    if (!record(directory + "/" + kIndexName, true)) {
+    if (!record(kIndexName, true)) {
         return;
     }
-    if (!replaceIndex(directory, kept, error)) {
-        m_failures.push_back(error);
+    std::string error;
+    if (!replaceIndex(".", kept, error)) {
+        m_failures.push_back(m_area.absolute(m_check.path) + ": " + error);
         return;
     }
     for (auto* found : m_byIndex) {
@@ -275,7 +298,7 @@ void DirectoryRepair::writeIndex() {
     }
 }
 
-void DirectoryRepair::repairItem(DirectoryFinding& found, Disposal /*disposal*/) {
+void DirectoryRepair::repairItem(DirectoryFinding& found) {
     using enum FindingCode;
     switch (found.finding.code) {
         case markMissing:
@@ -313,19 +336,17 @@ void DirectoryRepair::dropEntriesOf(const std::string& name) {
 }
 
 void DirectoryRepair::removeItem(DirectoryFinding& found) {
-    const auto path = m_area.absolute(joined(m_check.path, found.name));
     const auto* item = m_check.listing.find(found.name);
-    if (item != nullptr &&
-        (item->isDirectory() || !(S_ISREG(item->info.st_mode) || item->isSymlink()))) {
+    if (item != nullptr && !S_ISREG(item->info.st_mode) && !item->isSymlink()) {
         // What a record cannot bring back is moved aside instead.
         moveAside(found);
         return;
     }
-    if (!record(path, true)) {
+    if (!record(found.name, true)) {
         return;
     }
-    if (unlink(path.c_str()) != 0) {
-        fail("remove", path);
+    if (unlink(found.name.c_str()) != 0) {
+        fail("remove", found.name);
         return;
     }
     found.finding.repaired = true;
@@ -333,37 +354,9 @@ void DirectoryRepair::removeItem(DirectoryFinding& found) {
 }
 
 void DirectoryRepair::moveAside(DirectoryFinding& found) {
-    const auto inside = joined(m_check.path, found.name).substr(1);
-    UndoStep step;
-    step.kind = UndoStep::Kind::move;
-    step.path = m_area.absolute("/" + inside);
-    const auto subdir = m_area.root.substr(m_area.privateDir.size());
-    const auto lost = m_area.privateDir + "/lost_files";
-    step.movedTo = lost + subdir + "/" + inside;
-    struct stat info {};
-    if (lstat(step.movedTo.c_str(), &info) == 0) {
-        m_failures.push_back("'" + step.movedTo + "' is there already");
-        return;
-    }
-    for (auto slash = lost.size(); slash != std::string::npos;
-         slash = step.movedTo.find('/', slash + 1)) {
-        const auto prefix = step.movedTo.substr(0, slash);
-        if (lstat(prefix.c_str(), &info) != 0) {
-            step.madeDirectories.push_back(prefix);
-        }
-    }
-    // Making lost_files changes the private area's own times.
-    UndoStep area;
-    area.path = m_area.privateDir;
-    if (!readState(area.path, false, area.state) || !readState(step.path, false, step.state) ||
-        !readState(directoryOf(step.path), false, step.parent) || !m_undo.add(area) ||
-        !m_undo.add(step)) {
-        fail("record the state of", step.path);
-        return;
-    }
-    priv_dir = m_area.privateDir.c_str();
-    if (subdir.empty() || move_item_to_lost(inside.c_str(), subdir.substr(1).c_str()) != 0) {
-        fail("move aside", step.path);
+    std::string error;
+    if (!moveToLost(m_area, joined(m_check.path, found.name), m_directory.get(), m_undo, error)) {
+        m_failures.push_back(error);
         return;
     }
     found.finding.repaired = true;
@@ -371,13 +364,13 @@ void DirectoryRepair::moveAside(DirectoryFinding& found) {
 }
 
 void DirectoryRepair::setMark(DirectoryFinding& found, bool marked) {
-    const auto path = m_area.absolute(m_check.path);
-    if (!record(path, false)) {
+    if (!record(".", false)) {
         return;
     }
-    const auto bits = m_check.listing.info.st_mode & 07777;
-    if (chmod(path.c_str(), marked ? bits | S_ISUID : bits & ~static_cast<mode_t>(S_ISUID)) != 0) {
-        fail("change the mode of", path);
+    const auto bits = m_check.listing.info.st_mode & qxfs::kPermissionMask;
+    if (fchmod(m_directory.get(), marked ? bits | qxfs::kIndexedBit : bits & ~qxfs::kIndexedBit) !=
+        0) {
+        fail("change the mode of", ".");
         return;
     }
     found.finding.repaired = true;
@@ -385,9 +378,8 @@ void DirectoryRepair::setMark(DirectoryFinding& found, bool marked) {
 
 void DirectoryRepair::setAttributes(DirectoryFinding& found) {
     const auto* item = m_check.listing.find(found.name);
-    const auto path = m_area.absolute(joined(m_check.path, found.name));
     auto state = lookUpTemplate(m_area, item->link);
-    if (!state.exists || !record(path, true)) {
+    if (!state.exists || !record(found.name, true)) {
         return;
     }
     if (!item->isSymlink()) {
@@ -395,53 +387,29 @@ void DirectoryRepair::setAttributes(DirectoryFinding& found) {
     }
     state.info.st_atim = item->info.st_atim;
     state.info.st_mtim = item->info.st_mtim;
-    if (set_attr(path.c_str(), &state.info) != 0) {
-        fail("set the attributes of", path);
+    if (set_attr(found.name.c_str(), &state.info) != 0) {
+        fail("set the attributes of", found.name);
         return;
     }
     found.finding.repaired = true;
 }
 
-bool DirectoryRepair::record(const std::string& path, bool withContent) {
+bool DirectoryRepair::record(const std::string& name, bool withContent) {
+    const bool itself = name == ".";
     UndoStep step;
-    step.path = path;
-    if (readState(path, withContent, step.state) &&
-        readState(directoryOf(path), false, step.parent) && m_undo.add(step)) {
+    step.path = m_area.absolute(itself ? m_check.path : joined(m_check.path, name));
+    if (readState(m_directory.get(), name, withContent, step.state) &&
+        readState(m_directory.get(), itself ? ".." : ".", false, step.parent) && m_undo.add(step)) {
         return true;
     }
-    fail("record the state of", path);
+    fail("record the state of", name);
     return false;
 }
 
-void DirectoryRepair::fail(const std::string& what, const std::string& path) {
-    m_failures.push_back("can't " + what + " '" + path + "': " + std::strerror(errno));
-}
-
-bool restoreLost(const Area& area, const std::string& inside, std::string& error) {
-    const auto relative = inside.starts_with('/') ? inside : "/" + inside;
-    if ((relative + "/").find("/../") != std::string::npos) {
-        error = "'" + inside + "' leads out of the area";
-        return false;
-    }
-    const auto subdir = area.root.substr(area.privateDir.size());
-    const auto lost = area.privateDir + "/lost_files" + subdir + relative;
-    const auto place = area.absolute(relative);
-    const qxfs::FileDescriptor top(open(area.privateDir.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const auto to = placeBelow(top.get(), area.privateDir, place);
-    struct stat info {};
-    if (to.directory.valid() &&
-        fstatat(to.directory.get(), to.name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
-        error = "'" + place + "' is there again; remove or move it first";
-        return false;
-    }
-    const auto from = to.directory.valid() ? placeBelow(top.get(), area.privateDir, lost) : Place();
-    if (!from.directory.valid() ||
-        renameat2(from.directory.get(), from.name.c_str(), to.directory.get(), to.name.c_str(),
-                  RENAME_NOREPLACE) != 0) {
-        error = "can't move '" + lost + "' back: " + std::strerror(errno);
-        return false;
-    }
-    return true;
+/// @param name in the directory; "." is the directory itself.
+void DirectoryRepair::fail(const std::string& what, const std::string& name) {
+    const auto inside = name == "." ? m_check.path : joined(m_check.path, name);
+    m_failures.push_back("can't " + what + " '" + m_area.absolute(inside) + "': " + reasonBelow());
 }
 
 }  // namespace qxfsutil

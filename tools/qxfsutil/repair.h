@@ -28,7 +28,9 @@ enum class Disposal {
 /// Decides about a finding as the mode says; asks on the terminal when it says so.
 Disposal decide(RepairMode mode, const Finding& finding);
 
-/// Repairs the findings of one directory and marks those that were repaired.
+/// Repairs the findings of one directory and marks those that were repaired. Works in that
+/// directory, opened without following a link, so that one that was planted since the check leads
+/// nowhere.
 class DirectoryRepair {
 public:
     /// @param undo gets every change before it is made.
@@ -39,9 +41,19 @@ public:
     std::vector<std::string> run(RepairMode mode);
 
 private:
-    void repairItem(DirectoryFinding& found, Disposal disposal);
-    void planEntry(DirectoryFinding& found, Disposal disposal);
+    struct Decision {
+        DirectoryFinding* found;
+        Disposal disposal;
+    };
+
+    std::vector<Decision> decideAll(RepairMode mode);
+    void repairAll(const std::vector<Decision>& decisions);
+    void repairItem(DirectoryFinding& found);
+    void planEntry(DirectoryFinding& found);
+    void takeTemplateState(IndexEntry& entry);
+    static void takeOwnState(IndexEntry& entry);
     void rebuildIndex();
+    void addSalvaged();
     void writeIndex();
     void recoverOrDrop(std::size_t place);
     void dropEntriesOf(const std::string& name);
@@ -49,25 +61,23 @@ private:
     void moveAside(DirectoryFinding& found);
     void setMark(DirectoryFinding& found, bool marked);
     void setAttributes(DirectoryFinding& found);
-    bool record(const std::string& path, bool withContent);
-    void fail(const std::string& what, const std::string& path);
+    bool record(const std::string& name, bool withContent);
+    void fail(const std::string& what, const std::string& name);
 
     /// The entry that describes an item as it stands in place; none when no index can describe it.
     std::optional<IndexEntry> entryOf(const DirectoryItem& item) const;
     std::optional<IndexEntry> entryOfDots(const std::string& dots) const;
+    [[nodiscard]] bool hasEntry(const std::string& name) const;
 
     const Area& m_area;
     DirectoryCheck& m_check;
     UndoRecord& m_undo;
+    qxfs::FileDescriptor m_directory;   ///< the directory, and the working directory of a run
     std::vector<IndexEntry> m_entries;  ///< of the new index
     std::vector<bool> m_dropped;        ///< entries of the old index that the new one leaves out
     std::vector<DirectoryFinding*> m_byIndex;  ///< repaired once the new index is in its place
     bool m_rewrite = false;
     std::vector<std::string> m_failures;
 };
-
-/// Moves an item of lost_files back to where it came from. @return false with the reason in
-/// `error`.
-bool restoreLost(const Area& area, const std::string& inside, std::string& error);
 
 }  // namespace qxfsutil

@@ -43,9 +43,7 @@ public:
 
 private:
     bool failed(const char* what, const std::string& path) {
-        const char* reason = errno == ELOOP || errno == EXDEV ? "the path leads out of the area"
-                                                              : std::strerror(errno);
-        m_error = std::string("can't ") + what + " '" + path + "': " + reason;
+        m_error = std::string("can't ") + what + " '" + path + "': " + reasonBelow();
         return false;
     }
 

@@ -7,8 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <climits>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -39,7 +40,12 @@ std::string bytesOf(const std::string& hex) {
     std::string bytes;
     bytes.reserve(hex.size() / 2);
     for (std::size_t i = 0; i < hex.size(); i += 2) {
-        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+        unsigned char byte = 0;
+        const auto [end, failure] = std::from_chars(&hex[i], &hex[i] + 2, byte, 16);
+        if (failure != std::errc() || end != &hex[i] + 2) {
+            throw std::invalid_argument("something else than hexadecimal digits");
+        }
+        bytes += static_cast<char>(byte);
     }
     return bytes;
 }
@@ -106,38 +112,30 @@ UndoStep stepOf(const Json& json) {
     return step;
 }
 
-bool writeAll(int descriptor, const std::string& text) {
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const auto written = ::write(descriptor, text.data() + done, text.size() - done);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        done += static_cast<std::size_t>(written);
-    }
-    return true;
+bool writeLine(int descriptor, const Json& json) {
+    const auto line = json.dump() + '\n';
+    return qxfs::write_all(descriptor, line.data(), line.size());
 }
 
-bool readContent(const std::string& path, std::uint64_t size, std::string& content) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        return false;
-    }
+bool readContent(int directory, const std::string& name, std::uint64_t size, std::string& content) {
+    const qxfs::FileDescriptor file(
+        openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     content.resize(size);
     std::size_t done = 0;
-    ssize_t got = 1;
+    ssize_t got = file.valid() ? 1 : -1;
     while (done < content.size() && got > 0) {
-        got = ::read(descriptor, content.data() + done, content.size() - done);
+        got = ::read(file.get(), content.data() + done, content.size() - done);
         done += got > 0 ? static_cast<std::size_t>(got) : 0;
     }
-    const int failure = errno;
-    close(descriptor);
-    errno = failure;
     content.resize(done);
     return got >= 0;
+}
+
+bool readTarget(int directory, const std::string& name, std::string& target) {
+    target.resize(PATH_MAX);
+    const auto length = readlinkat(directory, name.c_str(), target.data(), target.size());
+    target.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    return length >= 0;
 }
 
 bool failed(const std::string& what, const std::string& path, std::string& error) {
@@ -147,10 +145,10 @@ bool failed(const std::string& what, const std::string& path, std::string& error
 
 }  // namespace
 
-bool readState(const std::string& path, bool withContent, PathState& state) {
+bool readState(int directory, const std::string& name, bool withContent, PathState& state) {
     state = {};
     struct stat info {};
-    if (lstat(path.c_str(), &info) != 0) {
+    if (fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
         return errno == ENOENT;
     }
     state.mode = info.st_mode;
@@ -159,45 +157,36 @@ bool readState(const std::string& path, bool withContent, PathState& state) {
     state.accessed = info.st_atim;
     state.modified = info.st_mtim;
     state.kind = PathState::Kind::other;
-    if (!withContent) {
-        return true;
-    }
-    const auto size = static_cast<std::uint64_t>(info.st_size);
-    if (S_ISLNK(info.st_mode)) {
+    if (withContent && S_ISLNK(info.st_mode)) {
         state.kind = PathState::Kind::symlink;
-        state.content = std::filesystem::read_symlink(path).string();
-        return true;
+        return readTarget(directory, name, state.content);
     }
-    if (!S_ISREG(info.st_mode)) {
+    if (!withContent || !S_ISREG(info.st_mode)) {
         return true;
     }
     state.kind = PathState::Kind::regular;
+    const auto size = static_cast<std::uint64_t>(info.st_size);
     if (size > kMaxRecordedContent) {
         errno = EFBIG;
         return false;
     }
-    return readContent(path, size, state.content);
-}
-
-UndoRecord::~UndoRecord() {
-    if (m_descriptor >= 0) {
-        close(m_descriptor);
-    }
+    return readContent(directory, name, size, state.content);
 }
 
 bool UndoRecord::open(const std::string& file, const std::string& area, std::string& error) {
-    m_descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    m_descriptor = qxfs::FileDescriptor(
+        ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     m_file = file;
-    if (m_descriptor < 0) {
+    if (!m_descriptor.valid()) {
         return failed("create the undo record", file, error);
     }
-    return writeAll(m_descriptor, Json{{"area", hexOf(area)}}.dump() + '\n') ||
+    return writeLine(m_descriptor.get(), {{"area", hexOf(area)}}) ||
            failed("write the undo record", file, error);
 }
 
 bool UndoRecord::add(const UndoStep& step) {
-    return m_descriptor < 0 ||
-           (writeAll(m_descriptor, stepJson(step).dump() + '\n') && fdatasync(m_descriptor) == 0);
+    return !m_descriptor.valid() ||
+           (writeLine(m_descriptor.get(), stepJson(step)) && fdatasync(m_descriptor.get()) == 0);
 }
 
 bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error) {

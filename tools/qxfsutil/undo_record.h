@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "src/file_descriptor.h"
+
 namespace qxfsutil {
 
 /// What a path was before a change.
@@ -43,22 +45,18 @@ struct UndoStep {
 /// Largest file whose content goes into a record; bigger ones are moved aside, never changed.
 inline constexpr std::uint64_t kMaxRecordedContent = 256ULL << 20;
 
-/// Reads the state of a path without following links, its content when `withContent`.
-/// @return false with errno set when it cannot be read or is too large.
-bool readState(const std::string& path, bool withContent, PathState& state);
+/// Reads the state of a name in an opened directory ("." is the directory itself), its content when
+/// `withContent`. Follows no link. @return false with errno set when it cannot be read or is too
+/// large.
+bool readState(int directory, const std::string& name, bool withContent, PathState& state);
 
 /// Appends steps to a record.
 class UndoRecord {
 public:
-    UndoRecord() = default;
-    UndoRecord(const UndoRecord&) = delete;
-    UndoRecord& operator=(const UndoRecord&) = delete;
-    ~UndoRecord();
-
     /// Opens `file`, which must not exist yet, for changes below the directory `area` (absolute).
     /// @return false with the reason in `error`.
     bool open(const std::string& file, const std::string& area, std::string& error);
-    [[nodiscard]] bool isOpen() const { return m_descriptor >= 0; }
+    [[nodiscard]] bool isOpen() const { return m_descriptor.valid(); }
     [[nodiscard]] const std::string& file() const { return m_file; }
 
     /// Writes a step and flushes it. Without an open record nothing is written.
@@ -66,7 +64,7 @@ public:
     bool add(const UndoStep& step);
 
 private:
-    int m_descriptor = -1;
+    qxfs::FileDescriptor m_descriptor;
     std::string m_file;
 };
 

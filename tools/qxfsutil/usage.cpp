@@ -3,11 +3,12 @@
 
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
+#include <cstdio>
 
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/check_area.h"
+#include "tools/qxfsutil/confined.h"
 
 namespace qxfsutil {
 
@@ -29,16 +30,12 @@ void collectDirectory(const Area& area, const DirectoryCheck& check, std::set<st
     }
 }
 
-std::string failure(const std::string& what, const std::string& path) {
-    return "can't " + what + " '" + path + "': " + std::strerror(errno);
-}
-
-/// Puts a symbolic link with another target in the place of one, beside it first.
-bool replaceSymlink(const std::string& path, const std::string& target, const struct stat& info) {
-    const auto fresh = path + ".~new";
-    unlink(fresh.c_str());
-    return symlink(target.c_str(), fresh.c_str()) == 0 && set_attr(fresh.c_str(), &info) == 0 &&
-           rename(fresh.c_str(), path.c_str()) == 0;
+/// Puts a symbolic link with another target in the place of one, made beside it first: under the
+/// name that a check knows as left over.
+bool replaceSymlink(const std::string& name, const std::string& target, const struct stat& info) {
+    unlink(kNewIndexName);
+    return symlink(target.c_str(), kNewIndexName) == 0 && set_attr(kNewIndexName, &info) == 0 &&
+           rename(kNewIndexName, name.c_str()) == 0;
 }
 
 class Cloner {
@@ -47,13 +44,37 @@ public:
         : m_area(area), m_oldId(oldId), m_newId(newId) {}
 
     void visit(const DirectoryCheck& check) {
+        std::vector<const DirectoryItem*> links;
         for (const auto& item : check.listing.items) {
-            if (item.isLink()) {
-                cloneLink(check.path, item);
+            if (item.isLink() && isConcerned(item.link)) {
+                links.push_back(&item);
             }
         }
-        if (check.index.has_value() && check.index->sound) {
-            cloneIndex(check);
+        const bool indexConcerned =
+            check.index.has_value() && check.index->sound &&
+            std::any_of(check.index->entries.begin(), check.index->entries.end(),
+                        [&](const IndexEntry& entry) {
+                            return entry.link.has_value() && isConcerned(*entry.link);
+                        });
+        if (links.empty() && !indexConcerned) {
+            return;
+        }
+        // A link that was planted since the directory was read must not lead the changes elsewhere.
+        const auto directory = openDirectory(m_area, check.path);
+        if (!directory.valid()) {
+            fail("open the directory", m_area.absolute(check.path));
+            return;
+        }
+        const WorkingDirectory here(directory.get());
+        if (!here.entered()) {
+            fail("work in the directory", m_area.absolute(check.path));
+            return;
+        }
+        for (const auto* item : links) {
+            cloneLink(check.path, *item);
+        }
+        if (indexConcerned) {
+            cloneIndex(check.path);
         }
     }
 
@@ -64,46 +85,37 @@ private:
     bool rewrite(std::string& link) const {
         return correct_magic_uuid(link.data(), m_oldId.c_str(), m_newId.c_str()) == 1;
     }
+    [[nodiscard]] bool isConcerned(std::string link) const { return rewrite(link); }
+
+    void fail(const std::string& what, const std::string& path) {
+        failures.push_back("can't " + what + " '" + path + "': " + reasonBelow());
+    }
 
     void cloneLink(const std::string& directory, const DirectoryItem& item) {
         auto text = item.link;
-        if (!rewrite(text)) {
-            return;
-        }
-        const auto path = m_area.absolute(joined(directory, item.name));
-        const bool done = item.isSymlink() ? replaceSymlink(path, text, item.info)
-                                           : make_shortcut(path.c_str(), text.data(), text.size(),
-                                                           &item.info) == 0;
+        rewrite(text);
+        const bool done = item.isSymlink() ? replaceSymlink(item.name, text, item.info)
+                                           : make_shortcut(item.name.c_str(), text.data(),
+                                                           text.size(), &item.info) == 0;
         if (done) {
             ++changed;
         } else {
-            failures.push_back(failure("rewrite the link", path));
+            fail("rewrite the link", m_area.absolute(joined(directory, item.name)));
         }
     }
 
-    void cloneIndex(const DirectoryCheck& check) {
-        const auto directory = m_area.absolute(check.path);
-        const auto place = directory + "/" + kIndexName;
-        const auto fresh = directory + "/" + kNewIndexName;
-        bool concerned = false;
-        for (const auto& entry : check.index->entries) {
-            auto link = entry.link.value_or("");
-            concerned = concerned || rewrite(link);
-        }
-        if (!concerned) {
-            return;
-        }
-        unlink(fresh.c_str());
+    void cloneIndex(const std::string& directory) {
+        unlink(kNewIndexName);
         struct stat info {};
-        if (lstat(place.c_str(), &info) == 0 &&
-            clone_dirindex(place.c_str(), fresh.c_str(), m_oldId.c_str(), m_newId.c_str()) == 0 &&
-            set_attr(fresh.c_str(), &info) == 0 && readIndexFile(fresh).sound &&
-            rename(fresh.c_str(), place.c_str()) == 0) {
+        if (lstat(kIndexName, &info) == 0 &&
+            clone_dirindex(kIndexName, kNewIndexName, m_oldId.c_str(), m_newId.c_str()) == 0 &&
+            set_attr(kNewIndexName, &info) == 0 && readIndexFile(kNewIndexName).sound &&
+            rename(kNewIndexName, kIndexName) == 0) {
             ++changed;
             return;
         }
-        failures.push_back(failure("rewrite the index", place));
-        unlink(fresh.c_str());
+        fail("rewrite the index", m_area.absolute(joined(directory, kIndexName)));
+        unlink(kNewIndexName);
     }
 
     const Area& m_area;

@@ -1,6 +1,7 @@
 // Undo records: written, read back, applied, and met damaged.
 #include "tools/qxfsutil/undo.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,7 +19,7 @@ protected:
     UndoStep stepFor(const std::string& path) {
         UndoStep step;
         step.path = path;
-        EXPECT_TRUE(readState(path, true, step.state));
+        EXPECT_TRUE(readState(AT_FDCWD, path, true, step.state));
         return step;
     }
 
@@ -116,6 +117,16 @@ TEST_F(Undo, refusesADamagedRecordNamingTheLine) {
     EXPECT_NE(std::string::npos, error.find(m_file + ":1: "));
 }
 
+TEST_F(Undo, refusesARecordWithOtherThanHexadecimalDigits) {
+    std::ofstream(m_file) << R"({"area": "2f+1"})" << '\n';
+    RecordedChanges changes;
+    std::string error;
+
+    EXPECT_FALSE(readRecord(m_file, changes, error));
+
+    EXPECT_NE(std::string::npos, error.find("hexadecimal digits"));
+}
+
 TEST_F(Undo, refusesARecordThatIsNotThere) {
     RecordedChanges changes;
     std::string error;
@@ -208,7 +219,7 @@ TEST_F(Undo, givesAttributesToNothingThatALinkStandsFor) {
     chmod(victim.c_str(), 0600);
     UndoStep step;
     step.path = m_folder.make_dir("area/d");
-    ASSERT_TRUE(readState(step.path, false, step.state));
+    ASSERT_TRUE(readState(AT_FDCWD, step.path, false, step.state));
     std::filesystem::remove(step.path);
     m_folder.make_link("area/d", "../outside");
 

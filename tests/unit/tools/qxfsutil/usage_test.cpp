@@ -145,6 +145,15 @@ TEST_F(CacheClone, keepsModeAndTimesOfAShortcut) {
     EXPECT_EQ(before.st_mtime, after.st_mtime);
 }
 
+TEST_F(CacheClone, leavesAFileOfTheContainerAloneWhateverItsName) {
+    std::ofstream(root() + "/bin/magic.~new") << "mine";
+
+    std::uint64_t changed = 0;
+    EXPECT_THAT(cloneArea(m_area, kOld, kNew, changed), IsEmpty());
+
+    EXPECT_EQ("mine", read("/bin/magic.~new"));
+}
+
 TEST_F(CacheClone, leavesLinksOfOtherCachesAlone) {
     std::uint64_t changed = 0;
     EXPECT_THAT(cloneArea(m_area, "cccccccc", kNew, changed), IsEmpty());
