@@ -1,6 +1,7 @@
 // Commands on whole areas beside check: index, undo, restore, ls, cat, clone, used, missing.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -9,8 +10,8 @@
 
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/commands.h"
-#include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/lost_files.h"
+#include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/report.h"
 #include "tools/qxfsutil/undo.h"
 #include "tools/qxfsutil/usage.h"
@@ -23,8 +24,7 @@ int indexOneArea(const Options& options, const Area& area) {
     int exitCode = kExitClean;
     const IndexOptions indexOptions{options.convertSymlinks, options.dryRun};
     indexArea(area, indexOptions, [&](const IndexOutcome& outcome) {
-        const bool quietly = options.quiet && outcome.result != IndexResult::notIndexable &&
-                             outcome.result != IndexResult::failed;
+        const bool quietly = options.quiet && outcome.reasons.empty();
         if (options.json) {
             std::fputs(indexedAsJson(area.name, outcome).c_str(), stdout);
         } else if (!quietly) {
@@ -32,6 +32,8 @@ int indexOneArea(const Options& options, const Area& area) {
         }
         if (outcome.result == IndexResult::failed) {
             exitCode = kExitOperational;
+        } else if (outcome.result == IndexResult::faulty) {
+            exitCode = std::max<int>(exitCode, kExitErrorsLeft);
         }
     });
     return exitCode;

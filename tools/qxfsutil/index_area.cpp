@@ -16,11 +16,14 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string_view>
 
 #include "src/file_descriptor.h"
 #include "src/qxfsutil.h"
+#include "tools/qxfsutil/confined.h"
 #include "tools/qxfsutil/repair.h"
 
 namespace qxfsutil {
@@ -36,19 +39,23 @@ public:
     explicit Silenced(int stream) : m_stream(stream), m_saved(dup(stream)) {
         std::fflush(nullptr);
         const qxfs::FileDescriptor null(open("/dev/null", O_WRONLY | O_CLOEXEC));
-        dup2(null.get(), stream);
+        // Without a way back the stream stays as it is: too much is said rather than too little.
+        if (m_saved.valid() && null.valid()) {
+            dup2(null.get(), stream);
+        }
     }
     Silenced(const Silenced&) = delete;
     Silenced& operator=(const Silenced&) = delete;
     ~Silenced() {
         std::fflush(nullptr);
-        dup2(m_saved, m_stream);
-        close(m_saved);
+        if (m_saved.valid()) {
+            dup2(m_saved.get(), m_stream);
+        }
     }
 
 private:
     int m_stream;
-    int m_saved;
+    qxfs::FileDescriptor m_saved;
 };
 
 /// Messages by which the scan says why an entry cannot be indexed. Others only remark on it.
@@ -61,27 +68,16 @@ bool isReason(std::string_view message) {
                        [&](std::string_view start) { return message.starts_with(start); });
 }
 
-std::vector<std::string> reasonsIn(int log) {
-    std::string text;
-    std::array<char, 4096> buffer;
-    off_t offset = 0;
-    for (ssize_t got = 1; got > 0; offset += got) {
-        got = pread(log, buffer.data(), buffer.size(), offset);
-        text.append(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-        if (got <= 0) {
-            break;
-        }
-    }
+std::vector<std::string> reasonsIn(const std::string& log) {
+    constexpr std::string_view kBeforeMessage = ": ";
     std::vector<std::string> reasons;
-    std::size_t start = 0;
-    while (start < text.size()) {
-        const auto end = std::min(text.find('\n', start), text.size());
-        const auto line = text.substr(start, end - start);
-        const auto message = line.find(": ");
-        if (message != std::string::npos && isReason(line.substr(message + 2))) {
-            reasons.push_back(line.substr(message + 2));
+    std::ifstream stream(log, std::ios::binary);
+    for (std::string line; std::getline(stream, line);) {
+        const auto found = line.find(kBeforeMessage);
+        const auto message = found + kBeforeMessage.size();
+        if (found != std::string::npos && isReason(std::string_view(line).substr(message))) {
+            reasons.push_back(line.substr(message));
         }
-        start = end + 1;
     }
     return reasons;
 }
@@ -90,6 +86,9 @@ std::vector<std::string> reasonsIn(int log) {
 std::vector<std::string> whyNotIndexable(const Area& area) {
     constexpr int kEverything = 4;
     const qxfs::FileDescriptor log(memfd_create("scan", MFD_CLOEXEC));
+    if (!log.valid()) {
+        return {std::string("can't listen to the scan: ") + std::strerror(errno)};
+    }
     const auto path = "/proc/self/fd/" + std::to_string(log.get());
     const int level = qxfsutil_debug_level;
     {
@@ -101,7 +100,7 @@ std::vector<std::string> whyNotIndexable(const Area& area) {
     }
     clean_memory();
     namelist_clean(&rl_info);
-    return reasonsIn(log.get());
+    return reasonsIn(path);
 }
 
 struct DirectoryGlance {
@@ -109,20 +108,26 @@ struct DirectoryGlance {
     bool hasIndex = false;
 };
 
+/// @return false with errno: an index that is overlooked would be lost.
 bool glance(int descriptor, DirectoryGlance& seen) {
-    DIR* stream = fdopendir(dup(descriptor));
+    qxfs::FileDescriptor own(dup(descriptor));
+    const std::unique_ptr<DIR, int (*)(DIR*)> stream(own.valid() ? fdopendir(own.get()) : nullptr,
+                                                     &closedir);
     if (stream == nullptr) {
         return false;
     }
-    while (const auto* entry = readdir(stream)) {
+    own.release();
+    for (errno = 0; const auto* entry = readdir(stream.get()); errno = 0) {
         const std::string_view name = entry->d_name;
         if (name == "." || name == "..") {
             continue;
         }
         unsigned char type = entry->d_type;
         struct stat info {};
-        if (type == DT_UNKNOWN &&
-            fstatat(descriptor, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (type == DT_UNKNOWN) {
+            if (fstatat(descriptor, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
+                return false;
+            }
             type = IFTODT(info.st_mode);
         }
         if (type == DT_DIR) {
@@ -130,9 +135,16 @@ bool glance(int descriptor, DirectoryGlance& seen) {
         }
         seen.hasIndex = seen.hasIndex || (name == kIndexName && type == DT_REG);
     }
-    closedir(stream);
+    if (errno != 0) {
+        return false;
+    }
     std::sort(seen.subdirectories.begin(), seen.subdirectories.end());
     return true;
+}
+
+void fail(IndexOutcome& outcome, const std::string& what) {
+    outcome.result = IndexResult::failed;
+    outcome.reasons.push_back(what + ": " + reasonBelow());
 }
 
 class Indexer {
@@ -163,9 +175,9 @@ private:
     void enter() {
         m_pending.back().entered = true;
         const auto path = m_pending.back().path;
-        const qxfs::FileDescriptor directory(openDirectory(m_area, path));
+        const auto directory = openDirectory(m_area, path);
         DirectoryGlance seen;
-        if (directory.get() < 0 || !glance(directory.get(), seen)) {
+        if (!directory.valid() || !glance(directory.get(), seen)) {
             return;
         }
         for (auto it = seen.subdirectories.rbegin(); it != seen.subdirectories.rend(); ++it) {
@@ -176,13 +188,17 @@ private:
     IndexOutcome indexDirectory(const std::string& path) {
         IndexOutcome outcome;
         outcome.path = path;
-        const qxfs::FileDescriptor directory(openDirectory(m_area, path));
+        const auto directory = openDirectory(m_area, path);
         DirectoryGlance seen;
         struct stat info {};
-        if (directory.get() < 0 || !glance(directory.get(), seen) ||
-            fstat(directory.get(), &info) != 0 || fchdir(directory.get()) != 0) {
-            outcome.result = IndexResult::failed;
-            outcome.reasons.emplace_back(std::strerror(errno));
+        if (!directory.valid() || !glance(directory.get(), seen) ||
+            fstat(directory.get(), &info) != 0) {
+            fail(outcome, "can't look at the directory");
+            return outcome;
+        }
+        const WorkingDirectory here(directory.get());
+        if (!here.entered()) {
+            fail(outcome, "can't work in the directory");
             return outcome;
         }
         if (!seen.hasIndex) {
@@ -190,6 +206,8 @@ private:
         } else if ((info.st_mode & S_ISUID) == 0 && !isWhole()) {
             if (m_options.dryRun || unlink(kIndexName) == 0) {
                 createIndex(outcome);
+            } else {
+                fail(outcome, "can't remove the index that an interrupted run left");
             }
         } else {
             completeIndex(outcome);
@@ -238,13 +256,12 @@ private:
         if (result == kScanIndexable) {
             outcome.result = IndexResult::indexed;
         } else if (result == kScanNotIndexable) {
-            outcome.reasons = whyNotIndexable(m_area);
-            outcome.result =
-                outcome.reasons.empty() ? IndexResult::empty : IndexResult::notIndexable;
+            auto reasons = whyNotIndexable(m_area);
+            outcome.result = reasons.empty() ? IndexResult::empty : IndexResult::notIndexable;
+            std::move(reasons.begin(), reasons.end(), std::back_inserter(outcome.reasons));
         } else {
-            outcome.result = IndexResult::failed;
-            outcome.reasons.push_back(std::string("the index could not be created: ") +
-                                      std::strerror(failure));
+            errno = failure;
+            fail(outcome, "the index could not be created");
         }
     }
 
@@ -253,13 +270,22 @@ private:
         UndoRecord none;
         const auto mode = m_options.dryRun ? RepairMode::report : RepairMode::preen;
         outcome.reasons = DirectoryRepair(m_area, check, none).run(mode);
-        bool repaired = false;
-        for (const auto& found : check.findings) {
-            repaired = repaired || found.finding.repaired;
+        if (!outcome.reasons.empty()) {
+            outcome.result = IndexResult::failed;
+            return;
         }
-        outcome.result = !outcome.reasons.empty() ? IndexResult::failed
-                         : repaired               ? IndexResult::completed
-                                                  : IndexResult::already;
+        outcome.result = IndexResult::already;
+        for (const auto& [finding, name, entry] : check.findings) {
+            const auto& kind = kindOf(finding.code);
+            if (finding.repaired || (m_options.dryRun && kind.preen)) {
+                outcome.result = IndexResult::completed;
+            } else if (kind.severity == Severity::error) {
+                outcome.reasons.push_back(describe(finding));
+            }
+        }
+        if (!outcome.reasons.empty()) {
+            outcome.result = IndexResult::faulty;
+        }
     }
 
     const Area& m_area;
@@ -280,6 +306,8 @@ const char* indexResultName(IndexResult result) {
             return "already";
         case IndexResult::empty:
             return "empty";
+        case IndexResult::faulty:
+            return "faulty";
         case IndexResult::notIndexable:
             return "not-indexable";
         case IndexResult::failed:
@@ -289,11 +317,7 @@ const char* indexResultName(IndexResult result) {
 }
 
 void indexArea(const Area& area, const IndexOptions& options, const IndexSink& sink) {
-    const qxfs::FileDescriptor here(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     Indexer(area, options, sink).run();
-    if (fchdir(here.get()) != 0) {
-        werror(errno, "can't return to the working directory");
-    }
 }
 
 }  // namespace qxfsutil

@@ -14,6 +14,7 @@ enum class IndexResult {
     indexed,       ///< the directory has an index now (or would have, in a dry run)
     completed,     ///< it had one that was brought up to date
     already,       ///< it had one that describes it
+    faulty,        ///< it has one with faults, which a check repairs; `reasons` name them
     empty,         ///< it holds nothing that an index could describe
     notIndexable,  ///< it stays as it is; `reasons` say why
     failed,        ///< something went wrong; `reasons` say what
@@ -34,8 +35,8 @@ struct IndexOptions {
 
 using IndexSink = std::function<void(const IndexOutcome&)>;
 
-/// Indexes an area from its deepest directories up, names in order. Changes the working directory
-/// while it runs. A second run goes on where an interrupted one stopped.
+/// Indexes an area from its deepest directories up, names in order. A second run goes on where an
+/// interrupted one stopped.
 void indexArea(const Area& area, const IndexOptions& options, const IndexSink& sink);
 
 }  // namespace qxfsutil

@@ -286,6 +286,47 @@ TEST(AreaCheck, everyFlippedBitOfAnIndexIsFound) {
     }
 }
 
+IndexOutcome indexed(AreaWorld& world, const std::string& directory, bool dryRun = false) {
+    IndexOutcome found;
+    indexArea(world.area(), {false, dryRun}, [&](const IndexOutcome& outcome) {
+        if (outcome.path == directory) {
+            found = outcome;
+        }
+    });
+    return found;
+}
+
+TEST(AreaIndex, ofADamagedDirectorySaysWhatIsWrongAndChangesNothing) {
+    AreaWorld world;
+    world.flipByte("bin/._qxlnk_.", 0, 1);
+    const auto before = qx_test::snapshot(world.area().privateDir);
+
+    const auto outcome = indexed(world, "/bin");
+
+    EXPECT_EQ(IndexResult::faulty, outcome.result);
+    EXPECT_THAT(outcome.reasons, ElementsAre(HasSubstr("the directory index is damaged")));
+    EXPECT_TRUE(before == qx_test::snapshot(world.area().privateDir));
+}
+
+TEST(AreaIndex, completesAnIndexThatMissesAName) {
+    AreaWorld world;
+    write(world.path("bin/new"), "new");
+
+    EXPECT_EQ(IndexResult::completed, indexed(world, "/bin").result);
+
+    EXPECT_EQ(IndexResult::already, indexed(world, "/bin").result);
+}
+
+TEST(AreaIndex, inADryRunNamesWhatItWouldCompleteAndChangesNothing) {
+    AreaWorld world;
+    write(world.path("bin/new"), "new");
+    const auto before = qx_test::snapshot(world.area().privateDir);
+
+    EXPECT_EQ(IndexResult::completed, indexed(world, "/bin", true).result);
+
+    EXPECT_TRUE(before == qx_test::snapshot(world.area().privateDir));
+}
+
 TEST(FindingKinds, standInTheOrderOfTheirCodes) {
     const auto& kinds = findingKinds();
     for (std::size_t i = 0; i < kinds.size(); ++i) {
