@@ -4,7 +4,7 @@ set(places
   "zsh:${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions:_@"
   "fish:${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d:@.fish")
 set(scripts)
-foreach(target qxa qxfsutil_tool qxpkg)
+foreach(target qxa qxfsutil_tool qxpkg qxquota)
   string(REPLACE "_tool" "" command "${target}")
   foreach(place IN LISTS places)
     string(REGEX MATCH "([^:]+):([^:]+):([^:]+)" matched "${place}")

@@ -10,9 +10,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <map>
 
-#include "tools/cli/completion.h"
+#include "tools/cli/command_line.h"
 
 namespace qxpkg {
 
@@ -48,7 +47,6 @@ struct Raw {
     std::vector<std::string> words;
     bool packages = false;
     double waitSeconds = -1;
-    std::string completionShell;
 };
 
 bool allDigits(const std::string& word) {
@@ -242,20 +240,12 @@ void addOtherCommands(CLI::App& app, Raw& raw) {
         ->footer(
             "The ending of FILE chooses the compression: .tar, .tar.gz, .tar.xz, .tar.zst.\n"
             "Example: qxpkg pack ./debian-12 debian-12.tar.gz");
-    const std::map<std::string, ListFormat> formats{{"table", ListFormat::table},
-                                                    {"json", ListFormat::json}};
-    addCommand(app, raw, Verb::list, "list", "List the node's KR templates", "[OS...]",
-               "Only these OS templates and their applications")
-        ->add_option("--format", raw.line.format, "table or json")
-        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case))
+    auto* list = addCommand(app, raw, Verb::list, "list", "List the node's KR templates", "[OS...]",
+                            "Only these OS templates and their applications");
+    cli::addChoice<ListFormat>(*list, "--format", raw.line.format,
+                               {{"table", ListFormat::table}, {"json", ListFormat::json}},
+                               "table or json")
         ->type_name("FORMAT");
-}
-
-void addCompletion(CLI::App& app, Raw& raw) {
-    app.add_subcommand("completion", "Print a completion script for a shell")
-        ->add_option("SHELL", raw.completionShell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
 }
 
 void addCommonOptions(CLI::App& app, Raw& raw) {
@@ -265,11 +255,10 @@ void addCommonOptions(CLI::App& app, Raw& raw) {
         ->type_name("SECONDS");
     app.add_option("--node-dir", raw.line.nodeDirectory, "Work in a node directory")
         ->type_name("DIR");
-    app.set_version_flag("--version", "qxpkg " QXPKG_VERSION);
 }
 
 Parsed wrong(const std::string& reason) {
-    std::fprintf(stderr, "%s; see qxpkg --help\n", reason.c_str());
+    std::fprintf(stderr, "%s\n", reason.c_str());
     return Parsed::wrong;
 }
 
@@ -277,28 +266,24 @@ Parsed wrong(const std::string& reason) {
 
 Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line) {
     CLI::App app("Changes KR templates of this node and packages of its containers", "qxpkg");
-    Raw raw{line, {}, false, -1, ""};
+    Raw raw{line, {}, false, -1};
     app.footer(kFooter);
     app.require_subcommand(1);
     app.fallthrough();
     addCommonOptions(app, raw);
     addChangeCommands(app, raw);
     addOtherCommands(app, raw);
-    addCompletion(app, raw);
+    cli::addCommonParts(app);
     try {
         app.parse(argc, argv);
-        if (!raw.completionShell.empty()) {
-            cli::printCompletion(app, raw.completionShell);
-            return Parsed::answered;
-        }
         readWords(raw);
     } catch (const CLI::Success& answer) {
         app.exit(answer);
         return Parsed::answered;
     } catch (const CLI::ParseError& error) {
-        return wrong(error.what());
+        return wrong(cli::usageReason(app, error));
     } catch (const UsageError& error) {
-        return wrong(error.what());
+        return wrong(cli::usageReason(app, error.what()));
     }
     return Parsed::command;
 }

@@ -4,11 +4,11 @@
 
 #include <clocale>
 #include <cstdio>
-#include <filesystem>
 
 #include "node/qxpkg/dispatch.h"
 #include "node/qxpkg/failure.h"
 #include "node/support/node_dir.h"
+#include "tools/cli/command_line.h"
 
 namespace {
 
@@ -24,9 +24,11 @@ void exitOnInterrupt() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+constexpr cli::ExitCodes kExitCodes{qxpkg::kFailed, qxpkg::kUsage};
+
 bool enterNode(const std::string& directory) {
     std::string error;
-    if (qxnode::enterNodeDirectory(std::filesystem::absolute(directory), error) == 0) {
+    if (qxnode::enterNodeDirectory(directory, error) == 0) {
         return true;
     }
     std::fprintf(stderr, "%s\n", error.c_str());
@@ -41,7 +43,7 @@ int main(int argc, char** argv) {
     qxpkg::CommandLine line;
     switch (qxpkg::parseCommandLine(argc, argv, line)) {
         case qxpkg::Parsed::answered:
-            return qxpkg::kDone;
+            return cli::finish("qxpkg", qxpkg::kDone, kExitCodes);
         case qxpkg::Parsed::wrong:
             return qxpkg::kUsage;
         case qxpkg::Parsed::command:
@@ -50,5 +52,5 @@ int main(int argc, char** argv) {
     if (!line.nodeDirectory.empty() && !enterNode(line.nodeDirectory)) {
         return qxpkg::kFailed;
     }
-    return qxpkg::runCommand(line);
+    return cli::finish("qxpkg", qxpkg::runCommand(line), kExitCodes);
 }

@@ -11,6 +11,7 @@
 #include "node/qxquota/usage.h"
 #include "node/support/container_config.h"
 #include "node/support/paths.h"
+#include "tools/cli/command_line.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ int stat(int veid, bool batch) {
     }
     printLine(batch ? "" : "blocks ", quotas.blocks);
     printLine(batch ? "" : "inodes ", quotas.inodes);
-    return std::fflush(stdout) == 0 ? kDone : fail(kFailed, "standard output cannot be written");
+    return kDone;
 }
 
 }  // namespace
@@ -77,12 +78,13 @@ int main(int argc, char** argv) {
     CLI::App* command = app.add_subcommand("stat", "Show usage and limits of a container");
     command->add_option("ID", veid, "Number of the container")
         ->required()
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(1, 2147483647));
+    command->fallthrough();
     app.require_subcommand(1);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& problem) {
-        return app.exit(problem) == 0 ? kDone : kUsage;
+    cli::addCommonParts(app);
+    constexpr cli::ExitCodes codes{kFailed, kUsage};
+    if (const auto ended = cli::parse(app, argc, argv, codes)) {
+        return *ended;
     }
-    return stat(veid, batch);
+    return cli::finish(app.get_name(), stat(veid, batch), codes);
 }

@@ -137,7 +137,11 @@ private:
 };
 
 void enter(const std::string& dir) {
-    const fs::path node = fs::canonical(dir);
+    std::error_code failure;
+    const fs::path node = fs::canonical(dir, failure);
+    if (failure) {
+        throw std::runtime_error(failure.message());
+    }
     for (const char* tree : kTrees) {
         const fs::path source = node / fs::path(tree).relative_path();
         if (!fs::is_directory(source)) {

@@ -115,7 +115,7 @@ class Consumers:
             self.assertTrue((documents / name).is_file(), name)
 
     def test_completion_scripts_are_where_shells_look_and_can_be_read(self):
-        for command in ("qxa", "qxfsutil", "qxpkg"):
+        for command in ("qxa", "qxfsutil", "qxpkg", "qxquota"):
             for shell, file in {
                 "bash": f"bash-completion/completions/{command}",
                 "zsh": f"zsh/vendor-completions/_{command}",

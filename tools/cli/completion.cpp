@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <set>
+#include <vector>
 
 namespace cli {
 
@@ -18,6 +19,22 @@ std::string commandNames(const CLI::App& app) {
     return names;
 }
 
+/// The options of a command itself, as they are typed; a letter only where there is no word for it.
+std::vector<std::string> optionsOf(const CLI::App& app) {
+    std::vector<std::string> words;
+    for (const auto* option : app.get_options()) {
+        for (const auto& name : option->get_lnames()) {
+            words.push_back("--" + name);
+        }
+        for (const auto& letter : option->get_snames()) {
+            if (option->get_lnames().empty()) {
+                words.push_back("-" + letter);
+            }
+        }
+    }
+    return words;
+}
+
 /// Words that may follow a command: its subcommands, its options and those of its parents.
 std::string wordsOf(const CLI::App& app) {
     std::string words;
@@ -26,11 +43,9 @@ std::string wordsOf(const CLI::App& app) {
         words += command->get_name() + " ";
     }
     for (const auto* level = &app; level != nullptr; level = level->get_parent()) {
-        for (const auto* option : level->get_options()) {
-            for (const auto& name : option->get_lnames()) {
-                if (seen.insert(name).second) {
-                    words += "--" + name + " ";
-                }
+        for (const auto& word : optionsOf(*level)) {
+            if (seen.insert(word).second) {
+                words += word + " ";
             }
         }
     }
@@ -104,20 +119,26 @@ void printFish(const CLI::App& app, const CLI::App& root, const std::string& see
                     fishQuoted(command->get_description()).c_str());
         printFish(*command, root, command->get_name());
     }
+    const auto condition =
+        seen.empty() ? std::string() : "-n '__fish_seen_subcommand_from " + seen + "' ";
     for (const auto* option : app.get_options()) {
+        std::string names;
+        for (const auto& letter : option->get_snames()) {
+            names += "-s " + letter + " ";
+        }
         for (const auto& name : option->get_lnames()) {
-            const auto condition =
-                seen.empty() ? std::string() : "-n '__fish_seen_subcommand_from " + seen + "' ";
-            std::printf("complete -c %s %s-l %s -d %s\n", root.get_name().c_str(),
-                        condition.c_str(), name.c_str(),
-                        fishQuoted(option->get_description()).c_str());
+            names += "-l " + name + " ";
+        }
+        if (!names.empty()) {
+            std::printf("complete -c %s %s%s-d %s\n", root.get_name().c_str(), condition.c_str(),
+                        names.c_str(), fishQuoted(option->get_description()).c_str());
         }
     }
 }
 
 }  // namespace
 
-int printCompletion(const CLI::App& app, const std::string& shell) {
+void printCompletion(const CLI::App& app, const std::string& shell) {
     if (shell == "fish") {
         printFish(app, app, "");
     } else if (shell == "zsh") {
@@ -125,7 +146,6 @@ int printCompletion(const CLI::App& app, const std::string& shell) {
     } else {
         printBash(app);
     }
-    return 0;
 }
 
 }  // namespace cli

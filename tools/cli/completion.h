@@ -9,7 +9,7 @@ class App;
 
 namespace cli {
 
-/// Prints the completion script of `app` for "bash", "zsh" or "fish". @return the exit code.
-int printCompletion(const CLI::App& app, const std::string& shell);
+/// Prints the completion script of `app` for "bash", "zsh" or "fish".
+void printCompletion(const CLI::App& app, const std::string& shell);
 
 }  // namespace cli

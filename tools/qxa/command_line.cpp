@@ -2,14 +2,16 @@
 #include "tools/qxa/command_line.h"
 
 #include <CLI/CLI.hpp>
-#include <map>
 
 #include "QXL/QXLPackageManagerOptions.h"
-#include "tools/cli/completion.h"
+#include "tools/cli/command_line.h"
 
 namespace qxa {
 
 namespace {
+
+/// In milliseconds they are a number still.
+constexpr int kMaxSeconds = 1000000;
 
 constexpr const char* kFooter = R"(Names:
   base, base/1     a standard template, all versions or one
@@ -193,32 +195,24 @@ void addNodeCommands(CLI::App& app, CommandLine& line) {
     });
 
     auto* events = app.add_subcommand("events", "Show changes of containers as they happen");
-    events->add_option("--count", line.count, "Stop after so many");
-    events->add_option("--timeout", line.timeoutSeconds, "Stop after so many seconds without one");
+    events->add_option("--count", line.count, "Stop after so many")->type_name("N");
+    events->add_option("--timeout", line.timeoutSeconds, "Stop after so many seconds without one")
+        ->check(CLI::Range(0, kMaxSeconds))
+        ->type_name("SECONDS");
     events->callback([&line] {
         line.command = [&line] { return runEvents(line.common, line.count, line.timeoutSeconds); };
     });
 
     auto* history = app.add_subcommand("history", "Show the requests that were served");
-    history->add_option("--limit", line.limit, "So many of the newest; 0: all");
+    history->add_option("--limit", line.limit, "So many of the newest; 0: all")->type_name("N");
     history->callback(
         [&line] { line.command = [&line] { return runHistory(line.common, line.limit); }; });
-
-    auto* completion = app.add_subcommand("completion", "Print a completion script for a shell");
-    completion->add_option("SHELL", line.shell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
-    completion->callback([&line, &app] {
-        line.command = [&line, &app] { return cli::printCompletion(app, line.shell); };
-        line.needsNode = false;
-    });
 }
 
 void addCommonOptions(CLI::App& app, CommonOptions& common) {
-    const std::map<std::string, Format> formats{
-        {"table", Format::table}, {"json", Format::json}, {"xml", Format::xml}};
-    app.add_option("--format", common.format, "table, json, or xml where records are shown")
-        ->transform(CLI::CheckedTransformer(formats, CLI::ignore_case))
+    cli::addChoice<Format>(app, "--format", common.format,
+                           {{"table", Format::table}, {"json", Format::json}, {"xml", Format::xml}},
+                           "table, json, or xml where records are shown")
         ->type_name("FORMAT");
     app.add_flag("-q,--quiet", common.quiet, "Print results and failures only");
     app.add_flag("-v,--verbose", common.verbose, "Say what is being done");
@@ -229,7 +223,7 @@ void addCommonOptions(CLI::App& app, CommonOptions& common) {
         ->envname("QXA_PLUGIN")
         ->type_name("FILE");
     app.add_option("--wait", common.waitSeconds, "Wait so long for a lock; default: without end")
-        ->check(CLI::Range(0, 1000000))
+        ->check(CLI::Range(0, kMaxSeconds))
         ->type_name("SECONDS");
 }
 
@@ -245,6 +239,7 @@ std::unique_ptr<CLI::App> makeParser(CommandLine& line) {
     addPackageCommands(*app, line);
     addContainerCommands(*app, line);
     addNodeCommands(*app, line);
+    cli::addCommonParts(*app);
     // Common options are taken behind the command's name as well.
     for (auto* command : app->get_subcommands({})) {
         command->fallthrough();

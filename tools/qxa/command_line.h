@@ -20,7 +20,6 @@ struct CommandLine {
     ContainerOptions container;
     std::string folder;       ///< of `template pack` and `node init`
     std::string file;         ///< of `template pack`
-    std::string shell;        ///< of `completion`
     unsigned count = 0;       ///< of `events`
     int timeoutSeconds = -1;  ///< of `events`
     std::size_t limit = 20;   ///< of `history`

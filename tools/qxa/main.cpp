@@ -6,11 +6,11 @@
 #include <filesystem>
 
 #include <unistd.h>
-#include <CLI/CLI.hpp>
 
 #include "QXA/QXANodeDirectory.h"
 #include "QXL/QXLError.h"
 #include "QXL/QXLLockPolicy.h"
+#include "tools/cli/command_line.h"
 #include "tools/qxa/command_line.h"
 #include "tools/qxa/exit_code.h"
 #include "tools/qxa/print.h"
@@ -60,8 +60,7 @@ int run(qxa::CommandLine& line) {
     }
     preferToolsBesideThisProgram();
     if (line.needsNode && !line.common.nodeDir.empty()) {
-        const auto directory = std::filesystem::absolute(line.common.nodeDir);
-        if (QXA::enterNodeDirectory(directory) != 0) {
+        if (QXA::enterNodeDirectory(line.common.nodeDir) != 0) {
             return qxa::printFailure(line.common, "node directory", QXL::getErrorMessage(),
                                      qxa::kExitFailed);
         }
@@ -75,13 +74,12 @@ int main(int argc, char** argv) {
     exitOnInterrupt();
     qxa::CommandLine line;
     const auto parser = qxa::makeParser(line);
-    try {
-        parser->parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return parser->exit(error) == 0 ? qxa::kExitDone : qxa::kExitUsage;
+    constexpr cli::ExitCodes codes{qxa::kExitFailed, qxa::kExitUsage};
+    if (const auto ended = cli::parse(*parser, argc, argv, codes)) {
+        return *ended;
     }
     try {
-        return run(line);
+        return cli::finish(parser->get_name(), run(line), codes);
     } catch (const std::exception& error) {
         return qxa::printFailure(line.common, "internal", error.what(), qxa::kExitFailed);
     }

@@ -6,13 +6,15 @@
 #include <functional>
 #include <map>
 
-#include "tools/cli/completion.h"
+#include "tools/cli/command_line.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
 
 namespace {
 
 using qxfsutil::Options;
+
+constexpr cli::ExitCodes kExitCodes{qxfsutil::kExitOperational, qxfsutil::kExitUsage};
 
 constexpr const char* kFooter =
     R"(An AREA is a container's private area (it holds "root" and "lost_files"), or any
@@ -25,7 +27,6 @@ Exit status: 0 clean, 1 everything found was repaired, 4 errors are left,
 struct CommandLine {
     CLI::App app{"Directory indexes, shortcuts and magic links of container areas", "qxfsutil"};
     Options options;
-    std::string shell;
     std::function<int()> command;
 };
 
@@ -146,13 +147,6 @@ void addIndexCommands(CommandLine& line) {
 
     addCommand(line, "findings", "List everything that a check can find", "",
                qxfsutil::runFindings);
-
-    auto* completion = line.app.add_subcommand("completion", "Print a shell's completion script");
-    completion->add_option("SHELL", line.shell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish"}));
-    completion->callback(
-        [&line] { line.command = [&line] { return cli::printCompletion(line.app, line.shell); }; });
 }
 
 void build(CommandLine& line) {
@@ -166,6 +160,7 @@ void build(CommandLine& line) {
         ->type_name("DIR");
     addAreaCommands(line);
     addIndexCommands(line);
+    cli::addCommonParts(line.app);
 }
 
 bool canAsk() {
@@ -177,16 +172,14 @@ bool canAsk() {
 int main(int argc, char** argv) {
     CommandLine line;
     build(line);
-    try {
-        line.app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return line.app.exit(error) == 0 ? qxfsutil::kExitClean : qxfsutil::kExitUsage;
+    if (const auto ended = cli::parse(line.app, argc, argv, kExitCodes)) {
+        return *ended;
     }
     if (!line.options.modeGiven && canAsk() && !line.options.json) {
         line.options.mode = qxfsutil::RepairMode::ask;
     }
     try {
-        return line.command();
+        return cli::finish(line.app.get_name(), line.command(), kExitCodes);
     } catch (const std::exception& error) {
         return qxfsutil::reportFailure(line.options, "internal", error.what());
     }
