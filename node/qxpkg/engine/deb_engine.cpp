@@ -187,12 +187,11 @@ void DebEngine::withdrawRemoval() {
     if (selections.empty()) {
         return;
     }
-    // dpkg takes selections from its standard input only. Names hold nothing that a shell reads.
-    std::string words;
-    for (const std::string& word : dpkg({"--set-selections"})) {
-        words += word + " ";
-    }
-    tryTo({"sh", "-c", "printf %s \"$0\" | " + words, selections});
+    // dpkg takes selections from its standard input only.
+    std::vector<std::string> words = {"sh", "-c", R"(printf %s "$1" | { shift; "$@"; })", "sh",
+                                      selections};
+    append(words, dpkg({"--set-selections"}));
+    tryTo(words);
 }
 
 void DebEngine::tryTo(const std::vector<std::string>& argv, bool network) const {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <filesystem>
 
@@ -104,6 +105,13 @@ void requireMountPoint(int root, const char* name) {
     if (!qxnode::openWithoutLinks(root, name, O_RDONLY | O_DIRECTORY)) {
         throw Failure(kFailed, "'/" + std::string(name) + "' of the container is no folder");
     }
+}
+
+/// The container chooses where its links lead. In a path of these letters nothing ends a quotation
+/// of apt's configuration or stands for one of rpm's macros.
+bool isPlain(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+           std::string_view("/._+-@:,=~").find(c) != std::string_view::npos;
 }
 
 bool isFolder(const std::string& path) {
@@ -226,7 +234,13 @@ std::string folderInRoot(const Place& place, const std::string& path) {
     if (!found.starts_with(top + "/")) {
         throw Failure(kFailed, "'" + path + "' does not lie in the container");
     }
-    return found.substr(top.size());
+    const std::string inRoot = found.substr(top.size());
+    if (!std::all_of(inRoot.begin(), inRoot.end(), isPlain)) {
+        throw Failure(kFailed, "'" + path +
+                                   "' of the container leads to a folder whose name "
+                                   "engines would misread");
+    }
+    return inRoot;
 }
 
 }  // namespace qxpkg

@@ -72,7 +72,7 @@ void prepareStore(const Place& place, const std::vector<ConfigurationFile>& file
 Confinement confinementOf(const Place& place, bool network);
 
 /// Where a folder of the root really lies, links followed inside the root: "/usr/lib/x". Missing
-/// folders are made. @throws Failure.
+/// folders are made. @throws Failure; also for a path that an engine's configuration would misread.
 std::string folderInRoot(const Place& place, const std::string& path);
 
 }  // namespace qxpkg

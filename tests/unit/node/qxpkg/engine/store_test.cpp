@@ -172,6 +172,16 @@ TEST_F(Stores, folderThatIsALinkIsResolvedInsideTheRoot) {
     EXPECT_EQ(folderInRoot(m_place, "/var/lib/rpm"), "/usr/lib/sysimage/rpm");
 }
 
+TEST_F(Stores, aLinkToANameThatConfigurationsMisreadIsRefused) {
+    for (const char* name : {"a\"; Evil \"b", "%(touch made)", "a\nb", "a b", "a;b", "a\\"}) {
+        m_folder.make_dir("root/srv/" + std::string(name));
+        std::filesystem::remove(m_place.root + "/var/lib/dpkg");
+        m_folder.make_link("root/var/lib/dpkg", "/srv/" + std::string(name));
+
+        EXPECT_THROW(folderInRoot(m_place, "/var/lib/dpkg"), Failure) << name;
+    }
+}
+
 TEST_F(Stores, aFolderThatIsMissingIsMade) {
     EXPECT_EQ(folderInRoot(m_place, "/var/lib/dpkg"), "/var/lib/dpkg");
     EXPECT_TRUE(std::filesystem::is_directory(m_place.root + "/var/lib/dpkg"));
