@@ -9,7 +9,6 @@ namespace qxpkg {
 
 namespace {
 
-constexpr const char* kDefaultAdminDir = "/var/lib/dpkg";
 constexpr std::size_t kMaxSources = 1U << 20;
 
 /// Without these lines apt asks dpkg for the machine's own.
@@ -34,7 +33,7 @@ bool hasHostSources(const Place& place) {
 std::vector<std::string> dpkgRootOptions(const std::string& adminDir) {
     std::vector<std::string> options = {"--root=" + std::string(inside::kRoot),
                                         "--log=" + std::string(inside::kWork) + "/log/dpkg.log"};
-    if (adminDir != kDefaultAdminDir) {
+    if (adminDir != kDpkgDatabase) {
         options.push_back("--admindir=" + std::string(inside::kRoot) + adminDir);
     }
     return options;

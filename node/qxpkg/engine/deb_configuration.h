@@ -8,6 +8,9 @@
 
 namespace qxpkg {
 
+/// dpkg's database, from the root's own "/", unless a link there leads elsewhere.
+inline constexpr const char* kDpkgDatabase = "/var/lib/dpkg";
+
 /// apt.conf, which stands in for everything that apt would read from the host.
 /// @param adminDir  the root's database folder, from the root's own "/".
 std::string aptConfiguration(const Place& place, const std::string& adminDir);

@@ -105,7 +105,7 @@ DebEngine::DebEngine(const Place& place, const Options& options, const Output& o
     : m_place(place),
       m_options(options),
       m_output(output),
-      m_adminDir(folderInRoot(place, "/var/lib/dpkg")) {
+      m_adminDir(folderInRoot(place, kDpkgDatabase)) {
     requireStatusFile(place, m_adminDir);
     prepareStore(place, debConfiguration(place, m_adminDir),
                  {"lists/partial", "archives/partial", "log"});
@@ -266,13 +266,7 @@ PackageList DebEngine::plan(Action action, const std::vector<std::string>& names
     if (action != Action::remove || !isRemovable(names)) {
         return planOf(action, names);
     }
-    PackageList packages;
-    const PackageList all = installed();
-    for (const std::string& name : names) {
-        const PackageList found = packagesNamed(all, name);
-        packages.insert(packages.end(), found.begin(), found.end());
-    }
-    return packages;
+    return packagesNamed(installed(), names);
 }
 
 PackageList DebEngine::planOf(Action action, const std::vector<std::string>& names) {

@@ -1,7 +1,8 @@
 // Packages of dpkg, from files and from repositories by apt.
 #pragma once
 
-#include <map>
+#include <string>
+#include <vector>
 
 #include "node/qxpkg/engine/engine.h"
 #include "node/qxpkg/engine/engine_run.h"

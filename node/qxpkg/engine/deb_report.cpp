@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "node/qxpkg/engine/report_text.h"
-
 namespace qxpkg {
 
 namespace {
@@ -31,7 +29,7 @@ bool isUnmet(const std::string& text) {
 
 void DebReport::line(const std::string& text) {
     if (!m_failing.empty()) {
-        m_packages.push_back(m_failing + ": " + trimmed(text));
+        m_packages.add(m_failing + ": " + trimmed(text));
         m_failing.clear();
     } else if (text.starts_with(kFailingPackage)) {
         m_failing = "package '" + subjectOf(text, kFailingPackage) + "'";
@@ -39,14 +37,16 @@ void DebReport::line(const std::string& text) {
         const std::string path = subjectOf(text, kFailingArchive);
         m_failing = "archive '" + path.substr(path.rfind('/') + 1) + "'";
     } else if (isUnmet(text)) {
-        m_unmet.push_back(trimmed(text));
+        m_unmet.add(trimmed(text));
     } else if (text.starts_with(kError) && m_error.empty()) {
         m_error = text.substr(kError.size());
     }
 }
 
 std::string DebReport::reason() const {
-    return !m_packages.empty() ? joined(m_packages) : !m_unmet.empty() ? joined(m_unmet) : m_error;
+    return !m_packages.empty() ? m_packages.joined()
+           : !m_unmet.empty()  ? m_unmet.joined()
+                               : m_error;
 }
 
 }  // namespace qxpkg

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "node/qxpkg/engine/report_text.h"
 
 namespace qxpkg {
 
@@ -15,9 +16,9 @@ public:
     [[nodiscard]] std::string reason() const;
 
 private:
-    std::string m_failing;                ///< whose failure the next line explains
-    std::vector<std::string> m_packages;  ///< "package 'x': why"
-    std::vector<std::string> m_unmet;
+    std::string m_failing;   ///< whose failure the next line explains
+    ReasonParts m_packages;  ///< "package 'x': why"
+    ReasonParts m_unmet;
     std::string m_error;
 };
 

@@ -35,8 +35,4 @@ std::unique_ptr<Engine> makeEngine(const Place& place, const Options& options,
     return std::make_unique<DebEngine>(place, options, output);
 }
 
-std::string downloadFolder(qxnode::KrPackaging packaging) {
-    return packaging == qxnode::KrPackaging::rpm ? "dnf" : "archives";
-}
-
 }  // namespace qxpkg

@@ -60,8 +60,4 @@ public:
 std::unique_ptr<Engine> makeEngine(const Place& place, const Options& options,
                                    const Output& output);
 
-/// Folder of the store, below Place::work(), in which the engine of this packaging keeps what it
-/// downloads.
-std::string downloadFolder(qxnode::KrPackaging packaging);
-
 }  // namespace qxpkg

@@ -67,7 +67,11 @@ EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
         }
         keep(result.tail, line);
     };
-    options.onErrorLine = [&](const std::string& line) { keep(result.tail, line); };
+    options.onErrorLine = [&](const std::string& line) {
+        if (!m_isNoise || !m_isNoise(line)) {
+            keep(result.tail, line);
+        }
+    };
     const qxnode::ProcessResult process =
         qxnode::runProcess(confinedCommand(m_confinement, argv), options);
     requireStart(process);
@@ -78,11 +82,16 @@ EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
     return result;
 }
 
+std::string lastWords(const EngineResult& result) {
+    return result.tail.empty() ? "exit code " + std::to_string(result.code) : result.tail.back();
+}
+
 PackageList installedFrom(const EngineResult& answer,
                           bool (*parse)(const std::string& line, Package& package),
                           const Output& output) {
     if (!answer.succeeded()) {
-        failWith(answer, "cannot read the container's package database", output, kFailed);
+        failWith(answer, "cannot read the container's package database: " + lastWords(answer),
+                 output, kFailed);
     }
     PackageList packages;
     for (const std::string& line : answer.lines) {

@@ -47,6 +47,9 @@ private:
     std::function<bool(const std::string& line)> m_isNoise;
 };
 
+/// What the engine said last, for the reason of a failure; its exit code when it said nothing.
+std::string lastWords(const EngineResult& result);
+
 /// The packages that a query of the database gives, sorted.
 /// @param parse  reads a line; false for one that is no package.
 /// @throws Failure when the query failed.

@@ -25,6 +25,15 @@ PackageList packagesNamed(const PackageList& packages, std::string_view name) {
     return found;
 }
 
+PackageList packagesNamed(const PackageList& packages, const std::vector<std::string>& names) {
+    PackageList found;
+    for (const std::string& name : names) {
+        const PackageList more = packagesNamed(packages, std::string_view(name));
+        found.insert(found.end(), more.begin(), more.end());
+    }
+    return found;
+}
+
 PackageList difference(const PackageList& a, const PackageList& b) {
     PackageList rest;
     std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(rest),

@@ -27,6 +27,9 @@ void sortPackages(PackageList& packages);
 /// Elements of `packages` that are called `name`, or "name:architecture".
 PackageList packagesNamed(const PackageList& packages, std::string_view name);
 
+/// The same of several names, in their order.
+PackageList packagesNamed(const PackageList& packages, const std::vector<std::string>& names);
+
 /// Elements of `a` that `b` lacks. Whether they are complete does not count.
 PackageList difference(const PackageList& a, const PackageList& b);
 

@@ -14,13 +14,35 @@ inline std::string trimmed(const std::string& text) {
                : text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
-/// "a; b; c".
-inline std::string joined(const std::vector<std::string>& parts) {
-    std::string text;
-    for (const std::string& part : parts) {
-        text += (text.empty() ? "" : "; ") + part;
+/// Parts of a reason. Scripts of packages print into the same streams as engines and may print
+/// without end: a reason stays one that a person can read.
+class ReasonParts {
+public:
+    static constexpr std::size_t kMost = 8;
+    static constexpr std::size_t kLongest = 400;
+
+    void add(const std::string& part) {
+        ++m_count;
+        if (m_parts.size() < kMost) {
+            m_parts.push_back(part.size() <= kLongest ? part : part.substr(0, kLongest) + "...");
+        }
     }
-    return text;
-}
+
+    [[nodiscard]] bool empty() const { return m_count == 0; }
+
+    /// "a; b; c", and how many more there were.
+    [[nodiscard]] std::string joined() const {
+        std::string text;
+        for (const std::string& part : m_parts) {
+            text += (text.empty() ? "" : "; ") + part;
+        }
+        const std::size_t more = m_count - m_parts.size();
+        return more == 0 ? text : text + "; and " + std::to_string(more) + " more";
+    }
+
+private:
+    std::vector<std::string> m_parts;
+    std::size_t m_count = 0;
+};
 
 }  // namespace qxpkg

@@ -114,7 +114,8 @@ void RpmEngine::repair(const PackageList& now, const PackageList* atStart) {
     m_output.notice("an earlier change of the packages was not finished; finishing it");
     const EngineResult result = sandbox(false).run(rpm(words));
     if (!result.succeeded()) {
-        m_output.notice("not everything could be finished: " + enumeration(old));
+        m_output.notice("cannot remove the replaced " + enumeration(old) + ": " +
+                        lastWords(result));
     }
 }
 
@@ -189,13 +190,7 @@ PackageList RpmEngine::planOfRemoval(const std::vector<std::string>& names) {
     if (!answer.succeeded()) {
         return planByTable(Action::remove, names);
     }
-    PackageList packages;
-    const PackageList all = installed();
-    for (const std::string& name : names) {
-        const PackageList found = packagesNamed(all, name);
-        packages.insert(packages.end(), found.begin(), found.end());
-    }
-    return packages;
+    return packagesNamed(installed(), names);
 }
 
 PackageList RpmEngine::plan(Action action, const std::vector<std::string>& names) {
@@ -226,8 +221,7 @@ void RpmEngine::takeBack(const PackageList& fresh) {
     std::vector<std::string> words = {"-e", "--noscripts"};
     PackageList failed;
     for (const Package& package : fresh) {
-        if (std::find(m_scriptFailures.begin(), m_scriptFailures.end(), package.name) !=
-            m_scriptFailures.end()) {
+        if (m_scriptFailures.contains(package.name)) {
             failed.push_back(package);
             words.push_back(nevra(package));
         }
@@ -236,8 +230,9 @@ void RpmEngine::takeBack(const PackageList& fresh) {
         return;
     }
     const EngineResult result = sandbox(false).run(rpm(words));
-    m_output.notice((result.succeeded() ? "taken back: " : "cannot take back ") +
-                    enumeration(failed));
+    m_output.notice(result.succeeded()
+                        ? "taken back: " + enumeration(failed)
+                        : "cannot take back " + enumeration(failed) + ": " + lastWords(result));
 }
 
 void RpmEngine::download(const std::vector<std::string>& names) {

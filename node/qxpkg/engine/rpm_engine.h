@@ -1,6 +1,7 @@
 // Packages of rpm, from repositories by dnf.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,8 +41,8 @@ private:
     const Options& m_options;
     const Output& m_output;
     std::string m_databaseDir;
-    bool m_refresh = false;                     ///< the next dnf asks its repositories
-    std::vector<std::string> m_scriptFailures;  ///< packages, of the last run
+    bool m_refresh = false;                  ///< the next dnf asks its repositories
+    std::set<std::string> m_scriptFailures;  ///< packages, of the last run
 };
 
 /// A line of rpm -qa as RpmEngine asks for it.

@@ -5,8 +5,6 @@
 #include <sstream>
 #include <string_view>
 
-#include "node/qxpkg/engine/report_text.h"
-
 namespace qxpkg {
 
 namespace {
@@ -18,6 +16,9 @@ constexpr std::string_view kErrors[] = {"Error: ", "error: "};
 constexpr std::string_view kProblemRepository = "Problem repository: ";
 constexpr std::string_view kTableHead = " Package ";
 constexpr std::string_view kTableEnd = "Transaction Summary";
+
+/// More than a transaction has; a script that makes up names ends here.
+constexpr std::size_t kMaxFailedPackages = 10000;
 
 }  // namespace
 
@@ -44,8 +45,8 @@ bool RpmNoise::operator()(const std::string& line) {
 
 void RpmReport::line(const std::string& text) {
     if (text.starts_with(kProblemRepository)) {
-        m_errors.push_back("no key to check the signatures of repository " +
-                           text.substr(kProblemRepository.size()));
+        m_errors.add("no key to check the signatures of repository " +
+                     text.substr(kProblemRepository.size()));
         return;
     }
     // "warning: %post(name-1.0-1.noarch) scriptlet failed, exit status 3"
@@ -56,9 +57,11 @@ void RpmReport::line(const std::string& text) {
             open < failed) {
             const std::string package = rpmNameOf(text.substr(open + 1, failed - open - 1));
             const std::string script = text.substr(prefix.size() - 1, open - prefix.size() + 1);
-            m_packages.push_back(package);
-            m_scripts.push_back("package '" + package + "': " + script + " script failed, " +
-                                text.substr(failed + kScriptFailed.size()));
+            if (m_packages.size() < kMaxFailedPackages) {
+                m_packages.insert(package);
+            }
+            m_scripts.add("package '" + package + "': " + script + " script failed, " +
+                          text.substr(failed + kScriptFailed.size()));
             return;
         }
     }
@@ -67,7 +70,7 @@ void RpmReport::line(const std::string& text) {
             const std::string rest = trimmed(text.substr(prefix.size()));
             m_problem = rest.empty() || rest.ends_with(':');
             if (!m_problem) {
-                m_errors.push_back(rest);
+                m_errors.add(rest);
             }
             return;
         }
@@ -75,16 +78,16 @@ void RpmReport::line(const std::string& text) {
     if (m_problem && text.starts_with(' ') && !trimmed(text).empty()) {
         std::string why = trimmed(text);
         constexpr std::string_view problem = "Problem: ";
-        m_errors.push_back(why.starts_with(problem) ? why.substr(problem.size())
-                           : why.starts_with("- ")  ? why.substr(2)
-                                                    : why);
+        m_errors.add(why.starts_with(problem) ? why.substr(problem.size())
+                     : why.starts_with("- ")  ? why.substr(2)
+                                              : why);
         return;
     }
     m_problem = false;
 }
 
 std::string RpmReport::reason() const {
-    return scriptFailed() ? joined(m_scripts) : joined(m_errors);
+    return scriptFailed() ? m_scripts.joined() : m_errors.joined();
 }
 
 void DnfPlan::line(const std::string& text) {

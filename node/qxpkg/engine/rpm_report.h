@@ -1,10 +1,12 @@
 // What runs of dnf and rpm say of failures, which their exit codes do not always show.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
 #include "node/qxpkg/engine/package.h"
+#include "node/qxpkg/engine/report_text.h"
 
 namespace qxpkg {
 
@@ -18,15 +20,15 @@ public:
     [[nodiscard]] bool scriptFailed() const { return !m_scripts.empty(); }
 
     /// Their names, without version and architecture.
-    [[nodiscard]] const std::vector<std::string>& failedPackages() const { return m_packages; }
+    [[nodiscard]] const std::set<std::string>& failedPackages() const { return m_packages; }
 
     /// One line: the scripts that failed, else the engine's own error, else "".
     [[nodiscard]] std::string reason() const;
 
 private:
-    std::vector<std::string> m_scripts;  ///< "package 'x': %post script failed, exit status 3"
-    std::vector<std::string> m_packages;
-    std::vector<std::string> m_errors;
+    ReasonParts m_scripts;  ///< "package 'x': %post script failed, exit status 3"
+    std::set<std::string> m_packages;
+    ReasonParts m_errors;
     bool m_problem = false;  ///< the next lines explain an error
 };
 

@@ -17,7 +17,6 @@ namespace {
 using qxnode::KrManifest;
 
 constexpr const char* kDefaultVariant = "minbase";
-constexpr const char* kAdminDir = "/var/lib/dpkg";
 
 std::string attempt(const KrManifest& os) {
     return "cannot build the cache of '" + os.name + "'";
@@ -25,10 +24,7 @@ std::string attempt(const KrManifest& os) {
 
 void require(const EngineResult& result, const KrManifest& os, const Output& output) {
     if (!result.succeeded()) {
-        const std::string reason = result.tail.empty()
-                                       ? "exited with code " + std::to_string(result.code)
-                                       : result.tail.back();
-        failWith(result, attempt(os) + ": " + reason, output, kFailed);
+        failWith(result, attempt(os) + ": " + lastWords(result), output, kFailed);
     }
 }
 
@@ -84,7 +80,7 @@ std::vector<std::string> bootstrapCommand(const KrManifest& os,
 }
 
 void bootstrap(const KrManifest& os, const Place& place, const Output& output) {
-    const std::vector<ConfigurationFile> configuration = debConfiguration(place, kAdminDir);
+    const std::vector<ConfigurationFile> configuration = debConfiguration(place, kDpkgDatabase);
     prepareStore(place, configuration, {"tmp"});
     Confinement confinement = confinementOf(place, place.repositoriesNeedNetwork());
     confinement.environment = {"DEBIAN_FRONTEND=noninteractive",

@@ -22,7 +22,7 @@ struct NodeOsTemplate {
 /// @param os  with or without its dot. @throws Failure when something cannot be read.
 std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os);
 
-/// Keys that the manifests of a template name.
+/// Whether a repository of the manifest names this key.
 bool namesKey(const qxnode::KrManifest& manifest, const std::string& key);
 
 }  // namespace qxpkg

@@ -4,6 +4,7 @@
 
 #include "node/qxpkg/engine/deb_engine.h"
 #include "node/qxpkg/engine/deb_report.h"
+#include "node/qxpkg/engine/engine_run.h"
 #include "node/qxpkg/engine/rpm_engine.h"
 #include "node/qxpkg/engine/rpm_report.h"
 
@@ -11,6 +12,8 @@ namespace qxpkg {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::StartsWith;
 
 template <typename Report>
 std::string reasonOf(const std::vector<std::string>& lines) {
@@ -139,6 +142,49 @@ TEST(DebReport, elseTheFirstErrorIsTheReason) {
     EXPECT_EQ(reasonOf<DebReport>({"E: Unable to locate package x", "E: another"}),
               "Unable to locate package x");
     EXPECT_EQ(reasonOf<DebReport>({"all is well"}), "");
+}
+
+TEST(DebReport, aScriptThatPrintsWithoutEndMakesNoReasonWithoutEnd) {
+    DebReport report;
+    for (int i = 0; i < 1000; ++i) {
+        report.line("dpkg: error processing package p" + std::to_string(i) + " (--configure):");
+        report.line(std::string(10000, 'x'));
+    }
+
+    EXPECT_LT(report.reason().size(), 5000U);
+    EXPECT_THAT(report.reason(), StartsWith("package 'p0': xxx"));
+    EXPECT_THAT(report.reason(), EndsWith("...; and 992 more"));
+}
+
+TEST(RpmReport, aScriptThatPrintsWithoutEndMakesNoReasonWithoutEnd) {
+    RpmReport report;
+    for (int i = 0; i < 1000; ++i) {
+        report.line("error: " + std::string(10000, 'x'));
+    }
+
+    EXPECT_LT(report.reason().size(), 5000U);
+    EXPECT_THAT(report.reason(), EndsWith("...; and 992 more"));
+}
+
+TEST(RpmReport, everyPackageOfAFailingScriptCountsOnce) {
+    RpmReport report;
+    for (int i = 0; i < 20; ++i) {
+        const std::string name = "p" + std::to_string(i % 10);
+        report.line("warning: %post(" + name + "-1-1.noarch) scriptlet failed, exit status 3");
+    }
+
+    EXPECT_EQ(report.failedPackages().size(), 10U);
+}
+
+TEST(LastWords, areTheEnginesLastLineElseItsExitCode) {
+    EngineResult said;
+    said.code = 2;
+    said.tail = {"first", "dpkg-query: error: no database"};
+    EngineResult silent;
+    silent.code = 2;
+
+    EXPECT_EQ(lastWords(said), "dpkg-query: error: no database");
+    EXPECT_EQ(lastWords(silent), "exit code 2");
 }
 
 TEST(RpmReport, aFailingScriptCountsAndIsNamed) {

@@ -9,21 +9,15 @@
 #include "node/qxpkg/engine/rpm_configuration.h"
 #include "node/qxpkg/failure.h"
 #include "tests/support/temp_dir.h"
+#include "tests/unit/node/qxpkg/engine/repositories.h"
 
 namespace qxpkg {
 namespace {
 
+using qxpkg_test::folderRepository;
 using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-qxnode::KrRepository folder(const std::string& path) {
-    qxnode::KrRepository repository;
-    repository.url = "copy:" + path;
-    repository.suite = "./";
-    repository.trusted = true;
-    return repository;
-}
 
 /// Words that follow each other in a command line.
 bool holds(const std::vector<std::string>& words, const std::vector<std::string>& part) {
@@ -87,7 +81,7 @@ TEST(Confinement, theEnvironmentIsWhatIsGivenAndTheCommandComesLast) {
 
 TEST(AptSources, aRepositoryIsALineWithItsOptions) {
     Place place;
-    place.repositories = {folder("/srv/repo")};
+    place.repositories = {folderRepository("/srv/repo")};
     qxnode::KrRepository mirror;
     mirror.url = "https://example.invalid/debian";
     mirror.suite = "stable";
@@ -155,7 +149,7 @@ TEST(AptConfiguration, sourceLinesThatAreNotThereAreNamed) {
 
 TEST(DnfConfiguration, aFolderIsAFileAddress) {
     Place place;
-    place.repositories = {folder("//srv/repo")};
+    place.repositories = {folderRepository("//srv/repo")};
 
     EXPECT_THAT(dnfRepositories(place), HasSubstr("baseurl=file:///srv/repo\n"));
     EXPECT_THAT(dnfRepositories(place), HasSubstr("gpgcheck=0\n"));

@@ -7,20 +7,14 @@
 #include "node/qxpkg/engine/repository_state.h"
 #include "node/qxpkg/failure.h"
 #include "tests/support/temp_dir.h"
+#include "tests/unit/node/qxpkg/engine/repositories.h"
 
 namespace qxpkg {
 namespace {
 
+using qxpkg_test::folderRepository;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-qxnode::KrRepository folder(const std::string& path) {
-    qxnode::KrRepository repository;
-    repository.url = "copy:" + path;
-    repository.suite = "./";
-    repository.trusted = true;
-    return repository;
-}
 
 TEST(PackageFile, theNameIsFoundInBothKindsOfFileNames) {
     EXPECT_EQ(packageOfFile("lib-a_1.0-1_all.deb"), "lib-a");
@@ -33,6 +27,13 @@ TEST(PackageLists, aNameMayCarryItsArchitecture) {
 
     EXPECT_EQ(packagesNamed(packages, "a").size(), 2U);
     EXPECT_THAT(packagesNamed(packages, "a:i386"), ElementsAre(packages[1]));
+}
+
+TEST(PackageLists, packagesOfSeveralNamesComeInTheirOrder) {
+    const PackageList packages = {{"a", "all", "1", true}, {"b", "all", "1", true}};
+
+    EXPECT_THAT(packagesNamed(packages, std::vector<std::string>{"b", "nothing", "a"}),
+                ElementsAre(packages[1], packages[0]));
 }
 
 TEST(PackageLists, theDifferenceSeesVersions) {
@@ -132,7 +133,7 @@ TEST_F(Stores, aRecordOfNothingInstalledIsARecord) {
 
 TEST_F(Stores, listsAreFreshUntilARepositoryChanges) {
     m_folder.write("repo/Packages", "");
-    m_place.repositories = {folder(m_folder.path("repo"))};
+    m_place.repositories = {folderRepository(m_folder.path("repo"))};
     prepareStore(m_place, {}, {});
     EXPECT_FALSE(listsAreFresh(m_place));
 
@@ -146,7 +147,7 @@ TEST_F(Stores, listsAreFreshUntilARepositoryChanges) {
 TEST_F(Stores, listsAreFreshUntilTheKeyOfARepositoryChanges) {
     m_folder.write("keys/archive.asc", "one");
     m_place.keys = m_folder.path("keys");
-    m_place.repositories = {folder(m_folder.path("repo"))};
+    m_place.repositories = {folderRepository(m_folder.path("repo"))};
     m_place.repositories[0].key = "archive.asc";
     prepareStore(m_place, {}, {});
     rememberFreshLists(m_place);
@@ -197,9 +198,9 @@ TEST_F(Stores, aMountPointThatIsALinkIsRefused) {
 TEST(Places, anApplicationAddsItsSourcesOnce) {
     qxnode::KrManifest os;
     os.name = ".tiny";
-    os.repositories = {folder("/a")};
+    os.repositories = {folderRepository("/a")};
     qxnode::KrManifest application;
-    application.repositories = {folder("/a"), folder("/b")};
+    application.repositories = {folderRepository("/a"), folderRepository("/b")};
     application.network = true;
     Place place = placeOf(os);
 
