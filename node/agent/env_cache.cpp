@@ -6,11 +6,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <mutex>
 #include <set>
 #include <stdexcept>
+#include <system_error>
 
 #include "QXA/QXALibFunctionality.h"
 #include "QXL/QXLConfiguration.h"
@@ -21,8 +21,6 @@
 namespace QXL {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 [[noreturn]] void refuse(const qxnode::ContainerConfig& config, const std::string& path,
                          const char* name, const std::string& reason) {
@@ -38,22 +36,6 @@ QXLEID uuidIn(const qxnode::ContainerConfig& config, const std::string& path, co
         refuse(config, path, name, "'" + text + "' is no UUID");
     }
     return eid;
-}
-
-/// Files with their numbers, by number; nullopt when the folder cannot be read.
-std::optional<std::map<int, fs::path>> configFiles(const std::string& folder) {
-    std::error_code failure;
-    fs::directory_iterator entry(folder, failure);
-    std::map<int, fs::path> files;
-    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-        if (const auto veid = qxnode::veidOfConfigName(entry->path().filename().string())) {
-            files.emplace(*veid, entry->path());
-        }
-    }
-    if (failure) {
-        return std::nullopt;
-    }
-    return files;
 }
 
 /// Logs each finding once: a broken file would else fill the log with every request.
@@ -121,24 +103,26 @@ std::shared_ptr<const QXLEnv> envOfConfig(const qxnode::ContainerConfig& config,
 
 std::shared_ptr<QXLEnvList> readEnvironments(
     const std::string& folder, const std::function<void(const std::string& line)>& report) {
-    const auto files = configFiles(folder);
-    if (!files) {
+    std::error_code failure;
+    const std::vector<int> numbers = qxnode::containerNumbers(folder, failure);
+    if (failure) {
         return nullptr;
     }
     auto list = std::make_shared<QXLEnvList>();
     std::map<QXLEID, std::string> known;
-    for (const auto& [veid, path] : *files) {
+    for (const int veid : numbers) {
+        const std::string path = qxnode::containerConfigPath(veid, folder);
         std::string error;
-        const auto config = qxnode::ContainerConfig::read(path.string(), error);
+        const auto config = qxnode::ContainerConfig::read(path, error);
         if (!config) {
             report(error);
             continue;
         }
         try {
-            auto env = envOfConfig(*config, veid, path.string());
-            const auto [place, isNew] = known.emplace(env->getEID(), path.string());
+            auto env = envOfConfig(*config, veid, path);
+            const auto [place, isNew] = known.emplace(env->getEID(), path);
             if (!isNew) {
-                refuse(*config, path.string(), qxnode::parameter::kEid,
+                refuse(*config, path, qxnode::parameter::kEid,
                        "is that of " + place->second + " too");
             }
             list->push_back(std::move(env));

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "node/qxtt/failure.h"
@@ -18,7 +18,6 @@ namespace qxtt {
 
 namespace {
 
-namespace fs = std::filesystem;
 using qxnode::ConfigError;
 using qxnode::ContainerConfig;
 
@@ -196,16 +195,8 @@ std::vector<KrManifest> templatesOf(const Container& container) {
 }
 
 std::vector<int> containerNumbers() {
-    std::vector<int> numbers;
-    std::error_code failure;
-    fs::directory_iterator entry(qxnode::kContainerConfigDir, failure);
-    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-        if (const auto veid = qxnode::veidOfConfigName(entry->path().filename().string())) {
-            numbers.push_back(*veid);
-        }
-    }
-    std::sort(numbers.begin(), numbers.end());
-    return numbers;
+    std::error_code ignored;
+    return qxnode::containerNumbers(qxnode::kContainerConfigDir, ignored);
 }
 
 bool hasPrivateArea(const Container& container) {

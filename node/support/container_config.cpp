@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 
 #include "node/support/durable_file.h"
 #include "node/support/paths.h"
@@ -206,7 +207,9 @@ std::string ContainerConfig::text() const {
 }
 
 bool ContainerConfig::write(const std::string& path, std::string& error) const {
-    return replaceFile(path, text(), error);
+    const std::string content = text();
+    // What readers refuse would cost the container.
+    return parse(content, path, error) && replaceFile(path, content, error);
 }
 
 std::optional<int> veidOfConfigName(std::string_view fileName) {
@@ -224,6 +227,19 @@ std::optional<int> veidOfConfigName(std::string_view fileName) {
         return std::nullopt;
     }
     return veid;
+}
+
+std::vector<int> containerNumbers(const std::string& folder, std::error_code& failure) {
+    namespace fs = std::filesystem;
+    std::vector<int> numbers;
+    fs::directory_iterator entry(folder, failure);
+    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+        if (const auto veid = veidOfConfigName(entry->path().filename().string())) {
+            numbers.push_back(*veid);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
 }
 
 }  // namespace qxnode

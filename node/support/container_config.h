@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace qxnode {
@@ -66,7 +67,8 @@ public:
 
     [[nodiscard]] std::string text() const;
 
-    /// Replaces the file durably; mode and owner of an existing one stay. False with `error`.
+    /// Replaces the file durably; mode and owner of an existing one stay. False with `error`, also
+    /// for a text that is longer than read() takes.
     bool write(const std::string& path, std::string& error) const;
 
 private:
@@ -84,5 +86,9 @@ private:
 /// The number in a configuration's file name ("101.conf"); nullopt for other names. Numbers have no
 /// sign and no leading zero, so that one container has one name.
 std::optional<int> veidOfConfigName(std::string_view fileName);
+
+/// Numbers of the containers that have a configuration in `folder`, the smallest first: where two
+/// claim one thing, whoever takes the first takes the same one. On failure those found until then.
+std::vector<int> containerNumbers(const std::string& folder, std::error_code& failure);
 
 }  // namespace qxnode

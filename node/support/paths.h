@@ -30,8 +30,8 @@ inline constexpr const char* kDefaultPrivateArea = "/qx/private/$VEID";
 /// One writer at a time changes the node's templates.
 inline constexpr const char* kTemplateLock = "/qx/template/.lock";
 
-inline std::string containerConfigPath(int veid) {
-    return std::string(kContainerConfigDir) + "/" + std::to_string(veid) + kContainerConfigSuffix;
+inline std::string containerConfigPath(int veid, const std::string& folder = kContainerConfigDir) {
+    return folder + "/" + std::to_string(veid) + kContainerConfigSuffix;
 }
 
 /// One writer at a time changes a container. The lock lies beside the configuration, which is

@@ -5,9 +5,8 @@
 #include <fcntl.h>
 #include <uuid/uuid.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "QXA/QXATEMLocal.h"
@@ -64,15 +63,10 @@ std::optional<QXAEnvRecord> readRecord(int veid, std::string& error) {
 
 std::vector<QXAEnvRecord> readAll() {
     std::error_code failure;
-    std::filesystem::directory_iterator entry(qxnode::kContainerConfigDir, failure);
     std::vector<QXAEnvRecord> records;
-    for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        const auto veid = qxnode::veidOfConfigName(entry->path().filename().string());
-        if (!veid) {
-            continue;
-        }
+    for (const int veid : qxnode::containerNumbers(qxnode::kContainerConfigDir, failure)) {
         std::string error;
-        if (auto record = readRecord(*veid, error)) {
+        if (auto record = readRecord(veid, error)) {
             records.push_back(std::move(*record));
         } else {
             QXL::Log.put(QXL::kLogError, "container left out: %s", error.c_str());
@@ -82,8 +76,6 @@ std::vector<QXAEnvRecord> readAll() {
         throw Failure(tem::kTemFailed, std::string("cannot read '") + qxnode::kContainerConfigDir +
                                            "': " + failure.message());
     }
-    std::sort(records.begin(), records.end(),
-              [](const QXAEnvRecord& a, const QXAEnvRecord& b) { return a.veid < b.veid; });
     return records;
 }
 

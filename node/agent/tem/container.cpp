@@ -1,10 +1,7 @@
 // A container as the template manager works on it.
 #include "node/agent/tem/container.h"
 
-#include <dirent.h>
-
-#include <algorithm>
-#include <memory>
+#include <system_error>
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/failure.h"
@@ -13,10 +10,6 @@
 namespace QXA::tem {
 
 namespace {
-
-struct CloseDirectory {
-    void operator()(DIR* stream) const { closedir(stream); }
-};
 
 qxnode::ContainerConfig readConfig(int veid) {
     std::string error;
@@ -39,22 +32,20 @@ QXATemplate parseKey(const std::string& text) {
 Container::Container(int veid) : m_veid(veid), m_config(readConfig(veid)) {}
 
 Container Container::find(const QXL::QXLEID& eid) {
-    const std::unique_ptr<DIR, CloseDirectory> directory(opendir(qxnode::kContainerConfigDir));
-    if (!directory) {
-        throw systemFailure("read directory", qxnode::kContainerConfigDir);
+    std::error_code failure;
+    const std::vector<int> numbers = qxnode::containerNumbers(qxnode::kContainerConfigDir, failure);
+    if (failure) {
+        throw Failure(kTemFailed, std::string("cannot read directory '") +
+                                      qxnode::kContainerConfigDir + "': " + failure.message());
     }
-    while (const struct dirent* entry = readdir(directory.get())) {
-        const std::optional<int> veid = qxnode::veidOfConfigName(entry->d_name);
+    // Of two with one EID the smaller number counts: access was checked for that one.
+    for (const int veid : numbers) {
         std::string error;
-        if (!veid) {
-            continue;
-        }
         // A broken file is another container's trouble.
-        const auto config =
-            qxnode::ContainerConfig::read(qxnode::containerConfigPath(*veid), error);
+        const auto config = qxnode::ContainerConfig::read(qxnode::containerConfigPath(veid), error);
         if (config && eid.isValid() &&
             QXL::QXLEID::fromString(config->get(qxnode::parameter::kEid).value_or("")) == eid) {
-            return Container(*veid);
+            return Container(veid);
         }
     }
     throw Failure(kTemFailed, "no container has the EID '" + eid.toString() + "'");

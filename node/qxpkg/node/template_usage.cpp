@@ -1,9 +1,8 @@
 // See template_usage.h.
 #include "node/qxpkg/node/template_usage.h"
 
-#include <algorithm>
-#include <filesystem>
 #include <functional>
+#include <system_error>
 
 #include "node/qxpkg/failure.h"
 #include "node/support/container_config.h"
@@ -14,7 +13,6 @@ namespace qxpkg {
 
 namespace {
 
-namespace fs = std::filesystem;
 using qxnode::ContainerConfig;
 
 /// As many as a reader of a message takes in.
@@ -63,19 +61,14 @@ void refuseIfUsed(const std::vector<TemplateUse>& uses, const std::string& what,
 std::vector<TemplateUse> templateUses() {
     std::vector<TemplateUse> uses;
     std::error_code failure;
-    fs::directory_iterator entry(qxnode::kContainerConfigDir, failure);
-    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-        if (const auto veid = qxnode::veidOfConfigName(entry->path().filename().string())) {
-            uses.push_back(useOf(*veid));
-        }
+    for (const int veid : qxnode::containerNumbers(qxnode::kContainerConfigDir, failure)) {
+        uses.push_back(useOf(veid));
     }
     if (failure && failure != std::errc::no_such_file_or_directory) {
         throw Failure(kFailed, "cannot read directory '" +
                                    std::string(qxnode::kContainerConfigDir) +
                                    "': " + failure.message());
     }
-    std::sort(uses.begin(), uses.end(),
-              [](const TemplateUse& a, const TemplateUse& b) { return a.veid < b.veid; });
     return uses;
 }
 

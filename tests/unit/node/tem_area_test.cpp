@@ -246,6 +246,16 @@ TEST_F(TemArea, VersionMayEndAsAFileBesideDoes) {
     EXPECT_EQ(root(), before);
 }
 
+TEST_F(TemArea, OfContainersWithOneEidTheSmallestNumberCounts) {
+    for (int veid = 60; veid < 101; ++veid) {
+        fs::copy_file(node.configPath(),
+                      fs::path(node.configPath()).parent_path() / (std::to_string(veid) + ".conf"));
+    }
+    fs::create_directories(node.path() + "/qx/private/60");
+    ASSERT_EQ(node.add({{"os", "1"}}).code, 0);
+    EXPECT_TRUE(fs::exists(node.path() + "/qx/private/60/root/etc/release"));
+}
+
 TEST_F(TemArea, OlderVersionNeedsForce) {
     node.installOs("2");
     ASSERT_EQ(node.add({{"os", "2"}}).code, 0);

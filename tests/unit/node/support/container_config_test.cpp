@@ -141,6 +141,17 @@ TEST(ContainerConfigTest, KeepsTheModeOfAFileThatItReplaces) {
     EXPECT_EQ(qx_test::read_file(path), "A=\"2\"\n");
 }
 
+TEST(ContainerConfigTest, DoesNotReplaceAFileByWhatNoReaderTakes) {
+    const TempDir files;
+    const std::string path = files.write("7.conf", "A=\"1\"\n");
+    ContainerConfig config;
+    ASSERT_TRUE(config.set("A", std::string(ContainerConfig::kMaxBytes, 'x')));
+    std::string error;
+    EXPECT_FALSE(config.write(path, error));
+    EXPECT_EQ(error, path + ": longer than 1048576 bytes");
+    EXPECT_EQ(qx_test::read_file(path), "A=\"1\"\n");
+}
+
 TEST(ContainerConfigTest, NamesAFileThatCannotBeRead) {
     std::string error;
     EXPECT_FALSE(ContainerConfig::read("/nowhere/7.conf", error));
@@ -154,6 +165,22 @@ TEST(VeidOfConfigNameTest, TakesPlainNumbersOnly) {
                              "99999999999.conf", "101.conf~"}) {
         EXPECT_EQ(qxnode::veidOfConfigName(name), std::nullopt) << name;
     }
+}
+
+TEST(ContainerNumbersTest, AreThoseOfTheConfigurationsTheSmallestFirst) {
+    const TempDir files;
+    for (const char* name : {"102.conf", "20.conf", "7.conf", ".9.lock", "8.conf~"}) {
+        files.write(name, "");
+    }
+    std::error_code failure;
+    EXPECT_EQ(qxnode::containerNumbers(files.path(), failure), (std::vector<int>{7, 20, 102}));
+    EXPECT_FALSE(failure);
+}
+
+TEST(ContainerNumbersTest, TellAFolderThatCannotBeRead) {
+    std::error_code failure;
+    EXPECT_TRUE(qxnode::containerNumbers("/nowhere", failure).empty());
+    EXPECT_EQ(failure, std::errc::no_such_file_or_directory);
 }
 
 }  // namespace
