@@ -214,6 +214,15 @@ TEST_F(FrontWalk, endsAtTheFirstFailureWhoseCodeChangesKeepAndQuestionsDoNot) {
     EXPECT_EQ(6U, m_calls.size());
 }
 
+TEST_F(FrontWalk, takesNegativeCodesForFailuresToo) {
+    m_walk.a->results = {-5, -5, -5, -5};
+    EXPECT_EQ(-5, m_walk.remove(m_node, m_pkgs, &m_out, m_options));
+    EXPECT_EQ(-5, m_walk.install(m_node, m_files, &m_out, m_options));
+    EXPECT_EQ(-1, m_walk.clean(m_pkgs));
+    EXPECT_EQ(-1, m_walk.fetch(m_pkgs));
+    EXPECT_EQ(4U, m_calls.size());
+}
+
 TEST_F(FrontWalk, keepsTheRecordsOfTechnologiesBeforeTheOneThatFails) {
     m_walk.b->results = {5};
     EXPECT_EQ(-1, m_walk.list(m_node, m_pkgs, &m_out, m_listOptions));

@@ -92,6 +92,8 @@ TEST_F(StandardListing, listsTheNodeForEverythingThatIsNoContainer) {
     EXPECT_THAT(m_platform.callsOf("tem.ls"),
                 ElementsAre("tem.ls eid=local type=3", "tem.ls eid=local type=3",
                             "tem.ls eid=local type=3"));
+    EXPECT_THAT(m_platform.callsOf("envCache"),
+                ElementsAre("envCache.getEnvCopy " + node.toString()));
 }
 
 TEST_F(StandardListing, listsTheNodeForAnEidThatTheCacheDoesNotKnow) {
@@ -155,12 +157,15 @@ TEST_F(StandardListing, listingBothGivesTemplatesFirst) {
 }
 
 TEST_F(StandardListing, aRequestSelectsByExactNameAndVersionInTheirOrder) {
-    know("b", "1", true);
     know("b", "2", true);
+    know("b", "3", true);
+    know("b", "10", true);
     know("a", "1", true);
-    m_technology.list({}, {standard("b", "2"), standard("a", "1"), standard("c", "1")},
+    m_technology.list({},
+                      {standard("b", "2"), standard("a", "1"), standard("c", "1"),
+                       standard("b", "10"), standard("a", "1")},
                       listOptions(), &m_out);
-    EXPECT_THAT(names(), ElementsAre("a/1", "b/2"));
+    EXPECT_THAT(names(), ElementsAre("a/1", "b/10", "b/2"));
 }
 
 TEST_F(StandardListing, aRequestWithoutVersionSelectsNothing) {
@@ -262,6 +267,17 @@ TEST_F(StandardListing, compatibleOnTheNodeOfAnApplicationListsItsOsAndItsNamesa
     know("base", "2", true);
     EXPECT_EQ(0, m_technology.list({}, {standard("web", "1")}, listOptions({}, 32), &m_out));
     EXPECT_THAT(names(), ElementsAre("web/1", "web/2", "base/1"));
+}
+
+TEST_F(StandardListing, compatibleOnTheNodeLooksAtEveryBaseOfAnApplication) {
+    know("web", "1", false, {{"other", ""}, {"base", ""}, {"third", ""}});
+    know("base", "1", true);
+    know("third", "1", true);
+    EXPECT_EQ(0, m_technology.list({}, {standard("web", "1")}, listOptions({}, 32), &m_out));
+    EXPECT_THAT(names(), ElementsAre("web/1", "base/1", "third/1"));
+    m_out.clear();
+    EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({}, 32), &m_out));
+    EXPECT_THAT(names(), ElementsAre("web/1", "base/1"));
 }
 
 TEST_F(StandardListing, compatibleOnTheNodeOfUnknownTemplatesListsNothing) {

@@ -49,6 +49,8 @@ TEST(StandardRecord, takesTextsFromTheConfigurationAndFlagsFromBoth) {
     info.isOsTemplate = false;
     auto listed = version(true);
     listed.packageFlag = true;
+    listed.version = "as listed";
+    listed.baseOsTemplates = {{"as listed", ""}};
     const QXAStandardQXTemplateEx record(info, listed);
     EXPECT_EQ("web", record.name);
     EXPECT_EQ("2", record.version);
@@ -61,6 +63,7 @@ TEST(StandardRecord, takesTextsFromTheConfigurationAndFlagsFromBoth) {
     EXPECT_FALSE(record.isOsTemplate);
     EXPECT_TRUE(record.versionFlag);
     EXPECT_EQ("a detail", record.versionDetail);
+    EXPECT_TRUE(record.baseOsTemplates.empty());
 }
 
 TEST(StandardRecord, withoutBaseOsLeavesItsOsUnset) {
@@ -365,11 +368,12 @@ TEST(ParserFactory, ofAClassThatHasOneAlreadyChangesNothing) {
 
 TEST(ParserFactoryDeathTest, aSecondDefaultIsAnAssertionThatNamesItsPlace) {
     const auto data = QXL::QXLParserFactoryData<QXL::QXLPackage>::instance();
+    auto* const before = data->defaultFactory;
     data->defaultFactory = &factoryQXAStandardQXTemplateEx;
     EXPECT_DEATH(OtherFactory(true, "qxa/plugins/QXAPkg/QXAStandardQXTemplateEx", 16),
                  "qxa/plugins/QXAPkg/QXAStandardQXTemplateEx:16: .*"
                  "this->m_factoryData->defaultFactory == __null");
-    data->defaultFactory = nullptr;
+    data->defaultFactory = before;
 }
 
 }  // namespace
