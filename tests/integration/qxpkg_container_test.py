@@ -138,8 +138,7 @@ class Packages(ContainerTest):
         self.assertEqual([], self.rpm_state(102))
 
     def test_a_name_that_is_an_option_a_path_or_a_pattern_is_none(self):
-        self.qxpkg("install", "-q", "-p", 101, "--", "-oDir=/", code=2)
-        for name in ("./one.deb", "/one.deb", "on*", "one=1.0", "one/stable"):
+        for name in ("-oDir=/", "-f", "--node-dir=/", "--help", "--", "./one.deb", "/one.deb", "on*", "one=1.0", "one/stable"):
             failed = self.qxpkg("install", "-q", "-p", 101, name, code=1)
             self.assertEqual(f"'{name}' cannot be a package's name\n", failed.stderr)
 
@@ -384,6 +383,7 @@ class Interrupted(ContainerTest):
         self.wait_for(self.root(101) / "started")
         timed_out = self.qxpkg("install", "-q", "--wait", "0.1", "-p", 101, "one", code=75)
         self.assertIn(f"pid {first.pid}", timed_out.stderr)
+        self.assertIn("lock not had in time", timed_out.stderr.splitlines()[-1])
         second = self.start("install", "-q", "-p", 101, "one")
         line = second.stderr.readline()
         (self.root(101) / "go").touch()
@@ -463,6 +463,11 @@ class Fetching(ContainerTest):
     def test_a_package_that_nobody_offers_is_named(self):
         failed = self.qxpkg("fetch", "-q", "-p", "nosuch", code=1)
         self.assertIn("no OS template offers package 'nosuch'", failed.stderr)
+
+    def test_a_package_that_nobody_offers_is_told_without_the_reasons_of_others(self):
+        self.offer(packages().deb("only"))
+        failed = self.qxpkg("fetch", "-q", "-p", "only", "nosuch", code=1)
+        self.assertNotIn("'only'", failed.stderr.splitlines()[-1])
 
     def test_clean_removes_the_packages_of_templates(self):
         self.qxpkg("fetch", "-q", "second")

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "node/qxpkg/failure.h"
+#include "node/qxpkg/locking.h"
 #include "node/support/paths.h"
 
 namespace qxpkg {
@@ -17,20 +18,6 @@ bool isFolder(const std::string& path) {
 
 }  // namespace
 
-void takeLock(qxnode::FileLock& lock, const std::string& path, const Options& options,
-              const Output& output) {
-    std::string error;
-    switch (lock.acquire(path, options.wait, error,
-                         [&](const std::string& line) { output.notice(line); })) {
-        case qxnode::FileLock::Result::acquired:
-            return;
-        case qxnode::FileLock::Result::timeout:
-            throw Failure(kLockNotHad, error);
-        case qxnode::FileLock::Result::failed:
-            throw Failure(kFailed, error);
-    }
-}
-
 Container::Container(int veid, const Options& options, const Output& output) : m_veid(veid) {
     const std::string path = qxnode::containerConfigPath(veid);
     const std::string who = "container " + std::to_string(veid);
@@ -39,7 +26,7 @@ Container::Container(int veid, const Options& options, const Output& output) : m
     if (!qxnode::ContainerConfig::read(path, error)) {
         throw Failure(kFailed, who + ": " + error);
     }
-    takeLock(m_lock, qxnode::containerLockPath(veid), options, output);
+    m_lock = lockFile(qxnode::containerLockPath(veid), options.wait, output);
     auto config = qxnode::ContainerConfig::read(path, error);
     if (!config) {
         throw Failure(kFailed, who + ": " + error);

@@ -16,8 +16,7 @@ class Container {
 public:
     /// Takes the container's lock, then reads its configuration.
     /// @throws Failure: kLockNotHad, or kFailed when there is no such container, it is not made
-    /// from
-    ///         a KR template, or it has no root.
+    ///         from a KR template, or it has no root.
     Container(int veid, const Options& options, const Output& output);
 
     [[nodiscard]] int veid() const { return m_veid; }
@@ -40,9 +39,5 @@ private:
     std::vector<std::string> m_applications;
     std::string m_root;
 };
-
-/// Takes a lock, telling for whom it waits. @throws Failure kLockNotHad or kFailed.
-void takeLock(qxnode::FileLock& lock, const std::string& path, const Options& options,
-              const Output& output);
 
 }  // namespace qxpkg

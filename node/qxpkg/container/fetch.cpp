@@ -7,6 +7,7 @@
 #include "node/qxpkg/container/templates.h"
 #include "node/qxpkg/engine/engine.h"
 #include "node/qxpkg/failure.h"
+#include "node/qxpkg/locking.h"
 #include "node/support/durable_file.h"
 #include "node/support/paths.h"
 
@@ -96,8 +97,7 @@ void fetchFor(const Wanted& wanted, const std::vector<std::string>& packages,
     place.store = place.downloads;
     place.root = place.store + "/root";
     makeFolder(place.root);
-    qxnode::FileLock lock;
-    takeLock(lock, place.store + "/.lock", options, output);
+    const qxnode::FileLock lock = lockFile(place.store + "/.lock", options.wait, output);
     const auto engine = makeEngine(place, options, output);
     engine->refresh();
     if (options.dryRun) {
@@ -112,26 +112,32 @@ void fetchFor(const Wanted& wanted, const std::vector<std::string>& packages,
 }
 
 /// Which OS templates offer a package only their repositories know, so each is asked.
+void fetchFromAny(const std::vector<Wanted>& all, const std::string& name, const Options& options) {
+    bool found = false;
+    std::string reasons;
+    for (const Wanted& wanted : all) {
+        try {
+            fetchFor(wanted, {name}, options, Output(true));
+            found = true;
+        } catch (const Failure& failure) {
+            reasons += (reasons.empty() ? ": " : "; ") + wanted.os.name + ": " + failure.what();
+        }
+    }
+    if (!found) {
+        throw Failure(kFailed, "no OS template offers package '" + name + "'" + reasons);
+    }
+}
+
 void fetchByName(const std::vector<std::string>& names, const Options& options,
                  const Output& output) {
-    std::string reasons;
     for (const std::string& name : names) {
         if (!qxnode::isKrPackageName(name)) {
             throw Failure(kFailed, "'" + name + "' cannot be a package's name");
         }
-        bool found = false;
-        for (const Wanted& wanted : allTemplates(output)) {
-            try {
-                fetchFor(wanted, {name}, options, Output(true));
-                found = true;
-            } catch (const Failure& failure) {
-                reasons += (reasons.empty() ? "" : "; ") + wanted.os.name + ": " + failure.what();
-            }
-        }
-        if (!found) {
-            throw Failure(kFailed, "no OS template offers package '" + name + "'" +
-                                       (reasons.empty() ? "" : ": " + reasons));
-        }
+    }
+    const std::vector<Wanted> all = allTemplates(output);
+    for (const std::string& name : names) {
+        fetchFromAny(all, name, options);
     }
 }
 

@@ -6,6 +6,7 @@
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/files.h"
 #include "node/qxpkg/failure.h"
+#include "node/qxpkg/locking.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/support/durable_file.h"
 #include "node/support/kr_manifest.h"
@@ -22,17 +23,7 @@ qxnode::FileLock locked(const qxnode::LockWait& wait, const Output& output) {
     if (!qxnode::makeDirectories(qxnode::kTemplateDir, error)) {
         throw Failure(kFailed, error);
     }
-    qxnode::FileLock lock;
-    switch (lock.acquire(qxnode::kTemplateLock, wait, error,
-                         [&](const std::string& line) { output.notice(line); })) {
-        case qxnode::FileLock::Result::acquired:
-            return lock;
-        case qxnode::FileLock::Result::timeout:
-            throw Failure(kLockNotHad, "lock not had in time: " + error);
-        case qxnode::FileLock::Result::failed:
-            break;
-    }
-    throw Failure(kFailed, error);
+    return lockFile(qxnode::kTemplateLock, wait, output);
 }
 
 qxnode::Fd openArea() {
