@@ -84,9 +84,10 @@ class Templates(NodeTest):
     def test_a_name_where_files_are_wanted_is_wrong_usage(self):
         result = self.qxa("install", "base/1", code=2)
         self.assertIn("the node installs template package files", result.stderr)
+        self.assertIn("there is no file 'lost.tar.gz'", self.qxa("install", "lost.tar.gz", code=2).stderr)
 
     def test_asking_for_what_is_not_there_fails(self):
-        self.qxa("info", "nothing/1", code=1)
+        self.assertIn("nothing matches 'nothing/1'", self.qxa("info", "nothing/1", code=1).stderr)
 
     def test_compatible_lists_what_goes_with_a_template(self):
         self.qxa(
@@ -145,6 +146,9 @@ class Containers(NodeTest):
     def test_an_unknown_container_is_an_unknown_target(self):
         self.qxa("list", "--ct", 999, code=4)
         self.qxa("list", "--eid", "00000000-1111-2222-3333-444444444444", code=4)
+
+    def test_a_list_of_no_containers_is_no_target(self):
+        self.assertIn("no container was named", self.qxa("list", "--ct", ",", code=4).stderr)
 
     def test_containers_of_others_are_unknown_targets(self):
         other = "00000000-1111-2222-3333-444444444444"

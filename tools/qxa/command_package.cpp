@@ -41,8 +41,10 @@ int runPackageCommand(const CommonOptions& common, Operation operation,
     }
     const auto targets = targetsOf(options.target, containers);
     if (targets.empty()) {
-        return printFailure(common, operationName(operation), "this node has no containers",
-                            kExitUnknownTarget);
+        return printFailure(
+            common, operationName(operation),
+            containers.empty() ? "this node has no containers" : "no container was named",
+            kExitUnknownTarget);
     }
     if (common.format == Format::xml && targets.size() > 1) {
         return printFailure(common, operationName(operation),
@@ -58,7 +60,7 @@ int runPackageCommand(const CommonOptions& common, Operation operation,
     OutcomePrinter printer(common, targets.size() > 1, options.summary,
                            operation == Operation::info);
     runOnTargets(
-        targets, options.target.jobs,
+        targets, operationName(operation), options.target.jobs,
         [&](const Target& target) {
             const auto progress = announce(common, operation, target, targets.size() == 1);
             return runRequest(plugin, request, target);

@@ -1,6 +1,7 @@
 // Reads package names as the command line gives them.
 #include "tools/qxa/names.h"
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <string_view>
@@ -57,20 +58,20 @@ std::shared_ptr<QXL::QXLPackage> linuxPackage(const std::string& name, const Nam
 
 }  // namespace
 
+bool isArchiveName(const std::string& name) {
+    constexpr std::array<std::string_view, 8> endings{".tar",     ".tar.gz",  ".tgz", ".tar.xz",
+                                                      ".tar.zst", ".tar.bz2", ".deb", ".rpm"};
+    return std::any_of(endings.begin(), endings.end(),
+                       [&](std::string_view ending) { return name.ends_with(ending); });
+}
+
 bool isPath(const std::string& argument) {
     for (const std::string_view start : {"/", "./", "../"}) {
         if (argument.starts_with(start)) {
             return true;
         }
     }
-    constexpr std::array<std::string_view, 8> archives{".tar",     ".tar.gz",  ".tgz", ".tar.xz",
-                                                       ".tar.zst", ".tar.bz2", ".deb", ".rpm"};
-    for (const auto ending : archives) {
-        if (argument.ends_with(ending)) {
-            return std::filesystem::exists(argument);
-        }
-    }
-    return false;
+    return isArchiveName(argument) && std::filesystem::exists(argument);
 }
 
 std::shared_ptr<QXL::QXLPackage> recordOf(const std::string& name, const NameContext& context) {

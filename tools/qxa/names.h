@@ -20,6 +20,9 @@ struct NameContext {
 /// names an existing file with the ending of an archive.
 bool isPath(const std::string& argument);
 
+/// True for a name with the ending of an archive.
+bool isArchiveName(const std::string& name);
+
 /// The record that a name stands for: ".os" and ".os/app" are KR templates, "name/version" is a
 /// standard template, and a bare name is what the context says.
 std::shared_ptr<QXL::QXLPackage> recordOf(const std::string& name, const NameContext& context);

@@ -1,6 +1,7 @@
 // Builds a request's records, calls the package manager and gathers what came of it.
 #include "tools/qxa/request.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "QXA/QXALibFunctionality.h"
@@ -133,7 +134,7 @@ std::string unusable(const Request& request, const Target& target) {
         return {};
     }
     for (const auto& name : request.options.names) {
-        if (!isPath(name)) {
+        if (!isPath(name) && !isArchiveName(name)) {
             return "the node installs template package files, and '" + name + "' is none";
         }
         if (!std::filesystem::exists(name)) {
@@ -141,6 +142,15 @@ std::string unusable(const Request& request, const Target& target) {
         }
     }
     return {};
+}
+
+/// "'a', 'b', 'c'".
+std::string enumeration(const std::vector<std::string>& names) {
+    std::string text;
+    for (const auto& name : names) {
+        text += (text.empty() ? "'" : ", '") + name + "'";
+    }
+    return text;
 }
 
 std::string asXml(const QXL::QXLPackageList& records) {
@@ -207,7 +217,7 @@ Outcome runRequest(const Plugin& plugin, const Request& request, const Target& t
             {outcome.code, outcome.message, QXL::getLastErrorData().code, isServed(target)});
     } else if (!changes(request.operation) && !request.options.names.empty() && records.empty()) {
         outcome.code = QXL::kPkgFailed;
-        outcome.message = "nothing matches what was asked for";
+        outcome.message = "nothing matches " + enumeration(request.options.names);
         outcome.exitCode = kExitFailed;
     }
     outcome.packages = viewsOf(records);

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <map>
 
 namespace qxa {
@@ -34,8 +35,9 @@ void sendAll(int fd, const std::string& text) {
     }
 }
 
-Outcome failure(const Target& target, const std::string& message) {
+Outcome failure(const Target& target, const std::string& operation, const std::string& message) {
     Outcome outcome;
+    outcome.operation = operation;
     outcome.target = target.label;
     outcome.code = -1;
     outcome.message = message;
@@ -43,7 +45,19 @@ Outcome failure(const Target& target, const std::string& message) {
     return outcome;
 }
 
-bool start(const Target& target, const TargetRunner& runner, Worker& worker) {
+/// The runner's outcome, ready to be sent. An exception must not leave the process that is the
+/// worker's alone: what lies around the call belongs to the caller's.
+std::string sentOutcome(const Target& target, const std::string& operation,
+                        const TargetRunner& runner) {
+    try {
+        return serialize(runner(target));
+    } catch (const std::exception& error) {
+        return serialize(failure(target, operation, error.what()));
+    }
+}
+
+bool start(const Target& target, const std::string& operation, const TargetRunner& runner,
+           Worker& worker) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         return false;
@@ -51,7 +65,7 @@ bool start(const Target& target, const TargetRunner& runner, Worker& worker) {
     worker.pid = fork();
     if (worker.pid == 0) {
         close(ends[0]);
-        sendAll(ends[1], serialize(runner(target)));
+        sendAll(ends[1], sentOutcome(target, operation, runner));
         _exit(0);
     }
     close(ends[1]);
@@ -74,7 +88,7 @@ bool drain(Worker& worker) {
     return got == 0 || errno != EINTR;
 }
 
-Outcome finish(const Target& target, Worker& worker) {
+Outcome finish(const Target& target, const std::string& operation, Worker& worker) {
     close(worker.pipe);
     int status = 0;
     while (waitpid(worker.pid, &status, 0) < 0 && errno == EINTR) {
@@ -83,15 +97,15 @@ Outcome finish(const Target& target, Worker& worker) {
     if (deserialize(worker.text, outcome)) {
         return outcome;
     }
-    return failure(
-        target, WIFSIGNALED(status)
-                    ? std::string("the request was ended by signal ") + strsignal(WTERMSIG(status))
-                    : std::string("the request ended without an outcome"));
+    return failure(target, operation,
+                   WIFSIGNALED(status) ? std::string("the request was ended by signal ") +
+                                             strsignal(WTERMSIG(status))
+                                       : std::string("the request ended without an outcome"));
 }
 
 /// Waits until some worker has something to say and takes it in; finished ones leave `running`.
-void collect(const std::vector<Target>& targets, std::map<std::size_t, Worker>& running,
-             std::map<std::size_t, Outcome>& done) {
+void collect(const std::vector<Target>& targets, const std::string& operation,
+             std::map<std::size_t, Worker>& running, std::map<std::size_t, Outcome>& done) {
     std::vector<pollfd> polled;
     std::vector<std::size_t> indexes;
     for (const auto& [index, worker] : running) {
@@ -105,15 +119,15 @@ void collect(const std::vector<Target>& targets, std::map<std::size_t, Worker>& 
         if (polled[i].revents == 0 || !drain(running.at(indexes[i]))) {
             continue;
         }
-        done.emplace(indexes[i], finish(targets[indexes[i]], running.at(indexes[i])));
+        done.emplace(indexes[i], finish(targets[indexes[i]], operation, running.at(indexes[i])));
         running.erase(indexes[i]);
     }
 }
 
 }  // namespace
 
-void runOnTargets(const std::vector<Target>& targets, unsigned jobs, const TargetRunner& runner,
-                  const OutcomeSink& sink) {
+void runOnTargets(const std::vector<Target>& targets, const std::string& operation, unsigned jobs,
+                  const TargetRunner& runner, const OutcomeSink& sink) {
     if (targets.size() == 1) {
         sink(runner(targets.front()));
         return;
@@ -125,16 +139,17 @@ void runOnTargets(const std::vector<Target>& targets, unsigned jobs, const Targe
     while (shown < targets.size()) {
         while (next < targets.size() && running.size() < std::max(jobs, 1U)) {
             Worker worker;
-            if (start(targets[next], runner, worker)) {
+            if (start(targets[next], operation, runner, worker)) {
                 running.emplace(next, std::move(worker));
             } else {
-                done.emplace(next, failure(targets[next],
-                                           std::string("cannot start: ") + std::strerror(errno)));
+                done.emplace(
+                    next, failure(targets[next], operation,
+                                  std::string("cannot start a process: ") + std::strerror(errno)));
             }
             ++next;
         }
         if (!running.empty()) {
-            collect(targets, running, done);
+            collect(targets, operation, running, done);
         }
         for (auto found = done.find(shown); found != done.end(); found = done.find(++shown)) {
             sink(found->second);

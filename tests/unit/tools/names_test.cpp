@@ -101,6 +101,11 @@ TEST(IsPath, isTrueForAnArchiveInTheWorkingDirectory) {
     EXPECT_TRUE(path);
 }
 
+TEST(IsArchiveName, goesByTheEndingWhetherTheFileIsThereOrNot) {
+    EXPECT_TRUE(isArchiveName("no-such-file.tar.gz"));
+    EXPECT_FALSE(isArchiveName("base/1"));
+}
+
 TEST(InstallationsOf, turnFilesIntoAbsolutePathsAndNamesIntoRecords) {
     const auto elements = installationsOf({"./a.tar.gz", "base/1"}, {});
 

@@ -1,8 +1,10 @@
 // Outcomes on their way between processes and into JSON.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "tools/qxa/print.h"
 #include "tools/qxa/run_targets.h"
@@ -104,7 +106,7 @@ Outcome outcomeFor(const Target& target) {
 TEST(RunOnTargets, handsOutcomesOverInTheTargetsOrder) {
     std::vector<std::string> order;
 
-    runOnTargets(targets({"3", "1", "2", "5"}), 3, outcomeFor,
+    runOnTargets(targets({"3", "1", "2", "5"}), "install", 3, outcomeFor,
                  [&](const Outcome& outcome) { order.push_back(outcome.target); });
 
     EXPECT_EQ((std::vector<std::string>{"3", "1", "2", "5"}), order);
@@ -114,7 +116,7 @@ TEST(RunOnTargets, aRequestThatDiesTakesNoOtherWithIt) {
     std::vector<Outcome> outcomes;
 
     runOnTargets(
-        targets({"1", "2", "3"}), 2,
+        targets({"1", "2", "3"}), "install", 2,
         [](const Target& target) {
             if (target.label == "2") {
                 raise(SIGKILL);
@@ -127,14 +129,28 @@ TEST(RunOnTargets, aRequestThatDiesTakesNoOtherWithIt) {
     EXPECT_EQ(kExitDone, outcomes[0].exitCode);
     EXPECT_EQ(kExitFailed, outcomes[1].exitCode);
     EXPECT_EQ("the request was ended by signal Killed", outcomes[1].message);
+    EXPECT_EQ("install", outcomes[1].operation);
     EXPECT_EQ(kExitDone, outcomes[2].exitCode);
+}
+
+TEST(RunOnTargets, anExceptionOfARequestIsItsFailureAndItsReason) {
+    const pid_t caller = getpid();
+    std::vector<std::string> messages;
+
+    runOnTargets(
+        targets({"1", "2"}), "install", 2,
+        [](const Target& target) -> Outcome { throw std::runtime_error("no " + target.label); },
+        [&](const Outcome& outcome) { messages.push_back(outcome.message); });
+
+    ASSERT_EQ(caller, getpid());
+    EXPECT_EQ((std::vector<std::string>{"no 1", "no 2"}), messages);
 }
 
 TEST(RunOnTargets, aLargeOutcomeArrivesWhole) {
     std::size_t length = 0;
 
     runOnTargets(
-        targets({"1", "2"}), 2,
+        targets({"1", "2"}), "install", 2,
         [](const Target& target) {
             auto outcome = outcomeFor(target);
             outcome.message.assign(1U << 20, 'x');

@@ -15,7 +15,7 @@ const std::vector<QXA::QXAEnvRecord>& containers() {
         for (const int veid : {9, 101, 102, 210}) {
             QXA::QXAEnvRecord record;
             record.veid = veid;
-            record.eid = QXL::QXLEID::fromString("00000000-0000-0000-0000-000000000" +
+            record.eid = QXL::QXLEID::fromString("abcdef00-0000-0000-0000-000000000" +
                                                  std::to_string(1000 + veid).substr(1));
             list.push_back(record);
         }
@@ -81,10 +81,13 @@ TEST(TargetsOf, allContainersAreTakenInTheirOrder) {
 }
 
 TEST(TargetsOf, anEidNamesItsContainerInEitherCase) {
-    TargetOptions options;
-    options.eids = {"00000000-0000-0000-0000-000000000101"};
+    for (const char* eid :
+         {"abcdef00-0000-0000-0000-000000000101", "ABCDEF00-0000-0000-0000-000000000101"}) {
+        TargetOptions options;
+        options.eids = {eid};
 
-    EXPECT_THAT(labels(options), ElementsAre("101"));
+        EXPECT_THAT(labels(options), ElementsAre("101")) << eid;
+    }
 }
 
 TEST(TargetsOf, anUnknownEidKeepsItsValue) {
