@@ -179,10 +179,17 @@ class Soak:
             listed = self.world.names("--ct", veid, "--type", "app")
             self.compare(veid, [name.split("/")[0] for name in listed])
             self.check_files(veid, listed)
-        for path in ("qx/template/.qxtem/staging", "qx/template/.qxtem/journal"):
-            place = self.world.node / path
-            if place.is_dir() and any(place.iterdir()):
-                self.blame(f"{path} is not empty: {list(place.iterdir())}")
+        self.check_template_area()
+
+    def check_template_area(self):
+        """No change of templates is left half-way: nothing is being prepared, none waits to be carried out."""
+        state = self.world.node / "qx/template/.qxtem"
+        staged = list((state / "staging").glob("*"))
+        if staged:
+            self.blame(f"staging is not empty: {staged}")
+        journal = state / "journal"
+        if journal.exists() and "state done" not in journal.read_text().splitlines():
+            self.blame(f"a change of templates is left: {journal.read_text()}")
 
     def settle(self, veid):
         """A request that changes nothing new: what was interrupted is repaired first."""
