@@ -12,6 +12,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "src/area_format.h"
 #include "src/common.h"
@@ -62,7 +63,7 @@ public:
     // magic link needs to fit: other content is nothing but cut short.
     bool finish(size_t length) {
         text()[std::min(length, room())] = '\0';
-        if (length > room() && qxfs::is_magic_link(text())) {
+        if (length > room() && may_be_magic()) {
             errno = ENAMETOOLONG;
             return false;
         }
@@ -80,6 +81,12 @@ public:
     }
 
 private:
+    // A long root leaves less room than what a magic link begins with.
+    bool may_be_magic() {
+        const size_t known = std::min(room(), qxfs::kMagicPrefix.size());
+        return qxfs::kMagicPrefix.starts_with(std::string_view(text(), known));
+    }
+
     size_t root_length_;
     char buffer_[qxfs::kLinkTextMax + 2];
 };

@@ -250,7 +250,9 @@ TEST_F(ScanOneTest, ASymlinkThatCannotBeRemovedIsFatal) {
 TEST_F(ScanOneTest, ASymlinkComesBackWhenNoShortcutCanBeMade) {
     area_.add_template("os/x", 0777);
     area_.add_link("x", "////os/x");
-    const struct stat before = area_.stat_of("x");
+    struct stat before = area_.stat_of("x");
+    before.st_mtim = {1000000000, 0};
+    ASSERT_EQ(0, set_attr("x", &before));
     struct rlimit limit {};
     ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &limit));
     const struct rlimit none = {0, limit.rlim_max};
@@ -262,7 +264,7 @@ TEST_F(ScanOneTest, ASymlinkComesBackWhenNoShortcutCanBeMade) {
     EXPECT_EQ(1, result);
     const struct stat after = area_.stat_of("x");
     EXPECT_TRUE(S_ISLNK(after.st_mode));
-    EXPECT_EQ(before.st_mtime, after.st_mtime);
+    EXPECT_EQ(1000000000, after.st_mtime);
     char text[64] = {};
     EXPECT_EQ(8, readlink("x", text, sizeof(text)));
     EXPECT_STREQ("////os/x", text);
@@ -288,6 +290,34 @@ TEST_F(ScanOneTest, ATextThatJustFitsIsLookedUp) {
     expect_message(
         2, "s", 3,
         "Warning: can't stat template '" + area_.root() + text + "': File name too long\n");
+}
+
+TEST_F(ScanOneTest, OnlyAMagicTextNeedsToFitBesideTheRoot) {
+    const std::string text(4095, 'a');
+    area_.add_link("link", text);
+    EXPECT_EQ(0, scan("link"));
+    EXPECT_EQ(10, dlist->type);
+    area_.add_sticky("s", text);
+    EXPECT_THAT(said_by_scan(2, "s"), testing::StartsWith("Not a magic link '/here/s' -> aaa"));
+}
+
+TEST_F(ScanOneTest, ARootThatLeavesNoRoomForATextIndexesNoLink) {
+    area_.add_link("x", "////os/x");
+    for (const size_t length : {4093U, 4096U, 5000U}) {
+        const std::string root(length, 'r');
+        EXPECT_EQ("Error: can't readlink '/here/x': File name too long\n",
+                  said(2, [&] { return scan_one("x", 0, root.c_str()); }));
+        EXPECT_EQ(3, result_);
+    }
+    EXPECT_EQ(nullptr, dlist);
+}
+
+TEST_F(ScanOneTest, AShortcutIsNotLookedAtBeyond4096Bytes) {
+    const std::string text = "////" + std::string(5000, 'a');
+    area_.add_sticky("s", text);
+    EXPECT_EQ("Warning: can't stat template '" + text.substr(0, 4096) + "': File name too long\n",
+              said(2, [] { return scan_one("s", 0, ""); }));
+    EXPECT_EQ(3, result_);
 }
 
 // ---- step 4: sticky files
@@ -406,6 +436,16 @@ TEST_F(ScanOneTest, AnotherOrNoFileUnderTheEntrysNameCannotBeIndexed) {
     expect_message(4, "x", 3, text);
     area_.add_template("os/x");
     expect_message(4, "x", 3, text);
+}
+
+TEST_F(ScanOneTest, ANameThatDoesNotFitIntoTheTextCannotBeIndexed) {
+    area_.add_template("old");
+    const std::string root = area_.root();
+    const std::string text = std::string(4095 - root.size() - 3, '/') + "old";
+    area_.add_sticky("longer", text);
+    expect_message(4, "longer", 3,
+                   "Warning: check hard link '/here/longer' -> '" + text +
+                       "'\nWarning: name mistmatch on '/here/longer'\n");
 }
 
 TEST_F(ScanOneTest, OtherPermissionBitsAreNotedAndKeepTheFile) {
