@@ -1,8 +1,6 @@
 // Reading and applying access rules; see access_rules.h.
 #include "node/agent/access_rules.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 
 #include "QXL/QXLAccessChecker.h"
 #include "QXL/QXLLog.h"
+#include "node/agent/accounts.h"
 #include "node/support/paths.h"
 
 namespace QXL {
@@ -27,23 +26,6 @@ std::optional<Number> numberIn(const std::string& text) {
         return std::nullopt;
     }
     return number;
-}
-
-/// Names that the system does not know match nobody: an account may be made later.
-std::optional<uid_t> userNamed(const std::string& text) {
-    if (const auto uid = numberIn<uid_t>(text)) {
-        return uid;
-    }
-    const passwd* entry = getpwnam(text.c_str());
-    return entry == nullptr ? std::nullopt : std::optional<uid_t>(entry->pw_uid);
-}
-
-std::optional<gid_t> groupNamed(const std::string& text) {
-    if (const auto gid = numberIn<gid_t>(text)) {
-        return gid;
-    }
-    const group* entry = getgrnam(text.c_str());
-    return entry == nullptr ? std::nullopt : std::optional<gid_t>(entry->gr_gid);
 }
 
 void refuseUnknownKeys(const qxnode::TomlTable& table, const std::set<std::string>& known) {
@@ -105,13 +87,16 @@ AccessRules::Grant AccessRules::parseGrant(const qxnode::TomlTable& table) {
     if (users.empty() && groups.empty()) {
         throw table.fault("users", "a grant needs users or groups");
     }
+    // Names that the system does not know match nobody: an account may be made later.
     for (const auto& text : users) {
-        if (const auto uid = userNamed(text)) {
+        const auto number = numberIn<uid_t>(text);
+        if (const auto uid = number ? number : userNamed(text)) {
             grant.users.insert(*uid);
         }
     }
     for (const auto& text : groups) {
-        if (const auto gid = groupNamed(text)) {
+        const auto number = numberIn<gid_t>(text);
+        if (const auto gid = number ? number : groupNamed(text)) {
             grant.groups.insert(*gid);
         }
     }

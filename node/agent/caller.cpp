@@ -1,15 +1,15 @@
 // Who runs this process; see caller.h.
 #include "node/agent/caller.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 
+#include "node/agent/accounts.h"
 #include "node/support/paths.h"
 
 namespace QXL {
@@ -51,36 +51,36 @@ std::vector<gid_t> processGroups() {
     return groups;
 }
 
-/// Groups of a user by the system's tables: a user namespace shows all but one as "nobody".
-std::vector<gid_t> groupsOfUser(uid_t uid) {
-    const passwd* entry = getpwuid(uid);
-    if (entry == nullptr) {
-        return {};
-    }
-    constexpr int most = 1024;
-    std::vector<gid_t> groups(most);
-    int count = most;
-    if (getgrouplist(entry->pw_name, entry->pw_gid, groups.data(), &count) < 0) {
-        return {};
-    }
-    groups.resize(static_cast<std::size_t>(count));
-    return groups;
+/// The machine's own namespace, in which root is the machine's root.
+bool isInitialNamespace(const std::vector<Mapping>& users) {
+    constexpr std::uint64_t everybody = 4294967295;
+    return users.size() == 1 && users[0].inside == 0 && users[0].isIdentity() &&
+           users[0].length == everybody;
+}
+
+/// Whether the node's files are those of the root that this process sees.
+bool isNodeOfRoot() {
+    struct stat state {};
+    return stat(qxnode::kStateDir, &state) == 0 && state.st_uid == 0;
 }
 
 }  // namespace
 
 Caller Caller::ofProcess() {
+    constexpr uid_t nobody = 65534;
     const auto users = mappings("/proc/self/uid_map");
-    const bool mapped = std::any_of(users.begin(), users.end(),
-                                    [](const Mapping& one) { return !one.isIdentity(); });
     const uid_t uid = getuid();
-    if (!mapped) {
-        return {uid, processGroups(), uid == 0};
+    const bool ownsNode = uid == 0 && (isInitialNamespace(users) || isNodeOfRoot());
+    if (users.empty()) {
+        // Without the map a number may be any user's.
+        return {nobody, {}, ownsNode};
     }
-    struct stat node {};
-    const bool ownNode = uid == 0 && stat(qxnode::kStateDir, &node) == 0 && node.st_uid == 0;
+    if (std::all_of(users.begin(), users.end(), std::mem_fn(&Mapping::isIdentity))) {
+        return {uid, processGroups(), ownsNode};
+    }
+    // A namespace shows all groups but one as "nobody".
     const auto user = static_cast<uid_t>(outside(users, uid));
-    return {user, groupsOfUser(user), ownNode};
+    return {user, groupsOfUser(user), ownsNode};
 }
 
 }  // namespace QXL

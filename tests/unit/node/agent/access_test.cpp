@@ -1,10 +1,14 @@
 // Access rules and the checks of a client's rights.
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
 
 #include "QXL/QXLAccessChecker.h"
 #include "QXL/QXLConfiguration.h"
@@ -206,23 +210,48 @@ TEST_F(AccessCheckerTest, LogsABrokenFileAndGrantsNothingOfIt) {
     node.run([&] { EXPECT_EQ(check(kRightManageNodePackages), 0) << "root needs no rule"; });
 }
 
-TEST_F(AccessCheckerTest, GivesRootOfANamespaceOfTheirOwnNoRightOnAnothersNode) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        std::string error;
-        // A change of user hides /proc/self; a program that such a user starts does not have it
-        // hidden.
-        const bool entered =
-            setresgid(kUser, kUser, kUser) == 0 && setresuid(kUser, kUser, kUser) == 0 &&
-            prctl(PR_SET_DUMPABLE, 1) == 0 && qxnode::enterNodeDirectory(node.path(""), error) == 0;
-        const Caller caller = Caller::ofProcess();
-        const bool refused = check(kRightListNodePackages) != 0;
-        _exit(entered && getuid() == 0 && caller.uid == kUser && refused ? 0 : 1);
+class ForeignRootTest : public AccessCheckerTest {
+protected:
+    // Expects that a user who is root of a namespace of their own is refused on the node of root.
+    // @param goOn  what they do there before they ask; false when it cannot be done.
+    void expectRefused(const std::function<bool()>& goOn) const {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            std::string error;
+            // A change of user hides /proc/self; a program that such a user starts does not have it
+            // hidden.
+            const bool entered = setresgid(kUser, kUser, kUser) == 0 &&
+                                 setresuid(kUser, kUser, kUser) == 0 &&
+                                 prctl(PR_SET_DUMPABLE, 1) == 0 &&
+                                 qxnode::enterNodeDirectory(node.path(""), error) == 0;
+            _exit(entered && goOn() && getuid() == 0 && check(kRightListNodePackages) != 0 ? 0 : 1);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
     }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+
+    static bool write(const char* path, const std::string& text) {
+        std::ofstream file(path);
+        return static_cast<bool>(file << text << std::flush);
+    }
+};
+
+TEST_F(ForeignRootTest, IsTheUserThatTheyAreOutside) {
+    expectRefused([] { return Caller::ofProcess().uid == kUser; });
+}
+
+TEST_F(ForeignRootTest, IsNotRootOfTheMachineInANamespaceWithinTheirOwn) {
+    expectRefused([] {
+        return unshare(CLONE_NEWUSER) == 0 && write("/proc/self/setgroups", "deny") &&
+               write("/proc/self/uid_map", "0 0 1") && write("/proc/self/gid_map", "0 0 1");
+    });
+}
+
+TEST_F(ForeignRootTest, IsNotRootOfTheMachineWhereNoMapIsToBeSeen) {
+    node.write("/etc/qxagent/access.toml", grant("users = [0]", "130", "'node'"));
+    expectRefused([] { return mount("tmpfs", "/proc", "tmpfs", 0, nullptr) == 0; });
 }
 
 }  // namespace
