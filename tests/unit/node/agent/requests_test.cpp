@@ -1,6 +1,7 @@
 // The frame of requests: messages and error data, tokens, factories, the command runner.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "QXA/QXALibFunctionality.h"
@@ -10,6 +11,7 @@
 #include "QXL/QXLPkgMLocal.h"
 #include "QXL/QXLToken.h"
 #include "node/agent/error_store.h"
+#include "tests/support/test_node.h"
 
 namespace {
 
@@ -108,40 +110,67 @@ TEST(ExecTest, LeavesTheMessageAloneWhenItSucceeds) {
     EXPECT_STREQ(getErrorMessage(), "before");
 }
 
-TEST(ExecTest, GivesCodeAndReasonInBothStores) {
-    EXPECT_EQ(QXLPkgMLocal::exec({"sh", "-c", "echo why >&2; exit 27"}, nullptr, nullptr), 27);
-    EXPECT_STREQ(getErrorMessage(), "why");
-    EXPECT_EQ(getLastErrorData().code, 27);
-    EXPECT_EQ(getLastErrorData().message, "why");
+// What fails, and who waits, is logged: on a node of the test's own.
+class LoggedExecTest : public testing::Test {
+protected:
+    void SetUp() override { QX_SKIP_WITHOUT_TEST_NODE(); }
+
+    static int shell(const char* script) {
+        return QXLPkgMLocal::exec({"sh", "-c", script}, nullptr, nullptr);
+    }
+
+    qx_test::TestNode node;
+};
+
+TEST_F(LoggedExecTest, HearsToolsThatWaitWhileTheyWait) {
+    node.run([] {
+        Lines heard;
+        setLockWaitListener([&](const std::string& line) { heard.push_back(line); });
+
+        EXPECT_EQ(shell("echo \"waiting for 'a', held by pid 1\" >&2; echo other >&2"), 0);
+
+        EXPECT_EQ(heard, (Lines{"waiting for 'a', held by pid 1"}));
+    });
 }
 
-TEST(ExecTest, ToolsThatWaitAreHeardWhileTheyWait) {
-    Lines heard;
-    setLockWaitListener([&](const std::string& line) { heard.push_back(line); });
-
-    EXPECT_EQ(QXLPkgMLocal::exec(
-                  {"sh", "-c", "echo \"waiting for 'a', held by pid 1\" >&2; echo other >&2"},
-                  nullptr, nullptr),
-              0);
-
-    setLockWaitListener({});
-    EXPECT_EQ(heard, (Lines{"waiting for 'a', held by pid 1"}));
+TEST_F(LoggedExecTest, GivesCodeAndReasonInBothStores) {
+    node.run([] {
+        EXPECT_EQ(shell("echo why >&2; exit 27"), 27);
+        EXPECT_STREQ(getErrorMessage(), "why");
+        EXPECT_EQ(getLastErrorData().code, 27);
+        EXPECT_EQ(getLastErrorData().message, "why");
+    });
 }
 
-TEST(ExecTest, SaysTheCodeWhenTheProgramGaveNoReason) {
-    EXPECT_EQ(QXLPkgMLocal::exec({"sh", "-c", "exit 33"}, nullptr, nullptr), 33);
-    EXPECT_STREQ(getErrorMessage(), "exited with code 33");
+TEST_F(LoggedExecTest, SaysTheCodeWhenTheProgramGaveNoReason) {
+    node.run([] {
+        EXPECT_EQ(shell("exit 33"), 33);
+        EXPECT_STREQ(getErrorMessage(), "exited with code 33");
+    });
 }
 
-TEST(ExecTest, AddsTheSignalTo128) {
-    EXPECT_EQ(QXLPkgMLocal::exec({"sh", "-c", "kill -15 $$"}, nullptr, nullptr), 143);
+TEST_F(LoggedExecTest, AddsTheSignalTo128) {
+    node.run([] { EXPECT_EQ(shell("kill -15 $$"), 143); });
 }
 
-TEST(ExecTest, Gives127ForAProgramThatCannotBeStarted) {
-    EXPECT_EQ(QXLPkgMLocal::exec({"/nowhere/program"}, nullptr, nullptr), 127);
-    EXPECT_STREQ(getErrorMessage(), "cannot start '/nowhere/program': No such file or directory");
-    EXPECT_EQ(QXLPkgMLocal::exec({}, nullptr, nullptr), 127);
-    EXPECT_EQ(QXLPkgMLocal::exec({nullptr}, nullptr, nullptr), 127);
+TEST_F(LoggedExecTest, LogsEveryLineThatTheProgramLeft) {
+    node.run([] {
+        shell("echo first >&2; echo >&2; echo last >&2; exit 1");
+        const std::string log = qx_test::read_file("/var/lib/qxagent/agent.log");
+        EXPECT_NE(log.find(" error sh: first\n"), std::string::npos) << log;
+        EXPECT_NE(log.find(" error sh: last\n"), std::string::npos) << log;
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log;
+    });
+}
+
+TEST_F(LoggedExecTest, Gives127ForAProgramThatCannotBeStarted) {
+    node.run([] {
+        EXPECT_EQ(QXLPkgMLocal::exec({"/nowhere/program"}, nullptr, nullptr), 127);
+        EXPECT_STREQ(getErrorMessage(),
+                     "cannot start '/nowhere/program': No such file or directory");
+        EXPECT_EQ(QXLPkgMLocal::exec({}, nullptr, nullptr), 127);
+        EXPECT_EQ(QXLPkgMLocal::exec({nullptr}, nullptr, nullptr), 127);
+    });
 }
 
 }  // namespace
