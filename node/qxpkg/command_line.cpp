@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "node/qxpkg/container_names.h"
 #include "tools/cli/command_line.h"
 
 namespace qxpkg {
@@ -275,7 +276,11 @@ Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line) {
     addOtherCommands(app, raw);
     cli::addCommonParts(app);
     try {
-        app.parse(argc, argv);
+        std::vector<std::string> words(argv + 1, argv + argc);
+        const std::vector<std::string> names = takeContainerNames(app, words);
+        std::reverse(words.begin(), words.end());  // which is how the parser takes them
+        app.parse(std::move(words));
+        raw.words.insert(raw.words.end(), names.begin(), names.end());
         readWords(raw);
     } catch (const CLI::Success& answer) {
         app.exit(answer);

@@ -165,6 +165,35 @@ TEST(QxpkgCommandLine, CommandWordsBehindAContainersNumberAreNames) {
     EXPECT_EQ(parsed({"fetch", "template"}).names, Words{"template"});
 }
 
+TEST(QxpkgCommandLine, WhatReadsLikeAnOptionBehindAContainersNumberIsAName) {
+    const Words names{"-f", "--node-dir=/x", "--wait", "1", "--help", "--", "-"};
+    for (const char* verb : {"install", "update", "remove"}) {
+        Words words{verb, "-q", "-p", "101"};
+        words.insert(words.end(), names.begin(), names.end());
+        const CommandLine line = parsed(words);
+        EXPECT_EQ(line.names, names) << verb;
+        EXPECT_FALSE(line.options.force);
+        EXPECT_EQ(line.nodeDirectory, "");
+    }
+}
+
+TEST(QxpkgCommandLine, AnOptionsValueIsNoContainersNumber) {
+    for (const Words& wait : {Words{"--wait", "2"}, Words{"--wait=2"}}) {
+        Words words{"--node-dir", "1", "install"};
+        words.insert(words.end(), wait.begin(), wait.end());
+        words.insert(words.end(), {"-f", "101", ".web"});
+        const CommandLine line = parsed(words);
+        EXPECT_EQ(line.veid, 101);
+        EXPECT_EQ(line.nodeDirectory, "1");
+        EXPECT_EQ(line.names, Words{".web"});
+        EXPECT_TRUE(line.options.force);
+    }
+}
+
+TEST(QxpkgCommandLine, OptionsMayStandBehindFiles) {
+    EXPECT_TRUE(parsed({"install", "template", "1", "-f"}).options.force);
+}
+
 TEST(QxpkgCommandLine, AContainersNumberIsDigitsAndNotZero) {
     for (const char* number :
          {"0", "-1", "1x", "+1", "2147483648", "99999999999999999999", "web"}) {
