@@ -14,6 +14,7 @@
 #include "tools/qxa/command_line.h"
 #include "tools/qxa/exit_code.h"
 #include "tools/qxa/print.h"
+#include "tools/qxa/tool_path.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ void exitOnInterrupt() {
 }
 
 /// A build tree has the node's tools beside this program; they are to be found before older ones
-/// that are installed.
+/// that are installed, and behind those that the caller put in front.
 void preferToolsBesideThisProgram() {
     std::error_code failure;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", failure);
@@ -39,7 +40,7 @@ void preferToolsBesideThisProgram() {
     }
     const char* path = std::getenv("PATH");
     const std::string rest = path == nullptr ? "/usr/sbin:/usr/bin:/sbin:/bin" : path;
-    setenv("PATH", (self.parent_path().string() + ":" + rest).c_str(), 1);
+    setenv("PATH", qxa::pathWith(rest, self.parent_path().string()).c_str(), 1);
 }
 
 /// Who sits at a terminal is told why nothing happens; a script has the agent's log.
