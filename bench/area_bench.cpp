@@ -36,13 +36,17 @@ struct Layout {
     const char* name;
     unsigned files;
     unsigned perDirectory;
+    bool mixed = false;  ///< every other file is the container's own, and stays in place
+
+    [[nodiscard]] bool isOwn(unsigned number) const { return mixed && number % 2 == 1; }
 };
 
 constexpr Layout kLayouts[] = {{"10000 files, 50 a directory", 10000, 50},
                                {"100000 files, 50 a directory", 100000, 50},
                                {"100000 files, 10000 a directory", 100000, 10000},
                                {"10000 files, flat", 10000, 10000},
-                               {"100000 files, flat", 100000, 100000}};
+                               {"100000 files, flat", 100000, 100000},
+                               {"100000 files, flat, half of them own", 100000, 100000, true}};
 
 double seconds(const std::function<void()>& work) {
     const auto start = std::chrono::steady_clock::now();
@@ -63,7 +67,9 @@ std::string fileName(const Layout& layout, unsigned number) {
 void makeTemplates(const std::string& folder, const Layout& layout) {
     qx_test::AreaBuilder builder(folder);
     for (unsigned i = 0; i < layout.files; ++i) {
-        builder.templateOnly(fileName(layout, i), "");
+        if (!layout.isOwn(i)) {
+            builder.templateOnly(fileName(layout, i), "");
+        }
     }
 }
 
@@ -77,7 +83,8 @@ void makeArea(const std::string& folder, const Layout& layout) {
         }
         const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT, 0644);
         const auto text = qx_test::AreaBuilder::linkTo(name);
-        if (write(descriptor, text.data(), text.size()) < 0 || fchmod(descriptor, 01644) != 0) {
+        const mode_t mode = layout.isOwn(i) ? 0644 : 01644;
+        if (write(descriptor, text.data(), text.size()) < 0 || fchmod(descriptor, mode) != 0) {
             std::perror("area_bench");
             std::exit(1);
         }
@@ -98,7 +105,7 @@ void plainIndex(const std::string& folder, const Layout& layout) {
         while (const auto* entry = readdir(stream)) {
             struct stat info {};
             lstat(entry->d_name, &info);
-            if (!S_ISREG(info.st_mode)) {
+            if (!S_ISREG(info.st_mode) || (info.st_mode & S_ISVTX) == 0) {
                 continue;
             }
             const int descriptor = open(entry->d_name, O_RDONLY);
@@ -141,6 +148,9 @@ void plainCheck(const std::string& folder, const Layout& layout, bool templates)
         const unsigned last = std::min(first + layout.perDirectory, layout.files);
         const auto prefix = folder + "/template/os/1/root/";
         for (unsigned i = first; templates && i < last; ++i) {
+            if (layout.isOwn(i)) {
+                continue;
+            }
             lstat((prefix + fileName(layout, i)).c_str(), &info);
         }
         munmap(base, size);
