@@ -10,7 +10,7 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER "The maintainers of qxapkg <root@localhost>")
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${QX_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
@@ -30,7 +30,7 @@ set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_NODE_DESCRIPTION
   "reference node of a container host\nThe agent's libraries, the template manager, the container manager and the\nnode's own tools, for any plain machine.")
 set(CPACK_DEBIAN_NODE_PACKAGE_DEPENDS bubblewrap)
-set(CPACK_DEBIAN_NODE_PACKAGE_RECOMMENDS "apt, dnf, dpkg, mmdebstrap, rpm")
+set(CPACK_DEBIAN_NODE_PACKAGE_RECOMMENDS "apt, dnf, mmdebstrap, rpm")
 # Packages of others learn from "shlibs" what to depend on.
 configure_file(node/shlibs.in shlibs @ONLY)
 set(CPACK_DEBIAN_NODE_PACKAGE_CONTROL_EXTRA
@@ -49,7 +49,7 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS libboost-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION devel)
 include(CPack)
 
-set(packaged QXAPackageManagerLocal completions manuals qxa qxagent qxctl qxfsutil_tool qxpkg qxquota qxtt)
+set(packaged QXAPackageManagerLocal completions manuals policy_files qxa qxagent qxctl qxfsutil_tool qxpkg qxquota qxtt)
 add_custom_target(packages
   COMMAND "${CMAKE_CPACK_COMMAND}" --config "${CMAKE_BINARY_DIR}/CPackConfig.cmake"
           -B "${CMAKE_BINARY_DIR}/packages"
