@@ -3,10 +3,11 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 
 #include <cerrno>
+
+#include "node/support/file_content.h"
 
 namespace qxnode {
 
@@ -37,34 +38,9 @@ Fd openWithoutLinks(int directory, const std::string& path, int flags, mode_t mo
 }
 
 std::optional<std::string> readFileInRoot(int root, const std::string& path, std::size_t limit) {
+    // Without O_NONBLOCK the open of a planted fifo would wait for a writer.
     const Fd fd = openInRoot(root, path, O_RDONLY | O_NONBLOCK);
-    struct stat st {};
-    if (!fd || fstat(fd.get(), &st) != 0) {
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
-        errno = EINVAL;
-        return std::nullopt;
-    }
-    std::string content;
-    char block[16384];
-    for (;;) {
-        const ssize_t got = read(fd.get(), block, sizeof(block));
-        if (got == 0) {
-            return content;
-        }
-        if (got < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return std::nullopt;
-        }
-        if (static_cast<std::size_t>(got) > limit - content.size()) {
-            errno = EFBIG;
-            return std::nullopt;
-        }
-        content.append(block, static_cast<std::size_t>(got));
-    }
+    return fd ? readContent(fd.get(), limit) : std::nullopt;
 }
 
 }  // namespace qxnode

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "node/support/fd.h"
+#include "node/support/file_content.h"
 #include "node/support/system_error.h"
 
 namespace qxnode {
@@ -22,20 +23,6 @@ std::string folderOf(const std::string& path) {
         return ".";
     }
     return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-bool writeAll(int fd, std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t written = write(fd, content.data(), content.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return false;
-        }
-        content.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
 }
 
 /// A file under a temporary name, removed again unless it was renamed.
@@ -87,42 +74,22 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit,
                                     std::string& error) {
     // Without O_NONBLOCK the open of a planted fifo would wait for a writer.
     const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat st {};
-    if (!fd || fstat(fd.get(), &st) != 0) {
-        error = systemError("read", path);
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
+    std::optional<std::string> content = fd ? readContent(fd.get(), limit) : std::nullopt;
+    if (!content && fd && errno == EINVAL) {
         error = "cannot read '" + path + "': not a regular file";
-        return std::nullopt;
+    } else if (!content && fd && errno == EFBIG) {
+        error = "cannot read '" + path + "': longer than " + std::to_string(limit) + " bytes";
+    } else if (!content) {
+        error = systemError("read", path);
     }
-    std::string content;
-    char block[16384];
-    for (;;) {
-        const ssize_t got = read(fd.get(), block, sizeof(block));
-        if (got == 0) {
-            return content;
-        }
-        if (got < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            error = systemError("read", path);
-            return std::nullopt;
-        }
-        if (static_cast<std::size_t>(got) > limit - content.size()) {
-            error = "cannot read '" + path + "': longer than " + std::to_string(limit) + " bytes";
-            return std::nullopt;
-        }
-        content.append(block, static_cast<std::size_t>(got));
-    }
+    return content;
 }
 
 bool replaceFile(const std::string& path, std::string_view content, std::string& error,
                  mode_t mode) {
     FileBeside beside(path);
     if (beside.fd() < 0 || !takeOverAttributes(beside.fd(), path, mode) ||
-        !writeAll(beside.fd(), content) || fsync(beside.fd()) != 0 || !beside.renameTo(path)) {
+        !writeContent(beside.fd(), content) || fsync(beside.fd()) != 0 || !beside.renameTo(path)) {
         error = systemError("write", path);
         return false;
     }

@@ -18,7 +18,8 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit, 
 /// An existing file keeps its mode and, as far as this process may give it, its owner; it is
 /// replaced itself, never the target of a link in its place.
 /// @param mode  of a file that is not there yet.
-/// @return false with the reason in `error`; nothing is then left beside the file.
+/// @return false with the reason in `error`; nothing is then left beside the file, which is the old
+///         one, unless its folder could not be flushed: then it is the new one, not yet for good.
 bool replaceFile(const std::string& path, std::string_view content, std::string& error,
                  mode_t mode = 0644);
 

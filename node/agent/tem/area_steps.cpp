@@ -12,6 +12,7 @@
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/files.h"
+#include "node/support/file_content.h"
 
 namespace QXA::tem {
 
@@ -39,7 +40,7 @@ void makeBeside(int parent, const std::string& name, const std::string& path,
                applyLinkAttributes(parent, name, attributes);
     } else {
         const Fd file = openBelow(parent, name, O_WRONLY | O_CREAT | O_EXCL, 0600);
-        made = file && writeAll(file.get(), entry.text.data(), entry.text.size()) &&
+        made = file && qxnode::writeContent(file.get(), entry.text) &&
                applyAttributes(file.get(), attributes);
     }
     if (!made) {

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "node/support/confined.h"
+#include "node/support/file_content.h"
 
 namespace QXA::tem {
 
@@ -134,33 +135,7 @@ std::optional<std::string> readFileBelow(int directory, const std::string& path,
                                          std::size_t limit) {
     // Non-blocking, so that a pipe put in the file's place cannot hold us up.
     const Fd file = openBelow(directory, path, O_RDONLY | O_NONBLOCK);
-    struct stat st {};
-    if (!file || fstat(file.get(), &st) != 0) {
-        return std::nullopt;
-    }
-    if (!S_ISREG(st.st_mode)) {
-        errno = EINVAL;
-        return std::nullopt;
-    }
-    std::string content;
-    char buffer[16384];
-    for (;;) {
-        const ssize_t got = read(file.get(), buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got < 0) {
-            return std::nullopt;
-        }
-        if (got == 0) {
-            return content;
-        }
-        content.append(buffer, static_cast<std::size_t>(got));
-        if (content.size() > limit) {
-            errno = EFBIG;
-            return std::nullopt;
-        }
-    }
+    return file ? qxnode::readContent(file.get(), limit) : std::nullopt;
 }
 
 std::optional<std::vector<std::string>> namesIn(int directory) {
@@ -223,21 +198,6 @@ bool removeTree(int directory, const std::string& name) {
            unlinkat(directory, name.c_str(), AT_REMOVEDIR) == 0;
 }
 
-bool writeAll(int fd, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(fd, data, size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written < 0) {
-            return false;
-        }
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
                       mode_t mode) {
     const std::string beside = "." + name + ".new";
@@ -246,7 +206,7 @@ bool writeFileDurably(int directory, const std::string& name, const std::string&
         return false;
     }
     const Fd file = openBelow(directory, beside, O_WRONLY | O_CREAT | O_EXCL, 0600);
-    const bool renamed = file && writeAll(file.get(), content.data(), content.size()) &&
+    const bool renamed = file && qxnode::writeContent(file.get(), content) &&
                          fchmod(file.get(), mode) == 0 && fsync(file.get()) == 0 &&
                          renameat2(directory, beside.c_str(), directory, name.c_str(), 0) == 0;
     if (!renamed) {

@@ -50,12 +50,11 @@ Fd makeDirectories(int directory, const std::string& path);
 /// Removes a file or a whole tree; one that is not there is no failure. False with errno.
 bool removeTree(int directory, const std::string& name);
 
-/// Writes a file beside, flushes it, and renames it to `name`. False with errno, nothing left.
+/// Writes a file beside, flushes it, and renames it to `name`. Writers are alone under their lock.
+/// False with errno, and nothing is left beside; when only the directory could not be flushed, the
+/// file is in place all the same.
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
                       mode_t mode = 0644);
-
-/// Writes all of it; false with errno.
-bool writeAll(int fd, const char* data, std::size_t size);
 
 /// Flushes a directory's entries; false with errno.
 bool flushDirectory(int directory);

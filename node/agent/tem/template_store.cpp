@@ -2,13 +2,14 @@
 #include "node/agent/tem/template_store.h"
 
 #include <fcntl.h>
-
 #include <strings.h>
+
 #include <algorithm>
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/machine.h"
+#include "node/agent/tem/package_list.h"
 #include "node/agent/tem/template_area.h"
 
 namespace QXA::tem {
@@ -96,31 +97,6 @@ void checkList(const TemplateArea& area, const std::vector<ManifestSP>& list, bo
     }
 }
 
-// Opens all files; a package of another kind anywhere in the list counts before any damage, since
-// the whole list may then be offered to the other technology.
-std::vector<PackageReader> openPackages(const std::vector<std::string>& paths,
-                                        const PackageLimits& limits) {
-    std::vector<PackageReader> packages;
-    packages.reserve(paths.size());
-    std::optional<Failure> first;
-    for (const std::string& path : paths) {
-        try {
-            packages.emplace_back(path, limits);
-        } catch (const Failure& failure) {
-            if (failure.code() == kTemNotStandard) {
-                throw;
-            }
-            if (!first) {
-                first = failure;
-            }
-        }
-    }
-    if (first) {
-        throw Failure(*first);
-    }
-    return packages;
-}
-
 void unpackInto(int area, const std::string& path, PackageReader& package) {
     if (mkdirat(area, path.c_str(), 0755) != 0) {
         throw systemFailure("make directory", path);
@@ -200,7 +176,9 @@ QXAPackageVersion versionOf(const Manifest& manifest) {
 
 std::vector<QXAPackageInfo> installPackages(const std::vector<std::string>& paths, bool force,
                                             const PackageLimits& limits) {
-    std::vector<PackageReader> packages = openPackages(paths, limits);
+    std::vector<PackageReader> packages = readPackageList<Failure>(
+        paths, kTemNotStandard,
+        [&](const std::string& path) { return PackageReader(path, limits); });
     std::vector<ManifestSP> manifests;
     manifests.reserve(packages.size());
     for (const PackageReader& package : packages) {

@@ -7,6 +7,7 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/failure.h"
+#include "node/support/file_content.h"
 
 namespace QXA::tem {
 
@@ -30,7 +31,8 @@ bool isArchiveFault(int reason) {
 }  // namespace
 
 void TreeWriter::File::write(const char* data, std::size_t size, std::int64_t offset) {
-    if (lseek(m_fd.get(), offset, SEEK_SET) != offset || !writeAll(m_fd.get(), data, size)) {
+    if (lseek(m_fd.get(), offset, SEEK_SET) != offset ||
+        !qxnode::writeContent(m_fd.get(), {data, size})) {
         throw systemFailure("write", m_path);
     }
 }

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "node/agent/tem/files.h"
+#include "node/agent/tem/package_list.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/install_plan.h"
@@ -16,29 +17,6 @@ namespace {
 
 using QXA::tem::JournalStep;
 using QXA::tem::StagedChange;
-
-/// Reads all files. One that is no KR package anywhere in the list counts before any damage, since
-/// the whole list may then be offered to the other technology.
-std::vector<TemplatePackage> readPackages(const std::vector<std::string>& files) {
-    std::vector<TemplatePackage> packages;
-    std::optional<Failure> first;
-    for (const std::string& file : files) {
-        try {
-            packages.push_back(readTemplatePackage(file));
-        } catch (const Failure& failure) {
-            if (failure.code() == kNotKrTemplate) {
-                throw;
-            }
-            if (!first) {
-                first = failure;
-            }
-        }
-    }
-    if (first) {
-        throw Failure(*first);
-    }
-    return packages;
-}
 
 /// Puts the files of a change into staging. A folder is placed whole, so that it is never seen half
 /// changed; into one that stays, files are placed one by one, keys before what names them.
@@ -78,7 +56,8 @@ void report(const InstallPlan& plan, const Output& output) {
 
 void placePackages(const std::vector<std::string>& files, Placing placing, const Options& options,
                    const Output& output) {
-    const std::vector<TemplatePackage> packages = readPackages(files);
+    const std::vector<TemplatePackage> packages = QXA::tem::readPackageList<Failure>(
+        files, kNotKrTemplate, [](const std::string& file) { return readTemplatePackage(file); });
     const Placing how = options.force ? Placing::unconditional : placing;
     if (options.dryRun) {
         report(InstallPlan(packages, how), output);
