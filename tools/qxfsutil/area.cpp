@@ -54,7 +54,10 @@ void readLink(int directory, DirectoryItem& item) {
     std::string text;
     const bool read =
         sticky ? readShortcut(directory, item.name, text) : readSymlink(directory, item.name, text);
-    item.linkUnreadable = !read;
+    if (!read) {
+        item.linkUnreadable = true;
+        item.failure = errno;
+    }
     if (read && qxfs::is_magic_link(text.c_str())) {
         item.link = std::move(text);
     }

@@ -22,6 +22,9 @@ struct Area {
     /// Path of the template file that a link text ("////...") stands for.
     [[nodiscard]] std::string templateFile(const std::string& link) const;
 
+    /// False for any other tree, which is its own root and has no lost_files.
+    [[nodiscard]] bool isPrivate() const { return root != privateDir; }
+
     [[nodiscard]] bool looksAtTemplates() const { return !templateRoot.empty(); }
 };
 

@@ -1,10 +1,12 @@
 // Commands on whole areas beside check: index, undo, restore, ls, cat, clone, used, missing.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -39,23 +41,27 @@ int indexOneArea(const Options& options, const Area& area) {
     return exitCode;
 }
 
-struct CloseStream {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-
-bool copyToOutput(const std::string& file) {
-    const std::unique_ptr<std::FILE, CloseStream> stream(std::fopen(file.c_str(), "rbe"));
-    if (stream == nullptr) {
-        return false;
-    }
+/// @return false with errno.
+bool copyToOutput(int file) {
     std::array<char, 65536> buffer;
-    for (auto got = std::fread(buffer.data(), 1, buffer.size(), stream.get()); got > 0;
-         got = std::fread(buffer.data(), 1, buffer.size(), stream.get())) {
-        if (std::fwrite(buffer.data(), 1, got, stdout) != got) {
-            return false;
-        }
+    auto got = read(file, buffer.data(), buffer.size());
+    while (got > 0 && std::fwrite(buffer.data(), 1, static_cast<std::size_t>(got), stdout) ==
+                          static_cast<std::size_t>(got)) {
+        got = read(file, buffer.data(), buffer.size());
     }
-    return std::ferror(stream.get()) == 0;
+    return got == 0;
+}
+
+/// The private area of a container. The library ends the process when it cannot tell, with an exit
+/// code that means something else here.
+bool privateAreaOf(int container, std::string& path) {
+    return textFromChild(
+        [container] {
+            const std::unique_ptr<char, decltype(&std::free)> found(read_ve_private(container),
+                                                                    &std::free);
+            return std::string(found.get());
+        },
+        path);
 }
 
 /// The one area of commands that take it as their first word.
@@ -83,9 +89,12 @@ int reportFailure(const Options& options, const std::string& what, const std::st
 bool openAreas(const Options& options, std::vector<Area>& areas) {
     auto paths = options.names;
     for (const int container : options.containers) {
-        const std::unique_ptr<char, decltype(&std::free)> path(read_ve_private(container),
-                                                               &std::free);
-        paths.emplace_back(path.get());
+        std::string path;
+        if (!privateAreaOf(container, path)) {
+            reportFailure(options, "container " + std::to_string(container), path);
+            return false;
+        }
+        paths.push_back(std::move(path));
     }
     for (const auto& path : paths) {
         Area area;
@@ -114,7 +123,9 @@ int runUndo(const Options& options) {
     if (!readRecord(options.undoFile, changes, error) || !undoChanges(changes, error)) {
         return reportFailure(options, "undo", error);
     }
-    if (!options.quiet) {
+    if (options.json) {
+        std::fputs(undoneAsJson(changes.area, changes.steps.size()).c_str(), stdout);
+    } else if (!options.quiet) {
         std::printf("%zu changes undone in %s\n", changes.steps.size(), changes.area.c_str());
     }
     return kExitClean;
@@ -167,7 +178,8 @@ int runCat(const Options& options) {
         if (!S_ISREG(resolved.info.st_mode)) {
             return reportFailure(options, "cat", "'" + path + "' is no regular file");
         }
-        if (!copyToOutput(resolved.file)) {
+        const auto file = openResolved(area, resolved);
+        if (!file.valid() || !copyToOutput(file.get())) {
             return reportFailure(options, "cat",
                                  "can't read '" + resolved.file + "': " + std::strerror(errno));
         }
@@ -189,7 +201,9 @@ int runClone(const Options& options) {
     for (const auto& failure : failures) {
         reportFailure(options, "clone", failure);
     }
-    if (!options.quiet) {
+    if (options.json) {
+        std::fputs(clonedAsJson(area.name, changed).c_str(), stdout);
+    } else if (!options.quiet) {
         std::printf("%s: %llu links and indexes changed\n", area.name.c_str(),
                     static_cast<unsigned long long>(changed));
     }
@@ -216,7 +230,7 @@ int runUsed(const Options& options, bool missingOnly) {
         if (missingOnly && exitCode == kExitClean) {
             exitCode = kExitErrorsLeft;
         }
-        std::puts(file.c_str());
+        std::fputs((options.json ? templateAsJson(file) : file + '\n').c_str(), stdout);
     }
     return exitCode;
 }

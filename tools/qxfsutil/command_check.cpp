@@ -7,7 +7,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "src/qxfsutil.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/report.h"
@@ -47,13 +46,29 @@ private:
     bool m_shown = false;
 };
 
+void showFinding(const Options& options, const std::string& area, const Finding& finding) {
+    const auto text = options.json ? findingAsJson(area, finding) : findingAsText(area, finding);
+    std::fputs(text.c_str(), stdout);
+}
+
+int showSummary(const Options& options, const CheckSummary& summary) {
+    if (options.json) {
+        std::fputs(summaryAsJson(summary).c_str(), stdout);
+    } else if (!options.quiet) {
+        std::fputs(summaryAsText(summary).c_str(), stdout);
+    }
+    return exitCodeOf(summary);
+}
+
 std::string defaultUndoFile(const Area& area) {
     char stamp[32];
     const auto now = std::time(nullptr);
     struct tm local {};
     localtime_r(&now, &local);
     std::strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%S", &local);
-    return area.privateDir + "/undo-" + stamp + "-" + std::to_string(getpid()) + ".qxundo";
+    // In a tree that is no private area the record would be a file of the container.
+    const char* place = area.isPrivate() ? "/undo-" : ".undo-";
+    return area.privateDir + place + stamp + "-" + std::to_string(getpid()) + ".qxundo";
 }
 
 bool openUndo(const Options& options, const Area& area, UndoRecord& undo, std::string& error) {
@@ -75,9 +90,7 @@ int checkOneArea(const Options& options, const Area& area) {
         area, options.mode, undo,
         [&](const Finding& finding) {
             progress.clear();
-            const auto text = options.json ? findingAsJson(area.name, finding)
-                                           : findingAsText(area.name, finding);
-            std::fputs(text.c_str(), stdout);
+            showFinding(options, area.name, finding);
         },
         [&](const CheckSummary& sofar) { progress.show(sofar); });
     progress.clear();
@@ -87,32 +100,23 @@ int checkOneArea(const Options& options, const Area& area) {
     for (const auto& failure : summary.failures) {
         reportFailure(options, area.name, failure);
     }
-    if (options.json) {
-        std::fputs(summaryAsJson(summary).c_str(), stdout);
-    } else if (!options.quiet) {
-        std::fputs(summaryAsText(summary).c_str(), stdout);
-    }
-    return exitCodeOf(summary);
+    return showSummary(options, summary);
 }
 
 /// An index file by itself: structure and checksum, and lost links when a root is given.
-int checkIndexFile(const Options& options, const std::string& path) {
-    const auto index = readIndexFile(path);
-    Area area;
-    area.name = path;
+std::vector<Finding> findingsOf(const IndexFile& index, const Options& options,
+                                const std::string& path) {
     std::vector<Finding> findings;
     const auto add = [&](FindingCode code, const std::string& templateFile = {}) {
         findings.push_back({code, path, templateFile, index.reason, false});
     };
-    if (!index.readable) {
-        return reportFailure(options, path, index.reason);
-    }
     if (!index.sound) {
         add(FindingCode::indexDamaged);
     } else if (index.checksum != ChecksumState::good) {
         add(index.checksum == ChecksumState::absent ? FindingCode::checksumAbsent
                                                     : FindingCode::checksumWrong);
     }
+    Area area;
     area.templateRoot = options.linkRoot;
     for (const auto& entry : index.entries) {
         const auto link = entry.link.has_value() ? *entry.link + "/" + entry.name : "";
@@ -120,43 +124,50 @@ int checkIndexFile(const Options& options, const std::string& path) {
             add(FindingCode::linkLost, area.templateFile(link));
         }
     }
+    return findings;
+}
+
+int checkIndexFile(const Options& options, const std::string& path) {
+    const auto index = readIndexFile(path);
+    if (!index.readable) {
+        return reportFailure(options, path, index.reason);
+    }
     CheckSummary summary;
     summary.area = path;
     summary.indexed = 1;
     summary.entries = index.entries.size();
-    for (const auto& finding : findings) {
+    for (const auto& finding : findingsOf(index, options, path)) {
         ++summary.findings;
         ++(kindOf(finding.code).severity == Severity::note ? summary.notesLeft
                                                            : summary.errorsLeft);
-        std::fputs(
-            (options.json ? findingAsJson(path, finding) : findingAsText(path, finding)).c_str(),
-            stdout);
+        showFinding(options, path, finding);
     }
-    if (options.json) {
-        std::fputs(summaryAsJson(summary).c_str(), stdout);
-    } else if (!options.quiet) {
-        std::fputs(summaryAsText(summary).c_str(), stdout);
-    }
-    return exitCodeOf(summary);
+    return showSummary(options, summary);
 }
 
-bool isDirectory(const std::string& path) {
+enum class Named { nothing, directory, file };
+
+Named whatIs(const std::string& path) {
     struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    if (stat(path.c_str(), &info) != 0) {
+        return Named::nothing;
+    }
+    return S_ISDIR(info.st_mode) ? Named::directory : Named::file;
 }
 
 }  // namespace
 
 int runCheck(const Options& options) {
-    if (options.verbose) {
-        constexpr int kEverything = 4;
-        set_log(kEverything, nullptr, "qxfsutil");
-    }
     auto areasOnly = options;
     areasOnly.names.clear();
     std::vector<std::string> files;
     for (const auto& name : options.names) {
-        (isDirectory(name) ? areasOnly.names : files).push_back(name);
+        const auto named = whatIs(name);
+        if (named == Named::file && options.modeGiven && options.mode != RepairMode::report) {
+            reportFailure(options, name, "an index file is only checked; name its area to repair");
+            return kExitUsage;
+        }
+        (named == Named::directory ? areasOnly.names : files).push_back(name);
     }
     int exitCode = kExitClean;
     for (const auto& file : files) {

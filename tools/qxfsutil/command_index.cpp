@@ -82,8 +82,7 @@ int runBuild(const Options& options) {
     std::string error;
     std::string bytes;
     if (!parseIndex(text, index, error)) {
-        reportFailure(options, name, error);
-        return kExitUsage;
+        return reportFailure(options, name, error);
     }
     if (!buildImage(index, bytes, error)) {
         return reportFailure(options, name, error);
@@ -113,11 +112,9 @@ int runStat(const Options& options) {
     return exitCode;
 }
 
-int runFindings(const Options& /*options*/) {
+int runFindings(const Options& options) {
     for (const auto& kind : findingKinds()) {
-        std::printf("%-24s %-8s %s\n", kind.name, severityName(kind.severity), kind.text);
-        std::printf("%-24s %-8s %s\n", "", kind.preen ? "preen" : "",
-                    kind.repair[0] == '\0' ? "cannot be repaired" : kind.repair);
+        std::fputs((options.json ? kindAsJson(kind) : kindAsText(kind)).c_str(), stdout);
     }
     return kExitClean;
 }

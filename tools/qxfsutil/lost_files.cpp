@@ -67,7 +67,7 @@ bool moveToLost(const Area& area, const std::string& inside, int directory, Undo
     UndoStep move;
     move.kind = UndoStep::Kind::move;
     move.path = area.absolute(inside);
-    if (area.root == area.privateDir) {
+    if (!area.isPrivate()) {
         error = "can't move '" + move.path + "' aside: '" + area.privateDir +
                 "' is no private area and has no lost_files";
         return false;

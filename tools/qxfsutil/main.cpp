@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 
+#include "src/qxfsutil.h"
 #include "tools/cli/command_line.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
@@ -37,7 +38,13 @@ CLI::App* addCommand(CommandLine& line, const char* name, const char* help, cons
     if (example[0] != '\0') {
         command->footer(std::string("Example: ") + example);
     }
-    command->callback([&line, run] { line.command = [&line, run] { return run(line.options); }; });
+    command->callback([&line, command, run] {
+        const bool takesAreas = command->get_option_no_throw("--ct") != nullptr;
+        if (takesAreas && line.options.names.empty() && line.options.containers.empty()) {
+            throw CLI::RequiredError("AREA or --ct");
+        }
+        line.command = [&line, run] { return run(line.options); };
+    });
     return command;
 }
 
@@ -54,9 +61,9 @@ void addArea(CLI::App* command, Options& options) {
     command->add_option("AREA", options.area, "The area")->required();
 }
 
-void addMode(CLI::App* command, Options& options, const char* flag, qxfsutil::RepairMode mode,
-             const char* help) {
-    command->add_flag_callback(
+CLI::Option* addMode(CLI::App* command, Options& options, const char* flag,
+                     qxfsutil::RepairMode mode, const char* help) {
+    return command->add_flag_callback(
         flag,
         [&options, mode] {
             options.mode = mode;
@@ -78,17 +85,20 @@ void addAreaCommands(CommandLine& line) {
                              "qxfsutil check -p /qx/private/101", qxfsutil::runCheck);
     addAreas(check, options, "Areas or index files");
     using qxfsutil::RepairMode;
-    addMode(check, options, "-n", RepairMode::report,
-            "Report only; the default without a terminal and with --json");
-    addMode(check, options, "-p", RepairMode::preen, "Make repairs that cannot lose anything");
-    addMode(check, options, "-y", RepairMode::yes, "Make every repair");
+    auto* report = addMode(check, options, "-n", RepairMode::report,
+                           "Report only; the default without a terminal and with --json");
+    auto* preen =
+        addMode(check, options, "-p", RepairMode::preen, "Make repairs that cannot lose anything");
+    auto* yes = addMode(check, options, "-y", RepairMode::yes, "Make every repair");
+    report->excludes(preen)->excludes(yes);
+    preen->excludes(yes);
     check->add_option("--root", options.linkRoot, "Of index files: look links up below DIR")
         ->type_name("DIR");
-    check
-        ->add_option("--undo", options.undoFile,
-                     "Write the undo record here; default: in the private area")
-        ->type_name("FILE");
-    check->add_flag("--no-undo", options.noUndo, "Write no undo record");
+    auto* undoFile = check->add_option("--undo", options.undoFile,
+                                       "Write the undo record here; default: in the private area, "
+                                       "or beside a tree that is none");
+    undoFile->type_name("FILE");
+    check->add_flag("--no-undo", options.noUndo, "Write no undo record")->excludes(undoFile);
 
     auto* undo = addCommand(line, "undo", "Undo the repairs of a check",
                             "qxfsutil undo /qx/private/101/undo-20261120T200000-7.qxundo",
@@ -174,6 +184,10 @@ int main(int argc, char** argv) {
     build(line);
     if (const auto ended = cli::parse(line.app, argc, argv, kExitCodes)) {
         return *ended;
+    }
+    if (line.options.verbose) {
+        constexpr int kEverything = 4;
+        set_log(kEverything, nullptr, nullptr);
     }
     if (!line.options.modeGiven && canAsk() && !line.options.json) {
         line.options.mode = qxfsutil::RepairMode::ask;

@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <vector>
 
+#include "src/file_descriptor.h"
 #include "tools/qxfsutil/exit_code.h"
 
 namespace qxfsutil {
@@ -21,23 +21,45 @@ namespace {
 
 struct Job {
     pid_t pid = -1;
-    int output = -1;
+    qxfs::FileDescriptor output;
     bool ended = false;
     int exitCode = kExitOperational;
 };
 
+void complain(const char* what) {
+    std::fprintf(stderr, "qxfsutil: %s: %s\n", what, std::strerror(errno));
+}
+
+std::string contentOf(int file) {
+    std::string text;
+    std::array<char, 65536> buffer;
+    auto got = pread(file, buffer.data(), buffer.size(), 0);
+    for (; got > 0;
+         got = pread(file, buffer.data(), buffer.size(), static_cast<off_t>(text.size()))) {
+        text.append(buffer.data(), static_cast<std::size_t>(got));
+    }
+    if (got < 0) {
+        complain("can't read what a process printed");
+    }
+    return text;
+}
+
 void start(Job& job, std::size_t place, const std::function<int(std::size_t)>& work) {
-    job.output = memfd_create("output", MFD_CLOEXEC);
+    job.output = qxfs::FileDescriptor(memfd_create("output", MFD_CLOEXEC));
     std::fflush(nullptr);
-    job.pid = job.output < 0 ? -1 : fork();
+    job.pid = job.output.valid() ? fork() : -1;
     if (job.pid == 0) {
-        dup2(job.output, STDOUT_FILENO);
-        const int exitCode = work(place);
+        int exitCode = kExitOperational;
+        if (dup2(job.output.get(), STDOUT_FILENO) < 0) {
+            complain("can't print into a file");
+        } else {
+            exitCode = work(place);
+        }
         std::fflush(nullptr);
         _exit(exitCode);
     }
     if (job.pid < 0) {
-        std::fprintf(stderr, "qxfsutil: can't start a process: %s\n", std::strerror(errno));
+        complain("can't start a process");
         job.ended = true;
     }
 }
@@ -45,28 +67,33 @@ void start(Job& job, std::size_t place, const std::function<int(std::size_t)>& w
 void waitForOne(std::vector<Job>& jobs) {
     int status = 0;
     const pid_t pid = wait(&status);
+    if (pid < 0 && errno == EINTR) {
+        return;
+    }
+    if (pid < 0) {
+        complain("can't wait for a process");
+    }
     for (auto& job : jobs) {
-        if (job.pid == pid && pid > 0) {
+        // Of jobs that cannot be waited for nothing will be heard any more.
+        if (job.pid > 0 && (pid < 0 || job.pid == pid)) {
             job.ended = true;
-            if (WIFEXITED(status)) {
-                job.exitCode = WEXITSTATUS(status);
-            } else {
-                std::fprintf(stderr, "qxfsutil: a check was ended by signal %s\n",
-                             strsignal(WTERMSIG(status)));
-            }
+        }
+        if (pid < 0 || job.pid != pid) {
+            continue;
+        }
+        if (WIFEXITED(status)) {
+            job.exitCode = WEXITSTATUS(status);
+        } else {
+            std::fprintf(stderr, "qxfsutil: the work on an area was ended by signal %s\n",
+                         strsignal(WTERMSIG(status)));
         }
     }
 }
 
-void show(const Job& job) {
-    std::array<char, 65536> buffer;
-    off_t offset = 0;
-    for (ssize_t got = pread(job.output, buffer.data(), buffer.size(), offset); got > 0;
-         got = pread(job.output, buffer.data(), buffer.size(), offset)) {
-        std::fwrite(buffer.data(), 1, static_cast<std::size_t>(got), stdout);
-        offset += got;
-    }
-    close(job.output);
+void show(Job& job) {
+    const auto text = contentOf(job.output.get());
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    job.output.close();
 }
 
 }  // namespace
@@ -98,6 +125,29 @@ int runProcesses(std::size_t count, unsigned jobs, const std::function<int(std::
         }
     }
     return exitCode;
+}
+
+bool textFromChild(const std::function<std::string()>& work, std::string& text) {
+    const qxfs::FileDescriptor said(memfd_create("said", MFD_CLOEXEC));
+    const qxfs::FileDescriptor made(memfd_create("made", MFD_CLOEXEC));
+    std::fflush(nullptr);
+    const pid_t pid = said.valid() && made.valid() ? fork() : -1;
+    if (pid == 0) {
+        dup2(said.get(), STDERR_FILENO);
+        const auto result = work();
+        _exit(qxfs::write_all(made.get(), result.data(), result.size()) ? 0 : 1);
+    }
+    int status = 0;
+    if (pid < 0 || waitpid(pid, &status, 0) != pid) {
+        text = std::string("can't run a process: ") + std::strerror(errno);
+        return false;
+    }
+    const bool done = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    text = contentOf(done ? made.get() : said.get());
+    while (!done && text.ends_with('\n')) {
+        text.pop_back();
+    }
+    return done;
 }
 
 }  // namespace qxfsutil

@@ -52,6 +52,22 @@ std::string findingAsJson(const std::string& area, const Finding& finding) {
                  {"repaired", finding.repaired}});
 }
 
+std::string kindAsText(const FindingKind& kind) {
+    char text[512];
+    std::snprintf(text, sizeof text, "%-24s %-8s %s\n%-24s %-8s %s\n", kind.name,
+                  severityName(kind.severity), kind.text, "", kind.preen ? "preen" : "",
+                  kind.repair[0] == '\0' ? "cannot be repaired" : kind.repair);
+    return text;
+}
+
+std::string kindAsJson(const FindingKind& kind) {
+    return line({{"finding", kind.name},
+                 {"severity", severityName(kind.severity)},
+                 {"text", kind.text},
+                 {"repair", kind.repair},
+                 {"preen", kind.preen}});
+}
+
 std::string summaryAsText(const CheckSummary& summary) {
     const auto left = summary.findings - summary.repaired;
     std::string text = summary.area + ": " + std::to_string(summary.directories) +
@@ -165,6 +181,18 @@ std::string seenAsJson(const SeenEntry& entry) {
                  {"size", info.st_size},
                  {"target", entry.target},
                  {"template", entry.resolved.fromTemplate ? entry.resolved.file : ""}});
+}
+
+std::string templateAsJson(const std::string& file) {
+    return line({{"template", file}});
+}
+
+std::string undoneAsJson(const std::string& area, std::size_t changes) {
+    return line({{"area", area}, {"undone", changes}});
+}
+
+std::string clonedAsJson(const std::string& area, std::uint64_t changed) {
+    return line({{"area", area}, {"changed", changed}});
 }
 
 std::string failureAsJson(const std::string& what, const std::string& message) {

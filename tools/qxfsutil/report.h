@@ -13,6 +13,8 @@ namespace qxfsutil {
 // Every line below ends in a newline. Bytes that are no valid UTF-8 become U+FFFD in JSON.
 std::string findingAsText(const std::string& area, const Finding& finding);
 std::string findingAsJson(const std::string& area, const Finding& finding);
+std::string kindAsText(const FindingKind& kind);
+std::string kindAsJson(const FindingKind& kind);
 std::string summaryAsText(const CheckSummary& summary);
 std::string summaryAsJson(const CheckSummary& summary);
 std::string indexedAsText(const std::string& area, const IndexOutcome& outcome);
@@ -22,6 +24,9 @@ std::string statAsJson(const std::string& name, const IndexStat& stat);
 std::string entriesAsJson(const std::string& name, const std::vector<IndexEntry>& entries);
 std::string seenAsText(const SeenEntry& entry);
 std::string seenAsJson(const SeenEntry& entry);
+std::string templateAsJson(const std::string& file);
+std::string undoneAsJson(const std::string& area, std::size_t changes);
+std::string clonedAsJson(const std::string& area, std::uint64_t changed);
 std::string failureAsJson(const std::string& what, const std::string& message);
 
 }  // namespace qxfsutil

@@ -1,7 +1,8 @@
 // Looks paths up component by component, the way the container's file system does.
 #include "tools/qxfsutil/resolve.h"
 
-#include <unistd.h>
+#include <fcntl.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <map>
 
+#include "tools/qxfsutil/confined.h"
 #include "tools/qxfsutil/index_file.h"
 
 namespace qxfsutil {
@@ -62,6 +64,10 @@ bool lookAt(Resolved& resolved, std::string& error) {
 }
 
 bool toTemplate(const Area& area, const std::string& link, Resolved& resolved, std::string& error) {
+    if ((link + "/").find("/../") != std::string::npos) {
+        error = "the link '" + link + "' leads out of the template area";
+        return false;
+    }
     resolved.file = area.templateFile(link);
     resolved.inside.clear();
     resolved.fromTemplate = true;
@@ -210,6 +216,14 @@ bool namesIn(const Area& area, const Resolved& directory, std::vector<std::strin
 
 bool resolve(const Area& area, const std::string& path, Resolved& resolved, std::string& error) {
     return Resolver(area, path).run(true, resolved, error);
+}
+
+qxfs::FileDescriptor openResolved(const Area& area, const Resolved& resolved) {
+    if (!resolved.fromTemplate) {
+        const auto root = openDirectory(area, "/");
+        return openBelow(root.get(), resolved.inside.substr(1), O_RDONLY | O_NONBLOCK);
+    }
+    return qxfs::open_for_reading(resolved.file.c_str());
 }
 
 bool listSeen(const Area& area, const std::string& path, std::vector<SeenEntry>& entries,

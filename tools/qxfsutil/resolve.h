@@ -21,6 +21,10 @@ struct Resolved {
 /// @return false with the reason in `error`.
 bool resolve(const Area& area, const std::string& path, Resolved& resolved, std::string& error);
 
+/// Opens what was resolved for reading. A link that was planted since leads nowhere. Invalid with
+/// errno.
+qxfs::FileDescriptor openResolved(const Area& area, const Resolved& resolved);
+
 /// A name that a container sees in a directory.
 struct SeenEntry {
     std::string name;
