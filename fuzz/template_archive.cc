@@ -14,6 +14,7 @@
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/files.h"
 #include "node/agent/tem/package_reader.h"
+#include "node/support/file_content.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Fd file(memfd_create("package", MFD_CLOEXEC));
-    if (!file || !writeAll(file.get(), reinterpret_cast<const char*>(data), size)) {
+    if (!file || !qxnode::writeContent(file.get(), {reinterpret_cast<const char*>(data), size})) {
         return 0;
     }
     const Sandbox sandbox;
