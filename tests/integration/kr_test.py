@@ -138,6 +138,11 @@ class Containers(KrTest):
             self.qxa("install", "--ct", veid, f"{name}/pair")
             self.assertEqual([name, f"{name}/pair"], self.names("--ct", veid, "--type", "os,app"))
 
+    def test_a_template_of_another_os_template_is_not_taken_for_ones_own(self):
+        failed = self.qxa("install", "--ct", 101, ".tinyrpm/pair", code=2)
+        self.assertIn("'.tinyrpm/pair' does not belong to .tinydeb", failed.stderr)
+        self.assertEqual([], self.deb_state(101))
+
     def test_information_about_a_package_comes_from_the_repositories(self):
         for veid, packaging in ((101, "deb"), (102, "rpm")):
             document = json.loads(self.qxa("--format", "json", "info", "--ct", veid, "--type", packaging, "one").stdout)
@@ -216,6 +221,11 @@ class Fetching(KrTest):
         self.assertEqual(1, len(list(cache.rglob("*.deb"))))
         self.qxa("clean", ".tiny")
         self.assertEqual(0, len(list(cache.rglob("*.deb"))))
+
+    def test_a_name_for_which_nothing_is_ever_fetched_is_wrong_usage(self):
+        for action in ("fetch", "clean"):
+            failed = self.qxa(action, "one", code=2)
+            self.assertIn("a KR template has a dot (.one), a package wants --type", failed.stderr)
 
 
 if __name__ == "__main__":

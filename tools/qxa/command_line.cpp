@@ -126,7 +126,7 @@ void addPackageCommands(CLI::App& app, CommandLine& line) {
     auto* clean = addPackageCommand(app, line, Operation::clean,
                                     "Empty the node's cache of packages", "qxa clean .debian-12");
     for (auto* command : {fetch, clean}) {
-        addNames(command, line, false, "Templates or packages; none: all");
+        addNames(command, line, false, "KR templates, or packages with --type; none: all");
         addTypes(command, options);
     }
 }

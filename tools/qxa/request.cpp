@@ -124,21 +124,51 @@ bool isServed(const Target& target) {
             target.record.type == QXA::kTechnologyName);
 }
 
-/// What is wrong with a request that the interface would accept and then ignore; empty when
-/// nothing.
+/// Why the node cannot install what is called so; empty when it can.
+std::string uninstallable(const std::string& name) {
+    if (!isPath(name) && !isArchiveName(name)) {
+        return "the node installs template package files, and '" + name + "' is none";
+    }
+    return std::filesystem::exists(name) ? "" : "there is no file '" + name + "'";
+}
+
+/// Standard templates need nothing to be fetched, so their technology answers that all is done.
+std::string unfetchable(const std::string& name, const NameContext& context) {
+    return name.starts_with('.') || context.packages
+               ? ""
+               : "'" + name + "' is a standard template's name; a KR template has a dot (." + name +
+                     "), a package wants --type deb or --type rpm";
+}
+
+/// A container's engine knows the applications of the container's own OS template by their names
+/// alone, and would take one of these for another's.
+std::string foreign(const std::string& name, const Target& target) {
+    const auto& os = target.record.osTemplate;
+    return name.starts_with('.') && os.starts_with('.') && name.find('/') != std::string::npos &&
+                   !name.starts_with(os + "/")
+               ? "'" + name + "' does not belong to " + os + ", which container " + target.label +
+                     " is made from"
+               : "";
+}
+
+/// What is wrong with a request that the interface would accept and then ignore, or take for
+/// another; empty when nothing.
 std::string unusable(const Request& request, const Target& target) {
     if (!target.known && !target.eid.isValid()) {
         return "unknown container '" + target.label + "'";
     }
-    if (!target.node || request.operation != Operation::install) {
-        return {};
-    }
+    const auto context = contextOf(request.options, target);
     for (const auto& name : request.options.names) {
-        if (!isPath(name) && !isArchiveName(name)) {
-            return "the node installs template package files, and '" + name + "' is none";
+        std::string reason;
+        if (!target.node) {
+            reason = changes(request.operation) ? foreign(name, target) : "";
+        } else if (request.operation == Operation::install) {
+            reason = uninstallable(name);
+        } else if (request.operation == Operation::fetch || request.operation == Operation::clean) {
+            reason = unfetchable(name, context);
         }
-        if (!std::filesystem::exists(name)) {
-            return "there is no file '" + name + "'";
+        if (!reason.empty()) {
+            return reason;
         }
     }
     return {};
