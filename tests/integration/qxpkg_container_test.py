@@ -1,5 +1,6 @@
 """Packages and templates of containers, changed by the real engines."""
 
+import functools
 import os
 import signal
 import subprocess
@@ -41,6 +42,11 @@ class Packages(ContainerTest):
         self.assertEqual("one noarch 1.0-1\ntwo noarch 1.0-1\n", done.stdout)
         self.assertEqual(["one 1.0", "two 1.0"], self.rpm_state(102))
         self.assertEqual("two 1.0\n", (self.root(102) / "usr/share/two/file").read_text())
+
+    def test_a_caller_who_ignores_its_children_gets_the_engines_result(self):
+        ignore = functools.partial(signal.signal, signal.SIGCHLD, signal.SIG_IGN)
+        done = self.run_qxpkg("install", "-q", "-p", 101, "one", preexec_fn=ignore)
+        self.assertEqual((0, "one all 1.0\n"), (done.returncode, done.stdout))
 
     def test_what_is_installed_already_is_reported_as_done(self):
         for veid in (101, 102):
@@ -149,7 +155,7 @@ class Packages(ContainerTest):
 
     def test_a_container_that_is_not_there_is_named(self):
         failed = self.qxpkg("install", "-q", "-p", 199, "one", code=1)
-        self.assertIn("container 199", failed.stderr)
+        self.assertEqual("there is no container 199\n", failed.stderr)
         self.assertEqual([], list((self.node / "etc/sysconfig/qx-scripts").glob("*199*")))
 
 

@@ -2,6 +2,9 @@
 #include "node/qxpkg/container/container.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
@@ -22,6 +25,9 @@ Container::Container(int veid, const Options& options, const Output& output) : m
     const std::string path = qxnode::containerConfigPath(veid);
     const std::string who = "container " + std::to_string(veid);
     std::string error;
+    if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
+        throw Failure(kFailed, "there is no " + who);
+    }
     // Before the lock: a number that means nothing must not leave a lock file behind.
     if (!qxnode::ContainerConfig::read(path, error)) {
         throw Failure(kFailed, who + ": " + error);

@@ -62,8 +62,9 @@ std::vector<std::string> findingsOf(int veid) {
 void verifyContainer(int veid, const Output& output) {
     const std::string container = "container " + std::to_string(veid);
     const std::vector<std::string> findings = findingsOf(veid);
-    for (const std::string& finding : findings) {
-        output.notice(container + ": " + finding);
+    // The first of them is the reason; one that is alone is told once.
+    for (std::size_t i = 0; findings.size() > 1 && i < findings.size(); ++i) {
+        output.notice(container + ": " + findings[i]);
     }
     if (!findings.empty()) {
         throw Failure(kFailed, container + " is not as it should be: " + findings.front());
