@@ -1,5 +1,5 @@
-// Actions in a child process, where they may end the process, and with the node's fixed paths
-// (/etc/sysconfig/qx-scripts, /usr/sbin) showing a test's own files.
+// A private root in which the node's fixed paths /etc/sysconfig/qx-scripts and /usr/sbin show a
+// test's own files.
 #ifndef TESTS_SUPPORT_NODE_VIEW_H
 #define TESTS_SUPPORT_NODE_VIEW_H
 
@@ -7,18 +7,10 @@
 #include <string>
 #include <string_view>
 
-#include "tests/support/capture.h"
+#include "tests/support/child.h"
 #include "tests/support/temp_dir.h"
 
 namespace qx_test {
-
-struct ChildResult {
-    int status;  // exit status, or 128 and the number of the signal that ended the child
-    Output output;
-};
-
-// Runs an action in a child; 0 when it returns.
-ChildResult in_child(const std::function<void()>& action);
 
 class NodeView {
 public:
@@ -32,7 +24,7 @@ public:
     // Puts an executable script into /usr/sbin.
     void install_tool(std::string_view name, std::string_view script) const;
 
-    // Runs an action in a child that sees the view.
+    // Runs an action in a child that sees the view, in the same working directory.
     ChildResult run(const std::function<void()>& action) const;
 
 private:

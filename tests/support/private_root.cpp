@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kCouldNotRun = 77;
+constexpr int kActionThrew = 78;
 
 void require(bool done, const std::string& what) {
     if (!done) {
@@ -117,28 +118,33 @@ PrivateRoot& PrivateRoot::show(std::string source, std::string path) {
     return *this;
 }
 
+void PrivateRoot::enter(const std::string& mount_point) const {
+    const std::string directory = fs::current_path().string();
+    enter_namespaces();
+    build_root(mount_point);
+    for (const auto& [source, path] : shown_) {
+        show_at(mount_point, source, path);
+    }
+    require(chroot(mount_point.c_str()) == 0, "chroot");
+    require(chdir(directory.c_str()) == 0, "chdir");
+}
+
 PrivateRoot::Result PrivateRoot::run(const std::function<std::string()>& action) const {
     const TempDir mount_point;
-    const std::string directory = fs::current_path().string();
     int ends[2];
     require(pipe2(ends, O_CLOEXEC) == 0, "pipe");
     fflush(nullptr);
     const pid_t child = fork();
     require(child >= 0, "fork");
     if (child == 0) {
-        int status = 0;
+        int status = kCouldNotRun;
         std::string text;
         try {
-            enter_namespaces();
-            build_root(mount_point.path());
-            for (const auto& [source, path] : shown_) {
-                show_at(mount_point.path(), source, path);
-            }
-            require(chroot(mount_point.path().c_str()) == 0, "chroot");
-            require(chdir(directory.c_str()) == 0, "chdir");
+            enter(mount_point.path());
+            status = kActionThrew;
             text = action();
+            status = 0;
         } catch (const std::exception& failure) {
-            status = kCouldNotRun;
             text = failure.what();
         }
         send(ends[1], text);

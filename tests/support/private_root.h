@@ -16,6 +16,11 @@ public:
     // nearest existing parent directory (other than "/") appears with nothing else in it.
     PrivateRoot& show(std::string source, std::string path);
 
+    // Moves the calling process, which may have one thread only, into the private view; the working
+    // directory stays. Throws std::exception where neither root nor user namespaces are to be had.
+    // The mount point is a directory of the test, empty, and stays so for everybody else.
+    void enter(const std::string& mount_point) const;
+
     struct Result {
         bool ran;          // false: this machine gives neither root nor user namespaces
         std::string text;  // what the action returned; the reason when it did not run

@@ -9,7 +9,7 @@
 #include <cstdarg>
 
 #include "src/common.h"
-#include "tests/support/node_view.h"
+#include "tests/support/child.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/src/index_support.h"
 

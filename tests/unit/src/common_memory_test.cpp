@@ -6,7 +6,7 @@
 #include <string>
 
 #include "src/qxfsutil.h"
-#include "tests/support/node_view.h"
+#include "tests/support/child.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/src/index_support.h"
 

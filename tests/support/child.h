@@ -1,0 +1,21 @@
+// Actions in a child process, where they may end the process.
+#ifndef TESTS_SUPPORT_CHILD_H
+#define TESTS_SUPPORT_CHILD_H
+
+#include <functional>
+
+#include "tests/support/capture.h"
+
+namespace qx_test {
+
+struct ChildResult {
+    int status;  // exit status, or 128 and the number of the signal that ended the child
+    Output output;
+};
+
+// Runs an action in a child; 0 when it returns.
+ChildResult in_child(const std::function<void()>& action);
+
+}  // namespace qx_test
+
+#endif
