@@ -140,7 +140,23 @@ std::vector<Scenario> scenarios() {
 
 class TemFault : public testing::TestWithParam<Scenario> {
 protected:
-    void SetUp() override { QX_SKIP_WITHOUT_NODE(); }
+    // Carries the operation out undisturbed, to learn what it calls and what it makes of the node.
+    void SetUp() override {
+        QX_SKIP_WITHOUT_NODE();
+        const Node node;
+        GetParam().prepare(node);
+        m_first = callsToEnter(node) + 1;
+        const auto words = command(node);
+        m_before = state(node);
+        const TracedRun run = qx_test::runKilledAt(words, 0);
+        if (!run.started) {
+            GTEST_SKIP() << run.reason;
+        }
+        ASSERT_EQ(run.exitCode, 0);
+        m_after = state(node);
+        m_calls = run.calls;
+        ASSERT_GT(m_calls, m_first);
+    }
 
     static std::vector<std::string> command(const Node& node) {
         std::vector<std::string> words{TEM_DRIVER, node.path()};
@@ -187,90 +203,63 @@ protected:
         if (fs::exists(node.templates(".qxtem/staging"))) {
             EXPECT_EQ(Node::tree(node.templates(".qxtem/staging")), "");
         }
-        for (const char* name :
-             {".qxtemplates/journal", ".qxtemplates/.journal.new", ".qxtemplates/plain"}) {
+        for (const char* name : {".qxtemplates/journal", ".qxtemplates/plain"}) {
             EXPECT_FALSE(fs::exists(node.area(name))) << name;
+        }
+        std::error_code noState;
+        for (const auto& entry : fs::directory_iterator(node.area(".qxtemplates"), noState)) {
+            EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
         }
         if (fs::exists(node.configPath())) {
             EXPECT_EQ(node.findings(), "");
         }
     }
+
+    std::string m_before;
+    std::string m_after;
+    unsigned m_first = 0;  // call of the operation itself
+    unsigned m_calls = 0;
 };
 
 TEST_P(TemFault, KilledAnywhereItIsTheOldOrTheNewState) {
-    std::string before;
-    std::string after;
-    unsigned first = 0;
-    unsigned calls = 0;
-    {
-        const Node node;
-        GetParam().prepare(node);
-        first = callsToEnter(node) + 1;
-        const auto words = command(node);
-        before = state(node);
-        const TracedRun run = qx_test::runKilledAt(words, 0);
-        if (!run.started) {
-            GTEST_SKIP() << run.reason;
-        }
-        ASSERT_EQ(run.exitCode, 0);
-        after = state(node);
-        calls = run.calls;
-    }
-    ASSERT_GT(calls, first);
     bool sawOld = false;
     bool sawNew = false;
-    for (unsigned n = first; n <= calls; ++n) {
+    for (unsigned n = m_first; n <= m_calls; ++n) {
         const Node node;
         GetParam().prepare(node);
         const TracedRun run = qx_test::runKilledAt(command(node), n);
         ASSERT_TRUE(run.killed) << n;
         // Readers see whole changes of the node at once, before anybody has tidied up.
-        EXPECT_THAT(node.ls().text + "\n", AnyOf(before.substr(0, before.find('\n') + 1),
-                                                 after.substr(0, after.find('\n') + 1)))
+        EXPECT_THAT(node.ls().text + "\n", AnyOf(m_before.substr(0, m_before.find('\n') + 1),
+                                                 m_after.substr(0, m_after.find('\n') + 1)))
             << n;
         recover(node);
         const std::string found = state(node);
-        EXPECT_THAT(found, AnyOf(before, after)) << "killed at call " << n << " of " << calls;
+        EXPECT_THAT(found, AnyOf(m_before, m_after)) << "killed at call " << n << " of " << m_calls;
         expectNoLeftOvers(node);
-        sawOld = sawOld || found == before;
-        sawNew = sawNew || found == after;
+        sawOld = sawOld || found == m_before;
+        sawNew = sawNew || found == m_after;
         if (HasFailure()) {
             return;
         }
     }
     EXPECT_TRUE(sawOld);
-    EXPECT_TRUE(sawNew || before == after);
+    EXPECT_TRUE(sawNew || m_before == m_after);
 }
 
 TEST_P(TemFault, FullDiskAnywhereIsACleanFailureOrSuccess) {
     if (GetParam().name == std::string("DestroyContainer")) {
         GTEST_SKIP() << "removal of a container needs no space, and is reported once it has begun";
     }
-    std::string before;
-    std::string after;
-    unsigned first = 0;
-    unsigned calls = 0;
-    {
-        const Node node;
-        GetParam().prepare(node);
-        first = callsToEnter(node) + 1;
-        const auto words = command(node);
-        before = state(node);
-        const TracedRun run = qx_test::runKilledAt(words, 0);
-        if (!run.started) {
-            GTEST_SKIP() << run.reason;
-        }
-        after = state(node);
-        calls = run.calls;
-    }
-    for (unsigned n = first; n <= calls; ++n) {
+    for (unsigned n = m_first; n <= m_calls; ++n) {
         const Node node;
         GetParam().prepare(node);
         const TracedRun run = qx_test::runFailingAt(command(node), n, ENOSPC);
         // A failure at a step that undoes another may need the next writer.
         recover(node);
         const std::string found = state(node);
-        EXPECT_EQ(found, run.exitCode == 0 ? after : before) << "call " << n << " of " << calls;
+        EXPECT_EQ(found, run.exitCode == 0 ? m_after : m_before)
+            << "call " << n << " of " << m_calls;
         expectNoLeftOvers(node);
         if (HasFailure()) {
             return;

@@ -1,8 +1,6 @@
 // Listing, describing and removing the node's templates, their caches, and packing.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -13,10 +11,12 @@
 #include "QXL/QXLLockPolicy.h"
 #include "node/support/lock.h"
 #include "node/support/paths.h"
+#include "tests/support/lock_holder.h"
 #include "tests/unit/node/tem_node.h"
 
 namespace {
 
+using qx_test::LockHolder;
 using tem_test::appManifest;
 using tem_test::Node;
 using tem_test::osManifest;
@@ -214,83 +214,24 @@ TEST_F(TemNode, ApplicationTemplatesHaveNoCache) {
 TEST_F(TemNode, WriterThatWaitsTooLongNamesTheHolder) {
     node.installOs();
     const Outcome outcome = node.run([&](std::string& text) {
-        int ready[2];
-        int done[2];
-        if (pipe(ready) != 0 || pipe(done) != 0) {
-            return 0;
-        }
-        const pid_t holder = fork();
-        if (holder == 0) {
-            qxnode::FileLock lock;
-            std::string error;
-            lock.acquire(qxnode::kTemplateLock, qxnode::LockWait::forever(), error);
-            char byte = 'x';
-            _exit(write(ready[1], &byte, 1) == 1 && read(done[0], &byte, 1) == 1 ? 0 : 1);
-        }
-        char byte = 0;
-        if (read(ready[0], &byte, 1) != 1) {
-            return 0;
-        }
+        const LockHolder holder(qxnode::kTemplateLock);
         setenv("QX_LOCK_WAIT", "0", 1);
         const int code = QXA::QXATEMLocal(nullptr).unset({{"os", "1"}});
+        const std::string message = QXL::getErrorMessage();
         text = std::to_string(QXL::getLastErrorData().code) +
-               (std::string(QXL::getErrorMessage()).find("pid " + std::to_string(holder)) !=
-                        std::string::npos
-                    ? " named"
-                    : " not named");
-        return write(done[1], &byte, 1) == 1 && waitpid(holder, nullptr, 0) == holder ? code : 0;
+               (message.find(holder.name()) == std::string::npos ? " not named" : " named");
+        return code;
     });
     EXPECT_NE(outcome.code, 0);
     EXPECT_EQ(outcome.text, "75 named") << outcome.message;
     EXPECT_EQ(node.ls().text, "os/1:os");
 }
 
-// Another process that holds the templates' lock. It is made in a child that has entered the node.
-class TemplatesHeld {
-public:
-    explicit TemplatesHeld(qxnode::FileLock::Mode mode) {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        EXPECT_EQ(pipe(m_go), 0);
-        m_holder = fork();
-        if (m_holder == 0) {
-            close(m_go[1]);
-            qxnode::FileLock lock;
-            std::string error;
-            lock.acquire(qxnode::kTemplateLock, qxnode::LockWait::forever(), error, {}, mode);
-            char byte = 'x';
-            _exit(write(ready[1], &byte, 1) == 1 && read(m_go[0], &byte, 1) >= 0 ? 0 : 1);
-        }
-        char byte = 0;
-        EXPECT_EQ(read(ready[0], &byte, 1), 1);
-        close(ready[0]);
-        close(ready[1]);
-        close(m_go[0]);
-    }
-    ~TemplatesHeld() { letGo(); }
-    TemplatesHeld(const TemplatesHeld&) = delete;
-    TemplatesHeld& operator=(const TemplatesHeld&) = delete;
-
-    [[nodiscard]] std::string name() const { return "held by pid " + std::to_string(m_holder); }
-
-    void letGo() {
-        if (m_holder > 0) {
-            close(m_go[1]);
-            waitpid(m_holder, nullptr, 0);
-            m_holder = -1;
-        }
-    }
-
-private:
-    pid_t m_holder = -1;
-    int m_go[2] = {-1, -1};
-};
-
 // The call's code and that of the last error, while another holds the templates' lock.
 Outcome callWhileHeld(const Node& node, qxnode::FileLock::Mode mode,
                       const std::function<int(QXA::QXATEMLocal&)>& call) {
     return node.run([&](std::string& text) {
-        const TemplatesHeld held(mode);
+        const LockHolder holder(qxnode::kTemplateLock, mode);
         setenv("QX_LOCK_WAIT", "0", 1);
         QXA::QXATEMLocal manager(nullptr);
         const int code = call(manager);
@@ -335,11 +276,11 @@ TEST_F(TemNode, CachesAreBuiltByOneAtATime) {
 TEST_F(TemNode, ListenerAndLogHearForWhomARequestWaits) {
     node.installOs();
     const Outcome outcome = node.run([&](std::string& text) {
-        TemplatesHeld held(qxnode::FileLock::Mode::exclusive);
-        const std::string name = held.name();
+        LockHolder holder(qxnode::kTemplateLock);
+        const std::string name = holder.name();
         QXL::setLockWaitListener([&](const std::string& line) {
             text = line.find(name) == std::string::npos ? line : "named";
-            held.letGo();
+            holder.letGo();
         });
         return QXA::QXATEMLocal(nullptr).cache({});
     });

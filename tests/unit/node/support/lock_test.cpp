@@ -3,62 +3,22 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 
+#include "tests/support/lock_holder.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
+using qx_test::LockHolder;
 using qx_test::TempDir;
 using qxnode::FileLock;
 using qxnode::LockWait;
 using Result = FileLock::Result;
 
 const LockWait kNoWait = LockWait::atMost(std::chrono::milliseconds(0));
-
-/// Another process that holds a lock until it is told to go, or killed.
-class Holder {
-public:
-    explicit Holder(const std::string& path, FileLock::Mode mode = FileLock::Mode::exclusive) {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        EXPECT_EQ(pipe(m_go), 0);
-        m_child = fork();
-        if (m_child == 0) {
-            close(m_go[1]);
-            FileLock lock;
-            std::string error;
-            const bool held = lock.acquire(path, kNoWait, error, {}, mode) == Result::acquired;
-            char byte = held ? 'y' : 'n';
-            (void)!write(ready[1], &byte, 1);
-            (void)!read(m_go[0], &byte, 1);
-            lock.release();
-            _exit(0);
-        }
-        char byte = 'n';
-        EXPECT_EQ(read(ready[0], &byte, 1), 1);
-        EXPECT_EQ(byte, 'y');
-        close(ready[0]);
-        close(ready[1]);
-        close(m_go[0]);
-    }
-    ~Holder() {
-        close(m_go[1]);
-        waitpid(m_child, nullptr, 0);
-    }
-    Holder(const Holder&) = delete;
-    Holder& operator=(const Holder&) = delete;
-
-    [[nodiscard]] pid_t pid() const { return m_child; }
-    void letGo() const { EXPECT_EQ(write(m_go[1], "x", 1), 1); }
-
-private:
-    pid_t m_child = -1;
-    int m_go[2] = {-1, -1};
-};
 
 class FileLockTest : public testing::Test {
 protected:
@@ -91,26 +51,25 @@ TEST_F(FileLockTest, NamesItsHolderInTheFile) {
 }
 
 TEST_F(FileLockTest, TimesOutAtOnceWhenItMayNotWait) {
-    const Holder holder(path);
+    const LockHolder holder(path);
     FileLock lock;
     EXPECT_EQ(acquire(lock, kNoWait), Result::timeout);
     EXPECT_FALSE(lock.held());
     EXPECT_EQ(told, "");
-    const std::string begin = "'" + path + "' is held by pid " + std::to_string(holder.pid());
+    const std::string begin = "'" + path + "' is " + holder.name();
     EXPECT_TRUE(error.starts_with(begin)) << error;
 }
 
 TEST_F(FileLockTest, SaysForWhomItWaitsAndTimesOut) {
-    const Holder holder(path);
+    const LockHolder holder(path);
     FileLock lock;
     EXPECT_EQ(acquire(lock, LockWait::atMost(std::chrono::milliseconds(30))), Result::timeout);
-    const std::string begin =
-        "waiting for '" + path + "', held by pid " + std::to_string(holder.pid()) + " (";
+    const std::string begin = "waiting for '" + path + "', " + holder.name();
     EXPECT_TRUE(told.starts_with(begin)) << told;
 }
 
 TEST_F(FileLockTest, IsHadWhenTheHolderLetsGoInTime) {
-    const Holder holder(path);
+    LockHolder holder(path);
     FileLock lock;
     const auto result = lock.acquire(path, LockWait::atMost(std::chrono::seconds(60)), error,
                                      [&](const std::string&) { holder.letGo(); });
@@ -118,7 +77,7 @@ TEST_F(FileLockTest, IsHadWhenTheHolderLetsGoInTime) {
 }
 
 TEST_F(FileLockTest, WaitsWithoutEnd) {
-    const Holder holder(path);
+    LockHolder holder(path);
     FileLock lock;
     const auto result =
         lock.acquire(path, LockWait::forever(), error, [&](const std::string&) { holder.letGo(); });
@@ -126,7 +85,7 @@ TEST_F(FileLockTest, WaitsWithoutEnd) {
 }
 
 TEST_F(FileLockTest, IsFreedByTheDeathOfItsHolder) {
-    const Holder holder(path);
+    const LockHolder holder(path);
     ASSERT_EQ(kill(holder.pid(), SIGKILL), 0);
     FileLock lock;
     EXPECT_EQ(acquire(lock, LockWait::forever()), Result::acquired) << error;
@@ -164,7 +123,7 @@ TEST_F(FileLockTest, RefusesAPlantedFifo) {
 }
 
 TEST_F(FileLockTest, LocksTheFileThatHasTheNameNow) {
-    const Holder holder(path);
+    const LockHolder holder(path);
     // Whoever removed what the lock protects took the file along.
     ASSERT_EQ(unlink(path.c_str()), 0);
     FileLock lock;
@@ -172,20 +131,20 @@ TEST_F(FileLockTest, LocksTheFileThatHasTheNameNow) {
 }
 
 TEST_F(FileLockTest, IsSharedByThoseWhoAskForThat) {
-    const Holder holder(path, FileLock::Mode::shared);
+    const LockHolder holder(path, FileLock::Mode::shared);
     FileLock lock;
     EXPECT_EQ(acquire(lock, kNoWait, FileLock::Mode::shared), Result::acquired) << error;
 }
 
 TEST_F(FileLockTest, KeepsWritersOutWhileItIsShared) {
-    const Holder holder(path, FileLock::Mode::shared);
+    const LockHolder holder(path, FileLock::Mode::shared);
     FileLock lock;
     EXPECT_EQ(acquire(lock, kNoWait), Result::timeout);
     EXPECT_NE(error.find("pid " + std::to_string(holder.pid())), std::string::npos) << error;
 }
 
 TEST_F(FileLockTest, IsNotSharedWithAWriter) {
-    const Holder holder(path);
+    const LockHolder holder(path);
     FileLock lock;
     EXPECT_EQ(acquire(lock, kNoWait, FileLock::Mode::shared), Result::timeout);
 }
@@ -193,7 +152,7 @@ TEST_F(FileLockTest, IsNotSharedWithAWriter) {
 TEST_F(FileLockTest, LeavesTheNameOfAnotherWhoSharesIt) {
     FileLock first;
     ASSERT_EQ(acquire(first, kNoWait, FileLock::Mode::shared), Result::acquired);
-    const Holder second(path, FileLock::Mode::shared);
+    const LockHolder second(path, FileLock::Mode::shared);
     first.release();
     EXPECT_TRUE(qxnode::lockHolder(path).starts_with("pid " + std::to_string(second.pid()) + " ("));
 }
