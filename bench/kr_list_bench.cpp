@@ -1,12 +1,11 @@
-// Listing a container's packages through libqxtt beside the engine's own list command: wall clock
-// and peak memory of both, from one run in which they take turns.
+// Listing a container's packages through libqxtt beside the engine's own list command: processor
+// time, wall clock and peak memory of both, from one run in which they take turns.
 //
 //   kr_list_bench NODE-DIR VEID deb|rpm [REPETITIONS]
 //
 // Prints one JSON object. Memory of the library is that of its process and of the largest program
-// it ran, added; of the
-// engine, that of the process that counts its lines and of the engine. bench/kr_list.sh makes the
-// node directory and judges.
+// it ran, added; of the engine, that of the process that counts its lines and of the engine.
+// bench/kr_list.sh makes the node directory and judges.
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

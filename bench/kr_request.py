@@ -3,7 +3,7 @@
 
 Prints, for each packaging, the median time of an installation and of a removal through qxa, of the
 same command of apt-get, dnf or rpm run by itself, and the difference. Both sides run in turns, so
-that what else the machine does falls on both.
+that what else the machine does falls on both. Exit status: 0 the bound holds, 1 it does not.
 
   QX_BIN=build/release/bin bench/kr_request.py [ROUNDS]
 """
@@ -86,7 +86,7 @@ def timed(command):
 
 
 def main():
-    """Runs both sides in turns and prints them."""
+    """Runs both sides in turns, prints and judges them."""
     if ENGINES is not None:
         sys.exit(f"kr_request: {ENGINES}")
     rounds = int(sys.argv[1]) if len(sys.argv) > 1 else 15
@@ -101,15 +101,18 @@ def main():
                     times.setdefault((packaging, action, 0), []).append(timed(bench.through_qxa(ours, action)))
                     times.setdefault((packaging, action, 1), []).append(timed(bench.alone(theirs, action)))
         print(f"{'':14} {'qxa':>8} {'engine':>8} {'added':>8}   (ms, median of {rounds}; bound {BUDGET_MS} added)")
+        failed = False
         for packaging, action, side in sorted(times):
             if side == 0:
                 ours = statistics.median(times[packaging, action, 0])
                 theirs = statistics.median(times[packaging, action, 1])
+                failed |= ours - theirs >= BUDGET_MS
                 verdict = "" if ours - theirs < BUDGET_MS else "   TOO MUCH"
                 print(f"{packaging} {action:10} {ours:8.0f} {theirs:8.0f} {ours - theirs:8.0f}{verdict}")
     finally:
         bench.doCleanups()
+    return 1 if failed else 0
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())
