@@ -25,6 +25,8 @@ if(QX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_compile_definitions(_GNU_SOURCE _FILE_OFFSET_BITS=64)
+# Calls into libraries are bound once, at the start, and cannot be led elsewhere afterwards.
+add_link_options(LINKER:-z,relro,-z,now)
 if(QX_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined
                       -fno-omit-frame-pointer)

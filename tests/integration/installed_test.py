@@ -80,11 +80,19 @@ class Consumers:
         self.run_in(built, "make")
         self.programs_work(built)
 
-    def test_nothing_installed_says_where_to_look_for_libraries(self):
+    def programs_and_libraries(self):
+        """Every installed file of machine code with its dynamic section."""
         for file in self.prefix.rglob("*"):
             if file.is_file() and not file.is_symlink() and file.read_bytes()[:4] == b"\x7fELF":
-                dynamic = output_of("readelf", "-d", file)
-                self.assertNotRegex(dynamic, r"RPATH|RUNPATH", str(file))
+                yield file, output_of("readelf", "-d", file)
+
+    def test_nothing_installed_says_where_to_look_for_libraries(self):
+        for file, dynamic in self.programs_and_libraries():
+            self.assertNotRegex(dynamic, r"RPATH|RUNPATH", str(file))
+
+    def test_calls_into_libraries_are_bound_at_the_start(self):
+        for file, dynamic in self.programs_and_libraries():
+            self.assertRegex(dynamic, r"FLAGS_1\).*NOW", str(file))
 
     def test_libraries_carry_the_number_of_their_interface(self):
         for file in [self.library / f"lib{name}.so" for name in ("qxagent", "qxctl", "qxtt")]:
