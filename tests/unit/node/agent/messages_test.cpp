@@ -268,10 +268,64 @@ INSTANTIATE_TEST_SUITE_P(
         BadMessage{"flag_no_flag",
                    packageElement(kStd, "<name>n</name><package_flag>7</package_flag>")},
         BadMessage{"flag_empty", packageElement(kStd, "<name>n</name><status/>")},
+        BadMessage{"members_twice", packageElement(kStd, "<name>n</name><members/><members/>")},
+        BadMessage{"detail_twice", packageElement(kStd, "<name>n</name><detail/><detail/>")},
+        BadMessage{"flag_twice", packageElement(kStd,
+                                                "<name>n</name><status>true</status>"
+                                                "<status>true</status>")},
+        BadMessage{"os_name_twice", packageElement(kStd, "<name>n</name><os><name/><name/></os>")},
         BadMessage{"os_twice", packageElement(kStd, "<name>n</name><os/><os/>")},
         BadMessage{"bad_member",
                    packageElement(kStd, "<name>n</name><members><package/></members>")}),
     [](const auto& message) { return std::string(message.param.defect); });
+
+TEST(XmlMessageTest, ReadsATextInSeveralPartsAsOne) {
+    const auto message = QXLXmlMessage::parse(
+        messageWith(packageElement("packageType", "<name>a<![CDATA[<b>]]><!-- aside -->c</name>")));
+    ASSERT_TRUE(message);
+    QXLPackageList records;
+    ASSERT_EQ(message->read(records), 0);
+    EXPECT_EQ(records.at(0)->name, "a<b>c");
+}
+
+TEST(XmlMessageTest, LeavesFieldsWithoutAnElementAsTheyStart) {
+    const auto message = QXLXmlMessage::parse(messageWith(packageElement(kStd, "<name/>")));
+    ASSERT_TRUE(message);
+    QXLPackageList records;
+    ASSERT_EQ(message->read(records), 0);
+    expectEqual(dynamic_cast<const QXAPackageQXTemplateStd&>(*records.at(0)),
+                QXAPackageQXTemplateStd());
+}
+
+TEST(XmlMessageTest, HoldsNothingOfARecordThatCouldNotBeWritten) {
+    struct Reader {
+        int operator()(QXL::QXLMessageIterator& /*message*/, ForeignPackage& /*out*/) const {
+            return 0;
+        }
+    };
+    struct FailingWriter {
+        int operator()(QXL::QXLMessageIterator& /*message*/,
+                       const ForeignPackage& /*record*/) const {
+            return -1;
+        }
+    };
+    const QXL::QXLDerivedParserFactory<ForeignPackage, QXLPackage, Reader, FailingWriter> factory(
+        false, "here", 1);
+    QXLXmlMessage message;
+    EXPECT_EQ(message.append(ForeignPackage()), -1);
+    QXAPackageQXTemplate holder;
+    holder.members = {std::make_shared<ForeignPackage>()};
+    EXPECT_EQ(message.append(holder), -1);
+    EXPECT_EQ(message.text(), QXLXmlMessage().text());
+}
+
+TEST(XmlMessageTest, AppendsTheRecordsThatItReads) {
+    QXLXmlMessage message;
+    ASSERT_EQ(message.append(QXLPackage()), 0);
+    QXLPackageList records{nullptr};
+    EXPECT_EQ(message.read(records), 0);
+    EXPECT_EQ(records.size(), 2U);
+}
 
 TEST(XmlMessageTest, PassesElementsOverThatItDoesNotKnow) {
     const auto message = QXLXmlMessage::parse(
