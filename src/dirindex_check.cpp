@@ -2,9 +2,8 @@
 //
 //   1. header: signature, checksum (a warning only), bucket count, start
 //   2. hash walk: every record that a bucket reaches is sound and reached once (it is marked)
-//   3. linear walk: the records from the first to the end of the file become the entry list; those
-//   whose
-//      template file is gone stay out
+//   3. linear walk: the records from the first to the end of the file become the entry list;
+//      those whose template file is gone stay out
 //   4. with lost links and an out path, the list is written as a new index
 #include <fcntl.h>
 #include <sys/mman.h>

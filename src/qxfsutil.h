@@ -8,8 +8,7 @@
  * - A text or record that a function returns belongs to the caller, who frees it with free().
  * - Messages go to standard error and the log (see set_log); which debug level shows which is said
  *   at the function. Below debug level 2 a result code is the only report.
- * - Memory exhaustion ends the process in xmalloc and xstrdup; the entry list is not checked for
- * it.
+ * - Memory exhaustion ends the process in xmalloc and xstrdup; elsewhere it is not met.
  * - Everything here treats index files, links and shortcuts as hostile: they are bounded by the
  * size of the file and by nothing that stands in it.
  */
@@ -99,20 +98,23 @@ QXFSUTIL_API void create_hash_table(void);
 /* Writes the index: the four steps below, in order, then a flush to the operating system.
  *
  * stream: an empty, seekable file positioned at 0, open for reading and writing; it stays open. On
- * a stream open for writing only the checksum becomes that of empty input (D4 1D 8C D9), which
- *         readers only warn of; this is meant.
+ * a stream open for writing only the checksum becomes that of empty input (D4 1D 8C D9), of which
+ * readers only warn; this is meant.
+ *
  * Result: 0; or -1 with errno when a write, seek or truncation failed, or with EFBIG when the index
  * would grow beyond offsets of 32 bits: what the file then holds is no index.
+ *
  * Message (level 1): "too long entry '%s'\n" for a record over 4096 bytes, which is written
  * although no check accepts it. */
 QXFSUTIL_API int emit_dirindex(FILE* stream);
 
 /* The steps of emit_dirindex, each 0 or -1 with errno.
- * emit_header:     the header with start and checksum 0, then room for the hash table.
- * emit_direntries: the records from the current position on, and the header's start.
- * emit_hashtable:  `ht_emit` at its place; ends behind it.
- * emit_checksum:   reads the file back and writes the checksum. When that fails the error is
- * reported as "read '%s'" with current_path (werror), the checksum stays 0, the result is 0. */
+ *
+ * - emit_header writes the header with start and checksum 0, and leaves room for the hash table.
+ * - emit_direntries writes the records from the current position on, and the header's start.
+ * - emit_hashtable writes `ht_emit` at its place; the stream is behind it then.
+ * - emit_checksum reads the file back and writes the checksum. When that fails the error is
+ *   reported as "read '%s'" with current_path (werror), the checksum stays 0, the result is 0. */
 QXFSUTIL_API int emit_header(FILE* stream);
 QXFSUTIL_API int emit_direntries(FILE* stream);
 QXFSUTIL_API int emit_hashtable(FILE* stream);
@@ -122,18 +124,20 @@ QXFSUTIL_API int emit_checksum(FILE* stream);
 
 /* Checks the structure of an index and gathers its entries.
  *
- * name:     of the index, for messages.
- * base:     the whole file in writable memory (a private mapping, see mmap_file). The check zeroes
- *           the checksum and marks records there, so the same bytes cannot be checked twice.
- * Nothing outside [base, base + size) is touched. out_path: null, or where to write the index anew
- * without lost entries when there are any. It must not be the checked file itself, whose mapping
- * would change under the check; a symbolic link in its last component is refused. The file written
- * carries the checksum of empty input (see emit_dirindex). root:     null, or the template area's
- * root: each link is then looked up below it.
+ * - name: of the index, for messages.
+ * - base: the whole file in writable memory (a private mapping, see mmap_file). The check zeroes
+ *   the checksum and marks records there, so the same bytes cannot be checked twice. Nothing
+ *   outside [base, base + size) is touched.
+ * - out_path: null, or where to write the index anew without lost entries when there are any. It
+ *   must not be the checked file itself, whose mapping would change under the check; a symbolic
+ *   link in its last component is refused. The file written carries the checksum of empty input
+ *   (see emit_dirindex).
+ * - root: null, or the template area's root: each link is then looked up below it.
  *
  * Result: -2 structural fault, nothing was written; -1 the cleaned index could not be created or
  * written; 0 sound, or warnings only; 1 links are lost (and, with out_path, the cleaned index was
  * written).
+ *
  * The entries found are in `dlist` (`tot`, `dtot`) when the result is 0, or 1 without out_path,
  * until the next operation drops them. Messages: faults and lost links from debug level 2, warnings
  * and the listing from level 4. */
@@ -212,9 +216,10 @@ QXFSUTIL_API int scan_one_dir(const char* dir, struct scan_queue* queue, scan_vi
                               void* cookie);
 
 /* Fills the entry list from the working directory. mode: bit 0x10 turns magic symlinks into
- * shortcuts on the way. Result: 0 there is content and all of it can be indexed; 3 not; 1 fatal
- * ("Can't open dir
- * '%s'", a symlink could not be turned). */
+ * shortcuts on the way.
+ *
+ * Result: 0 there is content and all of it can be indexed; 3 not; 1 fatal: the directory cannot be
+ * read ("Can't open dir '%s'", werror), or a symlink could not be turned. */
 QXFSUTIL_API int scan_dir_for_index(const char* root, int mode);
 
 /* The same for one name of the working directory: 0 appended, 3 cannot be indexed, 1 fatal. */
