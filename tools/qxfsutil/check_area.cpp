@@ -73,8 +73,4 @@ ExitCode exitCodeOf(const CheckSummary& summary) {
     return summary.repaired > 0 ? kExitCorrected : kExitClean;
 }
 
-ExitCode worse(ExitCode a, ExitCode b) {
-    return std::max(a, b);
-}
-
 }  // namespace qxfsutil

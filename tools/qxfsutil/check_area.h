@@ -41,7 +41,4 @@ CheckSummary checkArea(const Area& area, RepairMode mode, UndoRecord& undo, cons
 /// The exit code for what a check came to.
 ExitCode exitCodeOf(const CheckSummary& summary);
 
-/// The graver of two exit codes, for several areas.
-ExitCode worse(ExitCode a, ExitCode b);
-
 }  // namespace qxfsutil

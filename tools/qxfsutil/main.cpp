@@ -72,7 +72,7 @@ CLI::Option* addMode(CLI::App* command, Options& options, const char* flag,
         help);
 }
 
-void addAreaCommands(CommandLine& line) {
+void addIndex(CommandLine& line) {
     auto& options = line.options;
     auto* index = addCommand(line, "index", "Index every directory that can carry an index",
                              "qxfsutil index --ct 101", qxfsutil::runIndex);
@@ -80,7 +80,10 @@ void addAreaCommands(CommandLine& line) {
     index->add_flag("--convert-symlinks", options.convertSymlinks,
                     "Turn magic symlinks into shortcuts first");
     index->add_flag("--dry-run", options.dryRun, "Change nothing");
+}
 
+void addCheck(CommandLine& line) {
+    auto& options = line.options;
     auto* check = addCommand(line, "check", "Check areas, or single index files, and repair areas",
                              "qxfsutil check -p /qx/private/101", qxfsutil::runCheck);
     addAreas(check, options, "Areas or index files");
@@ -99,7 +102,11 @@ void addAreaCommands(CommandLine& line) {
                                        "or beside a tree that is none");
     undoFile->type_name("FILE");
     check->add_flag("--no-undo", options.noUndo, "Write no undo record")->excludes(undoFile);
+}
 
+/// What changes areas beside index and check.
+void addChanges(CommandLine& line) {
+    auto& options = line.options;
     auto* undo = addCommand(line, "undo", "Undo the repairs of a check",
                             "qxfsutil undo /qx/private/101/undo-20261120T200000-7.qxundo",
                             qxfsutil::runUndo);
@@ -110,6 +117,16 @@ void addAreaCommands(CommandLine& line) {
     addArea(restore, options);
     restore->add_option("PATH", options.names, "Paths inside the container")->required();
 
+    auto* clone = addCommand(line, "clone", "Give links into a template cache its new identifier",
+                             "", qxfsutil::runClone);
+    addArea(clone, options);
+    clone->add_option("OLD", options.oldId, "The identifier now")->required();
+    clone->add_option("NEW", options.newId, "The new one, of the same length")->required();
+}
+
+/// What only shows areas.
+void addViews(CommandLine& line) {
+    auto& options = line.options;
     auto* list = addCommand(line, "ls", "List what the container sees",
                             "qxfsutil ls /qx/private/101 /etc", qxfsutil::runList);
     addArea(list, options);
@@ -119,12 +136,6 @@ void addAreaCommands(CommandLine& line) {
                            "qxfsutil cat /qx/private/101 /etc/hostname", qxfsutil::runCat);
     addArea(cat, options);
     cat->add_option("PATH", options.names, "Paths inside the container")->required();
-
-    auto* clone = addCommand(line, "clone", "Give links into a template cache its new identifier",
-                             "", qxfsutil::runClone);
-    addArea(clone, options);
-    clone->add_option("OLD", options.oldId, "The identifier now")->required();
-    clone->add_option("NEW", options.newId, "The new one, of the same length")->required();
 
     auto* used = addCommand(line, "used", "Template files that areas refer to",
                             "qxfsutil used /qx/private/*",
@@ -168,7 +179,10 @@ void build(CommandLine& line) {
     line.app.add_flag("-v,--verbose", options.verbose, "Show the library's messages");
     line.app.add_option("--template-root", options.templateRoot, "The template area")
         ->type_name("DIR");
-    addAreaCommands(line);
+    addIndex(line);
+    addCheck(line);
+    addChanges(line);
+    addViews(line);
     addIndexCommands(line);
     cli::addCommonParts(line.app);
 }

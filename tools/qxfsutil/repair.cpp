@@ -116,13 +116,11 @@ void DirectoryRepair::repairAll(const std::vector<Decision>& decisions) {
     }
     std::vector<DirectoryFinding*> later;
     for (const auto& [found, disposal] : decisions) {
-        if (found->finding.code == FindingCode::temporaryLeft) {
-            // Its place is wanted for the new index.
+        // The place of a left-over is wanted for the new index.
+        if (disposal == Disposal::remove || found->finding.code == FindingCode::temporaryLeft) {
             removeItem(*found);
         } else if (disposal == Disposal::moveAside) {
             moveAside(*found);
-        } else if (disposal == Disposal::remove) {
-            removeItem(*found);
         } else if (isIndexFinding(found->finding.code)) {
             planEntry(*found);
         } else {

@@ -9,9 +9,11 @@
 #include <cerrno>
 #include <charconv>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 namespace qxfsutil {
 
@@ -138,6 +140,23 @@ bool readTarget(int directory, const std::string& name, std::string& target) {
     return length >= 0;
 }
 
+/// Reads a line that ends; one that does not was cut short.
+bool readLine(std::streambuf& from, std::string& line) {
+    // The longest that is written: a whole file, two digits a byte, and what stands around it.
+    constexpr std::size_t kMaxLine = 2 * kMaxRecordedContent + (std::size_t{1} << 16);
+    line.clear();
+    for (int c = from.sbumpc(); c != EOF; c = from.sbumpc()) {
+        if (c == '\n') {
+            return true;
+        }
+        if (line.size() == kMaxLine) {
+            throw std::length_error("it is too long");
+        }
+        line += static_cast<char>(c);
+    }
+    return false;
+}
+
 bool failed(const std::string& what, const std::string& path, std::string& error) {
     error = "can't " + what + " '" + path + "': " + std::strerror(errno);
     return false;
@@ -191,26 +210,29 @@ bool UndoRecord::add(const UndoStep& step) {
 
 bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error) {
     changes = {};
+    struct stat info {};
+    if (stat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+        error = file + ": is no regular file";
+        return false;
+    }
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
         return failed("open the undo record", file, error);
     }
-    std::string line;
-    for (std::size_t number = 1; std::getline(stream, line); ++number) {
-        if (stream.eof()) {
-            break;
-        }
-        try {
+    std::size_t number = 0;
+    try {
+        for (std::string line; ++number, readLine(*stream.rdbuf(), line);) {
             const auto json = Json::parse(line);
             if (number == 1) {
                 changes.area = bytesOf(json.at("area"));
             } else {
                 changes.steps.push_back(stepOf(json));
             }
-        } catch (const std::exception& fault) {
-            error = file + ":" + std::to_string(number) + ": " + fault.what();
-            return false;
         }
+    } catch (const std::exception& fault) {
+        error =
+            file + ":" + std::to_string(number) + ": is no line of an undo record: " + fault.what();
+        return false;
     }
     if (!changes.area.starts_with('/')) {
         error = file + ": is no undo record, or was made before it named its area";

@@ -110,6 +110,28 @@ TEST_F(SeenArea, aSymbolicLinkCannotLeadOutOfTheContainer) {
     EXPECT_THAT(content("/up"), testing::HasSubstr("No such file or directory"));
 }
 
+TEST_F(SeenArea, aLinkTextCannotLeadOutOfTheTemplateArea) {
+    m_folder.write("w/secret", "secret");
+    m_folder.write("w/area/root/out", "////../secret");
+    ASSERT_EQ(0, chmod((m_builder.root() + "/out").c_str(), 01644));
+    open();
+    EXPECT_THAT(content("/out"), testing::HasSubstr("leads out of the template area"));
+}
+
+TEST_F(SeenArea, whatWasResolvedIsOpenedThroughNoLinkThatWasPlantedSince) {
+    m_folder.write("outside/own", "secret");
+    m_builder.file("etc/own", "mine");
+    open();
+    Resolved resolved;
+    std::string error;
+    ASSERT_TRUE(resolve(m_area, "/etc/own", resolved, error)) << error;
+    ASSERT_TRUE(openResolved(m_area, resolved).valid());
+    std::filesystem::remove_all(m_builder.root() + "/etc");
+    m_folder.make_link("w/area/root/etc", m_folder.path("outside"));
+
+    EXPECT_FALSE(openResolved(m_area, resolved).valid());
+}
+
 TEST_F(SeenArea, aLoopOfSymbolicLinksIsAnError) {
     m_builder.symlink("a", "b");
     m_builder.symlink("b", "a");

@@ -134,6 +134,14 @@ TEST_F(Undo, refusesARecordThatIsNotThere) {
     EXPECT_NE(std::string::npos, error.find("No such file or directory"));
 }
 
+TEST_F(Undo, waitsForNoPipeInPlaceOfARecord) {
+    ASSERT_EQ(0, mkfifo(m_file.c_str(), 0600));
+    RecordedChanges changes;
+    std::string error;
+    EXPECT_FALSE(readRecord(m_file, changes, error));
+    EXPECT_NE(std::string::npos, error.find("is no regular file"));
+}
+
 TEST_F(Undo, neverOverwritesARecord) {
     m_folder.write("record", "precious");
     UndoRecord record;
