@@ -210,6 +210,11 @@ class Commands(NodeTest):
         self.qxa("install", code=2)
         self.qxa("--format", "yaml", "list", code=2)
 
+    def test_what_has_no_form_in_xml_is_shown_in_no_other(self):
+        for words in (["ct", "list"], ["history"], ["events"]):
+            refused = self.qxa("--format", "xml", *words, code=2)
+            self.assertEqual(("", "qxa: --format: only packages have a form in XML\n"), (refused.stdout, refused.stderr))
+
     def test_help_shows_examples(self):
         self.assertIn("Example: qxa install", self.qxa("install", "--help").stdout)
 

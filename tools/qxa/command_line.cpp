@@ -57,6 +57,7 @@ CLI::App* addPackageCommand(CLI::App& app, CommandLine& line, Operation operatio
         line.command = [&line, operation] {
             return runPackageCommand(line.common, operation, line.package);
         };
+        line.showsRecords = true;
     });
     return command;
 }

@@ -27,6 +27,9 @@ struct CommandLine {
     /// Set while the line is parsed.
     std::function<int()> command;
 
+    /// True for commands whose records have a form in XML.
+    bool showsRecords = false;
+
     /// False for commands that do nothing on a node and so need not enter a node directory.
     bool needsNode = true;
 };

@@ -55,6 +55,10 @@ void tellOfWaits() {
 }
 
 int run(qxa::CommandLine& line) {
+    if (line.common.format == qxa::Format::xml && !line.showsRecords) {
+        return qxa::printFailure(line.common, "--format", "only packages have a form in XML",
+                                 qxa::kExitUsage);
+    }
     tellOfWaits();
     if (line.common.waitSeconds >= 0) {
         setenv(QXL::kLockWaitVariable, std::to_string(line.common.waitSeconds).c_str(), 1);
