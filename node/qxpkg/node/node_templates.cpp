@@ -82,6 +82,14 @@ std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os) {
     return found;
 }
 
+NodeOsTemplate knownOsTemplate(const std::string& os) {
+    std::optional<NodeOsTemplate> found = readNodeOsTemplate(os);
+    if (!found || !found->main) {
+        throw Failure(kFailed, "OS template '" + qxnode::dottedKrName(os) + "' is not known");
+    }
+    return std::move(*found);
+}
+
 bool namesKey(const qxnode::KrManifest& manifest, const std::string& key) {
     return std::any_of(
         manifest.repositories.begin(), manifest.repositories.end(),

@@ -22,6 +22,9 @@ struct NodeOsTemplate {
 /// @param os  with or without its dot. @throws Failure when something cannot be read.
 std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os);
 
+/// The same of one that has its manifest, right or not. @throws Failure for an unknown name, too.
+NodeOsTemplate knownOsTemplate(const std::string& os);
+
 /// Whether a repository of the manifest names this key.
 bool namesKey(const qxnode::KrManifest& manifest, const std::string& key);
 

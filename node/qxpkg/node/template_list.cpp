@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/node_templates.h"
 #include "node/support/paths.h"
@@ -26,16 +25,13 @@ struct Row {
 };
 
 void addRows(const std::string& name, const Output& output, std::vector<Row>& rows) {
-    const std::optional<NodeOsTemplate> os = readNodeOsTemplate(name);
-    if (!os || !os->main) {
-        throw Failure(kFailed, "OS template '" + qxnode::dottedKrName(name) + "' is not known");
-    }
+    const NodeOsTemplate os = knownOsTemplate(name);
     std::string error;
-    rows.push_back({os->main->manifest, readCacheRecord(name, error)});
+    rows.push_back({os.main->manifest, readCacheRecord(name, error)});
     if (!error.empty()) {
         output.notice(error);
     }
-    for (const auto& [plain, file] : os->applications) {
+    for (const auto& [plain, file] : os.applications) {
         rows.push_back({file.manifest, std::nullopt});
     }
 }

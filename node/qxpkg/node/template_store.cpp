@@ -4,6 +4,7 @@
 
 #include "node/agent/tem/files.h"
 #include "node/agent/tem/package_list.h"
+#include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/install_plan.h"
@@ -79,26 +80,10 @@ struct Removal {
     bool whole = false;                     ///< the OS template with all that it has
 };
 
-NodeOsTemplate knownOs(const std::string& name) {
-    std::optional<NodeOsTemplate> os = readNodeOsTemplate(name);
-    if (!os || !os->main) {
-        throw Failure(kFailed, "OS template '" + qxnode::dottedKrName(name) + "' is not known");
-    }
-    return std::move(*os);
-}
-
-std::string listed(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) {
-        text += (text.empty() ? "'" : ", '") + name + "'";
-    }
-    return text;
-}
-
 Removal osRemoval(const std::string& name, const std::vector<TemplateUse>& uses,
                   const Options& options) {
     Removal removal{qxnode::dottedKrName(name), {}, true};
-    for (const auto& [application, file] : knownOs(name).applications) {
+    for (const auto& [application, file] : knownOsTemplate(name).applications) {
         removal.applications.push_back(qxnode::dottedKrName(application));
     }
     if (!options.force) {
@@ -106,7 +91,7 @@ Removal osRemoval(const std::string& name, const std::vector<TemplateUse>& uses,
     }
     if (!removal.applications.empty() && !options.force && !options.withDependents) {
         throw Failure(kRefused, "OS template '" + removal.os + "' has application template(s) " +
-                                    listed(removal.applications));
+                                    enumeration(removal.applications));
     }
     return removal;
 }
@@ -114,7 +99,7 @@ Removal osRemoval(const std::string& name, const std::vector<TemplateUse>& uses,
 Removal applicationRemoval(const std::string& osName, const std::vector<std::string>& names,
                            const std::vector<TemplateUse>& uses, const Options& options) {
     Removal removal{qxnode::dottedKrName(osName), {}, false};
-    const NodeOsTemplate os = knownOs(osName);
+    const NodeOsTemplate os = knownOsTemplate(osName);
     for (const std::string& name : names) {
         const std::string dotted = qxnode::dottedKrName(name);
         if (!os.applications.contains(qxnode::plainKrName(name))) {
@@ -167,7 +152,7 @@ void addSteps(const Removal& removal, int area, StagedChange& staging, const Out
             drop(folder + "/" + qxnode::kKrApplicationDir + "/" + qxnode::plainKrName(name) +
                  qxnode::kKrApplicationSuffix);
         }
-        for (const std::string& key : keysToDrop(removal, knownOs(removal.os))) {
+        for (const std::string& key : keysToDrop(removal, knownOsTemplate(removal.os))) {
             drop(folder + "/" + kKeysDir + "/" + key);
         }
         return;
