@@ -24,6 +24,11 @@ void exitOnInterrupt() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+/// Whoever ignores the end of its children hands that on, and their exit codes would be lost.
+void hearOfChildren() {
+    signal(SIGCHLD, SIG_DFL);
+}
+
 constexpr cli::ExitCodes kExitCodes{qxpkg::kFailed, qxpkg::kUsage};
 
 bool enterNode(const std::string& directory) {
@@ -40,6 +45,7 @@ bool enterNode(const std::string& directory) {
 int main(int argc, char** argv) {
     std::setlocale(LC_CTYPE, "");
     exitOnInterrupt();
+    hearOfChildren();
     qxpkg::CommandLine line;
     switch (qxpkg::parseCommandLine(argc, argv, line)) {
         case qxpkg::Parsed::answered:

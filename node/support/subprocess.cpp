@@ -94,6 +94,7 @@ public:
         sigset_t ignoredByHosts;
         sigemptyset(&ignoredByHosts);
         sigaddset(&ignoredByHosts, SIGPIPE);
+        sigaddset(&ignoredByHosts, SIGCHLD);  // sandboxes wait without end for a child that is gone
         posix_spawnattr_setsigdefault(&m_attributes, &ignoredByHosts);
         posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     }

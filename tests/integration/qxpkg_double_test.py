@@ -1,9 +1,11 @@
 """What the plug-in makes of a KR tool: one of the test's own stands on PATH, which writes down how it was called and
 does as it is told."""
 
+import functools
 import json
 import os
 import shlex
+import signal
 
 from qxa_world import NodeTest
 
@@ -118,6 +120,12 @@ class Tool(NodeTest):
         failed = self.run_qxa("install", "--ct", 101, "one")
         self.assertIn("exec failed - killed by signal 9 (Killed)", failed.stderr)
         self.assertIn("code 3501", failed.stderr)
+
+    def test_a_caller_who_ignores_its_children_gets_the_tools_result(self):
+        self.tool("exit 27")
+        ignore = functools.partial(signal.signal, signal.SIGCHLD, signal.SIG_IGN)
+        failed = self.run_qxa("install", "--ct", 101, "one", preexec_fn=ignore)
+        self.assertIn("code 3510", failed.stderr)
 
     def test_a_tool_that_cannot_be_started_fails(self):
         (self.bin / "qxpkg").write_bytes(b"\0no program")

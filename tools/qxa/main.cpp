@@ -30,6 +30,11 @@ void exitOnInterrupt() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
+/// Whoever ignores the end of its children hands that on, and their exit codes would be lost.
+void hearOfChildren() {
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
 /// A build tree has the node's tools beside this program; they are to be found before older ones
 /// that are installed, and behind those that the caller put in front.
 void preferToolsBesideThisProgram() {
@@ -77,6 +82,7 @@ int run(qxa::CommandLine& line) {
 
 int main(int argc, char** argv) {
     exitOnInterrupt();
+    hearOfChildren();
     qxa::CommandLine line;
     const auto parser = qxa::makeParser(line);
     constexpr cli::ExitCodes codes{qxa::kExitFailed, qxa::kExitUsage};

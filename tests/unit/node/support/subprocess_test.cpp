@@ -2,6 +2,7 @@
 #include "node/support/subprocess.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <cerrno>
 #include <stdexcept>
@@ -54,6 +55,22 @@ TEST(SubprocessTest, HandsWordsOverWithoutAShell) {
     options.onLine = [&](const std::string& line) { lines.push_back(line); };
     runProcess({"printf", "%s\\n", "$HOME; a  b"}, options);
     EXPECT_EQ(lines, (Lines{"$HOME; a  b"}));
+}
+
+TEST(SubprocessTest, ProgramsDoNotIgnoreWhatTheirHostIgnores) {
+    Lines lines;
+    ProcessOptions options;
+    options.onLine = [&](const std::string& line) { lines.push_back(line); };
+    const auto pipe = signal(SIGPIPE, SIG_IGN);
+    const auto children = signal(SIGCHLD, SIG_IGN);
+
+    runProcess({"grep", "SigIgn", "/proc/self/status"}, options);
+
+    signal(SIGPIPE, pipe);
+    signal(SIGCHLD, children);
+    ASSERT_EQ(lines.size(), 1U);
+    const auto ignored = std::stoull(lines[0].substr(lines[0].find('\t')), nullptr, 16);
+    EXPECT_EQ(ignored & (1ULL << (SIGPIPE - 1) | 1ULL << (SIGCHLD - 1)), 0U) << lines[0];
 }
 
 TEST(SubprocessTest, DrainsBothOutputsTogether) {
