@@ -3,6 +3,8 @@
 import json
 import os
 import pathlib
+import pty
+import select
 import subprocess
 import tempfile
 import unittest
@@ -41,6 +43,28 @@ class Operator(unittest.TestCase):
         self.assertEqual(status, ended.returncode, ended.stdout + ended.stderr)
         return ended
 
+    def answer(self, answers, *words, status) -> str:
+        """Runs the tool on a terminal, answers each question when it is shown; what the terminal shows."""
+        terminal, end = pty.openpty()
+        tool = subprocess.Popen(
+            [QXFSUTIL, "--template-root", self.folder / "template", *words], stdin=end, stdout=end, stderr=end
+        )
+        self.addCleanup(tool.kill)
+        os.close(end)
+        shown, answered = "", 0
+        try:
+            while piece := os.read(terminal, 4096) if select.select([terminal], [], [], 10)[0] else b"":
+                shown += piece.decode()
+                if answered < min(shown.count(">? "), len(answers)):
+                    os.write(terminal, answers[answered].encode() + b"\n")
+                    answered += 1
+        except OSError:  # how a terminal says that its other end is closed
+            pass
+        finally:
+            os.close(terminal)
+        self.assertEqual(status, tool.wait(timeout=10), shown)
+        return shown
+
     def objects(self, *words, status=CLEAN):
         return [json.loads(line) for line in self.run_tool("--json", *words, status=status).stdout.splitlines()]
 
@@ -53,8 +77,12 @@ class Refusals(Operator):
 
     def test_a_container_without_configuration_is_an_operational_failure(self):
         said = self.run_tool("check", "--ct", "2147483646", status=OPERATIONAL).stderr
-        self.assertIn("qxfsutil: container 2147483646: ", said)
+        self.assertIn("qxfsutil: container 2147483646: Can't stat ", said)
         self.assertIn("No such file or directory", said)
+
+    def test_a_word_behind_containers_is_an_area(self):
+        said = self.run_tool("check", "--ct", "2147483645,2147483646", self.area, status=OPERATIONAL).stderr
+        self.assertIn("qxfsutil: container 2147483645: ", said)
 
     def test_modes_of_a_check_exclude_each_other(self):
         for modes in (("-n", "-y"), ("-p", "-y"), ("-n", "-p")):
@@ -63,6 +91,9 @@ class Refusals(Operator):
 
     def test_an_undo_record_is_either_wanted_or_not(self):
         self.run_tool("check", "-y", "--undo", self.folder / "undo", "--no-undo", self.area, status=USAGE)
+
+    def test_one_undo_record_is_not_for_several_areas(self):
+        self.run_tool("check", "-y", "--undo", self.folder / "undo", self.area, self.root, status=USAGE)
 
     def test_an_index_file_is_not_repaired_by_itself(self):
         self.run_tool("-q", "index", self.area)
@@ -132,6 +163,16 @@ class Trees(Operator):
 
 
 class Several(Operator):
+    def test_on_a_terminal_the_repairs_of_each_area_are_asked_for(self):
+        other = self.folder / "other"
+        (other / "root/bin").mkdir(parents=True)
+        for area in (self.area, other):
+            (area / "root/bin").chmod(0o4755)
+        shown = self.answer(("y", "n"), "check", "--no-undo", self.area, other, status=ERRORS_LEFT)
+        self.assertEqual(2, shown.count("('Y'/'N')<y>? "), shown)
+        self.assertEqual(0o755, (self.root / "bin").stat().st_mode & 0o7777)
+        self.assertEqual(0o4755, (other / "root/bin").stat().st_mode & 0o7777)
+
     def test_areas_are_checked_at_once_and_told_in_their_order(self):
         other = self.folder / "other"
         (other / "root").mkdir(parents=True)

@@ -54,14 +54,20 @@ bool copyToOutput(int file) {
 
 /// The private area of a container. The library ends the process when it cannot tell, with an exit
 /// code that means something else here.
+/// @return false with the reason in `path`.
 bool privateAreaOf(int container, std::string& path) {
-    return textFromChild(
+    const bool known = textFromChild(
         [container] {
             const std::unique_ptr<char, decltype(&std::free)> found(read_ve_private(container),
                                                                     &std::free);
             return std::string(found.get());
         },
         path);
+    constexpr std::string_view kMark = "Error: ";
+    if (!known && path.starts_with(kMark)) {
+        path.erase(0, kMark.size());
+    }
+    return known;
 }
 
 /// The one area of commands that take it as their first word.

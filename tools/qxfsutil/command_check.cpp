@@ -155,6 +155,20 @@ Named whatIs(const std::string& path) {
     return S_ISDIR(info.st_mode) ? Named::directory : Named::file;
 }
 
+/// Checks the areas, each in a process of its own unless something is to be asked: what such a
+/// process prints is held back until it ends, and its questions would be, too.
+int checkAreas(const Options& options, const std::vector<Area>& areas) {
+    if (options.mode != RepairMode::ask) {
+        return runProcesses(areas.size(), options.jobs,
+                            [&](std::size_t place) { return checkOneArea(options, areas[place]); });
+    }
+    int exitCode = kExitClean;
+    for (const auto& area : areas) {
+        exitCode = std::max(exitCode, checkOneArea(options, area));
+    }
+    return exitCode;
+}
+
 }  // namespace
 
 int runCheck(const Options& options) {
@@ -178,11 +192,10 @@ int runCheck(const Options& options) {
         return kExitOperational;
     }
     if (areas.size() > 1 && !options.undoFile.empty()) {
-        return reportFailure(options, "check", "one undo record is for one area; name one area");
+        reportFailure(options, "check", "one undo record is for one area; name one area");
+        return kExitUsage;
     }
-    return std::max(exitCode, runProcesses(areas.size(), options.jobs, [&](std::size_t place) {
-                        return checkOneArea(options, areas[place]);
-                    }));
+    return std::max(exitCode, checkAreas(options, areas));
 }
 
 }  // namespace qxfsutil

@@ -52,6 +52,7 @@ void addAreas(CLI::App* command, Options& options, const char* help) {
     command->add_option("AREA", options.names, help);
     command->add_option("--ct", options.containers, "Areas of these containers")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::Range(1, 2147483647));
     command->add_option("-j,--jobs", options.jobs, "Areas worked on at once")
         ->check(CLI::Range(1U, 256U));
