@@ -1,11 +1,15 @@
 // set_attr, with and without the container kernel's calls for links, and compare_stat.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utime.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "src/qxfsutil.h"
 #include "tests/support/answered_calls.h"
@@ -16,6 +20,46 @@ namespace {
 
 constexpr long kLchmod = 516;
 constexpr long kLutime = 517;
+
+// The two calls as a kernel that has them sees them, while a test stands in for it.
+struct KernelShim {
+    bool active = false;
+    std::vector<std::string> calls;
+};
+KernelShim shim;
+
+long record_call(long number, const char* path, unsigned long argument) {
+    std::string text = std::to_string(number) + " " + path;
+    if (number == kLchmod) {
+        text += " " + std::to_string(argument);
+    } else {
+        const auto* times = reinterpret_cast<const struct utimbuf*>(argument);
+        text += " " + std::to_string(times->actime) + " " + std::to_string(times->modtime);
+    }
+    shim.calls.push_back(text);
+    return 0;
+}
+
+}  // namespace
+
+// In the place of the C library's: answers the container kernel's calls in tests.
+extern "C" long syscall(long number, ...) noexcept {
+    constexpr int kMostArguments = 6;
+    unsigned long a[kMostArguments];
+    va_list arguments;
+    va_start(arguments, number);
+    for (unsigned long& argument : a) {
+        argument = va_arg(arguments, unsigned long);
+    }
+    va_end(arguments);
+    if (shim.active && (number == kLchmod || number == kLutime)) {
+        return record_call(number, reinterpret_cast<const char*>(a[0]), a[1]);
+    }
+    static const auto original = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+    return original(number, a[0], a[1], a[2], a[3], a[4], a[5]);
+}
+
+namespace {
 
 class AttributesTest : public testing::Test {
 protected:
@@ -53,6 +97,12 @@ TEST_F(AttributesTest, SetsPermissionBitsAndTimesOfAFile) {
     EXPECT_EQ(wanted_.st_mode, st.st_mode);
     EXPECT_EQ(1000000001, st.st_atime);
     EXPECT_EQ(1000000002, st.st_mtime);
+}
+
+TEST_F(AttributesTest, SetsTheSetIdAndStickyBitsToo) {
+    wanted_.st_mode = S_IFREG | 07750;
+    EXPECT_EQ(0, set_attr(file_.c_str(), &wanted_));
+    EXPECT_EQ(wanted_.st_mode, qx_test::lstat_of(file_).st_mode);
 }
 
 TEST_F(AttributesTest, SetsOwnerAndGroupWithoutFollowing) {
@@ -97,6 +147,18 @@ TEST_F(AttributesTest, TheTimesOfALinkAreSetByTheKernelsOwnCallWhereItIsThere) {
     EXPECT_EQ("0", result.text);
     // The call was answered, but did nothing.
     EXPECT_NE(1000000002, qx_test::lstat_of(link_).st_mtime);
+}
+
+TEST_F(AttributesTest, TheLinkCallsAreToldPermissionBitsAndBothTimes) {
+    const struct stat st = wanted_link();
+    shim = {true, {}};
+    const int result = set_attr(link_.c_str(), &st);
+    const std::vector<std::string> calls = shim.calls;
+    shim = {};
+    EXPECT_EQ(0, result);
+    const std::vector<std::string> expected = {"516 " + link_ + " " + std::to_string(0777),
+                                               "517 " + link_ + " 1000000001 1000000002"};
+    EXPECT_EQ(expected, calls);
 }
 
 TEST_F(AttributesTest, ALinkCallThatFailsIsAFailure) {

@@ -70,6 +70,14 @@ TEST_F(FilesTest, RemoveDirOfAMissingDirectoryReportsBothAttempts) {
               output_.err);
 }
 
+TEST_F(FilesTest, RemoveDirNamesThePathAsItWasGiven) {
+    const std::string path = files_.path("missing") + "/";
+    EXPECT_EQ(-1, remove(path));
+    EXPECT_EQ("opendir(\"" + path + "\") error: No such file or directory" + "rmdir(\"" + path +
+                  "\") error: No such file or directory",
+              output_.err);
+}
+
 TEST_F(FilesTest, RemoveDirTakesALongWayDown) {
     std::string path = "tree";
     for (int i = 0; i < 200; ++i) {
@@ -237,6 +245,7 @@ TEST_F(FilesTest, CompareGivesMinus1WhenOneCannotBeOpenedOrRead) {
     EXPECT_EQ(-1, compare_files(a.c_str(), missing.c_str()));
     EXPECT_EQ(-1, compare_files(missing.c_str(), a.c_str()));
     EXPECT_EQ(-1, compare_files(a.c_str(), files_.path().c_str()));
+    EXPECT_EQ(-1, compare_files(files_.path().c_str(), a.c_str()));
 }
 
 TEST_F(FilesTest, CompareOfNullEndsWithStatus255) {

@@ -98,4 +98,13 @@ TEST_F(NamelistTest, DroppingTheFirstKeepsTheRestSearchable) {
     }
 }
 
+TEST_F(NamelistTest, DroppingTheFirstDropsItsInodesToo) {
+    namelist_add_inode(&list_, "a", 1, 2);
+    namelist_add_inode(&list_, "b", 3, 4);
+    EXPECT_EQ(0, namelist_search_inode(list_, 1, 2));
+    qxfs::namelist_drop_first(&list_);
+    EXPECT_EQ(1, namelist_search_inode(list_, 1, 2));
+    EXPECT_EQ(0, namelist_search_inode(list_, 3, 4));
+}
+
 }  // namespace

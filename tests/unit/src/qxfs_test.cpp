@@ -195,9 +195,9 @@ TEST_F(CreateRequestTest, MfileHandsOverNameValueAndTheModeOfARegularFile) {
 }
 
 TEST_F(CreateRequestTest, CowdirHandsOverTheModeOfADirectory) {
-    EXPECT_EQ(0, create_cowdir(files_.path("name").c_str(), 3, 0755));
+    EXPECT_EQ(0, create_cowdir(files_.path("name").c_str(), 3, 0171755));
     ASSERT_TRUE(shim.seen.has_value());
-    EXPECT_EQ(0x4000U | 0755U, shim.seen->mode);
+    EXPECT_EQ(0x4000U | 01755U, shim.seen->mode);
     EXPECT_EQ(3U, shim.seen->value);
 }
 

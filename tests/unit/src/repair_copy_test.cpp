@@ -162,7 +162,11 @@ TEST_F(CopyTest, AnIndexThatItsCheckRefusesIsNotCorrected) {
 }
 
 TEST_F(CopyTest, ASourceThatCannotBeMappedGivesMinus1) {
-    EXPECT_EQ(-1, clone(area_.files().path("missing"), "OLD", "new"));
+    const std::string path = area_.files().path("missing");
+    EXPECT_THAT(said(2, [&] { return clone(path, "OLD", "new"); }),
+                testing::EndsWith("Error: can't mmap dirindex file '" + area_.dir() + "/" + path +
+                                  "': No such file or directory\n"));
+    EXPECT_EQ(-1, result_);
 }
 
 TEST_F(CopyTest, ATargetThatCannotBeOpenedGivesMinus1AndAMessage) {
@@ -170,7 +174,9 @@ TEST_F(CopyTest, ATargetThatCannotBeOpenedGivesMinus1AndAMessage) {
     EXPECT_EQ("Error: can't open '" + area_.dir() + "/none/t': No such file or directory\n",
               said(2, [&] { return clone_dirindex(source.c_str(), "none/t", "OLD", "new"); }));
     EXPECT_EQ(-1, result_);
-    EXPECT_EQ(-1, clone_dirindex(source.c_str(), "/dev/full", "OLD", "new"));
+    EXPECT_EQ("Error: can't write '" + area_.dir() + "//dev/full': No space left on device\n",
+              said(2, [&] { return clone_dirindex(source.c_str(), "/dev/full", "OLD", "new"); }));
+    EXPECT_EQ(-1, result_);
 }
 
 TEST_F(CopyTest, ATargetThatIsALinkIsRefused) {
@@ -233,6 +239,18 @@ TEST_F(CopyTest, AMappingThatStaysIsReportedAndTheItemsAreGivenAllTheSame) {
     }
     EXPECT_EQ("Error: can't munmap dirindex file '" + path + "': Input/output error\n1",
               result.text);
+}
+
+TEST_F(CopyTest, AMappingThatStaysDoesNotSpoilACorrectedCopy) {
+    const std::string path = make_index({{"d", ""}, {"a", "////vc/OLD"}});
+    const auto result = said_while_refused({SYS_munmap}, [&] { return clone(path, "OLD", "new"); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: can't munmap dirindex file '" + area_.dir() + "/" + path +
+                  "': Input/output error\n0",
+              result.text);
+    EXPECT_THAT(texts(read_dirindex(target_.c_str())), ElementsAre("////vc/new/a"));
 }
 
 TEST_F(CopyTest, ReadOfAMissingFileGivesNullAndAMessage) {

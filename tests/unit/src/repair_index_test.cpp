@@ -25,6 +25,26 @@ using testing::UnorderedElementsAre;
 
 constexpr const char* kIndex = "._qxlnk_.";
 
+// What was flushed to the device, and whether the file "a" stood beside it then.
+struct FlushShim {
+    bool active = false;
+    std::vector<std::string> seen;
+};
+FlushShim flushes;
+
+}  // namespace
+
+// In the place of the C library's: notes the order of flushes in tests.
+extern "C" int fsync(int fd) {
+    if (flushes.active) {
+        const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd));
+        flushes.seen.push_back(path.string() + (access("a", F_OK) == 0 ? " before" : " after"));
+    }
+    return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+namespace {
+
 class RepairIndexTest : public CheckerTest {
 protected:
     int create(const std::string& dir = ".", const std::string& name = kIndex, int mode = 0) {
@@ -218,6 +238,17 @@ TEST_F(RepairIndexTest, CreateThatCannotMarkTheDirectoryNamesWhereItStarted) {
     EXPECT_TRUE(area_.exists("sub/._qxlnk_."));
 }
 
+TEST_F(RepairIndexTest, CreateFlushesTheIndexAndItsNameBeforeItRemovesAnything) {
+    add_pair("a");
+    flushes = {true, {}};
+    const int result = create();
+    const std::vector<std::string> seen = flushes.seen;
+    flushes = {};
+    EXPECT_EQ(0, result);
+    EXPECT_THAT(seen, ElementsAre(area_.path(kIndex) + " before", area_.dir() + " before"));
+    EXPECT_FALSE(area_.exists("a"));
+}
+
 TEST_F(RepairIndexTest, CreateRemovesNothingBeforeTheIndexIsOnTheDevice) {
     add_pair("a");
     const auto result = said_while_refused({SYS_fsync}, [&] { return create(); });
@@ -355,6 +386,7 @@ TEST_F(FsckDirindexTest, AMappingThatStaysIsReportedAndChangesNothing) {
 
 TEST_F(FsckDirindexTest, AnIndexThatCannotBeMappedGivesMinus1) {
     ASSERT_EQ(0, unlink(kIndex));
+    snprintf(current_path, sizeof(current_path), "/elsewhere");
     EXPECT_THAT(said(2, [&] { return check("."); }),
                 testing::EndsWith("Error: can't mmap dirindex file '" + area_.dir() +
                                   "/._qxlnk_.': No such file or directory\n"));

@@ -47,6 +47,20 @@ TEST_F(RepairItemsTest, ADirectoryThatCannotBeMadeGivesANegativeResult) {
     EXPECT_TRUE(fs::exists(private_ + "/root/x"));
 }
 
+TEST_F(RepairItemsTest, WhatLeadsToThePrivateAreaIsNotMade) {
+    const std::string missing = area_.files().path("none/private");
+    priv_dir = missing.c_str();
+    EXPECT_GT(0, move_item_to_lost("x", "root"));
+    EXPECT_FALSE(fs::exists(area_.files().path("none")));
+}
+
+TEST_F(RepairItemsTest, ThePrivateAreaMustBeKnown) {
+    priv_dir = nullptr;
+    EXPECT_EXIT(move_item_to_lost("x", "root"), testing::ExitedWithCode(255),
+                "condition: priv_dir");
+    EXPECT_EXIT(move_item_to_same("x", "y"), testing::ExitedWithCode(255), "condition: priv_dir");
+}
+
 TEST_F(RepairItemsTest, BothArgumentsMustBeGiven) {
     const char* text =
         "ASSERTION FAILED: src/common\\([0-9]+\\), function 'move_item_to_lost\\(\\)', condition: "

@@ -121,6 +121,15 @@ TEST_F(WalkTest, ALongShortcutIsCutAt4096Bytes) {
     EXPECT_EQ(text.substr(0, 4096), visitor_.visits.at(0).link);
 }
 
+TEST_F(WalkTest, ALongSymlinkIsGivenWhole) {
+    const std::string magic = "////" + std::string(4091, 'a');
+    const std::string plain(4095, 'a');
+    area_.add_link("magic", magic);
+    area_.add_link("plain", plain);
+    EXPECT_EQ(0, walk("."));
+    EXPECT_THAT(visitor_.seen(), UnorderedElementsAre("magic 0x2 " + magic, "plain 0x8 " + plain));
+}
+
 TEST_F(WalkTest, PathsAreJoinedExceptBelowDot) {
     area_.add_file("sub/file");
     EXPECT_EQ(0, walk("sub"));
@@ -136,6 +145,13 @@ TEST_F(WalkTest, AMagicDirectoryIsMarkedOnEachEntry) {
     EXPECT_EQ(0, walk("sub"));
     EXPECT_THAT(visitor_.seen(),
                 UnorderedElementsAre("sub/._qxlnk_. 0x202 ////os/sub", "sub/file 0x204 -"));
+}
+
+TEST_F(WalkTest, ADirectoryInTheMarksPlaceMarksNothing) {
+    area_.add_dir("sub", 04755);
+    area_.add_dir("sub/._qxlnk_.");
+    EXPECT_EQ(0, walk("sub"));
+    EXPECT_THAT(visitor_.seen(), ElementsAre("sub/._qxlnk_. 0x10 -"));
 }
 
 TEST_F(WalkTest, WithoutTheBitAMagicMarkIsSkippedAndOthersAreNot) {
@@ -165,6 +181,22 @@ TEST_F(WalkTest, WhatCannotBeOpenedAsDirectoryGivesMinus1AndAMessage) {
               said(2, [&] { return walk("file"); }));
     EXPECT_EQ(-1, result_);
     EXPECT_EQ("", said(1, [&] { return walk("file"); }));
+}
+
+TEST_F(WalkTest, ALinkToADirectoryIsNotFollowed) {
+    area_.add_file("sub/file");
+    area_.add_link("link", "sub");
+    EXPECT_EQ("Error: can't open directory 'link': Not a directory\n",
+              said(2, [&] { return walk("link"); }));
+    EXPECT_EQ(-1, result_);
+}
+
+TEST_F(WalkTest, ADirectoryThatCannotBeReadToItsEndGivesMinus1AndAMessage) {
+    const auto result = said_while_refused({SYS_getdents64}, [&] { return walk("."); });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("Error: can't read directory '.': Input/output error\n-1", result.text);
 }
 
 TEST_F(WalkTest, AnUnreadableShortcutGivesMinus2AndAMessage) {
@@ -390,6 +422,33 @@ TEST_F(IndexedWalkTest, TheVisitorsAnswerToAnItemEndsTheWalk) {
     }
     EXPECT_THAT(seen, testing::StartsWith("3\nsub/"));
     EXPECT_EQ(2, std::count(seen.begin(), seen.end(), '\n'));
+}
+
+TEST_F(IndexedWalkTest, AnAnswerToAnEntryEndsTheWalkBeforeTheIndexIsRead) {
+    area_.add_dir("sub", 04755);
+    area_.add_file("sub/._qxlnk_.", "no index");
+    area_.add_file("sub/own");
+    visitor_.answers = {{"sub/own", 7}};
+    EXPECT_EQ("", said(2, [&] { return walk("sub"); }));
+    EXPECT_EQ(7, result_);
+}
+
+TEST_F(IndexedWalkTest, TheStatOfAnItemIsThatBehindATemplatesLink) {
+    make_indexed({"a", "b"});
+    ASSERT_EQ(0, unlink((area_.root() + "/os/a").c_str()));
+    area_.files().make_link("template/os/a", "b");
+    const auto result = node().run([&] {
+        walk("sub");
+        const Visit* item = nullptr;
+        for (const Visit& visit : visitor_.visits) {
+            item = visit.path == "sub/a" ? &visit : item;
+        }
+        return std::string(item != nullptr && S_ISREG(item->st.st_mode) ? "a file" : "a link");
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("a file", result.text);
 }
 
 TEST_F(IndexedWalkTest, PathsOfItemsKeepTheDirectoryEvenWhenItIsDot) {

@@ -230,6 +230,21 @@ TEST_F(ShortcutTest, MakeReplacesNothingBeforeTheTextIsOnTheDevice) {
     EXPECT_EQ(1U, entry_count());
 }
 
+TEST_F(ShortcutTest, ATextThatIsLostOnClosingIsReported) {
+    const auto result = qx_test::with_calls_answered({SYS_close}, EIO, [&] {
+        return error_of([&] { return create_shortcut("s", kText, kLength, &st_); }) +
+               error_of([&] { return make_shortcut("m", kText, kLength, &st_); });
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ(
+        "Error: Can't write shortcut '/here/s': Input/output error\n"
+        "Error: Can't write shortcut 'm': Input/output error\n",
+        result.text);
+    EXPECT_EQ(1U, entry_count());
+}
+
 TEST_F(ShortcutTest, MakeLeavesTheOldEntryAndNoTemporaryWhenTheDiskIsFull) {
     files_.write("s", "old");
     EXPECT_EQ(1, with_full_disk([&] { return make_shortcut("s", kText, kLength, &st_); }));
