@@ -68,6 +68,31 @@ TEST_F(EnvCacheTest, TakesParentAndTypeFromTheConfiguration) {
     });
 }
 
+TEST_F(EnvCacheTest, TakesAnEmptyParentAndTypeForTheUsualOnes) {
+    node.writeContainer(101, eidLine(kEidOne) + "PARENT_EID=\"\"\nVE_TYPE=\"\"\n");
+    node.run([] {
+        const auto env = QXL::envCache()->getEnvCopy(QXLEID::fromString(kEidOne));
+        ASSERT_TRUE(env);
+        EXPECT_EQ(env->getParentEID().toString(), TestNode::kEid);
+        EXPECT_EQ(env->getType(), "meridane");
+    });
+}
+
+TEST_F(EnvCacheTest, TellsTemplatesThatAreNotSpecifiedFromNone) {
+    node.writeContainer(101, eidLine(kEidOne));
+    node.writeContainer(102, eidLine(kEidTwo) + "TEMPLATES=\"\"\n");
+    node.run([] {
+        std::optional<std::vector<QXATemplate>> templates;
+        const auto cache = QXL::envCache();
+        const auto unspecified = cache->getEnvCopy(QXLEID::fromString(kEidOne));
+        EXPECT_EQ(QXAEnvConfig(unspecified->getConfig()).getTemplates(templates), 0);
+        EXPECT_EQ(templates, std::nullopt);
+        const auto none = cache->getEnvCopy(QXLEID::fromString(kEidTwo));
+        EXPECT_EQ(QXAEnvConfig(none->getConfig()).getTemplates(templates), 0);
+        EXPECT_EQ(templates, std::vector<QXATemplate>{});
+    });
+}
+
 TEST_F(EnvCacheTest, ListsContainersByNumber) {
     node.writeContainer(20, eidLine(kEidOne));
     node.writeContainer(3, eidLine(kEidTwo));
@@ -127,6 +152,15 @@ TEST_F(EnvCacheTest, IsNullWithoutTheFolder) {
         ASSERT_TRUE(QXL::envCache());
         ASSERT_EQ(mount("tmpfs", "/etc/sysconfig", "tmpfs", 0, nullptr), 0);
         EXPECT_EQ(QXL::envCache(), nullptr);
+    });
+}
+
+TEST_F(EnvCacheTest, GivesNoListWhereTheFolderCannotBeReached) {
+    node.run([] {
+        ASSERT_EQ(mount("tmpfs", "/etc/sysconfig", "tmpfs", 0, nullptr), 0);
+        std::filesystem::create_symlink("qx-scripts", "/etc/sysconfig/qx-scripts");
+        ASSERT_TRUE(QXL::envCache());
+        EXPECT_EQ(QXL::envCache()->getEnvList(), nullptr);
     });
 }
 
