@@ -144,7 +144,8 @@ class Packages(ContainerTest):
         self.assertEqual([], self.rpm_state(102))
 
     def test_a_name_that_is_an_option_a_path_or_a_pattern_is_none(self):
-        for name in ("-oDir=/", "-f", "--node-dir=/", "--help", "--", "./one.deb", "/one.deb", "on*", "one=1.0", "one/stable"):
+        options = ("-oDir=/", "-f", "--node-dir=/", "--help", "--")
+        for name in (*options, "./one.deb", "/one.deb", "on*", "one=1.0", "one/stable"):
             failed = self.qxpkg("install", "-q", "-p", 101, name, code=1)
             self.assertEqual(f"'{name}' cannot be a package's name\n", failed.stderr)
 

@@ -39,7 +39,8 @@ class Tool(NodeTest):
         """The tool writes its words down and goes on with `script`."""
         tool = self.bin / "qxpkg"
         tool.write_text(
-            f"#!/bin/sh\n{{ for word; do printf '[%s]' \"$word\"; done; echo; }} >>{shlex.quote(str(self.calls))}\n{script}\n"
+            f"#!/bin/sh\n{{ for word; do printf '[%s]' \"$word\"; done; echo; }} >>{shlex.quote(str(self.calls))}\n"
+            f"{script}\n"
         )
         tool.chmod(0o755)
 

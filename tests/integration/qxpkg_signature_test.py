@@ -13,8 +13,8 @@ REASON = ENGINES or SIGNING
 
 @unittest.skipIf(REASON is not None, REASON)
 class Signatures(KrTest):
-    """Container 101 is made of an OS template whose repository of deb packages its publisher signs, container 102 of one
-    whose rpm packages are signed each."""
+    """Container 101 is made of an OS template whose repository of deb packages is signed, container 102 of one whose rpm
+    packages are signed each."""
 
     @classmethod
     def setUpClass(cls):

@@ -49,6 +49,5 @@ class SigningKey:
         run("rpmsign", *defines, "--addsign", file)
 
     def _gpg(self, *words):
-        return run(
-            "gpg", "--homedir", self._home, "--batch", "--quiet", "--pinentry-mode", "loopback", "--passphrase", "", *words
-        )
+        alone = ("--batch", "--quiet", "--pinentry-mode", "loopback", "--passphrase", "")
+        return run("gpg", "--homedir", self._home, *alone, *words)
