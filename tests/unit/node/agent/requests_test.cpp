@@ -2,13 +2,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <thread>
 
 #include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPkgM.h"
+#include "QXL/QXLConfiguration.h"
 #include "QXL/QXLError.h"
 #include "QXL/QXLLockPolicy.h"
+#include "QXL/QXLMessage.h"
 #include "QXL/QXLPkgMLocal.h"
+#include "QXL/QXLRawRequestAgent.h"
 #include "QXL/QXLToken.h"
 #include "node/agent/error_store.h"
 #include "tests/support/test_node.h"
@@ -83,6 +87,32 @@ TEST(TokenTest, IsPutBackOnTheWayOutOfAnException) {
     } catch (int) {
         EXPECT_FALSE(QXLToken::getCurrent().isAgent());
     }
+}
+
+TEST(RawRequestFrameTest, IsSentOnce) {
+    QXLRawRequestAgent agent(QXLEID::EID_INVALID, nullptr);
+    const std::unique_ptr<QXLMessageIterator> body(agent.beginCommand("dance", 0, "nobody"));
+    ASSERT_NE(body, nullptr);
+    EXPECT_NE(agent.endCommand(), 0);
+    EXPECT_EQ(getLastErrorData().message, "unknown operator 'nobody'");
+    EXPECT_NE(agent.endCommand(), 0);
+    EXPECT_EQ(getLastErrorData().message, "no command was begun");
+}
+
+TEST(RawRequestFrameTest, GoesToThisNodeUnderEachOfItsEidsAndToNoOther) {
+    QX_SKIP_WITHOUT_TEST_NODE();
+    qx_test::TestNode node;
+    node.run([] {
+        for (const auto& eid :
+             {QXLEID::EID_INVALID, QXLEID::EID_LOCAL, QXLConfiguration::getLocalEID()}) {
+            QXLRawRequestAgent agent(eid, nullptr);
+            const std::unique_ptr<QXLMessageIterator> body(agent.beginCommand("c", 0, "o"));
+            EXPECT_NE(body, nullptr) << eid.toString();
+        }
+        const auto other = QXLEID::fromString("33333333-0000-4000-8000-000000000001");
+        EXPECT_EQ(QXLRawRequestAgent(other, nullptr).beginCommand("c", 0, "o"), nullptr);
+        EXPECT_NE(getLastErrorData().code, 0);
+    });
 }
 
 TEST(KitTest, IsOneObject) {
