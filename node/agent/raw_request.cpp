@@ -65,6 +65,8 @@ QXLRawRequestAgent::~QXLRawRequestAgent() = default;
 
 QXLMessageIterator* QXLRawRequestAgent::beginCommand(const char* name, int /*flags*/,
                                                      const char* target) {
+    // endCommand() must not send what was begun before and never sent.
+    m_impl->begun = false;
     const QXLEID& eid = m_impl->eid;
     if (eid.isValid() && eid != QXLEID::EID_LOCAL && eid != QXLConfiguration::getLocalEID()) {
         setLastErrorData(kRawNoRoute,

@@ -36,24 +36,34 @@ struct QXAEnvRecord {
 enum EnvMResult : int {
     kEnvMOk = 0,
     kEnvMFailed = -1,
-    kEnvMExists = -7,    ///< the number or the EID is taken
+    kEnvMExists = -7,    ///< the number or the EID is taken, or something is in the area's place
     kEnvMUnknown = -30,  ///< no such container, or no such OS template
 };
 
+/// Makes, removes and lists containers. Calls that change something wait for each other, container
+/// by container; a lock that was not had in time is kEnvMFailed with kErrorLockTimeout in
+/// QXL::getLastErrorData().
 class QXL_API QXAEnvMLocal {
 public:
+    /// @param access  the request's provider, may be null.
     explicit QXAEnvMLocal(QXL::QXLAccess access);
     ~QXAEnvMLocal();
 
     /// Makes the container's private area and configuration. The root starts from the cache of the
-    /// OS template when it has one (a copy, by reflink where the file system can), else empty; a
-    /// standard OS template without a cache is added through the template manager.
+    /// OS template when it has one (of a KR template a copy, by reflink where the file system can);
+    /// from what a standard OS template brings, cache or not; else empty.
+    /// @param created  gets the new container, may be null.
+    /// @return 0, kEnvMExists, kEnvMUnknown (the OS template), kEnvMFailed; nothing is left of a
+    ///         container that could not be made.
     int create(const QXAEnvSpec& spec, QXAEnvRecord* created);
 
-    /// Removes the container: its configuration first, then its private area.
+    /// Removes the container: its configuration first, then its private area. An area that does not
+    /// look like one is refused, and the container stays.
+    /// @return 0, kEnvMUnknown, kEnvMFailed.
     int destroy(int veid);
 
-    /// Every container whose configuration can be read, by number.
+    /// Every container whose configuration can be read, by number; replaces what `out` holds.
+    /// @return 0, kEnvMFailed; `out` is then as before.
     int list(std::vector<QXAEnvRecord>& out);
 
 private:

@@ -23,9 +23,12 @@ class QXASampleM;
 /// of its containers.
 inline constexpr const char* kTechnologyName = "meridane";
 
+/// What plug-ins register their functionalities with, and where the agent finds them. Each getter
+/// gives the one multiplexer of its functionality, which lives as long as the kit.
 /// The order of the multiplexers is part of the layout that all libraries of the process share.
 class QXALibFunctionality {
 public:
+    /// Factories of objects that implement `Interface`, by technology.
     template <typename Interface>
     using Multiplexer = QXL::QXLFunctionalMultiplexer<std::shared_ptr<Interface>>;
 

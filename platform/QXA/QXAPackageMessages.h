@@ -6,6 +6,7 @@
 
 namespace QXL {
 
+/// The one family object, in the agent library; see QXLParserFactoryData::instance().
 template <>
 QXL_API std::shared_ptr<QXLParserFactoryData<QXLPackage>>
 QXLParserFactoryData<QXLPackage>::instance();

@@ -30,6 +30,7 @@ public:
     bool status = false;        ///< KR lists: derived from the container's status
     QXL::QXLPackageList members;  ///< the agent's own
 
+    /// What the template requires of a node; borrowed until the next setTechnologyList().
     [[nodiscard]] const std::vector<std::string>& getTechnologyList() const {
         return m_technologies;
     }
@@ -51,7 +52,7 @@ public:
     QXAPackageQXTemplateStd& operator=(QXAPackageQXTemplateStd&&) = default;
     ~QXAPackageQXTemplateStd() override;
 
-    bool packageFlag = true;
+    bool packageFlag = true;  ///< as the template manager lists the version
 
     /// Type identifier of the record in agent messages, in QXL::kTypesNamespace.
     static constexpr const char* kMessageType = "package_std_qxtemplateType";

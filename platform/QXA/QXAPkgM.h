@@ -8,6 +8,7 @@ namespace QXA {
 /// Marks package managers among the agent's functionalities.
 class QXAPkgMBase {};
 
+/// The interface under which plug-ins register package managers; it adds nothing to QXLPkgM.
 class QXL_API QXAPkgM : public virtual QXL::QXLPkgM, public QXAPkgMBase {
 public:
     ~QXAPkgM() override;

@@ -32,7 +32,7 @@ struct QXAPackageVersion {
     bool packageFlag = false;                  ///< becomes the standard record's packageFlag
     bool isOsTemplate = false;                 ///< an OS template, else an application template
     std::vector<QXATemplate> baseOsTemplates;  ///< OS templates that an application is made for
-    std::string detail;
+    std::string detail;                        ///< carried from the manifest, for records
 };
 
 /// One template with its versions, as the template manager lists it.

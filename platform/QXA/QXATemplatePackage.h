@@ -7,9 +7,9 @@
 
 namespace QXA {
 
-/// Makes a standard template package of a folder that holds "template.toml" and "root/".
-/// The manifest is checked as QXATEMLocal::set() would; the archive is reproducible (names in
-/// order, no build time) and written beside `file`, then renamed over it.
+/// Makes a standard template package of a folder that holds "template.toml" and, unless the
+/// template has no files, "root/". The manifest is checked as QXATEMLocal::set() would; the archive
+/// is reproducible (names in order, no build time) and written beside `file`, then renamed over it.
 /// @param folder  what to pack.
 /// @param file    the package to write; its ending chooses the compression (".tar", ".tar.gz",
 ///                ".tar.xz", ".tar.zst").

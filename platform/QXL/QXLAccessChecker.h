@@ -15,6 +15,7 @@ enum PkgRight : int {
     kRightManageNodePackages = 131,      ///< install, remove, update, fetch, clean on the node
 };
 
+/// A value; the rules are read anew by each check.
 class QXL_API QXLAccessChecker {
 public:
     /// The checker of the client whose request the current thread serves. It stays the client's
@@ -24,7 +25,8 @@ public:
     /// Checks `right` against the node's own EID. @return 0 granted, anything else refused.
     [[nodiscard]] int accessCheck(int right) const;
 
-    /// Checks `right` against the environment `eid`. @return 0 granted, anything else refused.
+    /// Checks `right` against the environment `eid`; EID_LOCAL is the node, too. @return 0 granted,
+    /// anything else refused.
     [[nodiscard]] int accessCheck(const QXLEID& eid, int right) const;
 
 private:

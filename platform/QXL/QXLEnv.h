@@ -20,6 +20,8 @@ public:
 
     /// Without content.
     QXLEnvConfig() = default;
+
+    /// @param message  the content, may be null.
     explicit QXLEnvConfig(std::shared_ptr<const QXLEnvConfigMessage> message, int kind = kLocalKind)
         : m_message(std::move(message)), m_kind(kind) {}
 
@@ -27,9 +29,12 @@ public:
     /// configuration has no content.
     [[nodiscard]] std::string getOS() const;
 
+    /// The content, for the agent library; null without any.
     [[nodiscard]] const std::shared_ptr<const QXLEnvConfigMessage>& message() const {
         return m_message;
     }
+
+    /// kLocalKind for every environment of this node.
     [[nodiscard]] int kind() const { return m_kind; }
 
 private:
@@ -44,6 +49,9 @@ public:
     /// virtualization technology as type ("meridane").
     static const std::string type;
 
+    /// @param eid       of the environment itself.
+    /// @param parent    the node that it lives on.
+    /// @param typeName  "node", or the name of a virtualization technology.
     QXLEnv(const QXLEID& eid, const QXLEID& parent, std::string typeName, QXLEnvConfig config)
         : m_eid(eid), m_parent(parent), m_type(std::move(typeName)), m_config(std::move(config)) {}
     QXLEnv(const QXLEnv&) = default;
@@ -55,8 +63,10 @@ public:
     /// The node that the environment lives on.
     [[nodiscard]] const QXLEID& getParentEID() const { return m_parent; }
 
+    /// As `type` says.
     [[nodiscard]] const std::string& getType() const { return m_type; }
 
+    /// Borrowed for the life of the environment.
     [[nodiscard]] virtual const QXLEnvConfig& getConfig() const;
 
 private:

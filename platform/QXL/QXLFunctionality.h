@@ -10,6 +10,7 @@ namespace QXL {
 template <typename Kit>
 class QXL_API QXLFunctionality {
 public:
+    /// The kit, made at the first call; it lives until the agent library goes.
     static Kit& kit();
 };
 

@@ -9,7 +9,7 @@
 namespace QXL {
 
 /// Environment variable, in seconds, that the agent library and the node's tools read: how long to
-/// wait for a lock. Unset waits without end; "0" does not wait.
+/// wait for a lock; fractions count. "0" does not wait; unset, or no number, waits without end.
 inline constexpr const char* kLockWaitVariable = "QX_LOCK_WAIT";
 
 /// Code in getLastErrorData() (and exit code of the node's tools) when a lock was not had in time.

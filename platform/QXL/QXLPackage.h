@@ -51,6 +51,7 @@ public:
     ~QXLPackageLinux() override;
 };
 
+/// A package as rpm knows it.
 class QXL_API QXLPackageRpm : public QXLPackageLinux {
 public:
     QXLPackageRpm() = default;
@@ -61,6 +62,7 @@ public:
     ~QXLPackageRpm() override;
 };
 
+/// A package as dpkg knows it.
 class QXL_API QXLPackageDeb : public QXLPackageLinux {
 public:
     QXLPackageDeb() = default;

@@ -28,6 +28,7 @@ enum PkgListOption : unsigned {
 
 /// Options of list.
 struct QXLPackageManagerListOptions {
+    /// @param flagWord  bits of PkgListOption; others are ignored.
     explicit QXLPackageManagerListOptions(unsigned flagWord) : flags(flagWord) {}
 
     unsigned flags;

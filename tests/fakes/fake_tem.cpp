@@ -23,6 +23,10 @@ std::string textOf(const std::vector<QXA::QXATemplate>& keys) {
     return text;
 }
 
+void append(std::vector<QXA::QXAPackageInfo>& infos, const std::vector<QXA::QXAPackageInfo>& more) {
+    infos.insert(infos.end(), more.begin(), more.end());
+}
+
 std::string flag(const char* name, bool value) {
     return std::string(" ") + name + (value ? "=1" : "=0");
 }
@@ -43,7 +47,7 @@ int QXATEMLocal::ls(std::vector<QXAPackageInfo>& infos, const QXL::QXLEID& eid, 
     const int result = nextResult(platform, "ls");
     if (result == 0) {
         const auto found = platform.lsInfosOf.find(eid);
-        infos = found == platform.lsInfosOf.end() ? platform.lsInfos : found->second;
+        append(infos, found == platform.lsInfosOf.end() ? platform.lsInfos : found->second);
     }
     return result;
 }
@@ -104,7 +108,7 @@ int QXATEMLocal::set(const std::vector<std::string>& paths, bool force,
     platform.record(call + flag("force", force));
     const int result = nextResult(platform, "set");
     if (result == 0) {
-        infos = platform.setInfos;
+        append(infos, platform.setInfos);
     }
     return result;
 }

@@ -160,6 +160,16 @@ TEST(RawRequestTest, KnowsNoOtherOperatorAndNoOtherCommand) {
     EXPECT_STREQ(getErrorMessage(), "of the request");
 }
 
+TEST_F(PackageMonitorTest, IsNotSentACommandAfterOneThatCouldNotBeBegun) {
+    node.run([] {
+        QXLRawRequestAgent agent(QXLEID::EID_INVALID, nullptr);
+        const std::unique_ptr<QXLMessageIterator> body(
+            agent.beginCommand("synchronize_local", 0, "qxapkgmonitor"));
+        ASSERT_EQ(agent.beginCommand("", 0, "qxapkgmonitor"), nullptr);
+        EXPECT_NE(agent.endCommand(), 0);
+    });
+}
+
 TEST_F(PackageMonitorTest, CannotBeAskedThroughAnotherAgentOrWithoutNames) {
     node.run([] {
         const char* other = "33333333-0000-4000-8000-000000000001";
