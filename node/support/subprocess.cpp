@@ -81,22 +81,23 @@ private:
 class SpawnPlan {
 public:
     SpawnPlan(int out, int err) {
-        posix_spawn_file_actions_init(&m_actions);
-        posix_spawnattr_init(&m_attributes);
-        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_adddup2(&m_actions, out, STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&m_actions, err, STDERR_FILENO);
+        check(posix_spawn_file_actions_init(&m_actions));
+        check(posix_spawnattr_init(&m_attributes));
+        check(posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+        check(posix_spawn_file_actions_adddup2(&m_actions, out, STDOUT_FILENO));
+        check(posix_spawn_file_actions_adddup2(&m_actions, err, STDERR_FILENO));
         // Descriptors of the process that loaded us are none of the program's business.
-        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
+        check(posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1));
         sigset_t none;
         sigemptyset(&none);
-        posix_spawnattr_setsigmask(&m_attributes, &none);
+        check(posix_spawnattr_setsigmask(&m_attributes, &none));
         sigset_t ignoredByHosts;
         sigemptyset(&ignoredByHosts);
         sigaddset(&ignoredByHosts, SIGPIPE);
         sigaddset(&ignoredByHosts, SIGCHLD);  // sandboxes wait without end for a child that is gone
-        posix_spawnattr_setsigdefault(&m_attributes, &ignoredByHosts);
-        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        check(posix_spawnattr_setsigdefault(&m_attributes, &ignoredByHosts));
+        check(posix_spawnattr_setflags(&m_attributes,
+                                       POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
     }
     ~SpawnPlan() {
         posix_spawn_file_actions_destroy(&m_actions);
@@ -105,8 +106,12 @@ public:
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
+    /// @return 0 or an errno.
     int spawn(pid_t& child, const std::vector<std::string>& argv,
               const std::vector<std::string>& environment) {
+        if (m_failure != 0) {
+            return m_failure;
+        }
         std::vector<char*> words = pointersTo(argv);
         std::vector<char*> variables = pointersTo(environment);
         return posix_spawnp(&child, words[0], &m_actions, &m_attributes, words.data(),
@@ -124,6 +129,10 @@ private:
         return pointers;
     }
 
+    /// A plan that is not whole, for want of memory, would run the program on our own outputs.
+    void check(int failure) { m_failure = m_failure == 0 ? failure : m_failure; }
+
+    int m_failure = 0;
     posix_spawn_file_actions_t m_actions{};
     posix_spawnattr_t m_attributes{};
 };
