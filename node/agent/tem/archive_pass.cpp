@@ -3,8 +3,6 @@
 
 #include <unistd.h>
 
-#include "node/agent/tem/failure.h"
-
 namespace QXA::tem {
 
 namespace {
@@ -24,7 +22,7 @@ ArchivePass::ArchivePass(int file, std::string path, const PackageLimits& limits
 }
 
 void ArchivePass::refuse(const std::string& why, int code) const {
-    throw Failure(code, "template package '" + m_path + "': " + why);
+    throw ArchiveFailure(code, "template package '" + m_path + "': " + why);
 }
 
 archive_entry* ArchivePass::next() {

@@ -9,26 +9,34 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/archive_handle.h"
+#include "node/agent/tem/failure.h"
 #include "node/agent/tem/package_limits.h"
 
 namespace QXA::tem {
 
+/// What is wrong with the archive itself; the message names its file.
+class ArchiveFailure : public Failure {
+public:
+    using Failure::Failure;
+};
+
+/// Reads entries in their order, each once. Methods throw ArchiveFailure.
 class ArchivePass {
 public:
     /// @param file  borrowed, read from its beginning.
     /// @param path  its name in messages.
-    /// @throws Failure kTemDamaged when it is no archive.
+    /// @throws ArchiveFailure kTemDamaged when it is no archive; Failure kTemFailed.
     ArchivePass(int file, std::string path, const PackageLimits& limits);
 
     /// The next entry, borrowed until the next call; null at the archive's end.
-    /// @throws Failure kTemDamaged, also when the archive ends without its end mark.
+    /// @throws ArchiveFailure kTemDamaged, also when the archive ends without its end mark.
     archive_entry* next();
 
     /// Hands the entry's content over, block by block with its offset; holes are passed over.
     using Take = std::function<void(const char* data, std::size_t size, std::int64_t offset)>;
     void content(const Take& take);
 
-    /// Size of the entry's content. @throws Failure kTemDamaged when it is out of bounds.
+    /// Size of the entry's content. @throws ArchiveFailure kTemDamaged when it is out of bounds.
     std::int64_t sizeOf(archive_entry* entry) const;
 
     [[noreturn]] void refuse(const std::string& why, int code = kTemDamaged) const;

@@ -219,8 +219,12 @@ Area::Area(const std::string& privateArea) {
 
 unsigned Area::nextSaved() const {
     const qxnode::Fd saved = openSaved(m_state.get());
+    const std::optional<std::vector<std::string>> names = namesIn(saved.get());
+    if (!names) {
+        throw systemFailure("read directory", std::string(kAreaStateName) + "/" + kSavedName);
+    }
     unsigned next = 1;
-    for (const std::string& name : namesIn(saved.get()).value_or(std::vector<std::string>{})) {
+    for (const std::string& name : *names) {
         unsigned number = 0;
         std::from_chars(name.data(), name.data() + name.size(), number);
         next = std::max(next, number + 1);

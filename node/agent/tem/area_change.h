@@ -34,7 +34,7 @@ public:
     [[nodiscard]] int root() const { return m_root.get(); }
     [[nodiscard]] int state() const { return m_state.get(); }
 
-    /// First number above those of all saved files.
+    /// First number above those of all saved files. @throws Failure kTemFailed.
     [[nodiscard]] unsigned nextSaved() const;
 
 private:

@@ -179,13 +179,10 @@ void PackageReader::unpack(int directory) {
             writer.write(*inside, entry);
         }
         tree.finish();
+    } catch (const ArchiveFailure&) {
+        throw;
     } catch (const Failure& failure) {
-        // A refusal of the archive's own reader names the package already.
-        const std::string text = failure.what();
-        if (text.find(m_path) != std::string::npos) {
-            throw;
-        }
-        throw Failure(failure.code(), "template package '" + m_path + "': " + text);
+        throw Failure(failure.code(), "template package '" + m_path + "': " + failure.what());
     }
 }
 

@@ -113,6 +113,7 @@ bool writeJournal(int area, const TemplateJournal& journal) {
 }
 
 // Writes the journal of a change; nullopt when the change holds by it.
+// @throws Failure when that cannot be told.
 std::optional<Failure> commitFailure(int area, const TemplateJournal& journal) {
     if (writeJournal(area, journal)) {
         return std::nullopt;
@@ -123,6 +124,32 @@ std::optional<Failure> commitFailure(int area, const TemplateJournal& journal) {
         return std::nullopt;
     }
     return failure;
+}
+
+// Finds out what is moved, and does what may fail while failing is still harmless.
+void prepare(int area, TemplateJournal& journal) {
+    for (JournalStep& step : journal.steps) {
+        const bool places = step.kind == JournalStep::Kind::place;
+        step.inode = inodeOf(area, places ? step.source : step.target);
+        if (step.inode == 0) {
+            throw Failure(kTemFailed, "cannot change '" + step.target + "': it is gone");
+        }
+        // An empty one is not seen as a template.
+        const std::size_t slash = step.target.rfind('/');
+        if (places && slash != std::string::npos &&
+            !makeDirectories(area, step.target.substr(0, slash))) {
+            throw systemFailure("make directory", step.target.substr(0, slash));
+        }
+    }
+    if (syncfs(area) != 0) {
+        throw systemFailure("flush", kTemplateAreaPath);
+    }
+}
+
+void removeEmptyNames(int area, const TemplateJournal& journal) {
+    for (const JournalStep& step : journal.steps) {
+        removeEmptyName(area, step.target);
+    }
 }
 
 // The change holds already when this runs: a full disk only leaves work for the next writer.
@@ -211,7 +238,7 @@ std::shared_ptr<const TemplateJournal> readJournal(int area) {
 namespace {
 
 // Names that a killed writer made for its first version. Only names without any can be removed.
-void removeEmptyNames(int area) {
+void removeNamesWithoutVersion(int area) {
     for (const std::string& name : namesIn(area).value_or(std::vector<std::string>{})) {
         if (isValidName(name)) {
             unlinkat(area, name.c_str(), AT_REMOVEDIR);
@@ -236,7 +263,7 @@ void recoverTemplates(int area) {
     }
     const Fd staging = openBelow(state.get(), "staging", O_RDONLY | O_DIRECTORY);
     if (staging && !namesIn(staging.get()).value_or(std::vector<std::string>{}).empty()) {
-        removeEmptyNames(area);
+        removeNamesWithoutVersion(area);
     }
     if (!removeTree(state.get(), "staging") || mkdirat(state.get(), "staging", 0755) != 0) {
         throw systemFailure("clear", std::string(kTemplateAreaPath) + "/" + kStagingPath);
@@ -244,7 +271,7 @@ void recoverTemplates(int area) {
 }
 
 StagedChange::~StagedChange() {
-    if (m_committed) {
+    if (m_mayHold) {
         return;
     }
     if (const Fd state = openBelow(m_area, kStatePath, O_RDONLY | O_DIRECTORY)) {
@@ -257,39 +284,28 @@ std::string StagedChange::newPath() {
 }
 
 void StagedChange::commit(std::vector<JournalStep> steps) {
-    const int area = m_area;
-    TemplateJournal journal{readJournal(area)->generation + 1, true, std::move(steps)};
-    for (JournalStep& step : journal.steps) {
-        step.inode =
-            inodeOf(area, step.kind == JournalStep::Kind::place ? step.source : step.target);
-        if (step.inode == 0) {
-            throw Failure(kTemFailed, "cannot change '" + step.target + "': it is gone");
-        }
-        // Made now, while failing is still harmless: an empty one is not seen as a template.
-        const std::size_t slash = step.target.rfind('/');
-        if (step.kind == JournalStep::Kind::place && slash != std::string::npos &&
-            !makeDirectories(area, step.target.substr(0, slash))) {
-            throw systemFailure("make directory", step.target.substr(0, slash));
-        }
+    TemplateJournal journal{readJournal(m_area)->generation + 1, true, std::move(steps)};
+    try {
+        prepare(m_area, journal);
+    } catch (const Failure&) {
+        removeEmptyNames(m_area, journal);
+        throw;
     }
-    if (syncfs(area) != 0) {
-        throw systemFailure("flush", kTemplateAreaPath);
-    }
-    if (const std::optional<Failure> failure = commitFailure(area, journal)) {
-        for (const JournalStep& step : journal.steps) {
-            removeEmptyName(area, step.target);
-        }
+    // Even while it cannot be told whether the journal is in place, what it names must be there.
+    m_mayHold = true;
+    if (const std::optional<Failure> failure = commitFailure(m_area, journal)) {
+        m_mayHold = false;
+        removeEmptyNames(m_area, journal);
         throw Failure(*failure);
     }
-    m_committed = true;
     try {
-        carryOut(area, journal);
+        carryOut(m_area, journal);
     } catch (const Failure&) {
         // The change holds: readers see it by the journal, and the next writer finishes it or says
         // what keeps it from being finished.
         return;
     }
-    markDone(area, journal);
+    markDone(m_area, journal);
 }
 
 }  // namespace QXA::tem

@@ -60,8 +60,8 @@ std::shared_ptr<const TemplateJournal> readJournal(int area);
 /// @throws Failure kTemFailed.
 void recoverTemplates(int area);
 
-/// A change that is being prepared in staging. Unless it is committed, what was staged goes with
-/// the object.
+/// A change that is being prepared in staging. Unless it may have been committed, what was staged
+/// goes with the object.
 class StagedChange {
 public:
     explicit StagedChange(int area) : m_area(area) {}
@@ -72,13 +72,14 @@ public:
     /// A new path in staging, relative to the template area.
     std::string newPath();
 
-    /// Commits and carries out the change. All or nothing: when it throws, nothing was changed.
+    /// Commits and carries out the change. All or nothing: when it throws, nothing was changed, or
+    /// (when the journal can neither be written nor read) the next writer finds out.
     void commit(std::vector<JournalStep> steps);
 
 private:
     int m_area;
     int m_count = 0;
-    bool m_committed = false;
+    bool m_mayHold = false;  ///< the journal may name what is staged
 };
 
 }  // namespace QXA::tem

@@ -130,6 +130,13 @@ TEST_F(TemSet, RefusesAPathThatClimbsOut) {
     expectRefused(os().file("root/../../../x", "x"), "leads out of the package by \"..\"");
 }
 
+TEST_F(TemSet, NamesThePackageWhateverItIsCalled) {
+    os().file("root/../x", "x").write(node.file("e"));
+    const qx_test::WorkingDirectory here(node.file(""));
+    const Outcome outcome = node.set({"e"});
+    EXPECT_TRUE(outcome.message.starts_with("template package 'e': entry ")) << outcome.message;
+}
+
 TEST_F(TemSet, RefusesAnAbsolutePath) {
     expectRefused(os().file("/etc/x", "x"), "is an absolute path");
 }
@@ -300,6 +307,16 @@ TEST_F(TemSet, ListIsAllOrNothing) {
     const std::string bad =
         node.package("bad.tar", Package().manifest(osManifest("os", "2")).file("root/../x", "x"));
     EXPECT_EQ(node.set({good, bad}).code, QXA::kTemDamaged);
+    expectUnchanged(before);
+}
+
+TEST_F(TemSet, LeavesNoNameWhenThatOfALaterPackageCannotBeMade) {
+    std::ofstream(node.templates("second")) << "in its place";
+    const std::string before = Node::tree(node.templates());
+    const auto named = [&](const std::string& name) {
+        return node.package(name + ".tar", Package().manifest(osManifest(name, "1")));
+    };
+    EXPECT_EQ(node.set({named("first"), named("second")}).code, -1);
     expectUnchanged(before);
 }
 
