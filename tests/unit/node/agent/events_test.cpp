@@ -124,6 +124,7 @@ TEST_F(EventsTest, DoNotWaitForAListenerThatDoesNotKeepUp) {
         QXAEvent event;
         ASSERT_EQ(slow.next(event, 10000), 1);
         EXPECT_EQ(event.veid, 1);
+        EXPECT_EQ(sockets(), 1) << "it listens still";
     });
 }
 
