@@ -63,6 +63,26 @@ void readLink(int directory, DirectoryItem& item) {
     }
 }
 
+/// @return 0 or an errno.
+int readNames(DIR* stream, std::vector<std::string>& names) {
+    errno = 0;
+    while (const auto* entry = readdir(stream)) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") {
+            names.emplace_back(name);
+        }
+    }
+    return errno;
+}
+
+void readItem(int directory, DirectoryItem& item) {
+    if (fstatat(directory, item.name.c_str(), &item.info, AT_SYMLINK_NOFOLLOW) != 0) {
+        item.failure = errno;
+    } else {
+        readLink(directory, item);
+    }
+}
+
 }  // namespace
 
 qxfs::FileDescriptor openDirectory(const Area& area, const std::string& inside) {
@@ -113,7 +133,23 @@ bool openArea(const std::string& path, const std::string& templateRoot, Area& ar
     return true;
 }
 
+void DirectoryListing::assign(std::vector<DirectoryItem> all) {
+    items = std::move(all);
+    m_places = {};
+    if (items.size() < kFewItems) {
+        return;
+    }
+    m_places.reserve(items.size());
+    for (const auto& item : items) {
+        m_places.insert(item.name);
+    }
+}
+
 const DirectoryItem* DirectoryListing::find(const std::string& name) const {
+    if (items.size() >= kFewItems) {
+        const auto place = m_places.find(name);
+        return place == NameTable::kNone ? nullptr : &items[place];
+    }
     const auto found = std::lower_bound(
         items.begin(), items.end(), name,
         [](const DirectoryItem& item, const std::string& wanted) { return item.name < wanted; });
@@ -133,26 +169,16 @@ int readDirectory(const Area& area, const std::string& inside, DirectoryListing&
     if (fstat(descriptor, &listing.info) != 0) {
         return errno;
     }
-    listing.items.clear();
-    errno = 0;
-    while (const auto* entry = readdir(stream.get())) {
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") {
-            continue;
-        }
-        DirectoryItem item;
-        item.name = name;
-        if (fstatat(descriptor, entry->d_name, &item.info, AT_SYMLINK_NOFOLLOW) != 0) {
-            item.failure = errno;
-        } else {
-            readLink(descriptor, item);
-        }
-        listing.items.push_back(std::move(item));
-        errno = 0;
+    std::vector<std::string> names;
+    const int failure = readNames(stream.get(), names);
+    // Names are a sixth of an item, so they are what is sorted.
+    std::sort(names.begin(), names.end());
+    std::vector<DirectoryItem> items(names.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        items[i].name = std::move(names[i]);
+        readItem(descriptor, items[i]);
     }
-    const int failure = errno;
-    std::sort(listing.items.begin(), listing.items.end(),
-              [](const DirectoryItem& a, const DirectoryItem& b) { return a.name < b.name; });
+    listing.assign(std::move(items));
     return failure;
 }
 

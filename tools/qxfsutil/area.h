@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "src/file_descriptor.h"
+#include "tools/qxfsutil/name_table.h"
 
 namespace qxfsutil {
 
@@ -51,10 +52,19 @@ struct DirectoryListing {
     struct stat info {};
     std::vector<DirectoryItem> items;
 
+    /// Takes items that are sorted by name. They may change afterwards, but for their names.
+    void assign(std::vector<DirectoryItem> all);
+
     [[nodiscard]] const DirectoryItem* find(const std::string& name) const;
 
     /// The set-user-ID bit, by which a directory says that it has an index.
     [[nodiscard]] bool isMarked() const { return (info.st_mode & S_ISUID) != 0; }
+
+private:
+    /// Below this a search among the items costs less than a table of their names.
+    static constexpr std::size_t kFewItems = 64;
+
+    NameTable m_places;
 };
 
 /// Reads a directory of an area without following a link, and the links in it.

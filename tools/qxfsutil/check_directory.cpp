@@ -10,11 +10,12 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "src/qxfsutil.h"
-#include "tools/qxfsutil/name_set.h"
+#include "tools/qxfsutil/name_table.h"
 
 namespace qxfsutil {
 
@@ -127,24 +128,47 @@ private:
 
     void checkEntries() {
         const auto& entries = m_check.index->entries;
-        auto& seen = m_indexed;
-        seen.reserve(entries.size() + m_check.findings.size());
+        const auto items = m_check.listing.items.size();
+        m_indexed.resize(items);
+        m_seen.reserve(entries.size() - std::min(entries.size(), items));
         for (std::size_t place = 0; place < entries.size(); ++place) {
             const auto& entry = entries[place];
+            const auto* item = m_check.listing.find(entry.name);
             if (!isPossibleName(entry.name) || isSystemName(entry.name)) {
                 add(FindingCode::entryNameBad, "", {}, escaped(entry.name), place);
-            } else if (!seen.insert(entry.name)) {
+            } else if (!isFirst(entry, item)) {
                 add(FindingCode::entryDouble, entry.name, {}, {}, place);
             } else if (entry.link.has_value()) {
-                checkLinkedEntry(entry, place);
+                checkLinkedEntry(entry, place, item);
             } else {
-                checkOwnEntry(entry, place);
+                checkOwnEntry(entry, place, item);
+            }
+        }
+        // An index shows the directory itself and the one above, as every directory does.
+        for (const char* dots : {".", ".."}) {
+            if (m_seen.find(dots) == NameTable::kNone) {
+                add(FindingCode::nameNotIndexed, dots);
             }
         }
     }
 
-    void checkLinkedEntry(const IndexEntry& entry, std::size_t place) {
-        const auto* item = m_check.listing.find(entry.name);
+    /// Notes the entry's name; false when an entry before had it. What stands in place has its
+    /// mark, which is found faster than a name.
+    bool isFirst(const IndexEntry& entry, const DirectoryItem* item) {
+        if (item == nullptr) {
+            return m_seen.insert(entry.name);
+        }
+        auto mark = m_indexed[placeOf(*item)];
+        const bool first = !mark;
+        mark = true;
+        return first;
+    }
+
+    [[nodiscard]] std::size_t placeOf(const DirectoryItem& item) const {
+        return static_cast<std::size_t>(&item - m_check.listing.items.data());
+    }
+
+    void checkLinkedEntry(const IndexEntry& entry, std::size_t place, const DirectoryItem* item) {
         const bool sameLink = item != nullptr && item->link == linkOf(entry);
         if (item != nullptr && !sameLink && !item->isLink() && !isMagicDirectory(*item)) {
             add(FindingCode::entryShadowed, entry.name, m_area.templateFile(linkOf(entry)), {},
@@ -190,7 +214,7 @@ private:
         return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
     }
 
-    void checkOwnEntry(const IndexEntry& entry, std::size_t place) {
+    void checkOwnEntry(const IndexEntry& entry, std::size_t place, const DirectoryItem* item) {
         struct stat info {};
         if (isDots(entry.name)) {
             const auto path = m_area.absolute(m_check.path) + "/" + entry.name;
@@ -198,7 +222,6 @@ private:
                 return;
             }
         } else {
-            const auto* item = m_check.listing.find(entry.name);
             if (item == nullptr) {
                 add(FindingCode::entryGone, entry.name, {}, {}, place);
                 return;
@@ -216,32 +239,25 @@ private:
     }
 
     void checkNames() {
-        auto& indexed = m_indexed;
         // An item with a fault of its own could not be indexed as it is; that fault is what counts.
         for (const auto& found : m_check.findings) {
-            indexed.insert(found.name);
-        }
-        std::vector<std::string> missing;
-        // An index shows the directory itself and the one above, as every directory does.
-        for (const char* dots : {".", ".."}) {
-            if (!indexed.contains(dots)) {
-                missing.emplace_back(dots);
+            if (const auto* item = m_check.listing.find(found.name)) {
+                m_indexed[placeOf(*item)] = true;
             }
         }
-        for (const auto& item : m_check.listing.items) {
-            if (!isSystemName(item.name) && !indexed.contains(item.name)) {
-                missing.push_back(item.name);
+        const auto& items = m_check.listing.items;
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            if (!m_indexed[i] && !isSystemName(items[i].name)) {
+                add(FindingCode::nameNotIndexed, items[i].name);
             }
-        }
-        for (const auto& name : missing) {
-            add(FindingCode::nameNotIndexed, name);
         }
     }
 
     const Area& m_area;
     DirectoryCheck& m_check;
     TemplateLookup m_templates;
-    NameSet m_indexed;  ///< names that need no entry of their own any more
+    std::vector<bool> m_indexed;  ///< of the items in place: those that need no entry any more
+    NameTable m_seen;             ///< names of entries with nothing in place
 };
 
 }  // namespace

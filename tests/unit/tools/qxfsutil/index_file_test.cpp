@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tests/support/temp_dir.h"
-#include "tools/qxfsutil/name_set.h"
+#include "tools/qxfsutil/name_table.h"
 
 namespace qxfsutil {
 namespace {
@@ -62,22 +62,22 @@ TEST_F(IndexFiles, thatCannotBeReadSayWhy) {
     EXPECT_FALSE(readIndexFile(m_folder.make_dir("directory")).readable);
 }
 
-TEST(NameSets, keepEveryNameOnceWhileTheyGrow) {
+TEST(NameTables, numberEveryNameOnceWhileTheyGrow) {
     std::vector<std::string> names{""};
     for (int i = 0; i < 5000; ++i) {
         names.push_back("n" + std::to_string(i));
     }
-    NameSet set;
-    EXPECT_FALSE(set.contains("n1"));
+    NameTable table;
+    EXPECT_EQ(NameTable::kNone, table.find("n1"));
     for (const auto& name : names) {
-        EXPECT_FALSE(set.contains(name));
-        EXPECT_TRUE(set.insert(name));
-        EXPECT_FALSE(set.insert(name));
+        EXPECT_EQ(NameTable::kNone, table.find(name));
+        EXPECT_TRUE(table.insert(name));
+        EXPECT_FALSE(table.insert(name));
     }
-    for (const auto& name : names) {
-        EXPECT_TRUE(set.contains(name));
+    for (std::uint32_t number = 0; number < names.size(); ++number) {
+        EXPECT_EQ(number, table.find(names[number]));
     }
-    EXPECT_FALSE(set.contains("n5000"));
+    EXPECT_EQ(NameTable::kNone, table.find("n5000"));
 }
 
 TEST(SharedTexts, areEqualByWhatTheySay) {
