@@ -1,18 +1,15 @@
 // Answering system calls by a filter; see answered_calls.h.
 #include "tests/support/answered_calls.h"
 
-#include <fcntl.h>
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
-#include <stdexcept>
+
+#include "tests/support/child.h"
 
 namespace qx_test {
 namespace {
@@ -31,47 +28,24 @@ bool answer(long call, int error_number) {
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }
 
-std::string receive(int fd) {
-    std::string text;
-    char block[4096];
-    ssize_t n = 0;
-    while ((n = read(fd, block, sizeof(block))) > 0) {
-        text.append(block, static_cast<size_t>(n));
-    }
-    return text;
-}
-
 }  // namespace
 
 Answered with_calls_answered(std::initializer_list<long> calls, int error_number,
                              const std::function<std::string()>& action) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        throw std::runtime_error("cannot make a pipe");
-    }
-    fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
+    const ChildText told = told_by_child([&](std::string& text) {
         if (!std::all_of(calls.begin(), calls.end(),
                          [&](long call) { return answer(call, error_number); })) {
-            _exit(kNoFilter);
+            return kNoFilter;
         }
-        const std::string text = action();
-        const bool sent = write(ends[1], text.data(), text.size()) == ssize_t(text.size());
-        _exit(sent ? 0 : 1);
-    }
-    close(ends[1]);
-    std::string text = receive(ends[0]);
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kNoFilter) {
+        text = action();
+        return 0;
+    });
+    if (told.status == kNoFilter) {
         return {false, "no system call filters here"};
     }
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        text += " [child ended with wait status " + std::to_string(status) + "]";
-    }
-    return {true, text};
+    return {true, told.status == 0 ? told.text
+                                   : told.text + " [child ended with status " +
+                                         std::to_string(told.status) + "]"};
 }
 
 }  // namespace qx_test

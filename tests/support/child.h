@@ -3,6 +3,7 @@
 #define TESTS_SUPPORT_CHILD_H
 
 #include <functional>
+#include <string>
 
 #include "tests/support/capture.h"
 
@@ -15,6 +16,15 @@ struct ChildResult {
 
 // Runs an action in a child; 0 when it returns.
 ChildResult in_child(const std::function<void()>& action);
+
+struct ChildText {
+    int status;  // as above
+    std::string text;
+};
+
+// Runs an action in a child that ends with the status that the action gives, and brings the text
+// back that it fills.
+ChildText told_by_child(const std::function<int(std::string& text)>& action);
 
 }  // namespace qx_test
 

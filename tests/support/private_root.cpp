@@ -1,10 +1,8 @@
 // A mount namespace whose root is a tmpfs with the machine's folders bound into it.
 #include "tests/support/private_root.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +11,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "tests/support/child.h"
 #include "tests/support/temp_dir.h"
 
 namespace qx_test {
@@ -90,27 +89,6 @@ void show_at(const fs::path& root, const fs::path& source, const fs::path& path)
     bind(source, target);
 }
 
-void send(int fd, const std::string& text) {
-    size_t sent = 0;
-    while (sent < text.size()) {
-        const ssize_t n = write(fd, text.data() + sent, text.size() - sent);
-        if (n <= 0) {
-            return;
-        }
-        sent += static_cast<size_t>(n);
-    }
-}
-
-std::string receive(int fd) {
-    std::string text;
-    char block[4096];
-    ssize_t n = 0;
-    while ((n = read(fd, block, sizeof(block))) > 0) {
-        text.append(block, static_cast<size_t>(n));
-    }
-    return text;
-}
-
 }  // namespace
 
 PrivateRoot& PrivateRoot::show(std::string source, std::string path) {
@@ -131,14 +109,8 @@ void PrivateRoot::enter(const std::string& mount_point) const {
 
 PrivateRoot::Result PrivateRoot::run(const std::function<std::string()>& action) const {
     const TempDir mount_point;
-    int ends[2];
-    require(pipe2(ends, O_CLOEXEC) == 0, "pipe");
-    fflush(nullptr);
-    const pid_t child = fork();
-    require(child >= 0, "fork");
-    if (child == 0) {
+    const ChildText told = told_by_child([&](std::string& text) {
         int status = kCouldNotRun;
-        std::string text;
         try {
             enter(mount_point.path());
             status = kActionThrew;
@@ -147,22 +119,14 @@ PrivateRoot::Result PrivateRoot::run(const std::function<std::string()>& action)
         } catch (const std::exception& failure) {
             text = failure.what();
         }
-        send(ends[1], text);
-        fflush(nullptr);
-        _exit(status);
+        return status;
+    });
+    if (told.status == kCouldNotRun) {
+        return {false, "no private mounts here: " + told.text};
     }
-    close(ends[1]);
-    std::string text = receive(ends[0]);
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == kCouldNotRun) {
-        return {false, "no private mounts here: " + text};
-    }
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        text += " [child ended with wait status " + std::to_string(status) + "]";
-    }
-    return {true, text};
+    return {true, told.status == 0 ? told.text
+                                   : told.text + " [child ended with status " +
+                                         std::to_string(told.status) + "]"};
 }
 
 }  // namespace qx_test
