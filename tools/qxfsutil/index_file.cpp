@@ -84,7 +84,7 @@ private:
     std::size_t m_size = 0;
 };
 
-/// Looks at the checksum, and leaves its field zeroed as the check of the structure would.
+/// Looks at the checksum, which is that of the index with the checksum's field zeroed.
 ChecksumState checksumOf(dirindex::MarkingReader& reader, const IndexBytes& bytes) {
     // The digest's bytes as a little-endian number, which is how the field is read.
     constexpr std::uint32_t kAbsentChecksum = 0xd98c1dd4;
@@ -93,7 +93,10 @@ ChecksumState checksumOf(dirindex::MarkingReader& reader, const IndexBytes& byte
         static_cast<unsigned char>(found), static_cast<unsigned char>(found >> 8),
         static_cast<unsigned char>(found >> 16), static_cast<unsigned char>(found >> 24)};
     reader.clear_checksum();
-    if (verify_checksum(bytes.base(), bytes.size(), expected) == 0) {
+    const bool good = verify_checksum(bytes.base(), bytes.size(), expected) == 0;
+    // The check of the structure warns of a wrong one, too, when its messages are shown.
+    std::memcpy(bytes.base() + dirindex::kChecksumOffset, expected, sizeof expected);
+    if (good) {
         return ChecksumState::good;
     }
     return found == kAbsentChecksum ? ChecksumState::absent : ChecksumState::wrong;

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "src/qxfsutil.h"
+#include "tests/support/capture.h"
 #include "tests/support/temp_dir.h"
 #include "tools/qxfsutil/name_table.h"
 
@@ -54,6 +56,17 @@ TEST_F(IndexFiles, aSmallOneReadAfterALargeOneHoldsNothingOfIt) {
 
     EXPECT_EQ(ChecksumState::good, index.checksum);
     EXPECT_EQ((std::vector<IndexEntry>{{8, 2, "a", std::nullopt}}), index.entries);
+}
+
+TEST_F(IndexFiles, areNotWarnedOfWhenTheyAreSoundAndMessagesAreShown) {
+    const auto path = indexOf({{8, 2, "a", std::nullopt}});
+    qxfsutil_debug_level = 4;
+
+    const auto output = qx_test::captured([&] { readIndexFile(path); });
+
+    qxfsutil_debug_level = 0;
+    EXPECT_EQ(std::string::npos, (output.out + output.err).find("WARNING"));
+    EXPECT_NE(std::string::npos, (output.out + output.err).find("\ta\n"));
 }
 
 TEST_F(IndexFiles, thatCannotBeReadSayWhy) {
