@@ -1,8 +1,7 @@
 // The checks of one directory, in this order:
 //   1. the directory itself: readable, its mark and its index file agree, nothing left over;
 //   2. the index as a file: structure, checksum;
-//   3. every link in place: its template file is there, of the right type, with the same
-//   attributes;
+//   3. every link in place: its template file is there, its type and attributes are the same;
 //   4. every entry of the index: against its template file, or against the file in place;
 //   5. every name in place: it stands in the index.
 // A fault is reported once, where it is seen first.

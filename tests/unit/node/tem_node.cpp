@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <numeric>
 
 #include "QXL/QXLError.h"
 #include "node/support/node_dir.h"
@@ -99,12 +100,15 @@ std::vector<std::string> referencesIn(const std::string& index) {
     return found;
 }
 
+/// Entries by name: their order in the file is that in which the file system gave the names.
 std::string indexAsText(const std::string& path) {
-    std::string text;
+    std::vector<std::string> entries;
     for (const qxfsutil::IndexEntry& entry : qxfsutil::readIndexFile(path).entries) {
-        text += std::to_string(entry.type) + " " + entry.name + " " + entry.link.value_or("") + ";";
+        entries.push_back(entry.name + " " + std::to_string(entry.type) + " " +
+                          entry.link.value_or("") + ";");
     }
-    return text;
+    std::sort(entries.begin(), entries.end());
+    return std::accumulate(entries.begin(), entries.end(), std::string());
 }
 
 }  // namespace
