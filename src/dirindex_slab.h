@@ -8,7 +8,7 @@
 
 namespace dirindex {
 
-// A piece that stays valid until it is released. Memory exhaustion is not met: as with the
+// A piece that stays valid until it is released. Memory exhaustion is not handled: as with the
 // allocator's other callers here, the process ends.
 void* slab_allocate(size_t size);
 

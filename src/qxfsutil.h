@@ -8,7 +8,7 @@
  * - A text or record that a function returns belongs to the caller, who frees it with free().
  * - Messages go to standard error and the log (see set_log); which debug level shows which is said
  *   at the function. Below debug level 2 a result code is the only report.
- * - Memory exhaustion ends the process in xmalloc and xstrdup; elsewhere it is not met.
+ * - Memory exhaustion ends the process in xmalloc and xstrdup; elsewhere it is not handled.
  * - Everything here treats index files, links and shortcuts as hostile: they are bounded by the
  * size of the file and by nothing that stands in it.
  */
