@@ -69,6 +69,18 @@ class Operator(unittest.TestCase):
         return [json.loads(line) for line in self.run_tool("--json", *words, status=status).stdout.splitlines()]
 
 
+class Restoring(Operator):
+    def test_needs_no_template_area(self):
+        lost = self.area / "lost_files/root/bin/own"
+        lost.parent.mkdir(parents=True)
+        lost.write_text("own\n")
+        (self.folder / "template").rename(self.folder / "away")
+
+        self.run_tool("restore", self.area, "/bin/own")
+
+        self.assertEqual("own\n", (self.root / "bin/own").read_text())
+
+
 class Refusals(Operator):
     def test_commands_on_areas_want_one(self):
         for command in ("check", "index", "used", "missing"):

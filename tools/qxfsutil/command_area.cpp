@@ -138,8 +138,11 @@ int runUndo(const Options& options) {
 }
 
 int runRestore(const Options& options) {
+    // What was moved aside comes back whether or not there are templates.
+    auto withoutTemplates = options;
+    withoutTemplates.templateRoot.clear();
     Area area;
-    if (!openOne(options, area)) {
+    if (!openOne(withoutTemplates, area)) {
         return kExitOperational;
     }
     for (const auto& name : options.names) {
