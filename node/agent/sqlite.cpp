@@ -8,6 +8,7 @@ namespace QXL {
 namespace {
 
 constexpr int kBusyTimeoutMs = 30000;
+constexpr int kBusyPauseMs = 5;
 
 }  // namespace
 
@@ -24,7 +25,7 @@ Database::Database(const std::string& path, Mode mode)
     }
     sqlite3_busy_timeout(handle, kBusyTimeoutMs);
     if (mode == Mode::create) {
-        run("PRAGMA journal_mode=WAL");
+        useWriteAheadLog();
         run("PRAGMA synchronous=FULL");
         run("PRAGMA foreign_keys=ON");
     }
@@ -37,6 +38,21 @@ DatabaseError Database::failure(const std::string& what) const {
 
 void Database::run(const char* sql) {
     if (sqlite3_exec(m_handle.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        throw failure("cannot work on");
+    }
+}
+
+void Database::useWriteAheadLog() {
+    // SQLite does not wait by itself here: of several that open a new database at once, all but one
+    // would be told that it is locked.
+    int result = SQLITE_BUSY;
+    for (int waited = 0; result == SQLITE_BUSY && waited < kBusyTimeoutMs; waited += kBusyPauseMs) {
+        if (waited > 0) {
+            sqlite3_sleep(kBusyPauseMs);
+        }
+        result = sqlite3_exec(m_handle.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+    }
+    if (result != SQLITE_OK) {
         throw failure("cannot work on");
     }
 }

@@ -33,6 +33,8 @@ public:
 private:
     friend class Statement;
 
+    void useWriteAheadLog();
+
     std::string m_path;
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> m_handle;
 };

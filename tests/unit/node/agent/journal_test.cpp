@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 
@@ -138,6 +139,37 @@ TEST_F(JournalTest, TakesEntriesOfSeveralProcessesAtOnce) {
             EXPECT_EQ(status, 0);
         }
         EXPECT_EQ(readAll().size(), static_cast<std::size_t>(writers * each));
+    });
+}
+
+TEST_F(JournalTest, IsMadeByProcessesThatAllFindNone) {
+    node.run([] {
+        constexpr int rounds = 20;
+        constexpr int writers = 4;
+        for (int round = 0; round < rounds; ++round) {
+            // Writers wait for the end of the pipe, and begin together.
+            std::array<int, 2> gate{};
+            ASSERT_EQ(pipe(gate.data()), 0);
+            for (int writer = 0; writer < writers; ++writer) {
+                if (fork() == 0) {
+                    close(gate[1]);
+                    char nothing = 0;
+                    const bool open = read(gate[0], &nothing, 1) == 0;
+                    _exit(open && QXAJournal::begin(entryOf("install")) > 0 ? 0 : 1);
+                }
+            }
+            close(gate[0]);
+            close(gate[1]);
+            for (int writer = 0; writer < writers; ++writer) {
+                int status = 0;
+                wait(&status);
+                EXPECT_EQ(status, 0);
+            }
+            EXPECT_EQ(readAll().size(), static_cast<std::size_t>(writers));
+            for (const char* end : {"", "-wal", "-shm"}) {
+                std::filesystem::remove(std::string("/var/lib/qxagent/journal.sqlite") + end);
+            }
+        }
     });
 }
 
