@@ -10,6 +10,9 @@ namespace {
 constexpr int kBusyTimeoutMs = 30000;
 constexpr int kBusyPauseMs = 5;
 
+/// Of the tables in our databases. A change of them counts it up and brings older ones up.
+constexpr std::int64_t kVersion = 0;
+
 }  // namespace
 
 Database::Database(const std::string& path, Mode mode)
@@ -24,6 +27,7 @@ Database::Database(const std::string& path, Mode mode)
         throw failure("cannot open");
     }
     sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    requireKnownVersion();
     if (mode == Mode::create) {
         useWriteAheadLog();
         run("PRAGMA synchronous=FULL");
@@ -39,6 +43,15 @@ DatabaseError Database::failure(const std::string& what) const {
 void Database::run(const char* sql) {
     if (sqlite3_exec(m_handle.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
         throw failure("cannot work on");
+    }
+}
+
+void Database::requireKnownVersion() {
+    Statement version(*this, "PRAGMA user_version");
+    version.step();
+    if (version.integer(0) > kVersion) {
+        throw DatabaseError("'" + m_path + "' (version " + version.text(0) +
+                            ") is of a newer version of this program");
     }
 }
 

@@ -33,6 +33,7 @@ public:
 private:
     friend class Statement;
 
+    void requireKnownVersion();
     void useWriteAheadLog();
 
     std::string m_path;

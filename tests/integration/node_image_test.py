@@ -39,6 +39,11 @@ class OlderNode:
         seen = {path: self.node.cat(f"/qx/private/{container}", path) for path in files}
         self.assertEqual(files, seen)
 
+    def without_times(self):
+        """Everything below /qx but for the times, and for the lock, which names its last holder."""
+        tree = tree_of(self.node.path("/qx"))
+        return {path: state[:3] + state[4:] for path, state in tree.items() if path != "template/.lock"}
+
     def test_an_operator_sees_what_was_there(self):
         self.maxDiff = None
         self.assertEqual(self.expected["seen"], self.node.seen())
@@ -119,6 +124,24 @@ class OlderNode:
         self.assertEqual(0, done.returncode, done.stdout + done.stderr)
         self.maxDiff = None
         self.assertEqual(undo["before"], json.loads(json.dumps(tree_of(root))))
+
+    def test_what_a_newer_version_wrote_is_refused_as_that_and_left_alone(self):
+        for path, words in {
+            "/qx/template/.qxtem/journal": ["remove", "early/1"],
+            "/qx/private/103/.qxtemplates/journal": ["update", "--ct", 103, "base"],
+            "/qx/private/101/.qxtemplates/base@1": ["update", "--ct", 101, "base"],
+        }.items():
+            with self.subTest(path):
+                file = self.node.path(path)
+                text = file.read_text()
+                file.write_text(text.replace(" 1\n", " 2\n", 1))
+                before = self.without_times()
+                refused = self.node.run("qxa", *words)
+                self.assertEqual(1, refused.returncode, refused.stderr)
+                self.assertIn(" 2' is of a newer version of this program", refused.stderr)
+                self.assertEqual(before, self.without_times())
+                file.write_text(text)
+                self.node.qxa(*words)
 
     @unittest.skipIf(ENGINES is not None, ENGINES)
     def test_packages_of_containers_are_updated_by_the_engines(self):

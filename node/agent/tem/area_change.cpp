@@ -70,9 +70,10 @@ std::string formatJournal(const AreaChange& change) {
 
 AreaJournal parseJournal(const std::string& text) {
     std::istringstream lines(text);
+    takeHeading(lines, kHeading, std::string(kAreaStateName) + "/" + kJournalName);
     std::string line;
     AreaJournal journal;
-    bool good = std::getline(lines, line) && line == kHeading;
+    bool good = true;
     while (good && std::getline(lines, line)) {
         const std::size_t blank = std::min(line.find(' '), line.size());
         const std::string word = line.substr(0, blank);

@@ -142,15 +142,12 @@ std::string formatRecord(const AreaRecord& record) {
 
 AreaRecord parseRecord(std::string_view text, const std::string& source) {
     std::istringstream lines{std::string(text)};
+    takeHeading(lines, kHeading, source);
     std::string line;
-    std::size_t number = 1;
+    std::size_t number = 2;
     const auto refuse = [&]() {
         throw Failure(kTemFailed, source + ": bad line " + std::to_string(number));
     };
-    if (!std::getline(lines, line) || line != kHeading) {
-        refuse();
-    }
-    ++number;
     AreaRecord record;
     std::string word;
     std::string kind;

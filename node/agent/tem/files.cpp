@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <istream>
 #include <memory>
 
+#include "node/agent/tem/failure.h"
 #include "node/support/confined.h"
 #include "node/support/file_content.h"
 
@@ -216,6 +218,20 @@ bool writeFileDurably(int directory, const std::string& name, const std::string&
         return false;
     }
     return flushDirectory(directory);
+}
+
+void takeHeading(std::istream& lines, const std::string& heading, const std::string& source) {
+    std::string line;
+    if (std::getline(lines, line) && line == heading) {
+        return;
+    }
+    const std::size_t version = heading.rfind(' ') + 1;
+    const bool newer = line.starts_with(heading.substr(0, version)) && line.size() > version &&
+                       line.size() < version + 10 &&
+                       line.find_first_not_of("0123456789", version) == std::string::npos;
+    throw Failure(kTemFailed,
+                  source + (newer ? ": '" + line + "' is of a newer version of this program"
+                                  : ": bad line 1"));
 }
 
 bool flushDirectory(int directory) {

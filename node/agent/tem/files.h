@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -55,6 +56,10 @@ bool removeTree(int directory, const std::string& name);
 /// file is in place all the same.
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
                       mode_t mode = 0644);
+
+/// Takes the first line of a file of ours, which must be `heading`: its name and version, as in
+/// "qxtem-record 1". @throws Failure kTemFailed, which says so of a newer version.
+void takeHeading(std::istream& lines, const std::string& heading, const std::string& source);
 
 /// Flushes a directory's entries; false with errno.
 bool flushDirectory(int directory);

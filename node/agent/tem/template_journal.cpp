@@ -186,11 +186,9 @@ std::string formatJournal(const TemplateJournal& journal) {
 
 TemplateJournal parseJournal(std::string_view text) {
     std::istringstream lines{std::string(text)};
-    std::string line;
-    if (!std::getline(lines, line) || line != kHeading) {
-        throw badJournal(line);
-    }
+    takeHeading(lines, kHeading, std::string(kTemplateAreaPath) + "/" + kJournalPath);
     TemplateJournal journal;
+    std::string line;
     std::string word;
     if (!std::getline(lines, line) || !(std::istringstream(line) >> word >> journal.generation) ||
         word != "generation") {

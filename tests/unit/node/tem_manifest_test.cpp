@@ -212,6 +212,20 @@ TEST(TemRecord, DamagedLinesAreNamed) {
               "r: bad line 2");
 }
 
+TEST(TemRecord, OneOfANewerVersionIsRefusedAsThat) {
+    EXPECT_EQ(refusal([] { parseRecord("qxtem-record 2\nwhatever\n", "r"); }).second,
+              "r: 'qxtem-record 2' is of a newer version of this program");
+    for (const char* text : {"qxtem-record \n", "qxtem-record x\n", "qxtem-record 12345678901\n"}) {
+        EXPECT_EQ(refusal([&] { parseRecord(text, "r"); }).second, "r: bad line 1") << text;
+    }
+}
+
+TEST(TemJournal, OneOfANewerVersionIsRefusedAsThat) {
+    EXPECT_EQ(
+        refusal([] { parseJournal("qxtem-journal 2\ngeneration 1\nstate done\n"); }).second,
+        "/qx/template/.qxtem/journal: 'qxtem-journal 2' is of a newer version of this program");
+}
+
 TEST(TemJournal, SurvivesWritingAndReading) {
     const TemplateJournal journal{7,
                                   true,

@@ -11,6 +11,8 @@
 
 #include "QXL/QXLError.h"
 #include "node/agent/process_id.h"
+#include "node/agent/sqlite.h"
+#include "node/support/paths.h"
 #include "tests/support/test_node.h"
 
 namespace {
@@ -189,6 +191,20 @@ TEST_F(JournalTest, SaysThatItIsDamaged) {
         std::vector<QXAJournalEntry> entries;
         EXPECT_EQ(QXAJournal::read(entries, 0), -1);
         EXPECT_EQ(QXAJournal::begin(entryOf("install")), -1);
+    });
+}
+
+TEST_F(JournalTest, RefusesTablesOfANewerVersionAndLeavesThem) {
+    node.run([] {
+        ASSERT_GT(QXAJournal::begin(entryOf("install")), 0);
+        QXL::Database(qxnode::kJournal, QXL::Database::Mode::create).run("PRAGMA user_version=1");
+        std::vector<QXAJournalEntry> entries;
+        EXPECT_EQ(QXAJournal::read(entries, 0), -1);
+        EXPECT_STREQ(QXL::getErrorMessage(),
+                     "journal: '/var/lib/qxagent/journal.sqlite' (version 1) is of a newer version "
+                     "of this program");
+        EXPECT_EQ(QXAJournal::begin(entryOf("install")), -1);
+        EXPECT_EQ(QXAJournal::end(1, entryOf("install")), -1);
     });
 }
 
