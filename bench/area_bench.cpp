@@ -22,10 +22,10 @@
 #include <string>
 #include <vector>
 
+#include "src/area/check_area.h"
+#include "src/area/index_area.h"
 #include "src/qxfsutil.h"
 #include "tests/support/area_builder.h"
-#include "tools/qxfsutil/check_area.h"
-#include "tools/qxfsutil/index_area.h"
 #include "tools/qxfsutil/processes.h"
 
 namespace {
@@ -158,10 +158,10 @@ void plainCheck(const std::string& folder, const Layout& layout, bool templates)
     }
 }
 
-qxfsutil::Area openArea(const std::string& folder, bool templates) {
-    qxfsutil::Area area;
+qxfs::Area openArea(const std::string& folder, bool templates) {
+    qxfs::Area area;
     std::string error;
-    if (!qxfsutil::openArea(folder + "/area", templates ? folder + "/template" : "", area, error)) {
+    if (!qxfs::openArea(folder + "/area", templates ? folder + "/template" : "", area, error)) {
         std::fprintf(stderr, "area_bench: %s\n", error.c_str());
         std::exit(1);
     }
@@ -170,8 +170,8 @@ qxfsutil::Area openArea(const std::string& folder, bool templates) {
 
 void index(const std::string& folder) {
     const auto area = openArea(folder, true);
-    qxfsutil::indexArea(area, {}, [](const qxfsutil::IndexOutcome& outcome) {
-        if (outcome.result == qxfsutil::IndexResult::failed) {
+    qxfs::indexArea(area, {}, [](const qxfs::IndexOutcome& outcome) {
+        if (outcome.result == qxfs::IndexResult::failed) {
             std::exit(1);
         }
     });
@@ -179,10 +179,10 @@ void index(const std::string& folder) {
 
 std::uint64_t check(const std::string& folder, bool templates) {
     const auto area = openArea(folder, templates);
-    qxfsutil::UndoRecord none;
-    return qxfsutil::checkArea(
-               area, qxfsutil::RepairMode::report, none, [](const qxfsutil::Finding&) {},
-               [](const qxfsutil::CheckSummary&) {})
+    qxfs::UndoRecord none;
+    return qxfs::checkArea(
+               area, qxfs::RepairMode::report, none, [](const qxfs::Finding&) {},
+               [](const qxfs::CheckSummary&) {})
         .findings;
 }
 

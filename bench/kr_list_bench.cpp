@@ -19,8 +19,8 @@
 #include <string>
 #include <vector>
 
+#include "base/subprocess.h"
 #include "node/support/node_dir.h"
-#include "node/support/subprocess.h"
 #include "qxtt/qxtt.h"
 
 namespace {
@@ -103,9 +103,9 @@ long listWithLibrary(int veid) {
 
 long listWithEngine(const std::vector<std::string>& command) {
     long count = 0;
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     options.onLine = [&](const std::string&) { ++count; };
-    return qxnode::runProcess(command, options).succeeded() ? count : -1;
+    return base::runProcess(command, options).succeeded() ? count : -1;
 }
 
 std::vector<std::string> engineCommand(const std::string& kind, const std::string& root) {

@@ -4,33 +4,33 @@
 #include <cstdlib>
 #include <string>
 
-#include "tools/qxfsutil/index_image.h"
-#include "tools/qxfsutil/index_text.h"
+#include "src/index/index_image.h"
+#include "src/index/index_text.h"
 
 namespace {
 
 void textRoundTrip(const std::string& text) {
-    qxfsutil::IndexText first;
-    qxfsutil::IndexText second;
+    dirindex::IndexText first;
+    dirindex::IndexText second;
     std::string error;
-    if (!qxfsutil::parseIndex(text, first, error)) {
+    if (!dirindex::parseIndex(text, first, error)) {
         return;
     }
-    if (!qxfsutil::parseIndex(qxfsutil::formatIndex(first), second, error) || !(first == second)) {
+    if (!dirindex::parseIndex(dirindex::formatIndex(first), second, error) || !(first == second)) {
         std::abort();
     }
 }
 
 void imageRoundTrip(const std::string& bytes) {
-    qxfsutil::IndexText text;
-    qxfsutil::IndexText parsed;
+    dirindex::IndexText text;
+    dirindex::IndexText parsed;
     std::string error;
     std::string built;
-    if (!qxfsutil::dumpImage(bytes, text, error)) {
+    if (!dirindex::dumpImage(bytes, text, error)) {
         return;
     }
-    if (!qxfsutil::parseIndex(qxfsutil::formatIndex(text), parsed, error) ||
-        !qxfsutil::buildImage(parsed, built, error) || built != bytes) {
+    if (!dirindex::parseIndex(dirindex::formatIndex(text), parsed, error) ||
+        !dirindex::buildImage(parsed, built, error) || built != bytes) {
         std::abort();
     }
 }

@@ -8,9 +8,9 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/fd.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/template_package.h"
-#include "node/support/fd.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ void check(const qxpkg::TemplatePackage& package, const qxpkg::TemplatePackageLi
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const qxnode::Fd file(memfd_create("package", MFD_CLOEXEC));
+    const base::Fd file(memfd_create("package", MFD_CLOEXEC));
     if (!file || write(file.get(), data, size) != static_cast<ssize_t>(size)) {
         return 0;
     }

@@ -11,10 +11,12 @@
 #include <cstdlib>
 #include <string>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/package_reader.h"
-#include "node/support/file_content.h"
 
 namespace {
 
@@ -29,30 +31,30 @@ public:
             std::abort();
         }
         m_path = path;
-        m_outer = Fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        m_inner = openBelow(m_outer.get(), "in", O_RDONLY | O_DIRECTORY);
+        m_outer = base::Fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        m_inner = base::openBelow(m_outer.get(), "in", O_RDONLY | O_DIRECTORY);
     }
     ~Sandbox() {
-        removeTree(m_outer.get(), "in");
+        base::removeTree(m_outer.get(), "in");
         rmdir(m_path.c_str());
     }
     Sandbox(const Sandbox&) = delete;
     Sandbox& operator=(const Sandbox&) = delete;
 
     [[nodiscard]] int inner() const { return m_inner.get(); }
-    [[nodiscard]] bool isTight() const { return namesIn(m_outer.get())->size() == 1; }
+    [[nodiscard]] bool isTight() const { return base::namesIn(m_outer.get())->size() == 1; }
 
 private:
     std::string m_path;
-    Fd m_outer;
-    Fd m_inner;
+    base::Fd m_outer;
+    base::Fd m_inner;
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const Fd file(memfd_create("package", MFD_CLOEXEC));
-    if (!file || !qxnode::writeContent(file.get(), {reinterpret_cast<const char*>(data), size})) {
+    const base::Fd file(memfd_create("package", MFD_CLOEXEC));
+    if (!file || !base::writeContent(file.get(), {reinterpret_cast<const char*>(data), size})) {
         return 0;
     }
     const Sandbox sandbox;

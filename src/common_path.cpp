@@ -1,4 +1,5 @@
 // Paths: following a chain of symbolic links by hand.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>

@@ -7,6 +7,7 @@
 //   4. with lost links and an out path, the list is written as a new index
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,12 +16,12 @@
 #include <cstring>
 #include <string>
 
+#include "base/open_below.h"
 #include "src/common.h"
 #include "src/dirindex_bytes.h"
 #include "src/dirindex_model.h"
 #include "src/dirindex_reader.h"
 #include "src/dirindex_table.h"
-#include "src/file_descriptor.h"
 
 namespace {
 
@@ -300,8 +301,8 @@ bool Check::copy_allowed(size_t length) {
 
 // The place may lie in a container's area.
 FILE* create_output(const char* path) {
-    auto file = qxfs::open_for_writing(path, O_WRONLY);
-    FILE* stream = file.valid() ? fdopen(file.get(), "w") : nullptr;
+    auto file = base::openSuspect(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    FILE* stream = file ? fdopen(file.get(), "w") : nullptr;
     if (stream != nullptr) {
         file.release();
     }

@@ -1,5 +1,6 @@
 // Whole files and directories: remove a tree, make the way to a path, copy, compare.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,8 +10,10 @@
 #include <memory>
 #include <string>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "src/common.h"
-#include "src/file_descriptor.h"
 #include "src/qxfsutil.h"
 
 namespace {
@@ -127,21 +130,21 @@ int mkdir_p(const char* path, mode_t mode, int skip) {
 // Descriptor 0 is the only failure to open that callers rely on being told (-1, -2): with one that
 // could not be opened at all there is nothing to copy, and the result is 0.
 int copy_reg_file(const char* source, const char* target) {
-    qxfs::FileDescriptor from(open(source, O_RDONLY | O_CLOEXEC));
+    base::Fd from(open(source, O_RDONLY | O_CLOEXEC));
     if (from.get() == 0) {
         return -1;
     }
-    qxfs::FileDescriptor to = qxfs::open_for_writing(target, O_WRONLY);
+    base::Fd to = base::openSuspect(target, O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (to.get() == 0) {
         return -2;
     }
-    if (!from.valid() || !to.valid()) {
+    if (!from || !to) {
         return 0;
     }
     char block[kBlock];
     ssize_t length = 0;
     while ((length = read_block(from.get(), block)) > 0) {
-        if (!qxfs::write_all(to.get(), block, static_cast<size_t>(length))) {
+        if (!base::writeContent(to.get(), {block, static_cast<size_t>(length)})) {
             return -2;
         }
     }
@@ -153,9 +156,9 @@ int copy_reg_file(const char* source, const char* target) {
 
 int compare_files(const char* name1, const char* name2) {
     QXFS_ASSERT(name1 && name2);
-    const qxfs::FileDescriptor first(open(name1, O_RDONLY | O_CLOEXEC));
-    const qxfs::FileDescriptor second(open(name2, O_RDONLY | O_CLOEXEC));
-    if (!first.valid() || !second.valid()) {
+    const base::Fd first(open(name1, O_RDONLY | O_CLOEXEC));
+    const base::Fd second(open(name2, O_RDONLY | O_CLOEXEC));
+    if (!first || !second) {
         return -1;
     }
     char block1[kBlock];

@@ -1,15 +1,17 @@
 // Inode attribute flags, as chattr(1) shows them.
+#include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 
-#include "src/file_descriptor.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "src/inode_flags.h"
 #include "src/qxfsutil.h"
 
 namespace {
 
-using qxfs::FileDescriptor;
+using base::Fd;
 
 // The kernel reads and writes an int here, whatever the request's number says.
 bool read_flags(int fd, unsigned& flags) {
@@ -35,15 +37,15 @@ bool qxfs::has_user_flags(int fd) {
 }
 
 int get_eattr(const char* path, unsigned* flags) {
-    const FileDescriptor fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    return fd.valid() && read_flags(fd.get(), *flags) ? 0 : -1;
+    const base::Fd fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    return fd && read_flags(fd.get(), *flags) ? 0 : -1;
 }
 
 int set_eattr(const char* path, unsigned flags) {
     // A change: it does not follow a link that a container may have planted.
-    const FileDescriptor fd = qxfs::open_for_reading(path);
+    const base::Fd fd = base::openSuspect(path, O_RDONLY);
     const int value = static_cast<int>(flags);
-    return fd.valid() && ioctl(fd.get(), FS_IOC_SETFLAGS, &value) == 0 ? 0 : -1;
+    return fd && ioctl(fd.get(), FS_IOC_SETFLAGS, &value) == 0 ? 0 : -1;
 }
 
 int check_eattr(const char* path) {

@@ -1,5 +1,6 @@
 // The container file system itself: layout version of an area, its verification, and entries made
 // by the file system's own request.
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -9,10 +10,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/fd.h"
 #include "qxctl/qxctl.h"
 #include "src/area_format.h"
 #include "src/common.h"
-#include "src/file_descriptor.h"
 #include "src/qxfsutil.h"
 
 namespace {
@@ -50,8 +51,8 @@ int create_entry(const char* path, unsigned value, mode_t mode) {
         parent = whole.substr(0, slash == 0 ? 1 : slash);
         name = path + slash + 1;
     }
-    qxfs::FileDescriptor directory(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.valid()) {
+    base::Fd directory(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory) {
         return -1;
     }
     const CreateRecord record = {name, value, mode};

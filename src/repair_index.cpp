@@ -1,4 +1,5 @@
 // Operations on the index of a directory: create, check, copy, correct and list it.
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,12 +12,13 @@
 #include <string_view>
 #include <utility>
 
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "src/area_format.h"
 #include "src/common.h"
 #include "src/dirindex_format.h"
 #include "src/dirindex_model.h"
 #include "src/dirindex_reader.h"
-#include "src/file_descriptor.h"
 #include "src/namelist.h"
 #include "src/qxfsutil.h"
 
@@ -34,8 +36,8 @@ struct StreamCloser {
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
 Stream open_index(const char* path) {
-    qxfs::FileDescriptor fd = qxfs::open_for_writing(path, O_RDWR);
-    Stream stream(fd.valid() ? fdopen(fd.get(), "w+") : nullptr);
+    base::Fd fd = base::openSuspect(path, O_RDWR | O_CREAT | O_TRUNC, 0666);
+    Stream stream(fd ? fdopen(fd.get(), "w+") : nullptr);
     if (stream != nullptr) {
         fd.release();
     }
@@ -79,8 +81,8 @@ bool write_index(Stream stream) {
 }
 
 bool sync_directory(const char* path) {
-    qxfs::FileDescriptor fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return fd.valid() && fsync(fd.get()) == 0;
+    base::Fd fd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return fd && fsync(fd.get()) == 0;
 }
 
 // ---- reading ----

@@ -1,4 +1,6 @@
 // Damaged items of an area moved aside into its lost-files folder, or back into their place.
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -4,6 +4,7 @@
 // for a template file (and whose own file the index then makes redundant), or one that no index can
 // describe, which keeps the directory from being indexed as it stands.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,10 +15,11 @@
 #include <string>
 #include <string_view>
 
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "src/area_format.h"
 #include "src/common.h"
 #include "src/dirindex_model.h"
-#include "src/file_descriptor.h"
 #include "src/inode_flags.h"
 #include "src/qxfsutil.h"
 
@@ -217,8 +219,8 @@ int scan_symlink(Entry& entry, int mode, const char* root) {
 }
 
 int scan_sticky(Entry& entry, const char* root) {
-    const qxfs::FileDescriptor fd = qxfs::open_for_reading(entry.name);
-    if (!fd.valid()) {
+    const base::Fd fd = base::openSuspect(entry.name, O_RDONLY);
+    if (!fd) {
         werror(errno, "can't open '%s/%s'", current_path, entry.name);
         return kNotIndexable;
     }

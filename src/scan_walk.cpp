@@ -6,6 +6,7 @@
 //      queued;
 //   3. with an index: what stands in it only is handed over as well.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,7 +19,6 @@
 
 #include "src/area_format.h"
 #include "src/common.h"
-#include "src/file_descriptor.h"
 #include "src/namelist.h"
 #include "src/qxfsutil.h"
 

@@ -1,4 +1,5 @@
 // Shortcuts: sticky regular files whose content is a magic link string.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,13 +10,15 @@
 #include <string>
 #include <utility>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "src/area_format.h"
-#include "src/file_descriptor.h"
 #include "src/qxfsutil.h"
 
 namespace {
 
-using qxfs::FileDescriptor;
+using base::Fd;
 
 // Sets owner, permission bits and times, in this order: a change of owner would clear set-id bits.
 // Returns the name of the step that failed, with errno, or null.
@@ -44,9 +47,9 @@ public:
         }
     }
 
-    FileDescriptor make() {
-        FileDescriptor fd(mkostemp(path_.data(), O_CLOEXEC));
-        made_ = fd.valid();
+    base::Fd make() {
+        base::Fd fd(mkostemp(path_.data(), O_CLOEXEC));
+        made_ = static_cast<bool>(fd);
         return fd;
     }
     bool rename_to(const char* target) {
@@ -66,12 +69,12 @@ private:
 }  // namespace
 
 int create_shortcut(const char* path, const char* text, size_t length, const struct stat* st) {
-    FileDescriptor fd = qxfs::open_for_writing(path, O_RDWR);
-    if (!fd.valid()) {
+    base::Fd fd = base::openSuspect(path, O_RDWR | O_CREAT | O_TRUNC, 0666);
+    if (!fd) {
         werror(errno, "Can't create shortcut '%s/%s'", current_path, path);
         return 1;
     }
-    if (!qxfs::write_all(fd.get(), text, length)) {
+    if (!base::writeContent(fd.get(), {text, length})) {
         werror(errno, "Can't write shortcut '%s/%s'", current_path, path);
         return 1;
     }
@@ -89,12 +92,12 @@ int create_shortcut(const char* path, const char* text, size_t length, const str
 
 int make_shortcut(const char* path, const char* text, size_t length, const struct stat* st) {
     Temporary temporary(std::string(path) + "-XXXXXX");
-    FileDescriptor fd = temporary.make();
-    if (!fd.valid()) {
+    base::Fd fd = temporary.make();
+    if (!fd) {
         werror(errno, "Can't create shortcut '%s'", path);
         return 1;
     }
-    if (!qxfs::write_all(fd.get(), text, length)) {
+    if (!base::writeContent(fd.get(), {text, length})) {
         werror(errno, "Can't write shortcut '%s'", path);
         return 1;
     }
@@ -119,8 +122,8 @@ int make_shortcut(const char* path, const char* text, size_t length, const struc
 }
 
 int read_shortcut(const char* path, char* buffer, size_t size) {
-    FileDescriptor fd = qxfs::open_for_reading(path);
-    if (!fd.valid()) {
+    base::Fd fd = base::openSuspect(path, O_RDONLY);
+    if (!fd) {
         return -1;
     }
     char text[qxfs::kLinkTextMax];

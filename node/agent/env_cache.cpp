@@ -3,6 +3,7 @@
 #include "node/agent/env_cache.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>

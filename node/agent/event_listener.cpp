@@ -14,10 +14,10 @@
 #include <cstring>
 
 #include "QXL/QXLError.h"
+#include "base/fd.h"
+#include "base/system_error.h"
 #include "node/agent/event_text.h"
-#include "node/support/fd.h"
 #include "node/support/paths.h"
-#include "node/support/system_error.h"
 
 namespace QXA {
 
@@ -49,24 +49,24 @@ int remaining(int timeoutMs, Clock::time_point begin) {
 }  // namespace
 
 struct QXAEventListener::Impl {
-    qxnode::Fd fd;
+    base::Fd fd;
     std::string path;
 
     void listen() {
         if (mkdir(qxnode::kListenerDir, 0755) != 0 && errno != EEXIST) {
-            failed(qxnode::systemError("make", qxnode::kListenerDir));
+            failed(base::systemError("make", qxnode::kListenerDir));
             return;
         }
         const std::string name = ownSocketPath();
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::memcpy(address.sun_path, name.c_str(), name.size() + 1);
-        qxnode::Fd made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        base::Fd made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         // A socket of this name can only be one that a dead process with our number left behind.
         unlink(name.c_str());
         if (!made ||
             bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-            failed(qxnode::systemError("listen at", name));
+            failed(base::systemError("listen at", name));
             return;
         }
         fd = std::move(made);
@@ -81,7 +81,7 @@ struct QXAEventListener::Impl {
         if (got < 0) {
             return errno == EAGAIN || errno == EINTR
                        ? 0
-                       : failed(qxnode::systemError("receive from", path));
+                       : failed(base::systemError("receive from", path));
         }
         if (static_cast<std::size_t>(got) > kMaxEventBytes) {
             return 0;
@@ -121,7 +121,7 @@ int QXAEventListener::next(QXAEvent& event, int timeoutMs) {
             return 0;
         }
         if (ready < 0) {
-            return failed(qxnode::systemError("wait at", m_impl->path));
+            return failed(base::systemError("wait at", m_impl->path));
         }
         const int result = m_impl->receive(event);
         if (result != 0) {

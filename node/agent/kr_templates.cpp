@@ -1,6 +1,8 @@
 // All KR templates of the node for the package monitor; see kr_templates.h.
 #include "node/agent/kr_templates.h"
 
+#include <unistd.h>
+
 namespace QXL {
 
 std::vector<qxnode::KrManifest> readKrTemplates(

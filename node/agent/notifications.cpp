@@ -10,9 +10,9 @@
 #include <filesystem>
 
 #include "QXL/QXLConfiguration.h"
+#include "base/fd.h"
 #include "node/agent/error_store.h"
 #include "node/agent/event_text.h"
-#include "node/support/fd.h"
 #include "node/support/paths.h"
 #include "node/support/time_text.h"
 
@@ -60,7 +60,7 @@ int QXANotifications::sendCommandConfUpdate(int veid) {
     if (!isThisNode(m_eid)) {
         return failed("no agent with the EID " + m_eid.toString() + " can be reached");
     }
-    const qxnode::Fd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const base::Fd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!fd) {
         return failed(std::string("cannot make a socket: ") + std::strerror(errno));
     }

@@ -1,6 +1,8 @@
 // Writing and reading package records in messages, and the agent's own parser factories.
 #include "node/agent/package_elements.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <map>
 #include <optional>

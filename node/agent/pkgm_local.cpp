@@ -7,9 +7,9 @@
 #include "QXL/QXLError.h"
 #include "QXL/QXLLog.h"
 #include "QXL/QXLResult.h"
+#include "base/subprocess.h"
 #include "node/agent/error_store.h"
 #include "node/agent/lock_wait.h"
-#include "node/support/subprocess.h"
 
 namespace QXL {
 
@@ -47,7 +47,7 @@ int QXLPkgMLocal::exec(const std::vector<const char*>& argv,
     for (const char* word : argv) {
         words.emplace_back(word == nullptr ? "" : word);
     }
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     if (onLine != nullptr) {
         options.onLine = [&](const std::string& line) { onLine(ctx, line.c_str()); };
     }
@@ -56,7 +56,7 @@ int QXLPkgMLocal::exec(const std::vector<const char*>& argv,
             tellLockWait(line);
         }
     };
-    const qxnode::ProcessResult result = qxnode::runProcess(words, options);
+    const base::ProcessResult result = base::runProcess(words, options);
     const int code = result.exitStatus();
     if (code != 0) {
         const std::string reason = result.reason();

@@ -3,7 +3,7 @@
 
 #include <sstream>
 
-#include "node/support/durable_file.h"
+#include "base/content.h"
 
 namespace QXL {
 
@@ -12,9 +12,8 @@ std::string processBirth(pid_t pid) {
     constexpr int startTimeField = 22;  // counted from 1, proc(5)
     constexpr int firstAfterName = 3;
     std::string ignored;
-    const auto stat =
-        qxnode::readFile("/proc/" + std::to_string(pid) + "/stat", mostBytes, ignored);
-    const auto boot = qxnode::readFile("/proc/sys/kernel/random/boot_id", mostBytes, ignored);
+    const auto stat = base::readFile("/proc/" + std::to_string(pid) + "/stat", mostBytes, ignored);
+    const auto boot = base::readFile("/proc/sys/kernel/random/boot_id", mostBytes, ignored);
     // The name in field 2 may hold blanks and parentheses; the last ")" ends it.
     const auto nameEnd = stat ? stat->rfind(')') : std::string::npos;
     if (!boot || nameEnd == std::string::npos) {

@@ -9,7 +9,8 @@
 #include <map>
 
 #include "QXL/QXLConfiguration.h"
-#include "node/support/durable_file.h"
+#include "base/content.h"
+#include "base/durable.h"
 #include "node/support/lock.h"
 #include "node/support/toml_reader.h"
 
@@ -57,7 +58,7 @@ std::string unparsed(const uuid_t& value) {
 /// configuration.
 QXLEID derivedEid() {
     std::string ignored;
-    std::string machine = qxnode::readFile("/etc/machine-id", kMaxMachineId, ignored).value_or("");
+    std::string machine = base::readFile("/etc/machine-id", kMaxMachineId, ignored).value_or("");
     if (machine.empty()) {
         std::array<char, 256> host{};
         gethostname(host.data(), host.size() - 1);
@@ -87,9 +88,8 @@ std::optional<QXLEID> createEid(const std::string& path) {
     uuid_t value;
     uuid_generate(value);
     const std::string text = unparsed(value);
-    const std::string old =
-        qxnode::readFile(path, qxnode::TomlTable::kMaxBytes, error).value_or("");
-    if (!qxnode::replaceFile(path, "eid = \"" + text + "\"\n" + old, error)) {
+    const std::string old = base::readFile(path, qxnode::TomlTable::kMaxBytes, error).value_or("");
+    if (!base::replaceFile(path, "eid = \"" + text + "\"\n" + old, error)) {
         return std::nullopt;
     }
     return QXLEID::fromString(text);

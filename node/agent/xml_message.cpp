@@ -6,6 +6,8 @@
 //   </message>
 #include "QXL/QXLXmlMessage.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <typeinfo>
 

@@ -11,8 +11,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "cli/command_line.h"
 #include "node/qxpkg/container_names.h"
-#include "tools/cli/command_line.h"
 
 namespace qxpkg {
 

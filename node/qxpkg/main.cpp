@@ -5,10 +5,10 @@
 #include <clocale>
 #include <cstdio>
 
+#include "cli/command_line.h"
 #include "node/qxpkg/dispatch.h"
 #include "node/qxpkg/failure.h"
 #include "node/support/node_dir.h"
-#include "tools/cli/command_line.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "base/system_error.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/system_error.h"
 
 namespace qxpkg {
 
@@ -110,7 +110,7 @@ int runInterruptibly(const std::function<int()>& change, const std::function<voi
     const pid_t supervisor = getpid();
     const pid_t worker = fork();
     if (worker < 0) {
-        throw Failure(kFailed, qxnode::systemError("start", "a process of its own"));
+        throw Failure(kFailed, base::systemError("start", "a process of its own"));
     }
     if (worker == 0) {
         work(change, signals, supervisor);

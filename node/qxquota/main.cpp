@@ -1,4 +1,5 @@
 // qxquota: what a container uses of its node's disk, and what it may use.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -8,10 +9,10 @@
 #include <cstdio>
 #include <string>
 
+#include "cli/command_line.h"
 #include "node/qxquota/usage.h"
 #include "node/support/container_config.h"
 #include "node/support/paths.h"
-#include "tools/cli/command_line.h"
 
 namespace {
 

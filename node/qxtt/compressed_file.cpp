@@ -9,9 +9,9 @@
 #include <array>
 #include <memory>
 
+#include "base/fd.h"
+#include "base/system_error.h"
 #include "node/qxtt/failure.h"
-#include "node/support/fd.h"
-#include "node/support/system_error.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
@@ -35,11 +35,11 @@ Failure unreadable(const std::string& path, const Reader& reader) {
 }
 
 /// Waits for nobody: a fifo in a repository is refused, not opened.
-qxnode::Fd openRegular(const std::string& path) {
-    qxnode::Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+base::Fd openRegular(const std::string& path) {
+    base::Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat st {};
     if (!fd || fstat(fd.get(), &st) != 0) {
-        throw Failure(QXTT_E_BAD_REPOSITORY, qxnode::systemError("read", path));
+        throw Failure(QXTT_E_BAD_REPOSITORY, base::systemError("read", path));
     }
     if (!S_ISREG(st.st_mode)) {
         throw unreadable(path, "not a regular file");
@@ -51,7 +51,7 @@ qxnode::Fd openRegular(const std::string& path) {
 
 void readCompressedFile(const std::string& path, std::uint64_t limit,
                         const std::function<void(std::string_view block)>& onBlock) {
-    const qxnode::Fd fd = openRegular(path);
+    const base::Fd fd = openRegular(path);
     const Reader reader(archive_read_new());
     if (!reader) {
         throw std::bad_alloc();

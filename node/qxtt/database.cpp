@@ -13,21 +13,21 @@
 #include <string_view>
 #include <utility>
 
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/subprocess.h"
+#include "base/system_error.h"
 #include "node/qxtt/failure.h"
 #include "node/qxtt/list_output.h"
 #include "node/qxtt/sandbox.h"
 #include "node/qxtt/text.h"
-#include "node/support/confined.h"
-#include "node/support/fd.h"
-#include "node/support/subprocess.h"
-#include "node/support/system_error.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
 
 namespace {
 
-using qxnode::Fd;
+using base::Fd;
 using qxnode::KrPackaging;
 
 constexpr const char* kDebFolder = "var/lib/dpkg";
@@ -42,19 +42,19 @@ Failure broken(const std::string& reason) {
 }
 
 /// Where a descriptor leads, as the kernel has it now.
-std::string pathOf(const Fd& fd) {
+std::string pathOf(const base::Fd& fd) {
     std::array<char, PATH_MAX> path{};
     const std::string link = "/proc/self/fd/" + std::to_string(fd.get());
     const ssize_t length = readlink(link.c_str(), path.data(), path.size());
     if (length <= 0 || static_cast<std::size_t>(length) == path.size()) {
-        throw Failure(QXTT_E_INTERNAL, qxnode::systemError("resolve", link));
+        throw Failure(QXTT_E_INTERNAL, base::systemError("resolve", link));
     }
     return {path.data(), static_cast<std::size_t>(length)};
 }
 
 /// A database's folder, found inside the root, and its place there with all links resolved.
 struct Folder {
-    Fd fd;
+    base::Fd fd;
     std::string place;  ///< absolute, as seen from inside the root
 
     [[nodiscard]] bool holds(const char* name) const {
@@ -76,7 +76,7 @@ struct Folder {
         const int again = openat(fd.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(again), closedir);
         if (!entries) {
-            throw broken(qxnode::systemError("read", place));
+            throw broken(base::systemError("read", place));
         }
         while (const dirent* entry = readdir(entries.get())) {
             requireRegular(entry->d_name);
@@ -85,14 +85,14 @@ struct Folder {
 };
 
 /// The folder below the root; without descriptor when there is none.
-Folder findFolder(const Fd& root, const std::string& name) {
+Folder findFolder(const base::Fd& root, const std::string& name) {
     Folder folder;
-    folder.fd = qxnode::openInRoot(root.get(), name, O_RDONLY | O_DIRECTORY);
+    folder.fd = base::openInRoot(root.get(), name, O_RDONLY | O_DIRECTORY);
     if (!folder.fd) {
         if (errno == ENOENT || errno == ENOTDIR) {
             return folder;
         }
-        throw broken(qxnode::systemError("open in the root", name));
+        throw broken(base::systemError("open in the root", name));
     }
     const std::string top = pathOf(root);
     folder.place = pathOf(folder.fd);
@@ -166,7 +166,7 @@ std::vector<std::string> rpmCommand(const DatabaseQuery& query, const Folder& fo
     return command;
 }
 
-void judge(const qxnode::ProcessResult& result, const DatabaseQuery& query, KrPackaging packaging) {
+void judge(const base::ProcessResult& result, const DatabaseQuery& query, KrPackaging packaging) {
     if (result.succeeded()) {
         return;
     }
@@ -191,9 +191,8 @@ void requireHarmless(const Folder& folder, KrPackaging packaging) {
         return;
     }
     folder.requireRegular(kDebFile);
-    const Folder updates{
-        qxnode::openWithoutLinks(folder.fd.get(), "updates", O_RDONLY | O_DIRECTORY),
-        folder.place + "/updates"};
+    const Folder updates{base::openBelow(folder.fd.get(), "updates", O_RDONLY | O_DIRECTORY),
+                         folder.place + "/updates"};
     if (updates.fd) {
         updates.requireRegularFiles();
     }
@@ -203,7 +202,7 @@ std::vector<Package> run(const DatabaseQuery& query, const Folder& folder, KrPac
     const bool isDeb = packaging == KrPackaging::deb;
     const char* engine = isDeb ? kDebEngine : kRpmEngine;
     if (access(engine, X_OK) != 0) {
-        throw Failure(QXTT_E_ENGINE, qxnode::systemError("run", engine));
+        throw Failure(QXTT_E_ENGINE, base::systemError("run", engine));
     }
     requireHarmless(folder, packaging);
     std::vector<Package> packages;
@@ -216,10 +215,10 @@ std::vector<Package> run(const DatabaseQuery& query, const Folder& folder, KrPac
             packages.push_back(std::move(package));
         }
     });
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     options.onLine = [&](const std::string& line) { output.add(line); };
     const auto command = isDeb ? debCommand(query, folder) : rpmCommand(query, folder);
-    judge(qxnode::runProcess(sandboxed(query.root, command), options), query, packaging);
+    judge(base::runProcess(sandboxed(query.root, command), options), query, packaging);
     output.finish();
     return packages;
 }
@@ -227,9 +226,9 @@ std::vector<Package> run(const DatabaseQuery& query, const Folder& folder, KrPac
 }  // namespace
 
 std::vector<Package> listDatabase(const DatabaseQuery& query) {
-    const Fd root(open(query.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd root(open(query.root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!root) {
-        throw Failure(QXTT_E_NO_ROOT, qxnode::systemError("open", query.root));
+        throw Failure(QXTT_E_NO_ROOT, base::systemError("open", query.root));
     }
     constexpr std::array<std::pair<KrPackaging, const char*>, 2> databases{
         {{KrPackaging::deb, kDebFolder}, {KrPackaging::rpm, kRpmFolder}}};

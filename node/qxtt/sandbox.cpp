@@ -1,6 +1,8 @@
 // bubblewrap's command line; see sandbox.h.
 #include "node/qxtt/sandbox.h"
 
+#include "base/subprocess.h"
+
 namespace qxtt {
 
 namespace {
@@ -47,7 +49,7 @@ std::vector<std::string> sandboxed(const std::string& root,
     return words;
 }
 
-bool couldNotStart(const qxnode::ProcessResult& result) {
+bool couldNotStart(const base::ProcessResult& result) {
     // What timeout and prlimit exit with when they cannot run what follows them.
     constexpr int notExecutable = 126;
     constexpr int notFound = 127;
@@ -56,7 +58,7 @@ bool couldNotStart(const qxnode::ProcessResult& result) {
            (!result.succeeded() && result.errorTail.starts_with("bwrap: "));
 }
 
-bool tookTooLong(const qxnode::ProcessResult& result) {
+bool tookTooLong(const base::ProcessResult& result) {
     constexpr int outOfTime = 124;
     constexpr int killed = 137;
     return result.exitStatus() == outOfTime || result.exitStatus() == killed;

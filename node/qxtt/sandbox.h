@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "node/support/subprocess.h"
+#include "base/subprocess.h"
 
 namespace qxtt {
 
@@ -24,7 +24,7 @@ std::vector<std::string> sandboxed(const std::string& root,
                                    const std::vector<std::string>& command);
 
 /// Of what became of such a command: whether it never ran, and whether it ran out of time.
-bool couldNotStart(const qxnode::ProcessResult& result);
-bool tookTooLong(const qxnode::ProcessResult& result);
+bool couldNotStart(const base::ProcessResult& result);
+bool tookTooLong(const base::ProcessResult& result);
 
 }  // namespace qxtt

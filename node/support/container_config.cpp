@@ -1,11 +1,14 @@
 // Lines of a container's configuration; see container_config.h.
 #include "node/support/container_config.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
 
-#include "node/support/durable_file.h"
+#include "base/content.h"
+#include "base/durable.h"
 #include "node/support/paths.h"
 
 namespace qxnode {
@@ -124,7 +127,7 @@ std::optional<ContainerConfig> ContainerConfig::parse(std::string_view text,
 }
 
 std::optional<ContainerConfig> ContainerConfig::read(const std::string& path, std::string& error) {
-    const auto content = readFile(path, kMaxBytes, error);
+    const auto content = base::readFile(path, kMaxBytes, error);
     if (!content) {
         return std::nullopt;
     }
@@ -209,7 +212,7 @@ std::string ContainerConfig::text() const {
 bool ContainerConfig::write(const std::string& path, std::string& error) const {
     const std::string content = text();
     // What readers refuse would cost the container.
-    return parse(content, path, error) && replaceFile(path, content, error);
+    return parse(content, path, error) && base::replaceFile(path, content, error);
 }
 
 std::optional<int> veidOfConfigName(std::string_view fileName) {

@@ -1,12 +1,13 @@
 // Reading KR metadata; see kr_manifest.h.
 #include "node/support/kr_manifest.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <optional>
 
-#include "node/support/durable_file.h"
 #include "node/support/paths.h"
 
 namespace qxnode {

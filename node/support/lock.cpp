@@ -14,8 +14,9 @@
 #include <thread>
 
 #include "QXL/QXLLockPolicy.h"
-#include "node/support/durable_file.h"
-#include "node/support/system_error.h"
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/system_error.h"
 #include "node/support/time_text.h"
 
 namespace qxnode {
@@ -30,7 +31,7 @@ constexpr std::size_t kMaxCommand = 200;
 /// The command line of this process as one printable line.
 std::string ownCommand() {
     std::string ignored;
-    std::string command = readFile("/proc/self/cmdline", 1U << 21, ignored).value_or("");
+    std::string command = base::readFile("/proc/self/cmdline", 1U << 21, ignored).value_or("");
     while (!command.empty() && command.back() == '\0') {
         command.pop_back();
     }
@@ -43,11 +44,11 @@ std::string ownCommand() {
     return command;
 }
 
-Fd openLockFile(const std::string& path, std::string& error) {
-    Fd fd(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
+base::Fd openLockFile(const std::string& path, std::string& error) {
+    base::Fd fd(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
     struct stat st {};
     if (!fd || fstat(fd.get(), &st) != 0) {
-        error = systemError("open the lock", path);
+        error = base::systemError("open the lock", path);
         return {};
     }
     if (!S_ISREG(st.st_mode)) {
@@ -137,7 +138,7 @@ FileLock::Result FileLock::acquire(const std::string& path, const LockWait& wait
     const int operation = mode == Mode::shared ? LOCK_SH : LOCK_EX;
     bool told = false;
     for (;;) {
-        Fd fd = openLockFile(path, error);
+        base::Fd fd = openLockFile(path, error);
         if (!fd) {
             return Result::failed;
         }
@@ -151,7 +152,7 @@ FileLock::Result FileLock::acquire(const std::string& path, const LockWait& wait
                     error = "'" + path + "' is held by " + lockHolder(path);
                     return Result::timeout;
                 }
-                error = systemError("lock", path);
+                error = base::systemError("lock", path);
                 return Result::failed;
             }
         }
@@ -168,7 +169,7 @@ void FileLock::release() {
     if (m_fd && isNamedIn(m_fd.get()) && ftruncate(m_fd.get(), 0) != 0) {
         // Old text in a free lock file misleads nobody: it is read only while somebody waits.
     }
-    m_fd.reset();
+    m_fd.close();
 }
 
 FileLock& FileLock::operator=(FileLock&& other) noexcept {
@@ -181,7 +182,7 @@ FileLock& FileLock::operator=(FileLock&& other) noexcept {
 
 std::string lockHolder(const std::string& path) {
     std::string ignored;
-    std::string text = readFile(path, kMaxHolderBytes, ignored).value_or("");
+    std::string text = base::readFile(path, kMaxHolderBytes, ignored).value_or("");
     text.resize(std::min(text.find('\n'), text.size()));
     const bool told = text.starts_with("pid ") &&
                       std::all_of(text.begin(), text.end(),

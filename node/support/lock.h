@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "node/support/fd.h"
+#include "base/fd.h"
 
 namespace qxnode {
 
@@ -61,7 +61,7 @@ public:
     ~FileLock() { release(); }
 
 private:
-    Fd m_fd;
+    base::Fd m_fd;
 };
 
 /// Who holds the lock, from the file: "pid 12 (qxa install x) since ..."; "another process" when

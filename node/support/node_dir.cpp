@@ -20,10 +20,10 @@
 #include <set>
 #include <stdexcept>
 
-#include "node/support/durable_file.h"
-#include "node/support/fd.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/system_error.h"
 #include "node/support/paths.h"
-#include "node/support/system_error.h"
 
 namespace qxnode {
 
@@ -37,12 +37,12 @@ constexpr const char* kOldRoot = "/.old-root";
 
 void require(bool done, const std::string& what, const std::string& subject) {
     if (!done) {
-        throw std::runtime_error(systemError(what, subject));
+        throw std::runtime_error(base::systemError(what, subject));
     }
 }
 
 void writeText(const char* path, const std::string& text) {
-    const Fd fd(open(path, O_WRONLY | O_CLOEXEC));
+    const base::Fd fd(open(path, O_WRONLY | O_CLOEXEC));
     require(fd && write(fd.get(), text.data(), text.size()) == static_cast<ssize_t>(text.size()),
             "write", path);
 }
@@ -174,12 +174,12 @@ std::string newUuid() {
 
 int initNodeDirectory(const std::string& dir, std::string& error) {
     for (const char* tree : kTrees) {
-        if (!makeDirectories(dir + tree, error)) {
+        if (!base::makeDirectories(dir + tree, error)) {
             return -1;
         }
     }
     for (const char* tree : {kTemplateDir, kPrivateDir}) {
-        if (!makeDirectories(dir + tree, error)) {
+        if (!base::makeDirectories(dir + tree, error)) {
             return -1;
         }
     }
@@ -187,7 +187,7 @@ int initNodeDirectory(const std::string& dir, std::string& error) {
     if (access(config.c_str(), F_OK) == 0) {
         return 0;
     }
-    return replaceFile(config, "# This node.\neid = \"" + newUuid() + "\"\n", error) ? 0 : -1;
+    return base::replaceFile(config, "# This node.\neid = \"" + newUuid() + "\"\n", error) ? 0 : -1;
 }
 
 int enterNodeDirectory(const std::string& dir, std::string& error) {

@@ -2,10 +2,11 @@
 #include "node/support/toml_reader.h"
 
 #include <toml++/toml.h>
+#include <unistd.h>
 
 #include <sstream>
 
-#include "node/support/durable_file.h"
+#include "base/content.h"
 
 namespace qxnode {
 
@@ -91,7 +92,7 @@ TomlTable TomlTable::parse(std::string_view text, const std::string& source, std
 
 TomlTable TomlTable::read(const std::string& path, std::size_t maxBytes) {
     std::string error;
-    const auto content = readFile(path, maxBytes, error);
+    const auto content = base::readFile(path, maxBytes, error);
     if (!content) {
         throw ConfigError(error);
     }

@@ -8,12 +8,13 @@
 #include <filesystem>
 #include <fstream>
 
+#include "src/area/check_area.h"
 #include "tests/support/area_builder.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/traced_run.h"
-#include "tools/qxfsutil/check_area.h"
+#include "tools/qxfsutil/exit_code.h"
 
-namespace qxfsutil {
+namespace qxfs {
 namespace {
 
 namespace fs = std::filesystem;
@@ -53,10 +54,10 @@ public:
         for (const auto& [path, content] : m_builder.expected()) {
             const auto place = m_builder.root() + path;
             const auto lost = m_builder.privateDir() + "/lost_files/root" + path;
-            const auto index = fs::path(place).parent_path().string() + "/" + kIndexName;
-            const auto entries = readIndexFile(index).entries;
+            const auto index = fs::path(place).parent_path().string() + "/" + dirindex::kIndexName;
+            const auto entries = dirindex::readIndexFile(index).entries;
             const bool indexed =
-                std::any_of(entries.begin(), entries.end(), [&](const IndexEntry& entry) {
+                std::any_of(entries.begin(), entries.end(), [&](const dirindex::IndexEntry& entry) {
                     return entry.link.has_value() &&
                            "/" + entry.name == path.substr(path.rfind('/'));
                 });
@@ -102,7 +103,7 @@ protected:
         if (!whole.started) {
             GTEST_SKIP() << "cannot trace a child here: " << whole.reason;
         }
-        ASSERT_LE(whole.exitCode, kExitCorrected);
+        ASSERT_LE(whole.exitCode, qxfsutil::kExitCorrected);
         m_calls = whole.calls;
         ASSERT_GT(m_calls, 5U);
     }
@@ -128,7 +129,7 @@ TEST_P(EveryCall, mayBeTheLastOneBeforeAKill) {
         ASSERT_TRUE(killed.killed);
         world.expectNothingLost();
         const auto second = qx_test::runKilledAt(world.command(GetParam().words), 0);
-        EXPECT_LE(second.exitCode, kExitCorrected);
+        EXPECT_LE(second.exitCode, qxfsutil::kExitCorrected);
         EXPECT_EQ(0U, world.findingsLeft());
         world.expectNothingLost();
     }
@@ -171,4 +172,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
-}  // namespace qxfsutil
+}  // namespace qxfs

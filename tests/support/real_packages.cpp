@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <initializer_list>
 
-#include "node/support/subprocess.h"
+#include "base/subprocess.h"
 
 namespace qx_test {
 
@@ -46,9 +46,9 @@ Version parts_of(const std::string& text) {
 
 std::vector<std::string> run_program(const std::vector<std::string>& argv) {
     std::vector<std::string> lines;
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     options.onLine = [&](const std::string& line) { lines.push_back(line); };
-    const auto result = qxnode::runProcess(argv, options);
+    const auto result = base::runProcess(argv, options);
     EXPECT_TRUE(result.succeeded()) << argv.front() << ": " << result.reason() << "\n"
                                     << result.errorTail;
     return lines;

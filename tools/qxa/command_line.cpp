@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include "QXL/QXLPackageManagerOptions.h"
-#include "tools/cli/command_line.h"
+#include "cli/command_line.h"
 
 namespace qxa {
 

@@ -1,4 +1,6 @@
 // Commands about the node itself: templates to pack, node directories, events, history.
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "QXA/QXANodeDirectory.h"

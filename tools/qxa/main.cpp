@@ -10,7 +10,7 @@
 #include "QXA/QXANodeDirectory.h"
 #include "QXL/QXLError.h"
 #include "QXL/QXLLockPolicy.h"
-#include "tools/cli/command_line.h"
+#include "cli/command_line.h"
 #include "tools/qxa/command_line.h"
 #include "tools/qxa/exit_code.h"
 #include "tools/qxa/print.h"

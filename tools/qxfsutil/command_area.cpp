@@ -10,31 +10,32 @@
 #include <cstring>
 #include <memory>
 
+#include "src/area/lost_files.h"
+#include "src/area/undo.h"
+#include "src/area/usage.h"
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/commands.h"
-#include "tools/qxfsutil/lost_files.h"
+#include "tools/qxfsutil/exit_code.h"
 #include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/report.h"
-#include "tools/qxfsutil/undo.h"
-#include "tools/qxfsutil/usage.h"
 
 namespace qxfsutil {
 
 namespace {
 
-int indexOneArea(const Options& options, const Area& area) {
+int indexOneArea(const Options& options, const qxfs::Area& area) {
     int exitCode = kExitClean;
-    const IndexOptions indexOptions{options.convertSymlinks, options.dryRun};
-    indexArea(area, indexOptions, [&](const IndexOutcome& outcome) {
+    const qxfs::IndexOptions indexOptions{options.convertSymlinks, options.dryRun};
+    qxfs::indexArea(area, indexOptions, [&](const qxfs::IndexOutcome& outcome) {
         const bool quietly = options.quiet && outcome.reasons.empty();
         if (options.json) {
             std::fputs(indexedAsJson(area.name, outcome).c_str(), stdout);
         } else if (!quietly) {
             std::fputs(indexedAsText(area.name, outcome).c_str(), stdout);
         }
-        if (outcome.result == IndexResult::failed) {
+        if (outcome.result == qxfs::IndexResult::failed) {
             exitCode = kExitOperational;
-        } else if (outcome.result == IndexResult::faulty) {
+        } else if (outcome.result == qxfs::IndexResult::faulty) {
             exitCode = std::max<int>(exitCode, kExitErrorsLeft);
         }
     });
@@ -71,9 +72,9 @@ bool privateAreaOf(int container, std::string& path) {
 }
 
 /// The one area of commands that take it as their first word.
-bool openOne(const Options& options, Area& area) {
+bool openOne(const Options& options, qxfs::Area& area) {
     std::string error;
-    if (openArea(options.area, options.templateRoot, area, error)) {
+    if (qxfs::openArea(options.area, options.templateRoot, area, error)) {
         return true;
     }
     reportFailure(options, options.area, error);
@@ -92,7 +93,7 @@ int reportFailure(const Options& options, const std::string& what, const std::st
     return kExitOperational;
 }
 
-bool openAreas(const Options& options, std::vector<Area>& areas) {
+bool openAreas(const Options& options, std::vector<qxfs::Area>& areas) {
     auto paths = options.names;
     for (const int container : options.containers) {
         std::string path;
@@ -103,9 +104,9 @@ bool openAreas(const Options& options, std::vector<Area>& areas) {
         paths.push_back(std::move(path));
     }
     for (const auto& path : paths) {
-        Area area;
+        qxfs::Area area;
         std::string error;
-        if (!openArea(path, options.templateRoot, area, error)) {
+        if (!qxfs::openArea(path, options.templateRoot, area, error)) {
             reportFailure(options, path, error);
             return false;
         }
@@ -115,7 +116,7 @@ bool openAreas(const Options& options, std::vector<Area>& areas) {
 }
 
 int runIndex(const Options& options) {
-    std::vector<Area> areas;
+    std::vector<qxfs::Area> areas;
     if (!openAreas(options, areas)) {
         return kExitOperational;
     }
@@ -124,9 +125,9 @@ int runIndex(const Options& options) {
 }
 
 int runUndo(const Options& options) {
-    RecordedChanges changes;
+    qxfs::RecordedChanges changes;
     std::string error;
-    if (!readRecord(options.undoFile, changes, error) || !undoChanges(changes, error)) {
+    if (!qxfs::readRecord(options.undoFile, changes, error) || !qxfs::undoChanges(changes, error)) {
         return reportFailure(options, "undo", error);
     }
     if (options.json) {
@@ -141,13 +142,13 @@ int runRestore(const Options& options) {
     // What was moved aside comes back whether or not there are templates.
     auto withoutTemplates = options;
     withoutTemplates.templateRoot.clear();
-    Area area;
+    qxfs::Area area;
     if (!openOne(withoutTemplates, area)) {
         return kExitOperational;
     }
     for (const auto& name : options.names) {
         std::string error;
-        if (!restoreLost(area, name, error)) {
+        if (!qxfs::restoreLost(area, name, error)) {
             return reportFailure(options, "restore", error);
         }
     }
@@ -155,15 +156,15 @@ int runRestore(const Options& options) {
 }
 
 int runList(const Options& options) {
-    Area area;
+    qxfs::Area area;
     if (!openOne(options, area)) {
         return kExitOperational;
     }
     const auto paths = options.names.empty() ? std::vector<std::string>{"/"} : options.names;
     for (const auto& path : paths) {
-        std::vector<SeenEntry> entries;
+        std::vector<qxfs::SeenEntry> entries;
         std::string error;
-        if (!listSeen(area, path, entries, error)) {
+        if (!qxfs::listSeen(area, path, entries, error)) {
             return reportFailure(options, "ls", error);
         }
         for (const auto& entry : entries) {
@@ -174,12 +175,12 @@ int runList(const Options& options) {
 }
 
 int runCat(const Options& options) {
-    Area area;
+    qxfs::Area area;
     if (!openOne(options, area)) {
         return kExitOperational;
     }
     for (const auto& path : options.names) {
-        Resolved resolved;
+        qxfs::Resolved resolved;
         std::string error;
         if (!resolve(area, path, resolved, error)) {
             return reportFailure(options, "cat", error);
@@ -187,8 +188,8 @@ int runCat(const Options& options) {
         if (!S_ISREG(resolved.info.st_mode)) {
             return reportFailure(options, "cat", "'" + path + "' is no regular file");
         }
-        const auto file = openResolved(area, resolved);
-        if (!file.valid() || !copyToOutput(file.get())) {
+        const auto file = qxfs::openResolved(area, resolved);
+        if (!file || !copyToOutput(file.get())) {
             return reportFailure(options, "cat",
                                  "can't read '" + resolved.file + "': " + std::strerror(errno));
         }
@@ -197,7 +198,7 @@ int runCat(const Options& options) {
 }
 
 int runClone(const Options& options) {
-    Area area;
+    qxfs::Area area;
     if (!openOne(options, area)) {
         return kExitOperational;
     }
@@ -206,7 +207,7 @@ int runClone(const Options& options) {
         return kExitUsage;
     }
     std::uint64_t changed = 0;
-    const auto failures = cloneArea(area, options.oldId, options.newId, changed);
+    const auto failures = qxfs::cloneArea(area, options.oldId, options.newId, changed);
     for (const auto& failure : failures) {
         reportFailure(options, "clone", failure);
     }
@@ -220,14 +221,14 @@ int runClone(const Options& options) {
 }
 
 int runUsed(const Options& options, bool missingOnly) {
-    std::vector<Area> areas;
+    std::vector<qxfs::Area> areas;
     if (!openAreas(options, areas)) {
         return kExitOperational;
     }
     std::set<std::string> files;
     int exitCode = kExitClean;
     for (const auto& area : areas) {
-        for (const auto& failure : collectUsed(area, files)) {
+        for (const auto& failure : qxfs::collectUsed(area, files)) {
             exitCode = reportFailure(options, area.name, failure);
         }
     }

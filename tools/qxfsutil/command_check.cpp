@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "tools/qxfsutil/commands.h"
+#include "tools/qxfsutil/exit_code.h"
 #include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/report.h"
 
@@ -23,7 +24,7 @@ public:
     Progress& operator=(const Progress&) = delete;
     ~Progress() { clear(); }
 
-    void show(const CheckSummary& summary) {
+    void show(const qxfs::CheckSummary& summary) {
         constexpr std::uint64_t kStride = 64;
         if (!m_wanted || summary.directories % kStride != 0) {
             return;
@@ -46,12 +47,12 @@ private:
     bool m_shown = false;
 };
 
-void showFinding(const Options& options, const std::string& area, const Finding& finding) {
+void showFinding(const Options& options, const std::string& area, const qxfs::Finding& finding) {
     const auto text = options.json ? findingAsJson(area, finding) : findingAsText(area, finding);
     std::fputs(text.c_str(), stdout);
 }
 
-int showSummary(const Options& options, const CheckSummary& summary) {
+int showSummary(const Options& options, const qxfs::CheckSummary& summary) {
     if (options.json) {
         std::fputs(summaryAsJson(summary).c_str(), stdout);
     } else if (!options.quiet) {
@@ -60,7 +61,7 @@ int showSummary(const Options& options, const CheckSummary& summary) {
     return exitCodeOf(summary);
 }
 
-std::string defaultUndoFile(const Area& area) {
+std::string defaultUndoFile(const qxfs::Area& area) {
     char stamp[32];
     const auto now = std::time(nullptr);
     struct tm local {};
@@ -71,28 +72,29 @@ std::string defaultUndoFile(const Area& area) {
     return area.privateDir + place + stamp + "-" + std::to_string(getpid()) + ".qxundo";
 }
 
-bool openUndo(const Options& options, const Area& area, UndoRecord& undo, std::string& error) {
-    if (options.mode == RepairMode::report || options.noUndo) {
+bool openUndo(const Options& options, const qxfs::Area& area, qxfs::UndoRecord& undo,
+              std::string& error) {
+    if (options.mode == qxfs::RepairMode::report || options.noUndo) {
         return true;
     }
     return undo.open(options.undoFile.empty() ? defaultUndoFile(area) : options.undoFile,
                      area.privateDir, error);
 }
 
-int checkOneArea(const Options& options, const Area& area) {
-    UndoRecord undo;
+int checkOneArea(const Options& options, const qxfs::Area& area) {
+    qxfs::UndoRecord undo;
     std::string error;
     if (!openUndo(options, area, undo, error)) {
         return reportFailure(options, "check", error);
     }
-    Progress progress(!options.quiet && options.mode != RepairMode::ask);
-    const auto summary = checkArea(
+    Progress progress(!options.quiet && options.mode != qxfs::RepairMode::ask);
+    const auto summary = qxfs::checkArea(
         area, options.mode, undo,
-        [&](const Finding& finding) {
+        [&](const qxfs::Finding& finding) {
             progress.clear();
             showFinding(options, area.name, finding);
         },
-        [&](const CheckSummary& sofar) { progress.show(sofar); });
+        [&](const qxfs::CheckSummary& sofar) { progress.show(sofar); });
     progress.clear();
     if (undo.isOpen() && summary.repaired == 0) {
         unlink(undo.file().c_str());
@@ -104,42 +106,42 @@ int checkOneArea(const Options& options, const Area& area) {
 }
 
 /// An index file by itself: structure and checksum, and lost links when a root is given.
-std::vector<Finding> findingsOf(const IndexFile& index, const Options& options,
-                                const std::string& path) {
-    std::vector<Finding> findings;
-    const auto add = [&](FindingCode code, const std::string& templateFile = {}) {
+std::vector<qxfs::Finding> findingsOf(const dirindex::IndexFile& index, const Options& options,
+                                      const std::string& path) {
+    std::vector<qxfs::Finding> findings;
+    const auto add = [&](qxfs::FindingCode code, const std::string& templateFile = {}) {
         findings.push_back({code, path, templateFile, index.reason, false});
     };
     if (!index.sound) {
-        add(FindingCode::indexDamaged);
-    } else if (index.checksum != ChecksumState::good) {
-        add(index.checksum == ChecksumState::absent ? FindingCode::checksumAbsent
-                                                    : FindingCode::checksumWrong);
+        add(qxfs::FindingCode::indexDamaged);
+    } else if (index.checksum != dirindex::ChecksumState::good) {
+        add(index.checksum == dirindex::ChecksumState::absent ? qxfs::FindingCode::checksumAbsent
+                                                              : qxfs::FindingCode::checksumWrong);
     }
-    Area area;
+    qxfs::Area area;
     area.templateRoot = options.linkRoot;
     for (const auto& entry : index.entries) {
         const auto link = entry.link.has_value() ? *entry.link + "/" + entry.name : "";
-        if (area.looksAtTemplates() && !link.empty() && !lookUpTemplate(area, link).exists) {
-            add(FindingCode::linkLost, area.templateFile(link));
+        if (area.looksAtTemplates() && !link.empty() && !qxfs::lookUpTemplate(area, link).exists) {
+            add(qxfs::FindingCode::linkLost, area.templateFile(link));
         }
     }
     return findings;
 }
 
 int checkIndexFile(const Options& options, const std::string& path) {
-    const auto index = readIndexFile(path);
+    const auto index = dirindex::readIndexFile(path);
     if (!index.readable) {
         return reportFailure(options, path, index.reason);
     }
-    CheckSummary summary;
+    qxfs::CheckSummary summary;
     summary.area = path;
     summary.indexed = 1;
     summary.entries = index.entries.size();
     for (const auto& finding : findingsOf(index, options, path)) {
         ++summary.findings;
-        ++(kindOf(finding.code).severity == Severity::note ? summary.notesLeft
-                                                           : summary.errorsLeft);
+        ++(qxfs::kindOf(finding.code).severity == qxfs::Severity::note ? summary.notesLeft
+                                                                       : summary.errorsLeft);
         showFinding(options, path, finding);
     }
     return showSummary(options, summary);
@@ -157,8 +159,8 @@ Named whatIs(const std::string& path) {
 
 /// Checks the areas, each in a process of its own unless something is to be asked: what such a
 /// process prints is held back until it ends, and its questions would be, too.
-int checkAreas(const Options& options, const std::vector<Area>& areas) {
-    if (options.mode != RepairMode::ask) {
+int checkAreas(const Options& options, const std::vector<qxfs::Area>& areas) {
+    if (options.mode != qxfs::RepairMode::ask) {
         return runProcesses(areas.size(), options.jobs,
                             [&](std::size_t place) { return checkOneArea(options, areas[place]); });
     }
@@ -177,7 +179,7 @@ int runCheck(const Options& options) {
     std::vector<std::string> files;
     for (const auto& name : options.names) {
         const auto named = whatIs(name);
-        if (named == Named::file && options.modeGiven && options.mode != RepairMode::report) {
+        if (named == Named::file && options.modeGiven && options.mode != qxfs::RepairMode::report) {
             reportFailure(options, name, "an index file is only checked; name its area to repair");
             return kExitUsage;
         }
@@ -187,7 +189,7 @@ int runCheck(const Options& options) {
     for (const auto& file : files) {
         exitCode = std::max(exitCode, checkIndexFile(options, file));
     }
-    std::vector<Area> areas;
+    std::vector<qxfs::Area> areas;
     if (!openAreas(areasOnly, areas)) {
         return kExitOperational;
     }

@@ -6,9 +6,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "src/file_descriptor.h"
+#include "base/open_below.h"
+#include "src/index/index_image.h"
 #include "tools/qxfsutil/commands.h"
-#include "tools/qxfsutil/index_image.h"
+#include "tools/qxfsutil/exit_code.h"
 #include "tools/qxfsutil/report.h"
 
 namespace qxfsutil {
@@ -17,13 +18,13 @@ namespace {
 
 bool readInput(const std::string& path, std::string& text) {
     if (path != "-") {
-        return readFile(path, kMaxBuiltSize, text);
+        return dirindex::readFile(path, dirindex::kMaxBuiltSize, text);
     }
     char buffer[65536];
     for (auto got = std::fread(buffer, 1, sizeof buffer, stdin); got > 0;
          got = std::fread(buffer, 1, sizeof buffer, stdin)) {
         text.append(buffer, got);
-        if (text.size() > kMaxBuiltSize) {
+        if (text.size() > dirindex::kMaxBuiltSize) {
             errno = EFBIG;
             return false;
         }
@@ -33,14 +34,14 @@ bool readInput(const std::string& path, std::string& text) {
 
 bool writeBeside(const std::string& path, const std::string& bytes) {
     const auto fresh = path + ".~new";
-    auto file = qxfs::open_for_writing(fresh.c_str(), O_WRONLY);
+    auto file = base::openSuspect(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     std::size_t done = 0;
     ssize_t written = 0;
-    while (file.valid() && done < bytes.size() && written >= 0) {
+    while (file && done < bytes.size() && written >= 0) {
         written = write(file.get(), bytes.data() + done, bytes.size() - done);
         done += written > 0 ? static_cast<std::size_t>(written) : 0;
     }
-    const bool good = file.valid() && written >= 0 && fsync(file.get()) == 0 && file.close() == 0 &&
+    const bool good = file && written >= 0 && fsync(file.get()) == 0 && file.close() == 0 &&
                       rename(fresh.c_str(), path.c_str()) == 0;
     const int failure = errno;
     if (!good) {
@@ -56,17 +57,18 @@ int runDump(const Options& options) {
     int exitCode = kExitClean;
     for (const auto& name : options.names) {
         std::string bytes;
-        if (!readFile(name, kMaxBuiltSize, bytes)) {
+        if (!dirindex::readFile(name, dirindex::kMaxBuiltSize, bytes)) {
             return reportFailure(options, name, std::strerror(errno));
         }
-        IndexText text;
+        dirindex::IndexText text;
         std::string error;
-        if (!dumpImage(bytes, text, error)) {
+        if (!dirindex::dumpImage(bytes, text, error)) {
             reportFailure(options, name, error);
             exitCode = kExitErrorsLeft;
             continue;
         }
-        std::fputs((options.json ? entriesAsJson(name, text.entries) : formatIndex(text)).c_str(),
+        std::fputs((options.json ? entriesAsJson(name, text.entries) : dirindex::formatIndex(text))
+                       .c_str(),
                    stdout);
     }
     return exitCode;
@@ -78,13 +80,13 @@ int runBuild(const Options& options) {
     if (!readInput(name, text)) {
         return reportFailure(options, name, std::strerror(errno));
     }
-    IndexText index;
+    dirindex::IndexText index;
     std::string error;
     std::string bytes;
-    if (!parseIndex(text, index, error)) {
+    if (!dirindex::parseIndex(text, index, error)) {
         return reportFailure(options, name, error);
     }
-    if (!buildImage(index, bytes, error)) {
+    if (!dirindex::buildImage(index, bytes, error)) {
         return reportFailure(options, name, error);
     }
     if (options.output.empty()) {
@@ -99,13 +101,13 @@ int runBuild(const Options& options) {
 int runStat(const Options& options) {
     int exitCode = kExitClean;
     for (const auto& name : options.names) {
-        const auto index = readIndexFile(name);
+        const auto index = dirindex::readIndexFile(name);
         if (!index.sound) {
             reportFailure(options, name, index.reason);
             exitCode = std::max<int>(exitCode, index.readable ? kExitErrorsLeft : kExitOperational);
             continue;
         }
-        const auto stat = statOf(index);
+        const auto stat = dirindex::statOf(index);
         std::fputs((options.json ? statAsJson(name, stat) : statAsText(name, stat)).c_str(),
                    stdout);
     }
@@ -113,7 +115,7 @@ int runStat(const Options& options) {
 }
 
 int runFindings(const Options& options) {
-    for (const auto& kind : findingKinds()) {
+    for (const auto& kind : qxfs::findingKinds()) {
         std::fputs((options.json ? kindAsJson(kind) : kindAsText(kind)).c_str(), stdout);
     }
     return kExitClean;

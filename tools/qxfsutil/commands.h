@@ -29,6 +29,6 @@ int reportFailure(const Options& options, const std::string& what, const std::st
 
 /// Opens the areas that the options name, by path and by container.
 /// @return false when one could not be opened; it has been reported.
-bool openAreas(const Options& options, std::vector<Area>& areas);
+bool openAreas(const Options& options, std::vector<qxfs::Area>& areas);
 
 }  // namespace qxfsutil

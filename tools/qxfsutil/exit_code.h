@@ -1,6 +1,8 @@
 // Exit codes of qxfsutil, as fsck tools have them.
 #pragma once
 
+#include "src/area/check_area.h"
+
 namespace qxfsutil {
 
 enum ExitCode : int {
@@ -10,5 +12,8 @@ enum ExitCode : int {
     kExitOperational = 8,  ///< the command could not do its work
     kExitUsage = 16,
 };
+
+/// The exit code for what the check of one area came to.
+ExitCode exitCodeOf(const qxfs::CheckSummary& summary);
 
 }  // namespace qxfsutil

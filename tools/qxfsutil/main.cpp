@@ -6,8 +6,8 @@
 #include <functional>
 #include <map>
 
+#include "cli/command_line.h"
 #include "src/qxfsutil.h"
-#include "tools/cli/command_line.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
 
@@ -62,8 +62,8 @@ void addArea(CLI::App* command, Options& options) {
     command->add_option("AREA", options.area, "The area")->required();
 }
 
-CLI::Option* addMode(CLI::App* command, Options& options, const char* flag,
-                     qxfsutil::RepairMode mode, const char* help) {
+CLI::Option* addMode(CLI::App* command, Options& options, const char* flag, qxfs::RepairMode mode,
+                     const char* help) {
     return command->add_flag_callback(
         flag,
         [&options, mode] {
@@ -88,12 +88,12 @@ void addCheck(CommandLine& line) {
     auto* check = addCommand(line, "check", "Check areas, or single index files, and repair areas",
                              "qxfsutil check -p /qx/private/101", qxfsutil::runCheck);
     addAreas(check, options, "Areas or index files");
-    using qxfsutil::RepairMode;
-    auto* report = addMode(check, options, "-n", RepairMode::report,
+    using qxfs::RepairMode;
+    auto* report = addMode(check, options, "-n", qxfs::RepairMode::report,
                            "Report only; the default without a terminal and with --json");
-    auto* preen =
-        addMode(check, options, "-p", RepairMode::preen, "Make repairs that cannot lose anything");
-    auto* yes = addMode(check, options, "-y", RepairMode::yes, "Make every repair");
+    auto* preen = addMode(check, options, "-p", qxfs::RepairMode::preen,
+                          "Make repairs that cannot lose anything");
+    auto* yes = addMode(check, options, "-y", qxfs::RepairMode::yes, "Make every repair");
     report->excludes(preen)->excludes(yes);
     preen->excludes(yes);
     check->add_option("--root", options.linkRoot, "Of index files: look links up below DIR")
@@ -205,7 +205,7 @@ int main(int argc, char** argv) {
         set_log(kEverything, nullptr, nullptr);
     }
     if (!line.options.modeGiven && canAsk() && !line.options.json) {
-        line.options.mode = qxfsutil::RepairMode::ask;
+        line.options.mode = qxfs::RepairMode::ask;
     }
     try {
         return cli::finish(line.app.get_name(), line.command(), kExitCodes);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qxfsutil/repair.h"
+#include "src/area/repair.h"
 
 namespace qxfsutil {
 
@@ -21,7 +21,7 @@ struct Options {
     std::vector<int> containers;     ///< areas by container number
     std::string templateRoot = kDefaultTemplateRoot;
     std::string linkRoot;  ///< of `check INDEX`: look links up below it
-    RepairMode mode = RepairMode::report;
+    qxfs::RepairMode mode = qxfs::RepairMode::report;
     bool modeGiven = false;
     std::string undoFile;
     bool noUndo = false;

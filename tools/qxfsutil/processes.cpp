@@ -12,7 +12,8 @@
 #include <cstring>
 #include <vector>
 
-#include "src/file_descriptor.h"
+#include "base/content.h"
+#include "base/fd.h"
 #include "tools/qxfsutil/exit_code.h"
 
 namespace qxfsutil {
@@ -21,7 +22,7 @@ namespace {
 
 struct Job {
     pid_t pid = -1;
-    qxfs::FileDescriptor output;
+    base::Fd output;
     bool ended = false;
     int exitCode = kExitOperational;
 };
@@ -45,9 +46,9 @@ std::string contentOf(int file) {
 }
 
 void start(Job& job, std::size_t place, const std::function<int(std::size_t)>& work) {
-    job.output = qxfs::FileDescriptor(memfd_create("output", MFD_CLOEXEC));
+    job.output = base::Fd(memfd_create("output", MFD_CLOEXEC));
     std::fflush(nullptr);
-    job.pid = job.output.valid() ? fork() : -1;
+    job.pid = job.output ? fork() : -1;
     if (job.pid == 0) {
         int exitCode = kExitOperational;
         if (dup2(job.output.get(), STDOUT_FILENO) < 0) {
@@ -128,14 +129,14 @@ int runProcesses(std::size_t count, unsigned jobs, const std::function<int(std::
 }
 
 bool textFromChild(const std::function<std::string()>& work, std::string& text) {
-    const qxfs::FileDescriptor said(memfd_create("said", MFD_CLOEXEC));
-    const qxfs::FileDescriptor made(memfd_create("made", MFD_CLOEXEC));
+    const base::Fd said(memfd_create("said", MFD_CLOEXEC));
+    const base::Fd made(memfd_create("made", MFD_CLOEXEC));
     std::fflush(nullptr);
-    const pid_t pid = said.valid() && made.valid() ? fork() : -1;
+    const pid_t pid = said && made ? fork() : -1;
     if (pid == 0) {
         dup2(said.get(), STDERR_FILENO);
         const auto result = work();
-        _exit(qxfs::write_all(made.get(), result.data(), result.size()) ? 0 : 1);
+        _exit(base::writeContent(made.get(), result) ? 0 : 1);
     }
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid) {

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "src/qxfsutil.h"
+#include "tools/qxfsutil/exit_code.h"
 
 namespace qxfsutil {
 
@@ -27,9 +28,10 @@ std::string modeText(mode_t mode) {
 
 }  // namespace
 
-std::string findingAsText(const std::string& area, const Finding& finding) {
-    const auto& kind = kindOf(finding.code);
-    std::string text = area + ": " + severityName(kind.severity) + ": " + describe(finding);
+std::string findingAsText(const std::string& area, const qxfs::Finding& finding) {
+    const auto& kind = qxfs::kindOf(finding.code);
+    std::string text =
+        area + ": " + qxfs::severityName(kind.severity) + ": " + qxfs::describe(finding);
     if (finding.repaired) {
         text += ": repaired";
     } else if (kind.repair[0] != '\0') {
@@ -38,11 +40,11 @@ std::string findingAsText(const std::string& area, const Finding& finding) {
     return text + '\n';
 }
 
-std::string findingAsJson(const std::string& area, const Finding& finding) {
-    const auto& kind = kindOf(finding.code);
+std::string findingAsJson(const std::string& area, const qxfs::Finding& finding) {
+    const auto& kind = qxfs::kindOf(finding.code);
     return line({{"area", area},
                  {"finding", kind.name},
-                 {"severity", severityName(kind.severity)},
+                 {"severity", qxfs::severityName(kind.severity)},
                  {"path", finding.path},
                  {"template", finding.templateFile},
                  {"text", kind.text},
@@ -52,23 +54,23 @@ std::string findingAsJson(const std::string& area, const Finding& finding) {
                  {"repaired", finding.repaired}});
 }
 
-std::string kindAsText(const FindingKind& kind) {
+std::string kindAsText(const qxfs::FindingKind& kind) {
     char text[512];
     std::snprintf(text, sizeof text, "%-24s %-8s %s\n%-24s %-8s %s\n", kind.name,
-                  severityName(kind.severity), kind.text, "", kind.preen ? "preen" : "",
+                  qxfs::severityName(kind.severity), kind.text, "", kind.preen ? "preen" : "",
                   kind.repair[0] == '\0' ? "cannot be repaired" : kind.repair);
     return text;
 }
 
-std::string kindAsJson(const FindingKind& kind) {
+std::string kindAsJson(const qxfs::FindingKind& kind) {
     return line({{"finding", kind.name},
-                 {"severity", severityName(kind.severity)},
+                 {"severity", qxfs::severityName(kind.severity)},
                  {"text", kind.text},
                  {"repair", kind.repair},
                  {"preen", kind.preen}});
 }
 
-std::string summaryAsText(const CheckSummary& summary) {
+std::string summaryAsText(const qxfs::CheckSummary& summary) {
     const auto left = summary.findings - summary.repaired;
     std::string text = summary.area + ": " + std::to_string(summary.directories) +
                        " directories, " + std::to_string(summary.indexed) + " indexed with " +
@@ -85,7 +87,7 @@ std::string summaryAsText(const CheckSummary& summary) {
     return text + '\n';
 }
 
-std::string summaryAsJson(const CheckSummary& summary) {
+std::string summaryAsJson(const qxfs::CheckSummary& summary) {
     return line({{"area", summary.area},
                  {"summary",
                   {{"directories", summary.directories},
@@ -100,23 +102,23 @@ std::string summaryAsJson(const CheckSummary& summary) {
                    {"exit", static_cast<int>(exitCodeOf(summary))}}}});
 }
 
-std::string indexedAsText(const std::string& area, const IndexOutcome& outcome) {
-    std::string text =
-        area + ": " + indexResultName(outcome.result) + ": " + escaped(outcome.path) + '\n';
+std::string indexedAsText(const std::string& area, const qxfs::IndexOutcome& outcome) {
+    std::string text = area + ": " + qxfs::indexResultName(outcome.result) + ": " +
+                       dirindex::escaped(outcome.path) + '\n';
     for (const auto& reason : outcome.reasons) {
         text += "    " + reason + '\n';
     }
     return text;
 }
 
-std::string indexedAsJson(const std::string& area, const IndexOutcome& outcome) {
+std::string indexedAsJson(const std::string& area, const qxfs::IndexOutcome& outcome) {
     return line({{"area", area},
                  {"path", outcome.path},
-                 {"result", indexResultName(outcome.result)},
+                 {"result", qxfs::indexResultName(outcome.result)},
                  {"reasons", outcome.reasons}});
 }
 
-std::string statAsText(const std::string& name, const IndexStat& stat) {
+std::string statAsText(const std::string& name, const dirindex::IndexStat& stat) {
     char text[1024];
     std::snprintf(text, sizeof text,
                   "  %-18s %llu bytes\n  %-18s %llu (%llu directories, %llu from templates)\n"
@@ -129,11 +131,11 @@ std::string statAsText(const std::string& name, const IndexStat& stat) {
                   static_cast<unsigned long long>(stat.links), "buckets", stat.buckets,
                   stat.usedBuckets, stat.longestChain, "gaps",
                   static_cast<unsigned long long>(stat.gapBytes), "bytes per entry",
-                  stat.bytesPerEntry, "checksum", checksumName(stat.checksum));
+                  stat.bytesPerEntry, "checksum", dirindex::checksumName(stat.checksum));
     return name + "\n" + text;
 }
 
-std::string statAsJson(const std::string& name, const IndexStat& stat) {
+std::string statAsJson(const std::string& name, const dirindex::IndexStat& stat) {
     return line({{"index", name},
                  {"size", stat.size},
                  {"entries", stat.entries},
@@ -145,10 +147,11 @@ std::string statAsJson(const std::string& name, const IndexStat& stat) {
                  {"longestChain", stat.longestChain},
                  {"gapBytes", stat.gapBytes},
                  {"bytesPerEntry", stat.bytesPerEntry},
-                 {"checksum", checksumName(stat.checksum)}});
+                 {"checksum", dirindex::checksumName(stat.checksum)}});
 }
 
-std::string entriesAsJson(const std::string& name, const std::vector<IndexEntry>& entries) {
+std::string entriesAsJson(const std::string& name,
+                          const std::vector<dirindex::IndexEntry>& entries) {
     auto list = Json::array();
     for (const auto& entry : entries) {
         list.push_back({{"name", entry.name},
@@ -159,19 +162,20 @@ std::string entriesAsJson(const std::string& name, const std::vector<IndexEntry>
     return line({{"index", name}, {"entries", std::move(list)}});
 }
 
-std::string seenAsText(const SeenEntry& entry) {
+std::string seenAsText(const qxfs::SeenEntry& entry) {
     std::string text = modeText(entry.resolved.info.st_mode) + ' ' +
-                       std::to_string(entry.resolved.info.st_size) + ' ' + escaped(entry.name);
+                       std::to_string(entry.resolved.info.st_size) + ' ' +
+                       dirindex::escaped(entry.name);
     if (!entry.target.empty()) {
-        text += " -> " + escaped(entry.target);
+        text += " -> " + dirindex::escaped(entry.target);
     }
     if (entry.resolved.fromTemplate) {
-        text += " [template " + escaped(entry.resolved.file) + "]";
+        text += " [template " + dirindex::escaped(entry.resolved.file) + "]";
     }
     return text + '\n';
 }
 
-std::string seenAsJson(const SeenEntry& entry) {
+std::string seenAsJson(const qxfs::SeenEntry& entry) {
     const auto& info = entry.resolved.info;
     return line({{"name", entry.name},
                  {"type", type_str(info.st_mode >> 12 & 15)},

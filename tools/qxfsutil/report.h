@@ -3,27 +3,28 @@
 
 #include <string>
 
-#include "tools/qxfsutil/check_area.h"
-#include "tools/qxfsutil/index_area.h"
-#include "tools/qxfsutil/index_stat.h"
-#include "tools/qxfsutil/resolve.h"
+#include "src/area/check_area.h"
+#include "src/area/index_area.h"
+#include "src/area/resolve.h"
+#include "src/index/index_stat.h"
 
 namespace qxfsutil {
 
 // Every line below ends in a newline. Bytes that are no valid UTF-8 become U+FFFD in JSON.
-std::string findingAsText(const std::string& area, const Finding& finding);
-std::string findingAsJson(const std::string& area, const Finding& finding);
-std::string kindAsText(const FindingKind& kind);
-std::string kindAsJson(const FindingKind& kind);
-std::string summaryAsText(const CheckSummary& summary);
-std::string summaryAsJson(const CheckSummary& summary);
-std::string indexedAsText(const std::string& area, const IndexOutcome& outcome);
-std::string indexedAsJson(const std::string& area, const IndexOutcome& outcome);
-std::string statAsText(const std::string& name, const IndexStat& stat);
-std::string statAsJson(const std::string& name, const IndexStat& stat);
-std::string entriesAsJson(const std::string& name, const std::vector<IndexEntry>& entries);
-std::string seenAsText(const SeenEntry& entry);
-std::string seenAsJson(const SeenEntry& entry);
+std::string findingAsText(const std::string& area, const qxfs::Finding& finding);
+std::string findingAsJson(const std::string& area, const qxfs::Finding& finding);
+std::string kindAsText(const qxfs::FindingKind& kind);
+std::string kindAsJson(const qxfs::FindingKind& kind);
+std::string summaryAsText(const qxfs::CheckSummary& summary);
+std::string summaryAsJson(const qxfs::CheckSummary& summary);
+std::string indexedAsText(const std::string& area, const qxfs::IndexOutcome& outcome);
+std::string indexedAsJson(const std::string& area, const qxfs::IndexOutcome& outcome);
+std::string statAsText(const std::string& name, const dirindex::IndexStat& stat);
+std::string statAsJson(const std::string& name, const dirindex::IndexStat& stat);
+std::string entriesAsJson(const std::string& name,
+                          const std::vector<dirindex::IndexEntry>& entries);
+std::string seenAsText(const qxfs::SeenEntry& entry);
+std::string seenAsJson(const qxfs::SeenEntry& entry);
 std::string templateAsJson(const std::string& file);
 std::string undoneAsJson(const std::string& area, std::size_t changes);
 std::string clonedAsJson(const std::string& area, std::uint64_t changed);

@@ -3,6 +3,7 @@
 #include "QXA/QXAEnvMLocal.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <uuid/uuid.h>
 
 #include <cerrno>
@@ -12,17 +13,18 @@
 #include "QXA/QXATEMLocal.h"
 #include "QXL/QXLConfiguration.h"
 #include "QXL/QXLLog.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "node/agent/env/area_layout.h"
 #include "node/agent/env/kr_cache.h"
 #include "node/agent/env_cache.h"
 #include "node/agent/tem/agent_reporter.h"
 #include "node/agent/tem/area_index.h"
 #include "node/agent/tem/container_templates.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/guarded.h"
 #include "node/agent/tem/template_cache.h"
 #include "node/support/container_config.h"
-#include "node/support/durable_file.h"
 #include "node/support/paths.h"
 
 namespace QXA {
@@ -115,7 +117,7 @@ void fill(int area, const Start& start, const std::string& name, const tem::Repo
         if (mkdirat(area, "root", 0755) != 0) {
             throw tem::systemFailure("make directory", "root");
         }
-        const qxnode::Fd root = tem::openBelow(area, "root", O_RDONLY | O_DIRECTORY);
+        const base::Fd root = base::openBelow(area, "root", O_RDONLY | O_DIRECTORY);
         if (!root) {
             throw tem::systemFailure("open directory", "root");
         }
@@ -185,7 +187,7 @@ void removeConfig(int veid) {
     }
     // The container is gone already; what cannot be flushed is only not yet sure to stay so.
     std::string error;
-    if (!qxnode::flushDirectory(qxnode::kContainerConfigDir, error)) {
+    if (!base::flushDirectory(qxnode::kContainerConfigDir, error)) {
         QXL::Log.put(QXL::kLogWarning, "%s", error.c_str());
     }
 }

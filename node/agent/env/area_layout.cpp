@@ -8,10 +8,12 @@
 #include <cstdio>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/area_record.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
-#include "node/support/durable_file.h"
 
 namespace QXA::env {
 
@@ -45,8 +47,8 @@ Place placeOf(const std::string& path) {
     return place;
 }
 
-qxnode::Fd openFolder(const Place& place) {
-    qxnode::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+base::Fd openFolder(const Place& place) {
+    base::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder) {
         throw systemFailure("open folder", place.folder);
     }
@@ -61,8 +63,8 @@ void setMark(int area, const std::string& path) {
     if (mkdirat(area, tem::kAreaStateName, 0700) != 0 && errno != EEXIST) {
         throw systemFailure("make directory", path + "/" + tem::kAreaStateName);
     }
-    const qxnode::Fd state = tem::openBelow(area, tem::kAreaStateName, O_RDONLY | O_DIRECTORY);
-    if (!state || !tem::writeFileDurably(state.get(), kMarkName, "")) {
+    const base::Fd state = base::openBelow(area, tem::kAreaStateName, O_RDONLY | O_DIRECTORY);
+    if (!state || !base::writeFileDurably(state.get(), kMarkName, "")) {
         throw systemFailure("mark area", path);
     }
 }
@@ -72,7 +74,7 @@ void fillArea(int folder, const std::string& beside, const std::string& path,
     if (mkdirat(folder, beside.c_str(), 0700) != 0) {
         throw systemFailure("make directory", path);
     }
-    const qxnode::Fd area = tem::openBelow(folder, beside, O_RDONLY | O_DIRECTORY);
+    const base::Fd area = base::openBelow(folder, beside, O_RDONLY | O_DIRECTORY);
     if (!area) {
         throw systemFailure("open directory", path);
     }
@@ -92,20 +94,20 @@ void fillArea(int folder, const std::string& beside, const std::string& path,
 void makeArea(const std::string& path, const std::function<void(int)>& fill) {
     const Place place = placeOf(path);
     std::string error;
-    if (!qxnode::makeDirectories(place.folder, error)) {
+    if (!base::makeDirectories(place.folder, error)) {
         throw Failure(tem::kTemFailed, error);
     }
-    const qxnode::Fd folder = openFolder(place);
-    if (tem::statBelow(folder.get(), place.name)) {
-        if (!tem::statBelow(folder.get(), markPath(place.name))) {
+    const base::Fd folder = openFolder(place);
+    if (base::statBelow(folder.get(), place.name)) {
+        if (!base::statBelow(folder.get(), markPath(place.name))) {
             throw Failure(kTemConflict, "private area '" + path + "' is there already");
         }
-        if (!tem::removeTree(folder.get(), place.name)) {
+        if (!base::removeTree(folder.get(), place.name)) {
             throw systemFailure("remove the unfinished area", path);
         }
     }
     const std::string beside = ".new." + place.name;
-    if (!tem::removeTree(folder.get(), beside)) {
+    if (!base::removeTree(folder.get(), beside)) {
         throw systemFailure("remove", place.folder + "/" + beside);
     }
     bool inPlace = false;
@@ -113,41 +115,41 @@ void makeArea(const std::string& path, const std::function<void(int)>& fill) {
         fillArea(folder.get(), beside, path, fill);
         inPlace = renameat2(folder.get(), beside.c_str(), folder.get(), place.name.c_str(),
                             RENAME_NOREPLACE) == 0;
-        if (!inPlace || !tem::flushDirectory(folder.get())) {
+        if (!inPlace || !base::flushDirectory(folder.get())) {
             throw systemFailure("put in place", path);
         }
     } catch (const Failure&) {
-        tem::removeTree(folder.get(), inPlace ? place.name : beside);
+        base::removeTree(folder.get(), inPlace ? place.name : beside);
         throw;
     }
 }
 
 void finishArea(const std::string& path) {
     const Place place = placeOf(path);
-    const qxnode::Fd folder = openFolder(place);
+    const base::Fd folder = openFolder(place);
     // One that stays is harmless: with a configuration the area is a container's.
     std::string name;
-    if (const qxnode::Fd state = tem::openParent(folder.get(), markPath(place.name), name)) {
+    if (const base::Fd state = base::openParent(folder.get(), markPath(place.name), name)) {
         unlinkat(state.get(), name.c_str(), 0);
     }
 }
 
 void leaveArea(const std::string& path) {
     const Place place = placeOf(path);
-    const qxnode::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder && errno == ENOENT) {
         return;
     }
-    const qxnode::Fd area =
-        folder ? tem::openBelow(folder.get(), place.name, O_RDONLY | O_DIRECTORY) : qxnode::Fd();
+    const base::Fd area =
+        folder ? base::openBelow(folder.get(), place.name, O_RDONLY | O_DIRECTORY) : base::Fd();
     if (!area) {
         if (errno == ENOENT) {
             return;
         }
         throw systemFailure("open private area", path);
     }
-    const auto root = tem::statBelow(area.get(), "root");
-    const auto version = tem::statBelow(area.get(), kVersionLink);
+    const auto root = base::statBelow(area.get(), "root");
+    const auto version = base::statBelow(area.get(), kVersionLink);
     if (!root || !S_ISDIR(root->st_mode) || !version || !S_ISLNK(version->st_mode)) {
         throw Failure(tem::kTemFailed, "'" + path +
                                            "' does not look like a private area (no root, no "
@@ -158,12 +160,12 @@ void leaveArea(const std::string& path) {
 
 void removeArea(const std::string& path) {
     const Place place = placeOf(path);
-    const qxnode::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder && errno == ENOENT) {
         return;
     }
-    if (!folder || (tem::statBelow(folder.get(), markPath(place.name)) &&
-                    !tem::removeTree(folder.get(), place.name))) {
+    if (!folder || (base::statBelow(folder.get(), markPath(place.name)) &&
+                    !base::removeTree(folder.get(), place.name))) {
         throw systemFailure("remove private area", path);
     }
 }

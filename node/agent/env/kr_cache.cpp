@@ -9,11 +9,11 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "QXL/QXLEID.h"
+#include "base/subprocess.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/version_order.h"
 #include "node/support/paths.h"
-#include "node/support/subprocess.h"
 #include "node/support/toml_reader.h"
 
 namespace QXA::env {
@@ -67,8 +67,8 @@ void copyTree(const std::string& from, int directory) {
     // The target has no lasting name yet; the child reaches it through our descriptor.
     const std::string to =
         "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(directory) + "/";
-    const qxnode::ProcessResult result =
-        qxnode::runProcess({"cp", "--archive", "--reflink=auto", "--", from + "/.", to});
+    const base::ProcessResult result =
+        base::runProcess({"cp", "--archive", "--reflink=auto", "--", from + "/.", to});
     if (!result.succeeded()) {
         throw Failure(tem::kTemFailed, "cannot copy '" + from + "': " + result.reason());
     }

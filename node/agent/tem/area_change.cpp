@@ -11,9 +11,14 @@
 #include <set>
 #include <sstream>
 
+#include "base/content.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/area_steps.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
+#include "node/agent/tem/record_heading.h"
 #include "node/support/container_config.h"
 
 namespace QXA::tem {
@@ -100,11 +105,11 @@ AreaJournal parseJournal(const std::string& text) {
     return journal;
 }
 
-qxnode::Fd openSaved(int state) {
+base::Fd openSaved(int state) {
     if (mkdirat(state, kSavedName, 0700) != 0 && errno != EEXIST) {
         throw systemFailure("make directory", std::string(kAreaStateName) + "/" + kSavedName);
     }
-    qxnode::Fd saved = openBelow(state, kSavedName, O_RDONLY | O_DIRECTORY);
+    base::Fd saved = base::openBelow(state, kSavedName, O_RDONLY | O_DIRECTORY);
     if (!saved) {
         throw systemFailure("open directory", std::string(kAreaStateName) + "/" + kSavedName);
     }
@@ -124,7 +129,7 @@ void removeName(int state, const std::string& name) {
 }
 
 void removeLeftOvers(int state) {
-    for (const std::string& name : namesIn(state).value_or(std::vector<std::string>{})) {
+    for (const std::string& name : base::namesIn(state).value_or(std::vector<std::string>{})) {
         if (isLeftOver(name)) {
             removeName(state, name);
         }
@@ -132,7 +137,7 @@ void removeLeftOvers(int state) {
 }
 
 void doSteps(const Area& area, const AreaChange& change) {
-    const qxnode::Fd saved = openSaved(area.state());
+    const base::Fd saved = openSaved(area.state());
     for (const AreaStep& step : stepsBetween(change.leaving, change.coming, change.staying)) {
         doStep(area.root(), saved.get(), step);
     }
@@ -152,7 +157,7 @@ std::set<unsigned> savedNumbers(const std::vector<AreaRecord>& records) {
 }
 
 void flushState(const Area& area) {
-    if (!flushDirectory(area.state())) {
+    if (!base::flushDirectory(area.state())) {
         throw systemFailure("flush", kAreaStateName);
     }
 }
@@ -163,7 +168,7 @@ void removeJournal(const Area& area) {
 }
 
 bool isThere(int state, const std::string& name) {
-    return statBelow(state, name).has_value();
+    return base::statBelow(state, name).has_value();
 }
 
 // The change as the journal and the records tell it. Records of templates that left may be gone
@@ -178,7 +183,7 @@ AreaChange loadChange(const Area& area, const AreaJournal& journal) {
     }
     for (const std::string& name : journal.coming) {
         const std::optional<std::string> text =
-            readFileBelow(area.state(), newName(name), std::size_t{1} << 30);
+            base::readFileBelow(area.state(), newName(name), std::size_t{1} << 30);
         change.coming.push_back(text ? parseRecord(*text, "template record '" + name + "'")
                                      : readRecord(area.state(), name));
     }
@@ -194,13 +199,12 @@ AreaChange loadChange(const Area& area, const AreaJournal& journal) {
     return change;
 }
 
-qxnode::Fd openOrMake(int directory, const char* name, mode_t mode,
-                      const std::string& privateArea) {
+base::Fd openOrMake(int directory, const char* name, mode_t mode, const std::string& privateArea) {
     const bool made = mkdirat(directory, name, mode) == 0;
     if (!made && errno != EEXIST) {
         throw systemFailure("make directory", privateArea + "/" + name);
     }
-    qxnode::Fd fd = openBelow(directory, name, O_RDONLY | O_DIRECTORY);
+    base::Fd fd = base::openBelow(directory, name, O_RDONLY | O_DIRECTORY);
     if (!fd) {
         throw systemFailure("open directory", privateArea + "/" + name);
     }
@@ -210,7 +214,7 @@ qxnode::Fd openOrMake(int directory, const char* name, mode_t mode,
 }  // namespace
 
 Area::Area(const std::string& privateArea) {
-    m_directory = qxnode::Fd(open(privateArea.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    m_directory = base::Fd(open(privateArea.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_directory) {
         throw systemFailure("open private area", privateArea);
     }
@@ -219,8 +223,8 @@ Area::Area(const std::string& privateArea) {
 }
 
 unsigned Area::nextSaved() const {
-    const qxnode::Fd saved = openSaved(m_state.get());
-    const std::optional<std::vector<std::string>> names = namesIn(saved.get());
+    const base::Fd saved = openSaved(m_state.get());
+    const std::optional<std::vector<std::string>> names = base::namesIn(saved.get());
     if (!names) {
         throw systemFailure("read directory", std::string(kAreaStateName) + "/" + kSavedName);
     }
@@ -238,11 +242,11 @@ void prepareChange(const Area& area, const AreaChange& change) {
     try {
         for (const AreaRecord& record : change.coming) {
             const std::string name = newName(recordName(record.key));
-            if (!writeFileDurably(area.state(), name, formatRecord(record), 0600)) {
+            if (!base::writeFileDurably(area.state(), name, formatRecord(record), 0600)) {
                 throw systemFailure("write", std::string(kAreaStateName) + "/" + name);
             }
         }
-        if (!writeFileDurably(area.state(), kJournalName, formatJournal(change), 0600)) {
+        if (!base::writeFileDurably(area.state(), kJournalName, formatJournal(change), 0600)) {
             throw systemFailure("write", std::string(kAreaStateName) + "/" + kJournalName);
         }
         begun = true;
@@ -260,10 +264,10 @@ void prepareChange(const Area& area, const AreaChange& change) {
 
 void finishChange(const Area& area, const AreaChange& change) {
     const int state = area.state();
-    const qxnode::Fd saved = openSaved(state);
+    const base::Fd saved = openSaved(state);
     const std::set<unsigned> kept = savedNumbers(change.coming);
     for (const unsigned number : savedNumbers(change.leaving)) {
-        if (!kept.contains(number) && !removeTree(saved.get(), std::to_string(number))) {
+        if (!kept.contains(number) && !base::removeTree(saved.get(), std::to_string(number))) {
             throw systemFailure("remove", std::string(kAreaStateName) + "/" + kSavedName);
         }
     }
@@ -287,7 +291,7 @@ void finishChange(const Area& area, const AreaChange& change) {
 }
 
 void revertChange(const Area& area, const AreaChange& change) {
-    const qxnode::Fd saved = openSaved(area.state());
+    const base::Fd saved = openSaved(area.state());
     std::vector<AreaStep> steps = stepsBetween(change.leaving, change.coming, change.staying);
     std::reverse(steps.begin(), steps.end());
     for (const AreaStep& step : steps) {
@@ -305,7 +309,7 @@ bool isCutShort(const Area& area) {
 
 void recoverArea(const Area& area, const ConfiguredTemplates& configured) {
     const std::optional<std::string> text =
-        readFileBelow(area.state(), kJournalName, kMaxJournalSize);
+        base::readFileBelow(area.state(), kJournalName, kMaxJournalSize);
     if (!text && errno != ENOENT) {
         throw systemFailure("read", std::string(kAreaStateName) + "/" + kJournalName);
     }

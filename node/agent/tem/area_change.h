@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "base/fd.h"
 #include "node/agent/tem/area_record.h"
-#include "node/support/fd.h"
 
 namespace QXA::tem {
 
@@ -38,9 +38,9 @@ public:
     [[nodiscard]] unsigned nextSaved() const;
 
 private:
-    qxnode::Fd m_directory;
-    qxnode::Fd m_root;
-    qxnode::Fd m_state;
+    base::Fd m_directory;
+    base::Fd m_root;
+    base::Fd m_state;
 };
 
 /// A change: what leaves, what comes, what the configuration becomes. The configuration is written

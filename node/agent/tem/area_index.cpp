@@ -18,11 +18,14 @@
 #include <optional>
 #include <utility>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/area_steps.h"
 #include "node/agent/tem/checker_session.h"
 #include "node/agent/tem/directory_index.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/index_record.h"
 #include "node/agent/tem/links.h"
 #include "node/support/paths.h"
@@ -39,9 +42,11 @@ std::string joined(const std::string& directory, const std::string& name) {
     return directory.empty() ? name : directory + "/" + name;
 }
 
-// An empty Fd for a directory that is not there, or where a link of the container leads elsewhere.
-Fd openIfThere(int root, const std::string& directory) {
-    Fd fd = openBelow(root, directory.empty() ? "." : directory, O_RDONLY | O_DIRECTORY);
+// An empty base::Fd for a directory that is not there, or where a link of the container leads
+// elsewhere.
+base::Fd openIfThere(int root, const std::string& directory) {
+    base::Fd fd =
+        base::openBelow(root, directory.empty() ? "." : directory, O_RDONLY | O_DIRECTORY);
     if (!fd && errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
         throw systemFailure("open directory", directory);
     }
@@ -84,7 +89,7 @@ public:
         : m_root(root), m_records(records), m_remembered(std::move(remembered)) {}
 
     void unfold(const std::string& directory) {
-        const Fd fd = openIfThere(m_root, directory);
+        const base::Fd fd = openIfThere(m_root, directory);
         const DirectoryMarks marks = fd ? marksOf(fd.get(), directory) : DirectoryMarks();
         if (!marks.hasIndex) {
             return;
@@ -108,7 +113,7 @@ public:
     // Takes the indexes away, when all that they stand for is in place and on the device.
     void finish() const {
         for (const std::string& directory : m_done) {
-            if (const Fd fd = openIfThere(m_root, directory)) {
+            if (const base::Fd fd = openIfThere(m_root, directory)) {
                 removeIndex(fd.get(), directory);
             }
         }
@@ -118,7 +123,7 @@ public:
     void undo() const {
         for (const std::string& path : m_made) {
             std::string name;
-            if (const Fd parent = openParent(m_root, path, name)) {
+            if (const base::Fd parent = base::openParent(m_root, path, name)) {
                 unlinkat(parent.get(), name.c_str(), 0);
             }
         }
@@ -126,7 +131,7 @@ public:
 
 private:
     void putBack(const std::string& path, const std::string& text) {
-        if (statBelow(m_root, path)) {
+        if (base::statBelow(m_root, path)) {
             return;
         }
         if (errno != ENOENT) {
@@ -176,7 +181,7 @@ public:
 
     void fold(const std::string& directory, bool othersIndex) {
         forgetShortcutsOf(directory);
-        const Fd fd = openIfThere(m_area.root(), directory);
+        const base::Fd fd = openIfThere(m_area.root(), directory);
         // A directory that no template fills any more is as it was before one did.
         if (!fd || (!othersIndex && !m_filled.contains(directory))) {
             m_record.ours.erase(directory);
@@ -210,7 +215,7 @@ public:
         writeIndexRecord(m_area.state(), m_record);
         flush(m_area);
         for (const auto& [directory, links] : m_superfluous) {
-            const Fd fd = openIfThere(m_area.root(), directory);
+            const base::Fd fd = openIfThere(m_area.root(), directory);
             for (const SuperfluousLink& link : links) {
                 if (fd) {
                     removeSuperfluous(fd.get(), directory, link);
@@ -237,7 +242,7 @@ private:
     void remember(const std::string& directory, const std::vector<SuperfluousLink>& links) {
         for (const SuperfluousLink& link : links) {
             const std::string path = joined(directory, link.name);
-            const auto text = readFileBelow(m_area.root(), path, kMaxShortcut);
+            const auto text = base::readFileBelow(m_area.root(), path, kMaxShortcut);
             if (!S_ISREG(link.info.st_mode) || !text) {
                 continue;
             }
@@ -292,7 +297,7 @@ void AreaIndexes::makePlain(const std::set<std::string>& directories,
     const bool unfinished = !listed.empty();
     IndexRecord remembered = readIndexRecord(m_area.state());
     for (const std::string& directory : directories) {
-        const Fd fd = openIfThere(m_area.root(), directory);
+        const base::Fd fd = openIfThere(m_area.root(), directory);
         listed.emplace(directory, fd && marksOf(fd.get(), directory).hasIndex &&
                                       !remembered.ours.contains(directory));
     }

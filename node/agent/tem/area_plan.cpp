@@ -1,14 +1,16 @@
 // Plans what templates put into a container's root.
 #include "node/agent/tem/area_plan.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <optional>
 
+#include "base/content.h"
+#include "base/tree.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/links.h"
 
 namespace QXA::tem {
@@ -30,7 +32,7 @@ AreaEntry entryFor(int templateRoot, const QXATemplate& key, const std::string& 
         entry.text = shortcutText(key.name, key.version, path);
     } else if (S_ISLNK(st.st_mode)) {
         entry.kind = AreaEntry::Kind::link;
-        std::optional<std::string> target = readLinkBelow(templateRoot, path);
+        std::optional<std::string> target = base::readLinkBelow(templateRoot, path);
         if (!target) {
             throw systemFailure("read symbolic link of template", path);
         }
@@ -79,7 +81,7 @@ public:
         if (isBelowOneOf(m_fresh, path)) {
             return Verdict::make;
         }
-        const std::optional<struct stat> there = statBelow(m_situation.root, path);
+        const std::optional<struct stat> there = base::statBelow(m_situation.root, path);
         if (!there) {
             if (errno != ENOENT) {
                 // A link or a file on the way: this path cannot be had.
@@ -124,14 +126,14 @@ std::map<std::string, AreaEntry> entriesOf(int templateRoot, const QXATemplate& 
     const auto visit = [&](const std::string& path, const struct stat& st) {
         entries.emplace(path, entryFor(templateRoot, key, path, st));
     };
-    if (!walkTree(templateRoot, visit, failed)) {
+    if (!base::walkTree(templateRoot, visit, failed)) {
         throw systemFailure("read template '" + key.toString() + "' at", failed);
     }
     return entries;
 }
 
 bool standsAsMade(int root, const std::string& path, const AreaEntry& entry) {
-    const std::optional<struct stat> st = statBelow(root, path);
+    const std::optional<struct stat> st = base::statBelow(root, path);
     if (!st) {
         return false;
     }
@@ -142,10 +144,10 @@ bool standsAsMade(int root, const std::string& path, const AreaEntry& entry) {
             return S_ISREG(st->st_mode) && (st->st_mode & 07777) == entry.mode &&
                    isOwnerOf(*st, entry) &&
                    static_cast<std::size_t>(st->st_size) == entry.text.size() &&
-                   readFileBelow(root, path, kMaxShortcut) == entry.text;
+                   base::readFileBelow(root, path, kMaxShortcut) == entry.text;
         case AreaEntry::Kind::link:
             return S_ISLNK(st->st_mode) && isOwnerOf(*st, entry) &&
-                   readLinkBelow(root, path) == entry.text;
+                   base::readLinkBelow(root, path) == entry.text;
     }
     return false;
 }

@@ -1,16 +1,20 @@
 // What a template put into a container's area.
 #include "node/agent/tem/area_record.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <optional>
 #include <sstream>
 
+#include "base/content.h"
+#include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/links.h"
+#include "node/agent/tem/record_heading.h"
 #include "node/agent/tem/version_order.h"
 
 namespace QXA::tem {
@@ -169,7 +173,7 @@ AreaRecord parseRecord(std::string_view text, const std::string& source) {
 
 AreaRecord readRecord(int state, const std::string& name) {
     const std::string source = "template record '" + name + "'";
-    const std::optional<std::string> text = readFileBelow(state, name, kMaxRecordSize);
+    const std::optional<std::string> text = base::readFileBelow(state, name, kMaxRecordSize);
     if (!text) {
         throw systemFailure("read template record", name);
     }
@@ -181,7 +185,7 @@ AreaRecord readRecord(int state, const std::string& name) {
 }
 
 std::vector<AreaRecord> readRecords(int state) {
-    const std::optional<std::vector<std::string>> names = namesIn(state);
+    const std::optional<std::vector<std::string>> names = base::namesIn(state);
     if (!names) {
         throw systemFailure("read directory", kAreaStateName);
     }

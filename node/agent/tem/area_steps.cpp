@@ -3,16 +3,19 @@
 #include "node/agent/tem/area_steps.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <set>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
-#include "node/support/file_content.h"
 
 namespace QXA::tem {
 
@@ -22,7 +25,7 @@ namespace {
 constexpr const char* kBesidePrefix = ".qxtem-new.";
 
 bool exists(int root, const std::string& path) {
-    if (statBelow(root, path)) {
+    if (base::statBelow(root, path)) {
         return true;
     }
     if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
@@ -37,11 +40,11 @@ void makeBeside(int parent, const std::string& name, const std::string& path,
     bool made = false;
     if (entry.kind == AreaEntry::Kind::link) {
         made = symlinkat(entry.text.c_str(), parent, name.c_str()) == 0 &&
-               applyLinkAttributes(parent, name, attributes);
+               base::applyLinkAttributes(parent, name, attributes);
     } else {
-        const Fd file = openBelow(parent, name, O_WRONLY | O_CREAT | O_EXCL, 0600);
-        made = file && qxnode::writeContent(file.get(), entry.text) &&
-               applyAttributes(file.get(), attributes);
+        const base::Fd file = base::openBelow(parent, name, O_WRONLY | O_CREAT | O_EXCL, 0600);
+        made = file && base::writeContent(file.get(), entry.text) &&
+               base::applyAttributes(file.get(), attributes);
     }
     if (!made) {
         const Failure failure = systemFailure("make", path);
@@ -52,12 +55,12 @@ void makeBeside(int parent, const std::string& name, const std::string& path,
 
 void makeDirectory(int root, const std::string& path, const AreaEntry& entry) {
     std::string name;
-    const Fd parent = openParent(root, path, name);
+    const base::Fd parent = base::openParent(root, path, name);
     if (!parent || (mkdirat(parent.get(), name.c_str(), 0700) != 0 && errno != EEXIST)) {
         throw systemFailure("make directory", path);
     }
-    const Fd made = openBelow(parent.get(), name, O_RDONLY | O_DIRECTORY);
-    if (!made || !applyAttributes(made.get(), entry.attributes())) {
+    const base::Fd made = base::openBelow(parent.get(), name, O_RDONLY | O_DIRECTORY);
+    if (!made || !base::applyAttributes(made.get(), entry.attributes())) {
         throw systemFailure("make directory", path);
     }
 }
@@ -74,7 +77,7 @@ void put(int root, const std::string& path, const AreaEntry& entry) {
 // A writer that was killed between making and renaming left its file beside.
 void removeBeside(int root, const std::string& path) {
     std::string name;
-    if (const Fd parent = openParent(root, path, name)) {
+    if (const base::Fd parent = base::openParent(root, path, name)) {
         unlinkat(parent.get(),
                  (kBesidePrefix + std::to_string(std::hash<std::string>{}(name))).c_str(), 0);
     }
@@ -83,7 +86,7 @@ void removeBeside(int root, const std::string& path) {
 void take(int root, const std::string& path, const AreaEntry& entry) {
     const bool isDirectory = entry.kind == AreaEntry::Kind::directory;
     std::string name;
-    const Fd parent = openParent(root, path, name);
+    const base::Fd parent = base::openParent(root, path, name);
     if (!parent || unlinkat(parent.get(), name.c_str(), isDirectory ? AT_REMOVEDIR : 0) != 0) {
         // A directory in which the container keeps something of its own stays.
         if (!isDirectory || (errno != ENOTEMPTY && errno != EEXIST && errno != EBUSY)) {
@@ -94,7 +97,7 @@ void take(int root, const std::string& path, const AreaEntry& entry) {
 
 void save(int root, int saved, const std::string& path, unsigned number) {
     std::string name;
-    const Fd parent = openParent(root, path, name);
+    const base::Fd parent = base::openParent(root, path, name);
     if (!parent || renameat2(parent.get(), name.c_str(), saved, std::to_string(number).c_str(),
                              RENAME_NOREPLACE) != 0) {
         throw systemFailure("set aside", path);
@@ -109,7 +112,7 @@ bool restore(int root, int saved, const std::string& path, unsigned number) {
         return false;
     }
     std::string name;
-    const Fd parent = openParent(root, path, name);
+    const base::Fd parent = base::openParent(root, path, name);
     if (!parent || renameat2(saved, from.c_str(), parent.get(), name.c_str(), 0) != 0) {
         throw systemFailure("put back", path);
     }
@@ -184,7 +187,7 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
 
 void putEntry(int root, const std::string& path, const AreaEntry& entry) {
     std::string name;
-    const Fd parent = openParent(root, path, name);
+    const base::Fd parent = base::openParent(root, path, name);
     if (!parent) {
         throw systemFailure("open the directory of", path);
     }

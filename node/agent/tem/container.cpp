@@ -1,6 +1,8 @@
 // A container as the template manager works on it.
 #include "node/agent/tem/container.h"
 
+#include <unistd.h>
+
 #include <system_error>
 
 #include "QXA/QXATEMLocal.h"

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/fd.h"
 #include "node/agent/tem/area_index.h"
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/failure.h"
@@ -265,7 +266,7 @@ std::vector<AreaRecord> recordsOf(const TemplateArea& templates,
                                   const std::vector<ManifestSP>& wanted) {
     std::vector<AreaRecord> records;
     for (const ManifestSP& manifest : wanted) {
-        const qxnode::Fd root = templates.openRoot(manifest->key());
+        const base::Fd root = templates.openRoot(manifest->key());
         records.push_back({manifest->key(), manifest->config.isOsTemplate,
                            entriesOf(root.get(), manifest->key())});
     }

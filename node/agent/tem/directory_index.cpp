@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,9 +13,11 @@
 #include <memory>
 #include <optional>
 
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/links.h"
 #include "node/support/paths.h"
 #include "src/qxfsutil.h"
@@ -111,7 +114,7 @@ WrittenIndex impossible(std::string reason) {
 // Brings the directory's entries into the checker's list; the reason when it cannot be indexed.
 std::optional<std::string> scan(int directory, const std::string& path,
                                 std::vector<SuperfluousLink>& links) {
-    const auto names = namesIn(directory);
+    const auto names = base::namesIn(directory);
     if (!names || fchdir(directory) != 0) {
         throw systemFailure("read directory", path);
     }
@@ -151,7 +154,7 @@ bool writeBeside(int directory, const std::string& path) {
     if (unlinkat(directory, kNewIndexName, 0) != 0 && errno != ENOENT) {
         throw systemFailure("remove", path + "/" + kNewIndexName);
     }
-    Fd file = openBelow(directory, kNewIndexName, O_RDWR | O_CREAT | O_EXCL, 0644);
+    base::Fd file = base::openBelow(directory, kNewIndexName, O_RDWR | O_CREAT | O_EXCL, 0644);
     const Stream stream(file ? fdopen(file.get(), "w+") : nullptr);
     if (!stream) {
         throw systemFailure("create the index of", path);
@@ -201,7 +204,8 @@ DirectoryMarks marksOf(int directory, const std::string& path) {
 }
 
 std::vector<std::string> textsOfIndex(int directory, const std::string& path) {
-    const Fd file = openBelow(directory, std::string(kIndexName), O_RDONLY | O_NONBLOCK);
+    const base::Fd file =
+        base::openBelow(directory, std::string(kIndexName), O_RDONLY | O_NONBLOCK);
     if (!file) {
         throw systemFailure("open the index of", path);
     }

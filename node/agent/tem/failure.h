@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "node/support/system_error.h"
+#include "base/system_error.h"
 
 namespace QXA::tem {
 
@@ -25,7 +25,7 @@ private:
 
 /// "cannot WHAT 'SUBJECT': reason of errno". Reads errno first.
 inline Failure systemFailure(const std::string& what, const std::string& subject) {
-    return {kTemFailed, qxnode::systemError(what, subject)};
+    return {kTemFailed, base::systemError(what, subject)};
 }
 
 }  // namespace QXA::tem

@@ -6,8 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/durable.h"
+#include "base/fd.h"
 #include "node/agent/tem/failure.h"
-#include "node/support/durable_file.h"
 
 namespace QXA::tem {
 
@@ -17,7 +18,7 @@ FileBeside::FileBeside(const std::string& path) : m_path(path) {
     m_folder = name == 0 ? "." : path.substr(0, name);
     m_beside = path.substr(0, name) + ".XXXXXX-" + path.substr(name);
     m_fd =
-        qxnode::Fd(mkostemps(m_beside.data(), static_cast<int>(path.size() - name) + 1, O_CLOEXEC));
+        base::Fd(mkostemps(m_beside.data(), static_cast<int>(path.size() - name) + 1, O_CLOEXEC));
     if (!m_fd) {
         throw systemFailure("create a file beside", path);
     }
@@ -36,7 +37,7 @@ void FileBeside::finish() {
     }
     m_renamed = true;
     std::string error;
-    if (!qxnode::flushDirectory(m_folder, error)) {
+    if (!base::flushDirectory(m_folder, error)) {
         throw Failure(kTemFailed, error);
     }
 }

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "node/support/fd.h"
+#include "base/fd.h"
 
 namespace QXA::tem {
 
@@ -26,7 +26,7 @@ private:
     std::string m_path;
     std::string m_folder;
     std::string m_beside;
-    qxnode::Fd m_fd;
+    base::Fd m_fd;
     bool m_renamed = false;
 };
 

@@ -8,9 +8,10 @@
 #include <cerrno>
 #include <optional>
 
+#include "base/content.h"
+#include "base/durable.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 
 namespace QXA::tem {
 
@@ -40,7 +41,7 @@ bool fitsRecord(const std::string& path) {
 }
 
 std::map<std::string, AreaEntry> readEntries(int state, const char* name) {
-    const std::optional<std::string> text = readFileBelow(state, name, kMaxSize);
+    const std::optional<std::string> text = base::readFileBelow(state, name, kMaxSize);
     if (!text && errno != ENOENT) {
         throw systemFailure("read", std::string(kAreaStateName) + "/" + name);
     }
@@ -63,7 +64,7 @@ void removeFile(int state, const char* name) {
         }
         throw systemFailure("remove", std::string(kAreaStateName) + "/" + name);
     }
-    if (!flushDirectory(state)) {
+    if (!base::flushDirectory(state)) {
         throw systemFailure("flush", kAreaStateName);
     }
 }
@@ -74,7 +75,7 @@ void writeEntries(int state, const char* name, std::map<std::string, AreaEntry> 
         return;
     }
     const AreaRecord record{{name, "1"}, false, std::move(entries)};
-    if (!writeFileDurably(state, name, formatRecord(record), 0600)) {
+    if (!base::writeFileDurably(state, name, formatRecord(record), 0600)) {
         throw systemFailure("write", std::string(kAreaStateName) + "/" + name);
     }
 }

@@ -2,12 +2,13 @@
 #include "node/agent/tem/manifest_cache.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <mutex>
 #include <unordered_map>
 
+#include "base/content.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 
 namespace QXA::tem {
 
@@ -69,7 +70,7 @@ std::shared_ptr<const Manifest> cachedManifest(int directory, const std::string&
         return known;
     }
     const std::optional<std::string> text =
-        readFileBelow(directory, kManifestName, kMaxManifestSize);
+        base::readFileBelow(directory, kManifestName, kMaxManifestSize);
     if (!text) {
         throw systemFailure("read", source);
     }

@@ -3,8 +3,12 @@
 #include "node/agent/tem/package_reader.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
@@ -115,7 +119,7 @@ private:
 PackageReader::PackageReader(const std::string& path, const PackageLimits& limits)
     : m_path(path), m_limits(limits) {
     // Non-blocking: a pipe without a writer would hold us up for ever.
-    m_file = Fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    m_file = base::Fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat st {};
     if (!m_file || fstat(m_file.get(), &st) != 0) {
         throw systemFailure("open template package", path);
@@ -145,13 +149,13 @@ void PackageReader::readManifest() {
 }
 
 void PackageReader::unpack(int directory) {
-    if (!writeFileDurably(directory, kManifestName, m_manifestText)) {
+    if (!base::writeFileDurably(directory, kManifestName, m_manifestText)) {
         throw systemFailure("write", kManifestName);
     }
     if (mkdirat(directory, kRootName, 0755) != 0) {
         throw systemFailure("make directory", kRootName);
     }
-    const Fd root = openBelow(directory, kRootName, O_RDONLY | O_DIRECTORY);
+    const base::Fd root = base::openBelow(directory, kRootName, O_RDONLY | O_DIRECTORY);
     if (!root) {
         throw systemFailure("open directory", kRootName);
     }

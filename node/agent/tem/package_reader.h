@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "node/agent/tem/files.h"
+#include "base/fd.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/package_limits.h"
 
@@ -29,7 +29,7 @@ private:
 
     std::string m_path;
     PackageLimits m_limits;
-    Fd m_file;
+    base::Fd m_file;
     std::string m_manifestText;
     Manifest m_manifest;
 };

@@ -4,18 +4,21 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <map>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/file_beside.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/tar_writer.h"
-#include "node/support/durable_file.h"
 
 namespace QXA::tem {
 
@@ -46,7 +49,7 @@ public:
 
 private:
     void addLink(const std::string& path, const std::string& name, const struct stat& st) {
-        const std::optional<std::string> target = readLinkBelow(m_root, path);
+        const std::optional<std::string> target = base::readLinkBelow(m_root, path);
         if (!target) {
             throw systemFailure("read symbolic link", path);
         }
@@ -62,7 +65,7 @@ private:
                 return;
             }
         }
-        const Fd content = openBelow(m_root, path, O_RDONLY | O_NONBLOCK);
+        const base::Fd content = base::openBelow(m_root, path, O_RDONLY | O_NONBLOCK);
         struct stat now {};
         if (!content || fstat(content.get(), &now) != 0) {
             throw systemFailure("read", path);
@@ -82,12 +85,12 @@ private:
 }  // namespace
 
 void packFolder(const std::string& folder, const std::string& file) {
-    const Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory) {
         throw systemFailure("open folder", folder);
     }
     const std::optional<std::string> text =
-        readFileBelow(directory.get(), kManifestName, kMaxManifestSize);
+        base::readFileBelow(directory.get(), kManifestName, kMaxManifestSize);
     if (!text) {
         throw systemFailure("read", folder + "/" + kManifestName);
     }
@@ -97,7 +100,7 @@ void packFolder(const std::string& folder, const std::string& file) {
         throw systemFailure("read", folder + "/" + kManifestName);
     }
     manifestStat.st_mode = S_IFREG | 0644;
-    const Fd root = openBelow(directory.get(), kRootName, O_RDONLY | O_DIRECTORY);
+    const base::Fd root = base::openBelow(directory.get(), kRootName, O_RDONLY | O_DIRECTORY);
     if (!root && errno != ENOENT) {
         throw systemFailure("open folder", folder + "/" + kRootName);
     }
@@ -113,7 +116,7 @@ void packFolder(const std::string& folder, const std::string& file) {
         tar.directory(kRootName, rootStat);
         Packer packer(root.get(), tar, manifest);
         std::string failed;
-        if (!walkTree(
+        if (!base::walkTree(
                 root.get(),
                 [&](const std::string& path, const struct stat& st) { packer.add(path, st); },
                 failed)) {

@@ -1,6 +1,7 @@
 // Writes reproducible tar archives.
 #include "node/agent/tem/tar_writer.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>

@@ -3,11 +3,15 @@
 #include "node/agent/tem/template_area.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/manifest_cache.h"
 #include "node/agent/tem/version_order.h"
@@ -43,7 +47,7 @@ TemplateArea::TemplateArea() : m_root(open(kTemplateAreaPath, O_RDONLY | O_DIREC
 }
 
 std::vector<std::pair<std::string, std::vector<std::string>>> TemplateArea::listing() const {
-    const std::optional<std::vector<std::string>> found = namesIn(root());
+    const std::optional<std::vector<std::string>> found = base::namesIn(root());
     if (!found) {
         throw systemFailure("read template area", kTemplateAreaPath);
     }
@@ -62,8 +66,8 @@ std::vector<std::string> TemplateArea::versions(const std::string& name) const {
         return {};
     }
     std::vector<std::string> found;
-    if (const Fd directory = openBelow(root(), name, O_RDONLY | O_DIRECTORY)) {
-        found = namesIn(directory.get()).value_or(std::vector<std::string>{});
+    if (const base::Fd directory = base::openBelow(root(), name, O_RDONLY | O_DIRECTORY)) {
+        found = base::namesIn(directory.get()).value_or(std::vector<std::string>{});
     }
     std::erase_if(found, [](const std::string& version) { return !isValidVersion(version); });
     if (m_journal->pending) {
@@ -85,7 +89,7 @@ std::vector<std::string> TemplateArea::versions(const std::string& name) const {
     return found;
 }
 
-Fd TemplateArea::openVersion(const QXATemplate& key) const {
+base::Fd TemplateArea::openVersion(const QXATemplate& key) const {
     if (!isValidName(key.name) || (!key.version.empty() && !isValidVersion(key.version))) {
         throw Failure(kTemUnknownTemplate, "template '" + key.toString() + "' is not known");
     }
@@ -95,7 +99,7 @@ Fd TemplateArea::openVersion(const QXATemplate& key) const {
     const std::string target = key.name + "/" + key.version;
     for (const std::string& path :
          step == nullptr ? std::vector{target} : std::vector{target, step->source, target}) {
-        Fd directory = openBelow(root(), path, O_RDONLY | O_DIRECTORY);
+        base::Fd directory = base::openBelow(root(), path, O_RDONLY | O_DIRECTORY);
         struct stat st {};
         if (!dropped && directory &&
             (step == nullptr || (fstat(directory.get(), &st) == 0 && st.st_ino == step->inode))) {
@@ -116,7 +120,7 @@ Fd TemplateArea::openVersion(const QXATemplate& key) const {
 }
 
 std::shared_ptr<const Manifest> TemplateArea::manifest(const QXATemplate& key) const {
-    const Fd directory = openVersion(key);
+    const base::Fd directory = openVersion(key);
     std::shared_ptr<const Manifest> manifest = cachedManifest(directory.get(), pathOf(key));
     if (!(manifest->key() == key)) {
         throw Failure(kTemFailed, pathOf(key) + "/" + kManifestName + ": is the manifest of '" +
@@ -125,9 +129,9 @@ std::shared_ptr<const Manifest> TemplateArea::manifest(const QXATemplate& key) c
     return manifest;
 }
 
-Fd TemplateArea::openRoot(const QXATemplate& key) const {
-    const Fd directory = openVersion(key);
-    Fd files = openBelow(directory.get(), kRootName, O_RDONLY | O_DIRECTORY);
+base::Fd TemplateArea::openRoot(const QXATemplate& key) const {
+    const base::Fd directory = openVersion(key);
+    base::Fd files = base::openBelow(directory.get(), kRootName, O_RDONLY | O_DIRECTORY);
     if (!files) {
         throw systemFailure("open", pathOf(key) + "/" + kRootName);
     }

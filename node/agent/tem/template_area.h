@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "QXA/QXATemplate.h"
-#include "node/agent/tem/files.h"
+#include "base/fd.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/template_journal.h"
 
@@ -33,7 +33,7 @@ public:
     [[nodiscard]] std::shared_ptr<const Manifest> manifest(const QXATemplate& key) const;
 
     /// The template's files, opened ("root").
-    [[nodiscard]] Fd openRoot(const QXATemplate& key) const;
+    [[nodiscard]] base::Fd openRoot(const QXATemplate& key) const;
 
     /// A key with its version named: an empty one becomes the newest.
     /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion.
@@ -45,9 +45,9 @@ public:
     [[nodiscard]] std::uint64_t generation() const { return m_journal->generation; }
 
 private:
-    [[nodiscard]] Fd openVersion(const QXATemplate& key) const;
+    [[nodiscard]] base::Fd openVersion(const QXATemplate& key) const;
 
-    Fd m_root;
+    base::Fd m_root;
     std::shared_ptr<const TemplateJournal> m_journal;
 };
 

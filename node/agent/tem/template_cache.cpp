@@ -3,10 +3,13 @@
 #include "node/agent/tem/template_cache.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/entry_path.h"
@@ -54,7 +57,7 @@ std::string recordPath(const QXATemplate& key) {
 }
 
 AreaRecord recordOf(const TemplateArea& templates, const QXATemplate& key) {
-    const Fd root = templates.openRoot(key);
+    const base::Fd root = templates.openRoot(key);
     return {key, true, entriesOf(root.get(), key)};
 }
 
@@ -105,7 +108,7 @@ void renewCaches(const std::vector<QXATemplate>& keys) {
     StagedChange staging(area.root());
     for (const QXATemplate& key : cachesToBuild(area, keys)) {
         const std::string path = staging.newPath();
-        const Fd file = openBelow(area.root(), path, O_WRONLY | O_CREAT | O_EXCL, 0644);
+        const base::Fd file = base::openBelow(area.root(), path, O_WRONLY | O_CREAT | O_EXCL, 0644);
         if (!file) {
             throw systemFailure("create", path);
         }
@@ -148,7 +151,7 @@ void fillFromTemplate(const TemplateArea& templates, const QXATemplate& key, int
 
 bool unpackCache(const TemplateArea& templates, const QXATemplate& key, int directory) {
     const std::string path = key.name + "/" + key.version + "/" + kCacheName;
-    const Fd file = openBelow(templates.root(), path, O_RDONLY | O_NONBLOCK);
+    const base::Fd file = base::openBelow(templates.root(), path, O_RDONLY | O_NONBLOCK);
     if (!file) {
         return false;
     }

@@ -2,6 +2,7 @@
 #include "node/agent/tem/template_journal.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -10,8 +11,14 @@
 #include <optional>
 #include <sstream>
 
+#include "base/content.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
+#include "node/agent/tem/record_heading.h"
 #include "node/agent/tem/version_order.h"
 
 namespace QXA::tem {
@@ -53,7 +60,7 @@ JournalStep parseStep(const std::string& line) {
 
 // 0 for a file that is not there.
 ino_t inodeOf(int area, const std::string& path) {
-    const std::optional<struct stat> st = statBelow(area, path);
+    const std::optional<struct stat> st = base::statBelow(area, path);
     if (!st && errno != ENOENT) {
         throw systemFailure("examine", path);
     }
@@ -63,8 +70,8 @@ ino_t inodeOf(int area, const std::string& path) {
 void moveTo(int area, const std::string& from, const std::string& to, unsigned flags) {
     std::string fromName;
     std::string toName;
-    const Fd fromParent = openParent(area, from, fromName);
-    const Fd toParent = openParent(area, to, toName);
+    const base::Fd fromParent = base::openParent(area, from, fromName);
+    const base::Fd toParent = base::openParent(area, to, toName);
     if (!fromParent || !toParent ||
         renameat2(fromParent.get(), fromName.c_str(), toParent.get(), toName.c_str(), flags) != 0) {
         throw systemFailure("move '" + from + "' to", to);
@@ -108,8 +115,8 @@ void carryOut(int area, const TemplateJournal& journal) {
 }
 
 bool writeJournal(int area, const TemplateJournal& journal) {
-    const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
-    return state && writeFileDurably(state.get(), kJournalName, formatJournal(journal));
+    const base::Fd state = base::openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
+    return state && base::writeFileDurably(state.get(), kJournalName, formatJournal(journal));
 }
 
 // Writes the journal of a change; nullopt when the change holds by it.
@@ -137,7 +144,7 @@ void prepare(int area, TemplateJournal& journal) {
         // An empty one is not seen as a template.
         const std::size_t slash = step.target.rfind('/');
         if (places && slash != std::string::npos &&
-            !makeDirectories(area, step.target.substr(0, slash))) {
+            !base::makeBelow(area, step.target.substr(0, slash))) {
             throw systemFailure("make directory", step.target.substr(0, slash));
         }
     }
@@ -157,14 +164,14 @@ void markDone(int area, TemplateJournal journal) {
     journal.pending = false;
     journal.steps.clear();
     if (writeJournal(area, journal)) {
-        if (const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY)) {
-            removeTree(state.get(), "staging");
+        if (const base::Fd state = base::openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY)) {
+            base::removeTree(state.get(), "staging");
         }
     }
 }
 
 std::optional<std::string> readJournalText(int area) {
-    std::optional<std::string> text = readFileBelow(area, kJournalPath, kMaxJournalSize);
+    std::optional<std::string> text = base::readFileBelow(area, kJournalPath, kMaxJournalSize);
     if (!text && errno != ENOENT) {
         throw systemFailure("read", std::string(kTemplateAreaPath) + "/" + kJournalPath);
     }
@@ -207,7 +214,7 @@ TemplateJournal parseJournal(std::string_view text) {
 std::shared_ptr<const TemplateJournal> readJournal(int area) {
     // Read once per journal file, not once per query: each change makes a new file.
     struct Known {
-        FileId id;
+        base::FileId id;
         struct timespec changed {};
         std::shared_ptr<const TemplateJournal> journal;
     };
@@ -222,7 +229,7 @@ std::shared_ptr<const TemplateJournal> readJournal(int area) {
         }
         throw systemFailure("examine", std::string(kTemplateAreaPath) + "/" + kJournalPath);
     }
-    const FileId id{st.st_dev, st.st_ino};
+    const base::FileId id{st.st_dev, st.st_ino};
     const std::lock_guard guard(mutex);
     if (!known || known->id != id || known->changed.tv_sec != st.st_ctim.tv_sec ||
         known->changed.tv_nsec != st.st_ctim.tv_nsec) {
@@ -237,7 +244,7 @@ namespace {
 
 // Names that a killed writer made for its first version. Only names without any can be removed.
 void removeNamesWithoutVersion(int area) {
-    for (const std::string& name : namesIn(area).value_or(std::vector<std::string>{})) {
+    for (const std::string& name : base::namesIn(area).value_or(std::vector<std::string>{})) {
         if (isValidName(name)) {
             unlinkat(area, name.c_str(), AT_REMOVEDIR);
         }
@@ -250,7 +257,7 @@ void recoverTemplates(int area) {
     if (mkdirat(area, kStatePath, 0755) != 0 && errno != EEXIST) {
         throw systemFailure("make directory", std::string(kTemplateAreaPath) + "/" + kStatePath);
     }
-    const Fd state = openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
+    const base::Fd state = base::openBelow(area, kStatePath, O_RDONLY | O_DIRECTORY);
     if (!state) {
         throw systemFailure("open directory", std::string(kTemplateAreaPath) + "/" + kStatePath);
     }
@@ -259,11 +266,11 @@ void recoverTemplates(int area) {
         carryOut(area, *journal);
         markDone(area, *journal);
     }
-    const Fd staging = openBelow(state.get(), "staging", O_RDONLY | O_DIRECTORY);
-    if (staging && !namesIn(staging.get()).value_or(std::vector<std::string>{}).empty()) {
+    const base::Fd staging = base::openBelow(state.get(), "staging", O_RDONLY | O_DIRECTORY);
+    if (staging && !base::namesIn(staging.get()).value_or(std::vector<std::string>{}).empty()) {
         removeNamesWithoutVersion(area);
     }
-    if (!removeTree(state.get(), "staging") || mkdirat(state.get(), "staging", 0755) != 0) {
+    if (!base::removeTree(state.get(), "staging") || mkdirat(state.get(), "staging", 0755) != 0) {
         throw systemFailure("clear", std::string(kTemplateAreaPath) + "/" + kStagingPath);
     }
 }
@@ -272,8 +279,8 @@ StagedChange::~StagedChange() {
     if (m_mayHold) {
         return;
     }
-    if (const Fd state = openBelow(m_area, kStatePath, O_RDONLY | O_DIRECTORY)) {
-        removeTree(state.get(), "staging");
+    if (const base::Fd state = base::openBelow(m_area, kStatePath, O_RDONLY | O_DIRECTORY)) {
+        base::removeTree(state.get(), "staging");
     }
 }
 

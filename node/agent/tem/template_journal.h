@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "node/agent/tem/files.h"
 #include "node/support/paths.h"
 
 namespace QXA::tem {

@@ -3,10 +3,13 @@
 
 #include <fcntl.h>
 #include <strings.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/machine.h"
 #include "node/agent/tem/package_list.h"
@@ -101,7 +104,7 @@ void unpackInto(int area, const std::string& path, PackageReader& package) {
     if (mkdirat(area, path.c_str(), 0755) != 0) {
         throw systemFailure("make directory", path);
     }
-    const Fd directory = openBelow(area, path, O_RDONLY | O_DIRECTORY);
+    const base::Fd directory = base::openBelow(area, path, O_RDONLY | O_DIRECTORY);
     if (!directory) {
         throw systemFailure("open directory", path);
     }

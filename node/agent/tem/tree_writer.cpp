@@ -2,12 +2,16 @@
 #include "node/agent/tem/tree_writer.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 
 #include "QXA/QXATEMLocal.h"
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/agent/tem/failure.h"
-#include "node/support/file_content.h"
 
 namespace QXA::tem {
 
@@ -32,13 +36,13 @@ bool isArchiveFault(int reason) {
 
 void TreeWriter::File::write(const char* data, std::size_t size, std::int64_t offset) {
     if (lseek(m_fd.get(), offset, SEEK_SET) != offset ||
-        !qxnode::writeContent(m_fd.get(), {data, size})) {
+        !base::writeContent(m_fd.get(), {data, size})) {
         throw systemFailure("write", m_path);
     }
 }
 
 void TreeWriter::File::finish(std::int64_t size) {
-    if (ftruncate(m_fd.get(), size) != 0 || !applyAttributes(m_fd.get(), m_attributes)) {
+    if (ftruncate(m_fd.get(), size) != 0 || !base::applyAttributes(m_fd.get(), m_attributes)) {
         throw systemFailure("write", m_path);
     }
 }
@@ -48,7 +52,7 @@ int TreeWriter::parentOf(const std::string& path, std::string& name) {
     name = slash == std::string::npos ? path : path.substr(slash + 1);
     const std::string parent = slash == std::string::npos ? "" : path.substr(0, slash);
     if (!m_parent || parent != m_parentPath) {
-        m_parent = makeDirectories(m_root, parent);
+        m_parent = base::makeBelow(m_root, parent);
         m_parentPath = parent;
         if (!m_parent) {
             fail("make directory", parent);
@@ -60,7 +64,7 @@ int TreeWriter::parentOf(const std::string& path, std::string& name) {
 TreeWriter::File TreeWriter::file(const std::string& path, const struct stat& attributes) {
     std::string name;
     const int parent = parentOf(path, name);
-    Fd fd = openBelow(parent, name, O_WRONLY | O_CREAT | O_EXCL, 0600);
+    base::Fd fd = base::openBelow(parent, name, O_WRONLY | O_CREAT | O_EXCL, 0600);
     if (!fd) {
         fail("create", path);
     }
@@ -72,14 +76,14 @@ void TreeWriter::symbolicLink(const std::string& path, const std::string& target
     std::string name;
     const int parent = parentOf(path, name);
     if (symlinkat(target.c_str(), parent, name.c_str()) != 0 ||
-        !applyLinkAttributes(parent, name, attributes)) {
+        !base::applyLinkAttributes(parent, name, attributes)) {
         fail("create symbolic link", path);
     }
 }
 
 mode_t TreeWriter::hardLink(const std::string& path, const std::string& target) {
     std::string targetName;
-    const Fd targetParent = openParent(m_root, target, targetName);
+    const base::Fd targetParent = base::openParent(m_root, target, targetName);
     struct stat st {};
     if (!targetParent ||
         fstatat(targetParent.get(), targetName.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 ||
@@ -96,7 +100,7 @@ mode_t TreeWriter::hardLink(const std::string& path, const std::string& target) 
 }
 
 void TreeWriter::directory(const std::string& path, const struct stat& attributes) {
-    const Fd made = makeDirectories(m_root, path);
+    const base::Fd made = base::makeBelow(m_root, path);
     if (!made) {
         fail("make directory", path);
     }
@@ -104,12 +108,13 @@ void TreeWriter::directory(const std::string& path, const struct stat& attribute
 }
 
 void TreeWriter::finish() {
-    m_parent.reset();
+    m_parent.close();
     // Deeper ones first: a parent may lose the right to be entered.
     for (auto directory = m_directories.rbegin(); directory != m_directories.rend(); ++directory) {
         const auto& [path, attributes] = *directory;
-        const Fd fd = openBelow(m_root, path.empty() ? "." : path, O_RDONLY | O_DIRECTORY);
-        if (!fd || !applyAttributes(fd.get(), attributes)) {
+        const base::Fd fd =
+            base::openBelow(m_root, path.empty() ? "." : path, O_RDONLY | O_DIRECTORY);
+        if (!fd || !base::applyAttributes(fd.get(), attributes)) {
             throw systemFailure("set attributes of directory", path);
         }
     }

@@ -1,11 +1,13 @@
 // Builds a tree of files in an empty directory that only we write to.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <map>
 #include <string>
 
-#include "node/agent/tem/files.h"
+#include "base/fd.h"
 
 namespace QXA::tem {
 
@@ -20,7 +22,7 @@ public:
     /// A regular file that is being written.
     class File {
     public:
-        File(Fd fd, std::string path, const struct stat& attributes)
+        File(base::Fd fd, std::string path, const struct stat& attributes)
             : m_fd(std::move(fd)), m_path(std::move(path)), m_attributes(attributes) {}
 
         void write(const char* data, std::size_t size, std::int64_t offset);
@@ -28,7 +30,7 @@ public:
         void finish(std::int64_t size);
 
     private:
-        Fd m_fd;
+        base::Fd m_fd;
         std::string m_path;
         struct stat m_attributes;
     };
@@ -51,7 +53,7 @@ private:
 
     int m_root;
     std::string m_parentPath;  ///< archives list a directory's files in a row: kept open
-    Fd m_parent;
+    base::Fd m_parent;
     std::map<std::string, struct stat> m_directories;
 };
 

@@ -1,6 +1,7 @@
 // Downloads for the node's templates; see operations.h.
 #include <algorithm>
 
+#include "base/durable.h"
 #include "node/qxpkg/container/container.h"
 #include "node/qxpkg/container/operations.h"
 #include "node/qxpkg/container/package_cache.h"
@@ -8,7 +9,6 @@
 #include "node/qxpkg/engine/engine.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
-#include "node/support/durable_file.h"
 #include "node/support/paths.h"
 
 namespace qxpkg {
@@ -82,7 +82,7 @@ std::vector<Wanted> wantedTemplates(const std::vector<std::string>& names, const
 
 void makeFolder(const std::string& path) {
     std::string error;
-    if (!qxnode::makeDirectories(path, error)) {
+    if (!base::makeDirectories(path, error)) {
         throw Failure(kFailed, error);
     }
 }

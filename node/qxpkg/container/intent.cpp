@@ -5,8 +5,9 @@
 
 #include <sstream>
 
+#include "base/content.h"
+#include "base/durable.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/durable_file.h"
 
 namespace qxpkg {
 
@@ -26,14 +27,14 @@ void writeIntent(const Place& place, const PackageList& installed) {
         text += package.name + "\t" + package.architecture + "\t" + package.version + "\n";
     }
     std::string error;
-    if (!qxnode::replaceFile(recordPath(place), text, error)) {
+    if (!base::replaceFile(recordPath(place), text, error)) {
         throw Failure(kFailed, error);
     }
 }
 
 std::optional<PackageList> readIntent(const Place& place) {
     std::string error;
-    const auto text = qxnode::readFile(recordPath(place), kMaxRecord, error);
+    const auto text = base::readFile(recordPath(place), kMaxRecord, error);
     if (!text) {
         return std::nullopt;
     }

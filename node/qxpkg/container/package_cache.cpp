@@ -8,11 +8,11 @@
 #include <cctype>
 #include <filesystem>
 
-#include "node/agent/tem/files.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/system_error.h"
 #include "node/qxpkg/engine/rpm_report.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/confined.h"
-#include "node/support/system_error.h"
 
 namespace qxpkg {
 
@@ -27,16 +27,15 @@ constexpr const char* kDownloadFolders[] = {"archives", "lists", "dnf"};
 
 /// Copies a file into a folder that an engine writes to, through no link that it may have left.
 void copyInto(int directory, const fs::path& from, const std::string& to) {
-    const qxnode::Fd source(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    const qxnode::Fd folder =
-        QXA::tem::makeDirectories(directory, fs::path(to).parent_path().string());
+    const base::Fd source(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const base::Fd folder = base::makeBelow(directory, fs::path(to).parent_path().string());
     if (!source || !folder) {
-        throw Failure(kFailed, qxnode::systemError("copy", from.string()));
+        throw Failure(kFailed, base::systemError("copy", from.string()));
     }
     const std::string name = fs::path(to).filename().string();
     const std::string beside = name + ".qxpkg-new";
     unlinkat(folder.get(), beside.c_str(), 0);
-    const qxnode::Fd target(
+    const base::Fd target(
         openat(folder.get(), beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     constexpr std::size_t kBlock = std::size_t{1} << 20;
     ssize_t got = target ? 1 : -1;
@@ -44,7 +43,7 @@ void copyInto(int directory, const fs::path& from, const std::string& to) {
         got = copy_file_range(source.get(), nullptr, target.get(), nullptr, kBlock, 0);
     }
     if (got < 0 || renameat(folder.get(), beside.c_str(), folder.get(), name.c_str()) != 0) {
-        const std::string error = qxnode::systemError("copy", from.string());
+        const std::string error = base::systemError("copy", from.string());
         unlinkat(folder.get(), beside.c_str(), 0);
         throw Failure(kFailed, error);
     }
@@ -59,7 +58,7 @@ bool isTemporary(const fs::path& path) {
 
 void seedDownloads(const Place& place) {
     std::error_code failure;
-    const qxnode::Fd work(open(place.work().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd work(open(place.work().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (place.downloads == place.store || !work) {
         return;
     }
@@ -74,7 +73,7 @@ void seedDownloads(const Place& place) {
             const std::string to =
                 std::string(folder) + "/" + fs::relative(entry->path(), from).string();
             if (entry->is_regular_file() && !entry->is_symlink() &&
-                !qxnode::openWithoutLinks(work.get(), to, O_RDONLY | O_NONBLOCK)) {
+                !base::openBelow(work.get(), to, O_RDONLY | O_NONBLOCK)) {
                 copyInto(work.get(), entry->path(), to);
             }
         }

@@ -2,8 +2,8 @@
 // the host configures and would not shield from it. See deb_configuration.h.
 #include "node/qxpkg/engine/deb_configuration.h"
 
+#include "base/content.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/durable_file.h"
 
 namespace qxpkg {
 
@@ -113,7 +113,7 @@ std::vector<ConfigurationFile> debConfiguration(const Place& place, const std::s
             continue;
         }
         std::string error;
-        const auto content = qxnode::readFile(repository.sources, kMaxSources, error);
+        const auto content = base::readFile(repository.sources, kMaxSources, error);
         if (!content) {
             throw Failure(kFailed, error);
         }

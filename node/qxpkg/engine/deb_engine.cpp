@@ -6,12 +6,13 @@
 #include <filesystem>
 #include <sstream>
 
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/system_error.h"
 #include "node/qxpkg/engine/deb_configuration.h"
 #include "node/qxpkg/engine/deb_report.h"
 #include "node/qxpkg/engine/repository_state.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/confined.h"
-#include "node/support/system_error.h"
 
 namespace qxpkg {
 
@@ -22,10 +23,10 @@ constexpr const char* kQueryFormat =
 
 /// dpkg makes its database itself, apt does not.
 void requireStatusFile(const Place& place, const std::string& adminDir) {
-    const qxnode::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!root || !qxnode::openInRoot(root.get(), adminDir + "/status",
-                                     O_RDONLY | O_CREAT | O_NONBLOCK, 0644)) {
-        throw Failure(kFailed, qxnode::systemError("open the container's", adminDir + "/status"));
+    const base::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!root || !base::openInRoot(root.get(), adminDir + "/status",
+                                   O_RDONLY | O_CREAT | O_NONBLOCK, 0644)) {
+        throw Failure(kFailed, base::systemError("open the container's", adminDir + "/status"));
     }
 }
 
@@ -36,9 +37,9 @@ bool isKnownAt(const PackageList* atStart, const Package& package) {
 
 /// dpkg keeps what an interrupted run changed in "updates" until the next run takes it over.
 bool hasJournal(const Place& place, const std::string& adminDir) {
-    const qxnode::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const qxnode::Fd folder =
-        qxnode::openInRoot(root.get(), adminDir + "/updates", O_RDONLY | O_DIRECTORY);
+    const base::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd folder =
+        base::openInRoot(root.get(), adminDir + "/updates", O_RDONLY | O_DIRECTORY);
     std::error_code unreadable;
     return folder &&
            !std::filesystem::is_empty("/proc/self/fd/" + std::to_string(folder.get()), unreadable);

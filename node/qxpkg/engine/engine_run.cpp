@@ -1,8 +1,8 @@
 // See engine_run.h.
 #include "node/qxpkg/engine/engine_run.h"
 
+#include "base/subprocess.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/subprocess.h"
 
 namespace qxpkg {
 
@@ -25,8 +25,8 @@ void keep(std::deque<std::string>& tail, const std::string& line) {
     }
 }
 
-void requireStart(const qxnode::ProcessResult& process) {
-    if (process.kind == qxnode::ProcessResult::Kind::notStarted) {
+void requireStart(const base::ProcessResult& process) {
+    if (process.kind == base::ProcessResult::Kind::notStarted) {
         throw Failure(kFailed, process.reason());
     }
 }
@@ -35,7 +35,7 @@ void requireStart(const qxnode::ProcessResult& process) {
 
 EngineResult EngineRun::run(const std::vector<std::string>& argv, const OnLine& onLine) const {
     EngineResult result;
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     options.onLine = [&](const std::string& line) {
         if (m_isNoise && m_isNoise(line)) {
             return;
@@ -49,8 +49,8 @@ EngineResult EngineRun::run(const std::vector<std::string>& argv, const OnLine& 
         }
     };
     options.onErrorLine = options.onLine;
-    const qxnode::ProcessResult process =
-        qxnode::runProcess(confinedCommand(m_confinement, argv), options);
+    const base::ProcessResult process =
+        base::runProcess(confinedCommand(m_confinement, argv), options);
     requireStart(process);
     result.code = process.exitStatus();
     return result;
@@ -59,7 +59,7 @@ EngineResult EngineRun::run(const std::vector<std::string>& argv, const OnLine& 
 EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
     EngineResult result;
     std::size_t bytes = 0;
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     options.onLine = [&](const std::string& line) {
         bytes += line.size() + 1;
         if (bytes <= kMaxAnswerBytes) {
@@ -72,8 +72,8 @@ EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
             keep(result.tail, line);
         }
     };
-    const qxnode::ProcessResult process =
-        qxnode::runProcess(confinedCommand(m_confinement, argv), options);
+    const base::ProcessResult process =
+        base::runProcess(confinedCommand(m_confinement, argv), options);
     requireStart(process);
     if (bytes > kMaxAnswerBytes) {
         throw Failure(kFailed, "'" + argv.front() + "' answers without end");

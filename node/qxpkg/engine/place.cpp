@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "base/content.h"
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/system_error.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/confined.h"
-#include "node/support/durable_file.h"
-#include "node/support/system_error.h"
 
 namespace qxpkg {
 
@@ -21,10 +23,10 @@ namespace {
 constexpr std::size_t kMaxAccounts = 1U << 20;
 constexpr const char* kHostTrustedKeys = "/etc/apt/trusted.gpg.d";
 
-qxnode::Fd openFolder(const std::string& path) {
-    qxnode::Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+base::Fd openFolder(const std::string& path) {
+    base::Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd) {
-        throw Failure(kFailed, qxnode::systemError("open", path));
+        throw Failure(kFailed, base::systemError("open", path));
     }
     return fd;
 }
@@ -37,23 +39,22 @@ void makeFolder(int directory, const std::string& path) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
         sofar = path.substr(0, end);
         begin = end + 1;
-        if (qxnode::openWithoutLinks(directory, sofar, O_RDONLY | O_DIRECTORY)) {
+        if (base::openBelow(directory, sofar, O_RDONLY | O_DIRECTORY)) {
             continue;
         }
         const std::size_t slash = sofar.rfind('/');
         const std::string parent = slash == std::string::npos ? "." : sofar.substr(0, slash);
         const std::string name = slash == std::string::npos ? sofar : sofar.substr(slash + 1);
-        const qxnode::Fd folder =
-            qxnode::openWithoutLinks(directory, parent, O_RDONLY | O_DIRECTORY);
+        const base::Fd folder = base::openBelow(directory, parent, O_RDONLY | O_DIRECTORY);
         if (!folder || (mkdirat(folder.get(), name.c_str(), 0755) != 0 && errno != EEXIST)) {
-            throw Failure(kFailed, qxnode::systemError("make", sofar));
+            throw Failure(kFailed, base::systemError("make", sofar));
         }
     }
 }
 
 void makeHostFolder(const std::string& path) {
     std::string error;
-    if (!qxnode::makeDirectories(path, error)) {
+    if (!base::makeDirectories(path, error)) {
         throw Failure(kFailed, error);
     }
 }
@@ -62,11 +63,11 @@ void makeHostFolder(const std::string& path) {
 /// disk alone.
 void writeFile(const std::string& path, const std::string& content) {
     std::string error;
-    const auto before = qxnode::readFile(path, content.size() + 1, error);
+    const auto before = base::readFile(path, content.size() + 1, error);
     if (before && *before == content) {
         return;
     }
-    if (!qxnode::replaceFile(path, content, error)) {
+    if (!base::replaceFile(path, content, error)) {
         throw Failure(kFailed, error);
     }
 }
@@ -90,8 +91,8 @@ void removeOthers(const std::string& folder, const std::vector<ConfigurationFile
 
 /// Owners in packages are names of the container's users, not of the host's.
 std::string accountsOf(const Place& place, const std::string& file, const std::string& fallback) {
-    const qxnode::Fd root = openFolder(place.root);
-    const auto content = qxnode::readFileInRoot(root.get(), file, kMaxAccounts);
+    const base::Fd root = openFolder(place.root);
+    const auto content = base::readFileInRoot(root.get(), file, kMaxAccounts);
     return content && !content->empty() ? *content : fallback;
 }
 
@@ -99,10 +100,9 @@ std::string accountsOf(const Place& place, const std::string& file, const std::s
 /// there is an error and not a detour.
 void requireMountPoint(int root, const char* name) {
     if (mkdirat(root, name, 0755) != 0 && errno != EEXIST) {
-        throw Failure(kFailed,
-                      qxnode::systemError("make the container's", "/" + std::string(name)));
+        throw Failure(kFailed, base::systemError("make the container's", "/" + std::string(name)));
     }
-    if (!qxnode::openWithoutLinks(root, name, O_RDONLY | O_DIRECTORY)) {
+    if (!base::openBelow(root, name, O_RDONLY | O_DIRECTORY)) {
         throw Failure(kFailed, "'/" + std::string(name) + "' of the container is no folder");
     }
 }
@@ -174,14 +174,14 @@ void prepareStore(const Place& place, const std::vector<ConfigurationFile>& file
         makeHostFolder(std::filesystem::path(path).parent_path().string());
         writeFile(path, file.content);
     }
-    const qxnode::Fd work = openFolder(place.work());
+    const base::Fd work = openFolder(place.work());
     for (const std::string& folder : workFolders) {
         makeFolder(work.get(), folder);
     }
 }
 
 Confinement confinementOf(const Place& place, bool network) {
-    const qxnode::Fd root = openFolder(place.root);
+    const base::Fd root = openFolder(place.root);
     requireMountPoint(root.get(), "proc");
     requireMountPoint(root.get(), "dev");
 
@@ -211,22 +211,22 @@ Confinement confinementOf(const Place& place, bool network) {
 }
 
 std::string folderInRoot(const Place& place, const std::string& path) {
-    const qxnode::Fd root = openFolder(place.root);
+    const base::Fd root = openFolder(place.root);
     std::size_t end = 0;
     while (end < path.size()) {
         end = std::min(path.find('/', end + 1), path.size());
         const std::string part = path.substr(0, end);
-        if (qxnode::openInRoot(root.get(), part, O_RDONLY | O_DIRECTORY)) {
+        if (base::openInRoot(root.get(), part, O_RDONLY | O_DIRECTORY)) {
             continue;
         }
-        const qxnode::Fd parent = qxnode::openInRoot(
-            root.get(), part.substr(0, part.rfind('/') + 1), O_RDONLY | O_DIRECTORY);
+        const base::Fd parent = base::openInRoot(root.get(), part.substr(0, part.rfind('/') + 1),
+                                                 O_RDONLY | O_DIRECTORY);
         if (!parent || mkdirat(parent.get(), part.substr(part.rfind('/') + 1).c_str(), 0755) != 0) {
-            throw Failure(kFailed, qxnode::systemError("make the container's", part));
+            throw Failure(kFailed, base::systemError("make the container's", part));
         }
     }
-    const qxnode::Fd folder = qxnode::openInRoot(root.get(), path, O_RDONLY | O_DIRECTORY);
-    const auto pathOf = [](const qxnode::Fd& fd) {
+    const base::Fd folder = base::openInRoot(root.get(), path, O_RDONLY | O_DIRECTORY);
+    const auto pathOf = [](const base::Fd& fd) {
         return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd.get())).string();
     };
     const std::string top = pathOf(root);

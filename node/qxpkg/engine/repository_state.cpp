@@ -6,9 +6,10 @@
 
 #include <ctime>
 
+#include "base/content.h"
+#include "base/durable.h"
 #include "node/qxpkg/engine/deb_configuration.h"
 #include "node/qxpkg/engine/rpm_configuration.h"
-#include "node/support/durable_file.h"
 
 namespace qxpkg {
 
@@ -59,7 +60,7 @@ std::string repositoriesFingerprint(const Place& place) {
 bool listsAreFresh(const Place& place) {
     struct stat st {};
     std::string error;
-    const auto before = qxnode::readFile(stampPath(place), kMaxStamp, error);
+    const auto before = base::readFile(stampPath(place), kMaxStamp, error);
     if (!before || *before != repositoriesFingerprint(place) ||
         stat(stampPath(place).c_str(), &st) != 0) {
         return false;
@@ -70,7 +71,7 @@ bool listsAreFresh(const Place& place) {
 
 void rememberFreshLists(const Place& place) {
     std::string error;
-    (void)qxnode::replaceFile(stampPath(place), repositoriesFingerprint(place), error);
+    (void)base::replaceFile(stampPath(place), repositoriesFingerprint(place), error);
 }
 
 void forgetFreshLists(const Place& place) {

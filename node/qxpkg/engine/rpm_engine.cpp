@@ -7,11 +7,12 @@
 #include <algorithm>
 #include <sstream>
 
-#include "node/agent/tem/files.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/tree.h"
 #include "node/qxpkg/engine/repository_state.h"
 #include "node/qxpkg/engine/rpm_configuration.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/confined.h"
 
 namespace qxpkg {
 
@@ -156,10 +157,10 @@ void RpmEngine::runDnf(const std::vector<std::string>& argv, bool network,
 
 /// dnf repeats the paths of its cache and logs below the root, for what it keeps of them there.
 void RpmEngine::removeDebris() const {
-    const qxnode::Fd root(open(m_place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const qxnode::Fd parent = qxnode::openInRoot(root.get(), "/var/cache", O_RDONLY | O_DIRECTORY);
+    const base::Fd root(open(m_place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd parent = base::openInRoot(root.get(), "/var/cache", O_RDONLY | O_DIRECTORY);
     if (parent) {
-        QXA::tem::removeTree(parent.get(), "qxpkg");
+        base::removeTree(parent.get(), "qxpkg");
     }
 }
 

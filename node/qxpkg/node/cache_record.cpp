@@ -2,6 +2,7 @@
 #include "node/qxpkg/node/cache_record.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 #include <uuid/uuid.h>
 
 #include <array>

@@ -2,7 +2,7 @@
 // new name, so that the old one stays whole until its template's "cache.toml" names the new one.
 #include <algorithm>
 
-#include "node/agent/tem/files.h"
+#include "base/tree.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_build.h"
 #include "node/qxpkg/node/cache_record.h"
@@ -65,7 +65,7 @@ std::vector<JournalStep> stageCache(int area, StagedChange& staging, const KrMan
         {JournalStep::Kind::place, 0, cache, cacheTarget(made.uuid)},
         {JournalStep::Kind::place, 0, record, osTarget(os.name) + "/" + qxnode::kKrCacheName}};
     const auto old = cacheOf(os.name, output);
-    if (old && QXA::tem::statBelow(area, cacheTarget(old->uuid))) {
+    if (old && base::statBelow(area, cacheTarget(old->uuid))) {
         steps.push_back({JournalStep::Kind::drop, 0, staging.newPath(), cacheTarget(old->uuid)});
     }
     return steps;

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "base/content.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/durable_file.h"
 #include "node/support/paths.h"
 
 namespace qxpkg {
@@ -26,7 +26,7 @@ bool isThere(const std::string& path) {
 
 std::string textOf(const std::string& path, std::size_t limit) {
     std::string error;
-    std::optional<std::string> text = qxnode::readFile(path, limit, error);
+    std::optional<std::string> text = base::readFile(path, limit, error);
     if (!text) {
         throw Failure(kFailed, error);
     }

@@ -8,11 +8,12 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/open_below.h"
+#include "base/system_error.h"
 #include "node/qxpkg/engine/deb_configuration.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/confined.h"
-#include "node/support/durable_file.h"
-#include "node/support/system_error.h"
 
 namespace qxpkg {
 
@@ -29,26 +30,26 @@ public:
     explicit Root(const std::string& path)
         : m_fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
         if (!m_fd) {
-            throw Failure(kFailed, qxnode::systemError("open", path));
+            throw Failure(kFailed, base::systemError("open", path));
         }
     }
 
-    [[nodiscard]] qxnode::Fd folder(const std::string& path) const {
-        return qxnode::openInRoot(m_fd.get(), path, O_RDONLY | O_DIRECTORY);
+    [[nodiscard]] base::Fd folder(const std::string& path) const {
+        return base::openInRoot(m_fd.get(), path, O_RDONLY | O_DIRECTORY);
     }
 
     void makeFolder(const std::string& path) const {
         const std::size_t slash = path.rfind('/');
-        const qxnode::Fd above = folder(path.substr(0, slash + 1));
+        const base::Fd above = folder(path.substr(0, slash + 1));
         if (!above ||
             (mkdirat(above.get(), path.substr(slash + 1).c_str(), 0755) != 0 && errno != EEXIST)) {
-            throw Failure(kFailed, qxnode::systemError("make the tree's", path));
+            throw Failure(kFailed, base::systemError("make the tree's", path));
         }
     }
 
     void write(const std::string& path, const std::string& content) const {
-        const qxnode::Fd file =
-            qxnode::openInRoot(m_fd.get(), path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const base::Fd file =
+            base::openInRoot(m_fd.get(), path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
         std::size_t written = 0;
         while (file && written < content.size()) {
             const ssize_t got =
@@ -59,19 +60,19 @@ public:
             written += got > 0 ? static_cast<std::size_t>(got) : 0;
         }
         if (!file || written < content.size()) {
-            throw Failure(kFailed, qxnode::systemError("write the tree's", path));
+            throw Failure(kFailed, base::systemError("write the tree's", path));
         }
     }
 
     void remove(const std::string& path) const {
         const std::size_t slash = path.rfind('/');
-        if (const qxnode::Fd above = folder(path.substr(0, slash + 1))) {
+        if (const base::Fd above = folder(path.substr(0, slash + 1))) {
             unlinkat(above.get(), path.substr(slash + 1).c_str(), 0);
         }
     }
 
 private:
-    qxnode::Fd m_fd;
+    base::Fd m_fd;
 };
 
 /// As aptSources(), with keys where the container has them.
@@ -92,7 +93,7 @@ void copyKeys(const Place& place, const Root& root) {
             continue;
         }
         std::string error;
-        const auto key = qxnode::readFile(place.keys + "/" + repository.key, kMaxKey, error);
+        const auto key = base::readFile(place.keys + "/" + repository.key, kMaxKey, error);
         if (!key) {
             throw Failure(kFailed, error);
         }

@@ -7,13 +7,14 @@
 
 #include <optional>
 
+#include "base/content.h"
+#include "base/fd.h"
+#include "base/tree.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/file_beside.h"
-#include "node/agent/tem/files.h"
 #include "node/agent/tem/tar_writer.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/template_package.h"
-#include "node/support/durable_file.h"
 
 namespace qxpkg {
 
@@ -30,8 +31,8 @@ struct stat attributes(mode_t mode, const struct timespec& time) {
 
 std::string contentOf(int folder, const std::string& path, struct stat& st) {
     std::optional<std::string> content =
-        tem::readFileBelow(folder, path, TemplatePackageLimits{}.bytes);
-    const std::optional<struct stat> found = tem::statBelow(folder, path);
+        base::readFileBelow(folder, path, TemplatePackageLimits{}.bytes);
+    const std::optional<struct stat> found = base::statBelow(folder, path);
     if (!content || !found) {
         throw tem::systemFailure("read", path);
     }
@@ -40,7 +41,7 @@ std::string contentOf(int folder, const std::string& path, struct stat& st) {
 }
 
 void add(tem::TarWriter& tar, int folder, const std::string& path) {
-    const std::optional<struct stat> found = tem::statBelow(folder, path);
+    const std::optional<struct stat> found = base::statBelow(folder, path);
     if (found && S_ISDIR(found->st_mode)) {
         tar.directory(path, attributes(S_IFDIR | 0755, found->st_mtim));
         return;
@@ -53,7 +54,7 @@ void add(tem::TarWriter& tar, int folder, const std::string& path) {
 }  // namespace
 
 void packTemplate(const std::string& folder, const std::string& file) {
-    const qxnode::Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const base::Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory) {
         throw tem::systemFailure("open folder", folder);
     }
@@ -62,7 +63,7 @@ void packTemplate(const std::string& folder, const std::string& file) {
     // First, so that a reader finds it without going through the rest.
     add(tar, directory.get(), qxnode::kKrManifestName);
     std::string failed;
-    const bool walked = tem::walkTree(
+    const bool walked = base::walkTree(
         directory.get(),
         [&](const std::string& path, const struct stat&) {
             if (path != qxnode::kKrManifestName) {

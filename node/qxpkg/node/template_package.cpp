@@ -9,12 +9,12 @@
 #include <algorithm>
 #include <optional>
 
+#include "base/fd.h"
+#include "base/system_error.h"
 #include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/fd.h"
-#include "node/support/system_error.h"
 
 namespace qxpkg {
 
@@ -212,10 +212,10 @@ TemplatePackage readTemplatePackage(int file, const std::string& path,
 
 TemplatePackage readTemplatePackage(const std::string& path, const TemplatePackageLimits& limits) {
     // Non-blocking: a pipe without a writer would hold us up for ever.
-    const qxnode::Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const base::Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat st {};
     if (!file || fstat(file.get(), &st) != 0) {
-        throw Failure(kFailed, qxnode::systemError("open template package", path));
+        throw Failure(kFailed, base::systemError("open template package", path));
     }
     if (!S_ISREG(st.st_mode)) {
         throw Failure(kNotKrTemplate, named(path) + "is no regular file");

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <set>
 
-#include "node/agent/tem/files.h"
+#include "base/tree.h"
 #include "node/agent/tem/package_list.h"
 #include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/failure.h"
@@ -164,7 +164,7 @@ void addSteps(const Removal& removal, int area, StagedChange& staging, const Out
     if (!error.empty()) {
         output.notice("the cache of '" + removal.os + "' is left where it is: " + error);
     }
-    if (cache && QXA::tem::statBelow(area, cacheTarget(cache->uuid))) {
+    if (cache && base::statBelow(area, cacheTarget(cache->uuid))) {
         drop(cacheTarget(cache->uuid));
     }
 }

@@ -1,6 +1,8 @@
 // See template_usage.h.
 #include "node/qxpkg/node/template_usage.h"
 
+#include <unistd.h>
+
 #include <functional>
 #include <system_error>
 

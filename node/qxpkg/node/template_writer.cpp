@@ -3,12 +3,13 @@
 
 #include <fcntl.h>
 
+#include "base/durable.h"
+#include "base/fd.h"
+#include "base/open_below.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/files.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
 #include "node/qxpkg/node/operations.h"
-#include "node/support/durable_file.h"
 #include "node/support/kr_manifest.h"
 #include "node/support/paths.h"
 
@@ -20,14 +21,14 @@ namespace {
 
 qxnode::FileLock locked(const qxnode::LockWait& wait, const Output& output) {
     std::string error;
-    if (!qxnode::makeDirectories(qxnode::kTemplateDir, error)) {
+    if (!base::makeDirectories(qxnode::kTemplateDir, error)) {
         throw Failure(kFailed, error);
     }
     return lockFile(qxnode::kTemplateLock, wait, output);
 }
 
-qxnode::Fd openArea() {
-    qxnode::Fd area(open(qxnode::kTemplateDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+base::Fd openArea() {
+    base::Fd area(open(qxnode::kTemplateDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!area) {
         throw tem::systemFailure("open directory", qxnode::kTemplateDir);
     }
@@ -48,14 +49,14 @@ TemplateWriter::TemplateWriter(const qxnode::LockWait& wait, const Output& outpu
 
 void writeStaged(int area, const std::string& path, const std::string& content) {
     const std::size_t slash = path.rfind('/');
-    const qxnode::Fd folder = tem::makeDirectories(area, path.substr(0, slash));
-    if (!folder || !tem::writeFileDurably(folder.get(), path.substr(slash + 1), content)) {
+    const base::Fd folder = base::makeBelow(area, path.substr(0, slash));
+    if (!folder || !base::writeFileDurably(folder.get(), path.substr(slash + 1), content)) {
         throw tem::systemFailure("write", path);
     }
 }
 
 void makeStagedFolder(int area, const std::string& path) {
-    if (!tem::makeDirectories(area, path)) {
+    if (!base::makeBelow(area, path)) {
         throw tem::systemFailure("make directory", path);
     }
 }

@@ -1,10 +1,10 @@
 // The right to change the node's KR templates.
 #pragma once
 
+#include "base/fd.h"
 #include "node/agent/tem/template_journal.h"
 #include "node/qxpkg/options.h"
 #include "node/qxpkg/output.h"
-#include "node/support/fd.h"
 #include "node/support/lock.h"
 
 namespace qxpkg {
@@ -20,7 +20,7 @@ public:
 
 private:
     qxnode::FileLock m_lock;
-    qxnode::Fd m_area;
+    base::Fd m_area;
 };
 
 /// Writes a file of a change that is being prepared, making the folders above it.

@@ -2,16 +2,17 @@
 #include "node/qxpkg/node/verify.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
+#include "base/subprocess.h"
 #include "node/qxpkg/failure.h"
 #include "node/support/container_config.h"
 #include "node/support/kr_manifest.h"
 #include "node/support/paths.h"
-#include "node/support/subprocess.h"
 
 namespace qxpkg {
 
@@ -69,10 +70,10 @@ void verifyContainer(int veid, const Output& output) {
     if (!findings.empty()) {
         throw Failure(kFailed, container + " is not as it should be: " + findings.front());
     }
-    qxnode::ProcessOptions run;
+    base::ProcessOptions run;
     run.onLine = run.onErrorLine = [&](const std::string& line) { output.notice(line); };
-    const qxnode::ProcessResult result =
-        qxnode::runProcess({kAreaChecker, "check", "--ct", std::to_string(veid)}, run);
+    const base::ProcessResult result =
+        base::runProcess({kAreaChecker, "check", "--ct", std::to_string(veid)}, run);
     if (!result.succeeded()) {
         throw Failure(kFailed, container + ": the area is not as it should be: " + result.reason());
     }

@@ -11,13 +11,13 @@
 #include <random>
 #include <thread>
 
+#include "src/area/index_area.h"
+#include "src/index/index_file.h"
 #include "tests/unit/node/tem_node.h"
-#include "tools/qxfsutil/index_area.h"
-#include "tools/qxfsutil/index_file.h"
 
 namespace {
 
-using qxfsutil::IndexEntry;
+using dirindex::IndexEntry;
 using tem_test::appManifest;
 using tem_test::Node;
 using tem_test::osManifest;
@@ -64,18 +64,18 @@ protected:
 
     // As an operator does it, from outside of the agent.
     void indexByHand() {
-        qxfsutil::Area area;
+        qxfs::Area area;
         std::string error;
-        ASSERT_TRUE(qxfsutil::openArea(node.area(), node.templates(), area, error)) << error;
-        qxfsutil::indexArea(area, {}, [](const qxfsutil::IndexOutcome&) {});
+        ASSERT_TRUE(qxfs::openArea(node.area(), node.templates(), area, error)) << error;
+        qxfs::indexArea(area, {}, [](const qxfs::IndexOutcome&) {});
     }
 
     void changeIndex(const std::string& directory,
                      const std::function<void(std::vector<IndexEntry>&)>& change) {
-        auto entries = qxfsutil::readIndexFile(path(directory) + "/._qxlnk_.").entries;
+        auto entries = dirindex::readIndexFile(path(directory) + "/._qxlnk_.").entries;
         change(entries);
         std::string error;
-        ASSERT_TRUE(qxfsutil::replaceIndex(path(directory), entries, error)) << error;
+        ASSERT_TRUE(dirindex::replaceIndex(path(directory), entries, error)) << error;
     }
 
     Node node;

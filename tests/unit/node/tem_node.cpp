@@ -16,9 +16,9 @@
 
 #include "QXL/QXLError.h"
 #include "node/support/node_dir.h"
+#include "src/area/check_area.h"
+#include "src/index/index_file.h"
 #include "src/qxfsutil.h"
-#include "tools/qxfsutil/check_area.h"
-#include "tools/qxfsutil/index_file.h"
 
 namespace tem_test {
 
@@ -103,7 +103,7 @@ std::vector<std::string> referencesIn(const std::string& index) {
 /// Entries by name: their order in the file is that in which the file system gave the names.
 std::string indexAsText(const std::string& path) {
     std::vector<std::string> entries;
-    for (const qxfsutil::IndexEntry& entry : qxfsutil::readIndexFile(path).entries) {
+    for (const dirindex::IndexEntry& entry : dirindex::readIndexFile(path).entries) {
         entries.push_back(entry.name + " " + std::to_string(entry.type) + " " +
                           entry.link.value_or("") + ";");
     }
@@ -375,16 +375,16 @@ bool Node::isIndexed(const std::string& directory) const {
 }
 
 std::string Node::findings() const {
-    qxfsutil::Area checked;
+    qxfs::Area checked;
     std::string text;
-    if (!qxfsutil::openArea(area(), templates(), checked, text)) {
+    if (!qxfs::openArea(area(), templates(), checked, text)) {
         return text;
     }
-    qxfsutil::UndoRecord none;
-    qxfsutil::checkArea(
-        checked, qxfsutil::RepairMode::report, none,
-        [&](const qxfsutil::Finding& finding) { text += qxfsutil::describe(finding) + "\n"; },
-        [](const qxfsutil::CheckSummary&) {});
+    qxfs::UndoRecord none;
+    qxfs::checkArea(
+        checked, qxfs::RepairMode::report, none,
+        [&](const qxfs::Finding& finding) { text += qxfs::describe(finding) + "\n"; },
+        [](const qxfs::CheckSummary&) {});
     return text;
 }
 
@@ -407,7 +407,7 @@ std::string Node::tree(const std::string& directory) {
         std::string line = entry.path().lexically_relative(directory).string() + mode;
         if (S_ISLNK(st.st_mode)) {
             line += fs::read_symlink(entry.path()).string();
-        } else if (entry.path().filename() == qxfsutil::kIndexName) {
+        } else if (entry.path().filename() == dirindex::kIndexName) {
             line += indexAsText(entry.path().string());
         } else if (S_ISREG(st.st_mode)) {
             line += qx_test::read_file(entry.path().string());

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "cli/command_line.h"
 #include "tests/support/capture.h"
-#include "tools/cli/command_line.h"
 
 namespace cli {
 namespace {

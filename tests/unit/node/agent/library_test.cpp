@@ -1,14 +1,14 @@
 // The built library: what it offers to those who link it.
 #include <gtest/gtest.h>
 
-#include "node/support/subprocess.h"
+#include "base/subprocess.h"
 
 namespace {
 
 TEST(AgentLibraryTest, OffersNothingButWhatThePlatformDeclares) {
     std::vector<std::string> others;
     std::size_t symbols = 0;
-    qxnode::ProcessOptions options;
+    base::ProcessOptions options;
     options.onLine = [&](const std::string& line) {
         ++symbols;
         const std::string name = line.substr(line.find(' ', line.find(' ') + 1) + 1);
@@ -22,7 +22,7 @@ TEST(AgentLibraryTest, OffersNothingButWhatThePlatformDeclares) {
             others.push_back(line);
         }
     };
-    const auto result = qxnode::runProcess({"nm", "-D", "-C", "--defined-only", QXAGENT}, options);
+    const auto result = base::runProcess({"nm", "-D", "-C", "--defined-only", QXAGENT}, options);
     ASSERT_TRUE(result.succeeded()) << result.reason();
     EXPECT_GT(symbols, 100U);
     EXPECT_EQ(others, std::vector<std::string>{});

@@ -10,7 +10,7 @@
 
 #include <functional>
 
-#include "node/support/fd.h"
+#include "base/fd.h"
 #include "tests/support/capture.h"
 
 namespace {
@@ -26,9 +26,9 @@ std::string onTerminal(unsigned short width, const std::function<void()>& action
     struct termios plain {};
     cfmakeraw(&plain);
     EXPECT_EQ(openpty(&master, &slave, nullptr, &plain, &size), 0);
-    const qxnode::Fd reader(master);
+    const base::Fd reader(master);
     {
-        const qxnode::Fd before(dup(STDERR_FILENO));
+        const base::Fd before(dup(STDERR_FILENO));
         dup2(slave, STDERR_FILENO);
         close(slave);
         action();

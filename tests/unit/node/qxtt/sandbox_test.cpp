@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "node/support/subprocess.h"
+#include "base/subprocess.h"
 #include "tests/support/temp_dir.h"
 
 namespace qxtt {
@@ -19,7 +19,7 @@ class Sandbox : public testing::Test {
 protected:
     void SetUp() override {
         root_.write("file", "inside\n");
-        const auto probe = qxnode::runProcess(sandboxed(root_.path(), {"true"}));
+        const auto probe = base::runProcess(sandboxed(root_.path(), {"true"}));
         if (!probe.succeeded()) {
             GTEST_SKIP() << "needs bubblewrap and what it needs: " << probe.reason();
         }
@@ -27,15 +27,15 @@ protected:
 
     std::vector<std::string> output_of(const std::string& script) const {
         std::vector<std::string> lines;
-        qxnode::ProcessOptions options;
+        base::ProcessOptions options;
         options.onLine = [&](const std::string& line) { lines.push_back(line); };
-        qxnode::runProcess(sandboxed(root_.path(), {"sh", "-c", script, "sh", inSandbox("/file")}),
-                           options);
+        base::runProcess(sandboxed(root_.path(), {"sh", "-c", script, "sh", inSandbox("/file")}),
+                         options);
         return lines;
     }
 
     bool succeeds(const std::string& script) const {
-        return qxnode::runProcess(
+        return base::runProcess(
                    sandboxed(root_.path(), {"sh", "-c", script, "sh", inSandbox("/file")}))
             .succeeded();
     }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "node/support/subprocess.h"
+#include "base/subprocess.h"
 #include "tests/support/real_packages.h"
 
 namespace qxtt {
@@ -34,7 +34,7 @@ TEST(VersionOrder, ofDebsIsTheEngines) {
             const int order = sign(compareVersions(a, b, KrPackaging::deb));
             const char* relation = order < 0 ? "lt" : (order > 0 ? "gt" : "eq");
             EXPECT_TRUE(
-                qxnode::runProcess({"dpkg", "--compare-versions", a, relation, b}).succeeded())
+                base::runProcess({"dpkg", "--compare-versions", a, relation, b}).succeeded())
                 << a << " " << relation << " " << b;
         }
     }

@@ -1,0 +1,24 @@
+// Reads first lines; see record_heading.h.
+#include "node/agent/tem/record_heading.h"
+
+#include <istream>
+
+#include "node/agent/tem/failure.h"
+
+namespace QXA::tem {
+
+void takeHeading(std::istream& lines, const std::string& heading, const std::string& source) {
+    std::string line;
+    if (std::getline(lines, line) && line == heading) {
+        return;
+    }
+    const std::size_t version = heading.rfind(' ') + 1;
+    const bool newer = line.starts_with(heading.substr(0, version)) && line.size() > version &&
+                       line.size() < version + 10 &&
+                       line.find_first_not_of("0123456789", version) == std::string::npos;
+    throw Failure(kTemFailed,
+                  source + (newer ? ": '" + line + "' is of a newer version of this program"
+                                  : ": bad line 1"));
+}
+
+}  // namespace QXA::tem

@@ -1,0 +1,66 @@
+// Walks an area and checks every directory of it.
+#include "src/area/check_area.h"
+
+#include <algorithm>
+
+namespace qxfs {
+
+void walkArea(const std::function<DirectoryCheck(const std::string&)>& visit) {
+    std::vector<std::string> pending{"/"};
+    while (!pending.empty()) {
+        const auto path = std::move(pending.back());
+        pending.pop_back();
+        auto check = visit(path);
+        // The last one is taken first: names come in their order.
+        std::reverse(check.subdirectories.begin(), check.subdirectories.end());
+        std::move(check.subdirectories.begin(), check.subdirectories.end(),
+                  std::back_inserter(pending));
+    }
+}
+
+namespace {
+
+void count(const DirectoryCheck& check, CheckSummary& summary) {
+    ++summary.directories;
+    if (check.index.has_value()) {
+        ++summary.indexed;
+        summary.entries += check.index->entries.size();
+    }
+    for (const auto& found : check.findings) {
+        ++summary.findings;
+        if (found.finding.repaired) {
+            ++summary.repaired;
+        } else if (kindOf(found.finding.code).severity == Severity::note) {
+            ++summary.notesLeft;
+        } else {
+            ++summary.errorsLeft;
+        }
+    }
+}
+
+}  // namespace
+
+CheckSummary checkArea(const Area& area, RepairMode mode, UndoRecord& undo, const FindingSink& sink,
+                       const ProgressSink& progress) {
+    CheckSummary summary;
+    summary.area = area.name;
+    walkArea([&](const std::string& path) {
+        auto check = checkDirectory(area, path);
+        if (mode != RepairMode::report && !check.findings.empty()) {
+            auto failures = DirectoryRepair(area, check, undo).run(mode);
+            std::move(failures.begin(), failures.end(), std::back_inserter(summary.failures));
+        }
+        for (const auto& found : check.findings) {
+            sink(found.finding);
+        }
+        count(check, summary);
+        progress(summary);
+        return check;
+    });
+    if (summary.repaired > 0 && undo.isOpen()) {
+        summary.undoRecord = undo.file();
+    }
+    return summary;
+}
+
+}  // namespace qxfs

@@ -1,0 +1,108 @@
+// The table of findings.
+#include "src/area/finding.h"
+
+#include <cassert>
+
+#include "src/index/index_text.h"
+
+namespace qxfs {
+
+const std::vector<FindingKind>& findingKinds() {
+    using enum FindingCode;
+    using enum Severity;
+    using enum Question;
+    static const std::vector<FindingKind> kinds{
+        {directoryUnreadable, "directory-unreadable", error, "the directory cannot be read", none,
+         "", false},
+        {indexUnreadable, "index-unreadable", error, "the directory index cannot be read", none, "",
+         false},
+        {indexDamaged, "index-damaged", error, "the directory index is damaged", approve,
+         "rebuild it from what can still be read and from the files in place", false},
+        {checksumWrong, "checksum-wrong", error,
+         "the checksum of the directory index does not match", approve,
+         "write the index anew with a proper checksum", false},
+        {checksumAbsent, "checksum-absent", note,
+         "the directory index was written without a checksum", approve,
+         "write the index anew with a proper checksum", true},
+        {markMissing, "mark-missing", error,
+         "the directory has an index but is not marked as indexed", approve,
+         "mark the directory (set-user-ID bit)", true},
+        {indexMissing, "index-missing", warning,
+         "the directory is marked as indexed but has no index", approve,
+         "take the mark (set-user-ID bit) away", false},
+        {temporaryLeft, "temporary-left", warning, "left over from an interrupted run", approve,
+         "remove the temporary file", true},
+        {linkLost, "link-lost", error, "the template file of an index entry is gone", approve,
+         "give the entry the name of the template file that has its inode, or drop it", false},
+        {templateTypeChanged, "template-type-changed", error,
+         "the template file of an index entry is of another type", approve,
+         "take the template file's type into the index", false},
+        {templateInodeChanged, "template-inode-changed", warning,
+         "the inode tag of an index entry is not that of its template file", approve,
+         "correct the inode tag", true},
+        {entryGone, "entry-gone", error, "an index entry stands for a file that is not there",
+         approve, "drop the entry from the index", false},
+        {entryTypeChanged, "entry-type-changed", error,
+         "a file is of another type than its index entry says", approve, "correct the entry's type",
+         true},
+        {entryInodeChanged, "entry-inode-changed", warning,
+         "the inode tag of an index entry is not that of its file", approve,
+         "correct the inode tag", true},
+        {entryDouble, "entry-double", error, "a name stands in the index more than once", approve,
+         "keep the first of the entries that hold", false},
+        {entryNameBad, "entry-name-bad", error, "an index entry has a name that no file can have",
+         approve, "drop the entry from the index", false},
+        {nameNotIndexed, "name-not-indexed", error, "a file is missing from the directory index",
+         approve, "add it to the index", true},
+        {linkLeft, "link-left", warning,
+         "a link to a template file stands in place although the index describes it", approve,
+         "remove the link", true},
+        {entryShadowed, "entry-shadowed", error,
+         "a file stands in place of a template file that the index describes", dispose,
+         "move the file to lost_files, or remove it", false},
+        {shortcutUnreadable, "shortcut-unreadable", error, "the link cannot be read", none, "",
+         false},
+        {shortcutLost, "shortcut-lost", error, "the template file of a link is gone", dispose,
+         "move the link to lost_files, or remove it", false},
+        {shortcutTypeChanged, "shortcut-type-changed", error,
+         "the template file of a link is of another type", dispose,
+         "move the link to lost_files, or remove it", false},
+        {attributesDiffer, "attributes-differ", warning,
+         "owner, group or permissions differ from those of the template file", approve,
+         "set them as the template file has them", false},
+    };
+    return kinds;
+}
+
+const FindingKind& kindOf(FindingCode code) {
+    const auto& kind = findingKinds()[static_cast<std::size_t>(code)];
+    assert(kind.code == code);
+    return kind;
+}
+
+const char* severityName(Severity severity) {
+    switch (severity) {
+        case Severity::error:
+            return "error";
+        case Severity::warning:
+            return "warning";
+        case Severity::note:
+            return "note";
+    }
+    return "";
+}
+
+std::string describe(const Finding& finding) {
+    const auto& kind = kindOf(finding.code);
+    // A file name may hold anything, line ends and terminal controls included.
+    std::string line = dirindex::escaped(finding.path) + ": " + kind.text;
+    if (!finding.detail.empty()) {
+        line += " (" + finding.detail + ")";
+    }
+    if (!finding.templateFile.empty()) {
+        line += " [template " + dirindex::escaped(finding.templateFile) + "]";
+    }
+    return line;
+}
+
+}  // namespace qxfs

@@ -1,0 +1,61 @@
+// Text form of a directory index: what `dump` prints and `build` reads.
+//
+//   qxdirindex 1                            first line: form and its version
+//   entry d 2468 "bin"                      type, inode tag, name: an ordinary entry
+//   entry - 1357 "libc.so" -> "////os/lib"  the same, backed by a template file
+//   size 4120                               only when the built file differs: its length
+//   bytes 16 d41d8cd9                       only when the built file differs: bytes at an offset
+//
+// Entries stand in the order of the file's records. The writer of the library makes the file from
+// them; "size" and "bytes" then change what another writer, or damage, made otherwise. Types are
+// the letters of a listing or numbers. In texts, everything but printable ASCII is written \xHH, as
+// are the double quote and the backslash. Lines that are empty or begin with "#" are skipped.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "src/index/shared_text.h"
+
+namespace dirindex {
+
+struct IndexEntry {
+    std::uint8_t type = 0;
+    std::uint32_t ino = 0;  ///< inode tag, as the file holds it
+    std::string name;
+    SharedText link;  ///< link string, "////" included
+
+    bool operator==(const IndexEntry&) const = default;
+};
+
+/// Bytes that differ from what the library's writer makes of the entries.
+struct IndexPatch {
+    std::uint64_t offset = 0;
+    std::string bytes;
+
+    bool operator==(const IndexPatch&) const = default;
+};
+
+struct IndexText {
+    std::vector<IndexEntry> entries;
+    std::optional<std::uint64_t> size;
+    std::vector<IndexPatch> patches;
+
+    bool operator==(const IndexText&) const = default;
+};
+
+std::string formatIndex(const IndexText& index);
+
+/// Reads the text form. @return false with the line and the reason in `error`.
+bool parseIndex(std::string_view text, IndexText& index, std::string& error);
+
+/// A text as it stands between double quotes in the form above.
+std::string escaped(std::string_view text);
+
+/// Largest file that a text may ask for; a directory of a million long names stays below it.
+inline constexpr std::uint64_t kMaxBuiltSize = 1ULL << 30;
+
+}  // namespace dirindex
