@@ -19,6 +19,7 @@
 #include <fstream>
 #include <set>
 #include <stdexcept>
+#include <vector>
 
 #include "base/durable.h"
 #include "base/fd.h"
@@ -96,45 +97,27 @@ void pivotToEmptyRoot(const std::string& mountPoint) {
     require(chdir("/") == 0, "enter", "/");
 }
 
-class RootBuilder {
-public:
-    void build() {
-        for (const fs::directory_entry& entry : fs::directory_iterator(kOldRoot)) {
-            const fs::path shown = "/" / entry.path().filename();
-            if (entry.is_symlink()) {
-                fs::create_symlink(fs::read_symlink(entry.path()), shown);
-            } else if (entry.is_directory()) {
-                fs::create_directory(shown);
-                bind(entry.path(), shown);
-            }
+/// Makes a folder for each path that does not exist. All parents are covered before the first
+/// bind, and outer ones first: a later cover would hide what is bound below it.
+void makeMountPoints(const std::vector<fs::path>& paths) {
+    std::set<fs::path> parents;
+    for (const fs::path& path : paths) {
+        fs::path parent = path;
+        while (!fs::exists(parent)) {
+            parent = parent.parent_path();
         }
-        m_ours.insert("/");
-    }
-
-    void show(const fs::path& source, const fs::path& path) {
-        if (!fs::exists(path)) {
-            fs::path parent = path.parent_path();
-            while (!fs::exists(parent)) {
-                parent = parent.parent_path();
-            }
-            cover(parent);
-            fs::create_directories(path);
+        if (parent != path && parent != "/") {
+            parents.insert(fs::canonical(parent));
         }
-        bind(source, path);
     }
-
-private:
-    /// Makes an existing folder one in which mount points can be made.
-    void cover(const fs::path& folder) {
-        if (!m_ours.insert(folder).second) {
-            return;
-        }
-        mountTmpfs(folder);
-        bindEntries(kOldRoot / folder.relative_path(), folder);
+    for (const fs::path& parent : parents) {
+        mountTmpfs(parent);
+        bindEntries(kOldRoot / parent.relative_path(), parent);
     }
-
-    std::set<fs::path> m_ours;
-};
+    for (const fs::path& path : paths) {
+        fs::create_directories(path);
+    }
+}
 
 void enter(const std::string& dir) {
     std::error_code failure;
@@ -152,10 +135,10 @@ void enter(const std::string& dir) {
     const fs::path before = fs::current_path();
     enterNamespaces();
     pivotToEmptyRoot(node);
-    RootBuilder root;
-    root.build();
+    bindEntries(kOldRoot, "/");
+    makeMountPoints({kTrees.begin(), kTrees.end()});
     for (const char* tree : kTrees) {
-        root.show(kOldRoot / node.relative_path() / fs::path(tree).relative_path(), tree);
+        bind(kOldRoot / node.relative_path() / fs::path(tree).relative_path(), tree);
     }
     require(umount2(kOldRoot, MNT_DETACH) == 0, "detach", kOldRoot);
     fs::remove(kOldRoot);

@@ -66,8 +66,9 @@ std::vector<TemplateUse> templateUses() {
     for (const int veid : qxnode::containerNumbers(qxnode::kContainerConfigDir, failure)) {
         uses.push_back(useOf(veid));
     }
-    if (failure && failure != std::errc::no_such_file_or_directory) {
-        throw Failure(kFailed, "cannot read directory '" +
+    // Without the folder nobody knows what is in use.
+    if (failure) {
+        throw Failure(kFailed, "cannot tell which templates are in use: cannot read '" +
                                    std::string(qxnode::kContainerConfigDir) +
                                    "': " + failure.message());
     }

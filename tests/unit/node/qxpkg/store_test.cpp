@@ -1,5 +1,6 @@
 // Installing, updating and removing KR templates of a node.
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_record.h"
@@ -327,6 +328,17 @@ TEST_F(QxpkgStore, AContainerThatCannotBeReadKeepsTemplatesUnlessForced) {
     m_node.writeContainer(101, "this is no configuration\n");
     expectRefused(27, removeOs({".base"}), "cannot tell whether container 101 uses");
     EXPECT_EQ(removeOs({".base"}, forced()).code, 0);
+}
+
+TEST_F(QxpkgStore, NothingIsRemovedWhereTheContainersAreNotKnown) {
+    install({package(osPackage("base", "1"))});
+    const Outcome outcome = inNode([] {
+        // Hides the folder of configurations in the private view of this process.
+        ASSERT_EQ(mount("tmpfs", "/etc/sysconfig", "tmpfs", 0, nullptr), 0);
+        qxpkg::removeOsTemplates({".base"}, forced(), qxpkg::Output(true));
+    });
+    expectRefused(1, outcome, "cannot tell which templates are in use");
+    EXPECT_TRUE(isThere("/qx/template/kr/base/template.toml"));
 }
 
 TEST_F(QxpkgStore, AnOsTemplateWithApplicationsIsKeptUnlessTheyMayGo) {

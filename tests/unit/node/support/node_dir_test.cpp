@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "node/support/toml_reader.h"
+#include "tests/support/private_root.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/test_node.h"
 
@@ -73,6 +74,63 @@ TEST_F(EnteredNodeTest, HasItsTreesAtTheRealPaths) {
         EXPECT_TRUE(fs::exists("/etc/qxagent/agent.toml"));
         EXPECT_TRUE(fs::is_directory("/var/lib/qxagent"));
     });
+}
+
+/// Which folders of the trees a machine has already. Folders below another come after it.
+std::vector<std::vector<std::string>> machines() {
+    std::vector<std::vector<std::string>> all{{}};
+    for (const auto& ways : std::vector<std::vector<std::vector<std::string>>>{
+             {{}, {"qx"}},
+             {{}, {"etc/sysconfig"}, {"etc/sysconfig/qx-scripts"}},
+             {{}, {"etc/qxagent"}},
+             {{}, {"var/lib"}, {"var/lib/qxagent"}}}) {
+        std::vector<std::vector<std::string>> longer;
+        for (const auto& have : all) {
+            for (const auto& more : ways) {
+                longer.push_back(have);
+                longer.back().insert(longer.back().end(), more.begin(), more.end());
+            }
+        }
+        all = std::move(longer);
+    }
+    return all;
+}
+
+/// The first of the node's files that is not seen, or what entering said.
+std::string missingAfterEntering(const std::string& dir) {
+    std::string error;
+    if (qxnode::enterNodeDirectory(dir, error) != 0) {
+        return error;
+    }
+    for (const char* file :
+         {"/qx/template/mark", "/etc/sysconfig/qx-scripts/101.conf", "/etc/qxagent/agent.toml",
+          "/var/lib/qxagent/mark", "/etc/machine", "/var/machine"}) {
+        if (!fs::exists(file)) {
+            return std::string(file) + " is not seen";
+        }
+    }
+    return "";
+}
+
+TEST_F(EnteredNodeTest, HasItsTreesWhateverPartsOfThemTheMachineHas) {
+    node.write("/qx/template/mark", "");
+    node.write("/var/lib/qxagent/mark", "");
+    node.writeContainer(101, "");
+    for (const auto& folders : machines()) {
+        const TempDir machine;
+        machine.write("etc/machine", "");
+        machine.write("var/machine", "");
+        qx_test::PrivateRoot root;
+        root.show(machine.path("etc"), "/etc").show(machine.path("var"), "/var");
+        for (const auto& folder : folders) {
+            fs::create_directories(machine.path(folder));
+            if (folder == "qx") {
+                root.show(machine.path("qx"), "/qx");
+            }
+        }
+        const auto entered = root.run([&] { return missingAfterEntering(node.path("")); });
+        EXPECT_EQ(entered.text, "") << "on a machine with " << testing::PrintToString(folders);
+    }
 }
 
 TEST_F(EnteredNodeTest, WritesIntoTheNodeDirectory) {
