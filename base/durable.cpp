@@ -26,60 +26,52 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-/// A file under a temporary name, removed again unless it was renamed.
-class FileBeside {
-public:
-    explicit FileBeside(const std::string& path) {
-        const auto slash = path.rfind('/');
-        const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-        m_path = folderOf(path) + "/." + name + ".XXXXXX";
-        m_fd = Fd(mkostemp(m_path.data(), O_CLOEXEC));
-    }
-    ~FileBeside() {
-        if (m_fd && !m_renamed) {
-            unlink(m_path.c_str());
-        }
-    }
-    FileBeside(const FileBeside&) = delete;
-    FileBeside& operator=(const FileBeside&) = delete;
-
-    [[nodiscard]] int fd() const { return m_fd.get(); }
-
-    bool renameTo(const std::string& path) {
-        m_renamed = rename(m_path.c_str(), path.c_str()) == 0;
-        return m_renamed;
-    }
-
-private:
-    std::string m_path;
-    Fd m_fd;
-    bool m_renamed = false;
-};
-
-bool takeOverAttributes(int fd, const std::string& path, mode_t modeOfNew) {
+/// The mode that a file gets in the place of `path`, and the owner of the old one as far as this
+/// process may give it. False with errno.
+bool takeOverOwner(int fd, const std::string& path, mode_t& mode) {
     struct stat old {};
-    const bool exists = lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode);
-    if (!exists) {
-        return fchmod(fd, modeOfNew) == 0;
+    if (lstat(path.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) {
+        return true;
     }
+    mode = old.st_mode & 07777;
     // Giving files away is for root; everybody else's file becomes the writer's.
-    if (fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM && errno != EINVAL) {
-        return false;
-    }
-    return fchmod(fd, old.st_mode & 07777) == 0;
+    return fchown(fd, old.st_uid, old.st_gid) == 0 || errno == EPERM || errno == EINVAL;
 }
 
 }  // namespace
 
+FileBeside::FileBeside(const std::string& path) : m_path(path) {
+    const auto name = path.rfind('/') + 1;
+    m_beside = path.substr(0, name) + ".XXXXXX-" + path.substr(name);
+    const auto ending = path.size() - name + 1;
+    m_fd = Fd(mkostemps(m_beside.data(), static_cast<int>(ending), O_CLOEXEC));
+}
+
+FileBeside::~FileBeside() {
+    if (m_fd && !m_renamed) {
+        unlink(m_beside.c_str());
+    }
+}
+
+bool FileBeside::finish(mode_t mode, std::string& error) {
+    m_renamed = m_fd && fchmod(m_fd.get(), mode) == 0 && fsync(m_fd.get()) == 0 &&
+                rename(m_beside.c_str(), m_path.c_str()) == 0;
+    if (!m_renamed) {
+        error = systemError("write", m_path);
+        return false;
+    }
+    return flushDirectory(folderOf(m_path), error);
+}
+
 bool replaceFile(const std::string& path, std::string_view content, std::string& error,
                  mode_t mode) {
     FileBeside beside(path);
-    if (beside.fd() < 0 || !takeOverAttributes(beside.fd(), path, mode) ||
-        !writeContent(beside.fd(), content) || fsync(beside.fd()) != 0 || !beside.renameTo(path)) {
+    if (!beside || !takeOverOwner(beside.get(), path, mode) ||
+        !writeContent(beside.get(), content)) {
         error = systemError("write", path);
         return false;
     }
-    return flushDirectory(folderOf(path), error);
+    return beside.finish(mode, error);
 }
 
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,

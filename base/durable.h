@@ -6,7 +6,34 @@
 #include <string>
 #include <string_view>
 
+#include "base/fd.h"
+
 namespace base {
+
+/// A file that takes its place when it is whole: until then it has a temporary name beside it,
+/// which ends as the final one does (an ending may choose a compression), and it is removed again
+/// unless finish() renamed it.
+class FileBeside {
+public:
+    explicit FileBeside(const std::string& path);
+    ~FileBeside();
+    FileBeside(const FileBeside&) = delete;
+    FileBeside& operator=(const FileBeside&) = delete;
+
+    /// False with errno, right after the construction, when it could not be made.
+    explicit operator bool() const { return static_cast<bool>(m_fd); }
+    [[nodiscard]] int get() const { return m_fd.get(); }
+
+    /// Gives it its mode, flushes it, renames it and flushes the folder. False with the reason in
+    /// `error`; the place is then as it was, unless only the folder could not be flushed.
+    bool finish(mode_t mode, std::string& error);
+
+private:
+    std::string m_path;
+    std::string m_beside;
+    Fd m_fd;
+    bool m_renamed = false;
+};
 
 /// Replaces a file's content at once: a reader sees the old or the new one, also after a power cut.
 /// An existing file keeps its mode and, as far as this process may give it, its owner; it is

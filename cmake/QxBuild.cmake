@@ -71,21 +71,29 @@ function(qx_install_library target)
     DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT node NAMELINK_COMPONENT dev)
 endfunction()
 
-# qx_tests(<target> LABELS <label>... [TIMEOUT seconds]): registers the cases of a GoogleTest program.
+# qx_tests(<target> LABELS <label>... [TIMEOUT seconds] [LONG <filter>]): registers the cases of a
+# GoogleTest program. Those that LONG matches have the label "long" instead: they take minutes in all,
+# so scripts/test runs them only when asked to, and the CI does.
 function(qx_tests target)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "TIMEOUT;LONG" "LABELS;ENVIRONMENT" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
-  set(properties TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
   if(QX_COVERAGE)
     # A process that may not write its counters, or finds those of an earlier build, would say so on
     # standard error, which tests compare.
     list(APPEND ARG_ENVIRONMENT GCOV_ERROR_FILE=/dev/null)
   endif()
   if(ARG_ENVIRONMENT)
-    list(APPEND properties ENVIRONMENT "${ARG_ENVIRONMENT}")
+    set(environment ENVIRONMENT "${ARG_ENVIRONMENT}")
   endif()
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                       PROPERTIES ${properties})
+  set(properties TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" ${environment})
+  set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+  if(NOT ARG_LONG)
+    gtest_discover_tests(${target} ${discovery} PROPERTIES ${properties})
+    return()
+  endif()
+  gtest_discover_tests(${target} ${discovery} TEST_FILTER "-${ARG_LONG}" PROPERTIES ${properties})
+  gtest_discover_tests(${target} ${discovery} TEST_FILTER "${ARG_LONG}" TEST_LIST ${target}_LONG
+                       PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS long ${environment})
 endfunction()

@@ -11,12 +11,12 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "base/content.h"
+#include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/file_beside.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/tar_writer.h"
 
@@ -104,7 +104,10 @@ void packFolder(const std::string& folder, const std::string& file) {
     if (!root && errno != ENOENT) {
         throw systemFailure("open folder", folder + "/" + kRootName);
     }
-    FileBeside out(file);
+    base::FileBeside out(file);
+    if (!out) {
+        throw systemFailure("create a file beside", file);
+    }
     TarWriter tar(out.get(), file);
     // First, so that a reader finds it without going through the files.
     tar.text(kManifestName, *text, manifestStat);
@@ -124,7 +127,9 @@ void packFolder(const std::string& folder, const std::string& file) {
         }
     }
     tar.finish();
-    out.finish();
+    if (std::string error; !out.finish(0644, error)) {
+        throw Failure(kTemFailed, error);
+    }
 }
 
 }  // namespace QXA::tem

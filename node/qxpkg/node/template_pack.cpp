@@ -8,10 +8,10 @@
 #include <optional>
 
 #include "base/content.h"
+#include "base/durable.h"
 #include "base/fd.h"
 #include "base/tree.h"
 #include "node/agent/tem/failure.h"
-#include "node/agent/tem/file_beside.h"
 #include "node/agent/tem/tar_writer.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/template_package.h"
@@ -58,7 +58,10 @@ void packTemplate(const std::string& folder, const std::string& file) {
     if (!directory) {
         throw tem::systemFailure("open folder", folder);
     }
-    tem::FileBeside out(file);
+    base::FileBeside out(file);
+    if (!out) {
+        throw tem::systemFailure("create a file beside", file);
+    }
     tem::TarWriter tar(out.get(), file);
     // First, so that a reader finds it without going through the rest.
     add(tar, directory.get(), qxnode::kKrManifestName);
@@ -77,7 +80,9 @@ void packTemplate(const std::string& folder, const std::string& file) {
     tar.finish();
     // The reader knows what a package may hold.
     readTemplatePackage(out.get(), file);
-    out.finish();
+    if (std::string error; !out.finish(0644, error)) {
+        throw tem::Failure(tem::kTemFailed, error);
+    }
 }
 
 }  // namespace qxpkg
