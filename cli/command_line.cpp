@@ -26,7 +26,7 @@ std::string pathOf(const CLI::App& command) {
     return (parent == nullptr ? "" : pathOf(*parent) + " ") + command.get_name();
 }
 
-/// The library says of a misspelt command only that one is missing.
+/// For a misspelt command the library only says that a command is missing.
 std::string reasonOf(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App& command = namedCommand(app);
     const bool lacksCommand = command.get_require_subcommand_min() > 0;
@@ -80,7 +80,7 @@ int finish(const std::string& tool, int code, const ExitCodes& codes) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) {
         return code;
     }
-    // The reason of a write that failed before is not known any more.
+    // If an earlier write failed, its reason is no longer known.
     const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
     std::fprintf(stderr, "%s: cannot write to standard output%s\n", tool.c_str(), reason.c_str());
     return code == 0 ? codes.failed : code;

@@ -1,5 +1,5 @@
-// What the command lines of all tools have in common: how a wrong one is told, what every tool
-// answers without doing its work, and how it ends.
+// What the command lines of all tools share: how an error in the line is reported, the options and
+// commands that every tool has, and how a tool ends.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -12,7 +12,7 @@
 
 namespace cli {
 
-/// The exit codes of a tool that are needed before and after its own work.
+/// A tool's exit codes for a wrong command line and for output that cannot be written.
 struct ExitCodes {
     int failed = 1;
     int usage = 2;
@@ -22,22 +22,22 @@ struct ExitCodes {
 /// no options of the tool's own.
 void addCommonParts(CLI::App& app);
 
-/// What is wrong with a command line that could not be parsed, and where help is to be had:
+/// Says what is wrong with a command line that could not be parsed, and how to get help:
 /// "there is no command 'lsit'; see qxa --help".
 std::string usageReason(const CLI::App& app, const CLI::ParseError& error);
 
-/// A reason of the tool's own in the same words.
+/// The same for a reason that the tool itself found.
 std::string usageReason(const CLI::App& app, const std::string& reason);
 
-/// Parses a command line. @return the exit code where the tool ends here, because the line is wrong
-/// (the reason is then on standard error) or has been answered: help, version, a completion script.
+/// Parses a command line. @return an exit code if the tool must end now: the line is wrong (the
+/// reason was printed to standard error), or help, version or a completion script was printed.
 std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, const ExitCodes& codes);
 
-/// Writes out what standard output still holds. @return `code`, or `codes.failed` in place of 0
-/// when not everything could be written; that is then on standard error.
+/// Flushes standard output. @return `code`; if something could not be written, says so on standard
+/// error and returns `codes.failed` in place of 0.
 int finish(const std::string& tool, int code, const ExitCodes& codes);
 
-/// An option whose value is one of these words, whatever their case.
+/// Adds an option whose value is one of these words, in upper or lower case.
 template <typename Value>
 CLI::Option* addChoice(CLI::App& app, const std::string& name, Value& value,
                        const std::vector<std::pair<std::string, Value>>& choices,
@@ -46,7 +46,7 @@ CLI::Option* addChoice(CLI::App& app, const std::string& name, Value& value,
     for (const auto& choice : choices) {
         words.push_back(choice.first);
     }
-    // The check has put the word into the case that it has here.
+    // IsMember has already changed the word to the case used in `choices`.
     return app
         .add_option_function<std::string>(
             name,

@@ -19,7 +19,7 @@ std::string commandNames(const CLI::App& app) {
     return names;
 }
 
-/// The options of a command itself, as they are typed; a letter only where there is no word for it.
+/// A command's own options as they are typed; a letter only if the option has no long name.
 std::vector<std::string> optionsOf(const CLI::App& app) {
     std::vector<std::string> words;
     for (const auto* option : app.get_options()) {
@@ -81,7 +81,7 @@ void printBash(const CLI::App& app) {
         name.c_str(), name.c_str());
 }
 
-/// Works as a file of the function path, which zsh reads at the first completion, and when sourced.
+/// Works both as a file on zsh's function path (read at the first completion) and when sourced.
 void printZsh(const CLI::App& app) {
     const auto& name = app.get_name();
     std::printf("#compdef %s\n_%s() {\n", name.c_str(), name.c_str());

@@ -1,4 +1,4 @@
-// Completion scripts, written from the option tree so that they cannot fall behind it.
+// Completion scripts, generated from the option tree so that they always match it.
 #pragma once
 
 #include <string>

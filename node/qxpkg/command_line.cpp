@@ -32,9 +32,9 @@ constexpr const char* kFooter = R"(Examples:
 
 Templates are named ".os" and ".app"; the dot may be left out.
 
-Exit status: 0 done, 1 failed, 2 usage, 27 refused (there already, in conflict or
-in use), 33 a file is no KR template package, 75 lock not had in time,
-130 interrupted. The last line on standard error is the reason.)";
+Exit status: 0 done, 1 failed, 2 wrong usage, 27 refused (already there, in conflict
+or in use), 33 a file is not a KR template package, 75 the lock stayed busy,
+130 interrupted. The last line on standard error gives the reason.)";
 
 /// A command line that CLI11 finds right and that still makes no sense.
 class UsageError : public std::runtime_error {
@@ -198,48 +198,50 @@ CLI::App* addCommand(CLI::App& app, Raw& raw, Verb verb, const char* name, const
 void addChangeCommands(CLI::App& app, Raw& raw) {
     constexpr const char* kWords = "ID NAME... | template FILE...";
     constexpr const char* kHelp =
-        "A container's number and templates (or packages, with -p); or template package files";
+        "A container's number and templates (with -p: packages), or template package files";
     Options& options = raw.line.options;
     auto* install = addCommand(app, raw, Verb::install, "install", "Install templates or packages",
                                kWords, kHelp);
     auto* update =
         addCommand(app, raw, Verb::update, "update",
-                   "Update templates, packages or caches; without names, everything",
+                   "Update templates, packages or caches (default: all of them)",
                    "ID [NAME...] | template FILE... | cache [OS...]",
-                   "A container's number and templates (or packages, with -p); template package "
-                   "files; or OS templates whose caches to build anew");
+                   "A container's number and templates (with -p: packages), or template package "
+                   "files, or OS templates whose caches to rebuild");
     auto* remove = addCommand(app, raw, Verb::remove, "remove", "Remove templates or packages",
                               "ID NAME... | template OS... | template -F OS APP...",
-                              "A container's number and what to remove; or templates of the node");
+                              "A container's number and what to remove, or templates of the node");
     for (auto* command : {install, update, remove}) {
-        command->add_flag("-p", raw.packages, "Names are packages, not templates");
-        command->add_flag("-C", options.cacheOnly, "Work from what was fetched before");
-        command->add_flag("-n", options.dryRun, "Say what would be done; change nothing");
-        command->add_flag("-w", options.withDependents, "Take along what depends on the removed");
+        command->add_flag("-p", raw.packages, "The names are packages, not templates");
+        command->add_flag("-C", options.cacheOnly, "Use only what was fetched before");
+        command->add_flag("-n", options.dryRun, "Report what would be done; change nothing");
+        command->add_flag("-w", options.withDependents, "Also remove packages that depend on them");
         command->add_flag("-f", options.force,
-                          "Go on over what is there already, in conflict or in use");
+                          "Go on if something is already there, in conflict or in use");
     }
-    remove->add_flag("-F", raw.line.applications, "Names are an OS template and its applications");
+    remove->add_flag("-F", raw.line.applications,
+                     "The names are an OS template and its applications");
 }
 
 void addOtherCommands(CLI::App& app, Raw& raw) {
-    auto* fetch =
-        addCommand(app, raw, Verb::fetch, "fetch", "Bring packages into the node's package cache",
-                   "[NAME...]", "Templates, or packages with -p; none: every template");
-    auto* clean = addCommand(app, raw, Verb::clean, "clean", "Empty the node's package cache",
-                             "[NAME...]", "Templates, or packages with -p; none: everything");
+    auto* fetch = addCommand(app, raw, Verb::fetch, "fetch",
+                             "Download packages into the node's package cache", "[NAME...]",
+                             "Templates, with -p packages (default: all templates)");
+    auto* clean =
+        addCommand(app, raw, Verb::clean, "clean", "Delete packages from the node's package cache",
+                   "[NAME...]", "Templates, with -p packages (default: everything)");
     for (auto* command : {fetch, clean}) {
-        command->add_flag("-p", raw.packages, "Names are packages, not templates");
+        command->add_flag("-p", raw.packages, "The names are packages, not templates");
     }
     auto* create = addCommand(app, raw, Verb::create, "create", "Build caches of OS templates",
                               "cache OS...", "OS templates");
-    create->add_flag("-f", raw.line.options.force, "Build anew what is there already");
+    create->add_flag("-f", raw.line.options.force, "Rebuild caches that exist");
     addCommand(app, raw, Verb::verify, "verify", "Check a container's area", "area ID",
                "The container's number");
-    addCommand(app, raw, Verb::pack, "pack", "Make a template package of a folder", "DIR FILE",
-               "The folder, which holds template.toml, and the package to write")
+    addCommand(app, raw, Verb::pack, "pack", "Make a template package from a folder", "DIR FILE",
+               "The folder (it holds template.toml) and the package file to write")
         ->footer(
-            "The ending of FILE chooses the compression: .tar, .tar.gz, .tar.xz, .tar.zst.\n"
+            "The file name's ending selects the compression: .tar, .tar.gz, .tar.xz, .tar.zst.\n"
             "Example: qxpkg pack ./debian-12 debian-12.tar.gz");
     auto* list = addCommand(app, raw, Verb::list, "list", "List the node's KR templates", "[OS...]",
                             "Only these OS templates and their applications");
@@ -250,11 +252,12 @@ void addOtherCommands(CLI::App& app, Raw& raw) {
 }
 
 void addCommonOptions(CLI::App& app, Raw& raw) {
-    app.add_flag("-q,--quiet", raw.line.options.quiet, "Print results only");
-    app.add_option("--wait", raw.waitSeconds, "Wait so long for a lock; default: without end")
+    app.add_flag("-q,--quiet", raw.line.options.quiet, "Print only results");
+    app.add_option("--wait", raw.waitSeconds, "Seconds to wait for a lock (default: no limit)")
         ->check(CLI::Range(0.0, 1e9))
         ->type_name("SECONDS");
-    app.add_option("--node-dir", raw.line.nodeDirectory, "Work in a node directory")
+    app.add_option("--node-dir", raw.line.nodeDirectory,
+                   "Work in this node directory, not on the machine")
         ->type_name("DIR");
 }
 
@@ -266,7 +269,7 @@ Parsed wrong(const std::string& reason) {
 }  // namespace
 
 Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line) {
-    CLI::App app("Changes KR templates of this node and packages of its containers", "qxpkg");
+    CLI::App app("Manage this node's KR templates and the packages of its containers", "qxpkg");
     Raw raw{line, {}, false, -1};
     app.footer(kFooter);
     app.require_subcommand(1);

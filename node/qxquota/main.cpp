@@ -21,11 +21,9 @@ enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2, kUnknownContainer = 4 };
 constexpr const char* kDescription =
     "Show what a container uses of the node's disk, and its limits";
 constexpr const char* kFooter =
-    "Two lines are printed, blocks of 1024 bytes and inodes, each with usage, soft and hard "
-    "limit;\n"
-    "0 means no limit. Limits stand in the container's configuration as DISKSPACE=\"soft:hard\" "
-    "and\n"
-    "DISKINODES=\"soft:hard\".\n"
+    "Prints two lines, blocks of 1024 bytes and inodes, each with usage, soft and hard limit;\n"
+    "a limit of 0 means no limit. The container's configuration sets limits with\n"
+    "DISKSPACE=\"soft:hard\" and DISKINODES=\"soft:hard\".\n"
     "\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage, 4 unknown container.\n"
     "\n"
@@ -75,9 +73,9 @@ int main(int argc, char** argv) {
     app.footer(kFooter);
     bool batch = false;
     int veid = 0;
-    app.add_flag("-b,--batch", batch, "Print numbers only");
+    app.add_flag("-b,--batch", batch, "Print only the numbers");
     CLI::App* command = app.add_subcommand("stat", "Show usage and limits of a container");
-    command->add_option("ID", veid, "Number of the container")
+    command->add_option("ID", veid, "The container's number")
         ->required()
         ->check(CLI::Range(1, 2147483647));
     command->fallthrough();

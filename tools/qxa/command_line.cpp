@@ -10,17 +10,17 @@ namespace qxa {
 
 namespace {
 
-/// In milliseconds they are a number still.
+/// The limit keeps the milliseconds within an int.
 constexpr int kMaxSeconds = 1000000;
 
 constexpr const char* kFooter = R"(Names:
-  base, base/1     a standard template, all versions or one
-  .os, .os/app     a KR OS template, an application template of it
-  hello            in a container made from a KR template: a Linux package
+  base, base/1     a standard template: all versions, one version
+  .os, .os/app     a KR OS template, one of its application templates
+  hello            a Linux package (only in containers made from a KR template)
   ./file.tar.gz    a template package file
 
-Exit status: 0 done, 1 failed, 2 usage, 3 denied, 4 unknown target, 5 refused,
-6 lock not had in time, 130 interrupted.)";
+Exit status: 0 done, 1 failed, 2 wrong usage, 3 access denied, 4 unknown target,
+5 refused, 6 the lock stayed busy, 130 interrupted.)";
 
 void addFlag(CLI::App* app, PackageOptions& options, const char* name, unsigned bit,
              const char* help) {
@@ -29,23 +29,24 @@ void addFlag(CLI::App* app, PackageOptions& options, const char* name, unsigned 
 }
 
 void addTarget(CLI::App* app, TargetOptions& target) {
-    app->add_option("--ct", target.containers, "Containers: numbers or globs, separated by commas")
+    app->add_option("--ct", target.containers,
+                    "Containers: numbers or glob patterns, comma-separated")
         ->type_name("ID,...")
         ->allow_extra_args(false);
-    app->add_option("--eid", target.eids, "Containers by EID")
+    app->add_option("--eid", target.eids, "Containers by EID, comma-separated")
         ->type_name("UUID,...")
         ->allow_extra_args(false);
-    app->add_flag("--all-ct", target.allContainers, "Every container of this node");
-    app->add_option("-j,--jobs", target.jobs, "Targets worked on at once")
+    app->add_flag("--all-ct", target.allContainers, "All containers of this node");
+    app->add_option("-j,--jobs", target.jobs, "Work on N targets at once")
         ->check(CLI::Range(1U, 256U));
 }
 
 void addTypes(CLI::App* app, PackageOptions& options) {
-    app->add_option("--type", options.types, "Kinds: os, app, rpm, deb; separated by commas")
+    app->add_option("--type", options.types, "Kinds: os, app, rpm, deb; comma-separated")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(CLI::IsMember({"os", "app", "rpm", "deb"}));
-    app->add_option("--os", options.os, "OS template that named packages belong to")
+    app->add_option("--os", options.os, "The OS template that the named packages belong to")
         ->type_name(".OS");
 }
 
@@ -76,7 +77,7 @@ void addPackageCommands(CLI::App& app, CommandLine& line) {
         addPackageCommand(app, line, Operation::install, "Install templates and packages",
                           "qxa install ./base-1.tar.gz\n         qxa install --ct 101 "
                           "base/1 web/2");
-    addNames(install, line, true, "On the node package files, in a container names");
+    addNames(install, line, true, "On the node: package files; in a container: names");
     addTarget(install, options.target);
     addTypes(install, options);
 
@@ -86,10 +87,10 @@ void addPackageCommands(CLI::App& app, CommandLine& line) {
     addTarget(remove, options.target);
     addTypes(remove, options);
     addFlag(remove, options, "-w,--with-dependent", QXL::kPkgOptionWithDependent,
-            "Remove what depends on it, too");
+            "Also remove packages that depend on them");
 
     auto* update = addPackageCommand(app, line, Operation::update,
-                                     "Update templates and packages; without names, everything",
+                                     "Update templates and packages (default: all of them)",
                                      "qxa update --all-ct -j 2");
     addNames(update, line, false, "What to update");
     addTarget(update, options.target);
@@ -97,23 +98,23 @@ void addPackageCommands(CLI::App& app, CommandLine& line) {
 
     for (auto* command : {install, update}) {
         addFlag(command, options, "-C,--cache-only", QXL::kPkgOptionCacheOnly,
-                "Work from what was fetched before");
+                "Use only what was fetched before");
     }
     for (auto* command : {install, remove, update}) {
         addFlag(command, options, "-n,--dry-run", QXL::kPkgOptionDryRun,
-                "Change nothing; KR templates and packages only");
+                "Report what would be done (KR only; standard templates are changed all the same)");
         addFlag(command, options, "-f,--force", QXL::kPkgOptionForce,
-                "Go on over conflicts and what is there already");
+                "Go on if something is in conflict or already there");
     }
 
     auto* list = addPackageCommand(app, line, Operation::list, "List templates and packages",
                                    "qxa list --summary\n         qxa list --ct 101 --type app");
-    addNames(list, line, false, "Only these");
+    addNames(list, line, false, "List only these");
     addTarget(list, options.target);
     addTypes(list, options);
-    list->add_flag("--summary", options.summary, "Show summaries");
+    list->add_flag("--summary", options.summary, "Also show the summaries");
     list->add_flag("--compatible", options.compatible,
-                   "In a container: what could be installed; on the node: what goes with NAME");
+                   "In a container: what can be installed; on the node: what fits NAME");
 
     auto* info = addPackageCommand(app, line, Operation::info, "Describe templates and packages",
                                    "qxa info base/1");
@@ -122,18 +123,19 @@ void addPackageCommands(CLI::App& app, CommandLine& line) {
     addTypes(info, options);
 
     auto* fetch = addPackageCommand(app, line, Operation::fetch,
-                                    "Bring packages of KR templates into the node's cache",
+                                    "Download packages of KR templates into the node's cache",
                                     "qxa fetch .debian-12");
-    auto* clean = addPackageCommand(app, line, Operation::clean,
-                                    "Empty the node's cache of packages", "qxa clean .debian-12");
+    auto* clean =
+        addPackageCommand(app, line, Operation::clean, "Delete packages from the node's cache",
+                          "qxa clean .debian-12");
     for (auto* command : {fetch, clean}) {
-        addNames(command, line, false, "KR templates, or packages with --type; none: all");
+        addNames(command, line, false, "KR templates, or packages with --type (default: all)");
         addTypes(command, options);
     }
 }
 
 void addContainerCommands(CLI::App& app, CommandLine& line) {
-    auto* group = app.add_subcommand("ct", "Containers of this node");
+    auto* group = app.add_subcommand("ct", "Create, list, show and destroy containers");
     group->require_subcommand(1);
     auto& options = line.container;
     const auto number = [&](CLI::App* command) {
@@ -145,11 +147,13 @@ void addContainerCommands(CLI::App& app, CommandLine& line) {
     auto* create = group->add_subcommand("create", "Create a container");
     create->footer("Example: qxa ct create 101 --os base/1");
     number(create);
-    create->add_option("--os", options.osTemplate, "OS template: NAME, NAME/VERSION or .NAME");
-    create->add_option("--eid", options.eid, "Its EID; default: a new one");
-    create->add_option("--private", options.privateArea, "Its private area");
-    create->add_option("--parent", options.parent, "EID of the node it belongs to");
-    create->add_option("--technology", options.type, "Its virtualization technology");
+    create->add_option("--os", options.osTemplate, "The OS template: NAME, NAME/VERSION or .NAME");
+    create->add_option("--eid", options.eid, "The container's EID (default: a new one)");
+    create->add_option("--private", options.privateArea,
+                       "The private area (default: /qx/private/ID)");
+    create->add_option("--parent", options.parent, "The EID of its node (default: this node)");
+    create->add_option("--technology", options.type,
+                       "The virtualization technology (default: meridane)");
     create->callback([&line] {
         line.command = [&line] { return runContainerCreate(line.common, line.container); };
     });
@@ -172,22 +176,25 @@ void addContainerCommands(CLI::App& app, CommandLine& line) {
 }
 
 void addNodeCommands(CLI::App& app, CommandLine& line) {
-    auto* templates = app.add_subcommand("template", "Template packages");
+    auto* templates = app.add_subcommand("template", "Make template packages");
     templates->require_subcommand(1);
-    auto* pack = templates->add_subcommand("pack", "Make a standard template package of a folder");
+    auto* pack =
+        templates->add_subcommand("pack", "Make a standard template package from a folder");
     pack->footer(
         "The folder holds template.toml and root/; see docs/template-manifest.md.\n"
         "Example: qxa template pack ./base base-1.tar.gz");
-    pack->add_option("DIR", line.folder, "The folder")->required()->check(CLI::ExistingDirectory);
-    pack->add_option("FILE", line.file, "The package to write")->required();
+    pack->add_option("DIR", line.folder, "The folder to pack")
+        ->required()
+        ->check(CLI::ExistingDirectory);
+    pack->add_option("FILE", line.file, "The package file to write")->required();
     pack->callback([&line] {
         line.command = [&line] { return runTemplatePack(line.common, line.folder, line.file); };
         line.needsNode = false;
     });
 
-    auto* node = app.add_subcommand("node", "Node directories");
+    auto* node = app.add_subcommand("node", "Make node directories");
     node->require_subcommand(1);
-    auto* init = node->add_subcommand("init", "Make a node directory");
+    auto* init = node->add_subcommand("init", "Make a node directory: a whole node in one folder");
     init->footer("Example: qxa node init ./node && qxa --node-dir ./node ct list");
     init->add_option("DIR", line.folder, "The folder to make")->required();
     init->callback([&line] {
@@ -196,16 +203,19 @@ void addNodeCommands(CLI::App& app, CommandLine& line) {
     });
 
     auto* events = app.add_subcommand("events", "Show changes of containers as they happen");
-    events->add_option("--count", line.count, "Stop after so many")->type_name("N");
-    events->add_option("--timeout", line.timeoutSeconds, "Stop after so many seconds without one")
+    events->add_option("--count", line.count, "Stop after N changes")->type_name("N");
+    events
+        ->add_option("--timeout", line.timeoutSeconds,
+                     "Stop after so many seconds without a change")
         ->check(CLI::Range(0, kMaxSeconds))
         ->type_name("SECONDS");
     events->callback([&line] {
         line.command = [&line] { return runEvents(line.common, line.count, line.timeoutSeconds); };
     });
 
-    auto* history = app.add_subcommand("history", "Show the requests that were served");
-    history->add_option("--limit", line.limit, "So many of the newest; 0: all")->type_name("N");
+    auto* history = app.add_subcommand("history", "Show past requests");
+    history->add_option("--limit", line.limit, "Show only the N newest requests (0: all)")
+        ->type_name("N");
     history->callback(
         [&line] { line.command = [&line] { return runHistory(line.common, line.limit); }; });
 }
@@ -213,17 +223,17 @@ void addNodeCommands(CLI::App& app, CommandLine& line) {
 void addCommonOptions(CLI::App& app, CommonOptions& common) {
     cli::addChoice<Format>(app, "--format", common.format,
                            {{"table", Format::table}, {"json", Format::json}, {"xml", Format::xml}},
-                           "table, json, or xml where records are shown")
+                           "table, json; for packages also xml")
         ->type_name("FORMAT");
-    app.add_flag("-q,--quiet", common.quiet, "Print results and failures only");
+    app.add_flag("-q,--quiet", common.quiet, "Print only results and failures");
     app.add_flag("-v,--verbose", common.verbose, "Say what is being done");
-    app.add_option("--node-dir", common.nodeDir, "Work in a node directory")
+    app.add_option("--node-dir", common.nodeDir, "Work in this node directory, not on the machine")
         ->envname("QXA_NODE_DIR")
         ->type_name("DIR");
-    app.add_option("--plugin", common.pluginPath, "The plug-in library")
+    app.add_option("--plugin", common.pluginPath, "The plug-in library to load")
         ->envname("QXA_PLUGIN")
         ->type_name("FILE");
-    app.add_option("--wait", common.waitSeconds, "Wait so long for a lock; default: without end")
+    app.add_option("--wait", common.waitSeconds, "Seconds to wait for a lock (default: no limit)")
         ->check(CLI::Range(0, kMaxSeconds))
         ->type_name("SECONDS");
 }
@@ -231,8 +241,8 @@ void addCommonOptions(CLI::App& app, CommonOptions& common) {
 }  // namespace
 
 std::unique_ptr<CLI::App> makeParser(CommandLine& line) {
-    auto app =
-        std::make_unique<CLI::App>("Packages and templates of this node and its containers", "qxa");
+    auto app = std::make_unique<CLI::App>(
+        "Manage packages and templates of this node and its containers", "qxa");
     app->footer(kFooter);
     app->require_subcommand(1);
     app->fallthrough();
@@ -241,7 +251,7 @@ std::unique_ptr<CLI::App> makeParser(CommandLine& line) {
     addContainerCommands(*app, line);
     addNodeCommands(*app, line);
     cli::addCommonParts(*app);
-    // Common options are taken behind the command's name as well.
+    // Common options may also come after the command's name.
     for (auto* command : app->get_subcommands({})) {
         command->fallthrough();
         for (auto* nested : command->get_subcommands({})) {

@@ -18,11 +18,11 @@ using qxfsutil::Options;
 constexpr cli::ExitCodes kExitCodes{qxfsutil::kExitOperational, qxfsutil::kExitUsage};
 
 constexpr const char* kFooter =
-    R"(An AREA is a container's private area (it holds "root" and "lost_files"), or any
-tree. The template area is /qx/template unless --template-root says otherwise.
+    R"(An AREA is a container's private area (a directory that holds "root" and
+"lost_files") or any other directory tree.
 
-Exit status: 0 clean, 1 everything found was repaired, 4 errors are left,
-8 the command could not do its work, 16 usage.)";
+Exit status: 0 no errors, 1 all errors repaired, 4 errors remain,
+8 the command could not do its work, 16 wrong usage.)";
 
 /// The option tree, what it was filled with, and the command that was chosen.
 struct CommandLine {
@@ -50,11 +50,11 @@ CLI::App* addCommand(CommandLine& line, const char* name, const char* help, cons
 
 void addAreas(CLI::App* command, Options& options, const char* help) {
     command->add_option("AREA", options.names, help);
-    command->add_option("--ct", options.containers, "Areas of these containers")
+    command->add_option("--ct", options.containers, "The areas of these containers (numbers)")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(CLI::Range(1, 2147483647));
-    command->add_option("-j,--jobs", options.jobs, "Areas worked on at once")
+    command->add_option("-j,--jobs", options.jobs, "Work on N areas at once")
         ->check(CLI::Range(1U, 256U));
 }
 
@@ -75,32 +75,32 @@ CLI::Option* addMode(CLI::App* command, Options& options, const char* flag, qxfs
 
 void addIndex(CommandLine& line) {
     auto& options = line.options;
-    auto* index = addCommand(line, "index", "Index every directory that can carry an index",
+    auto* index = addCommand(line, "index", "Write the index of every directory that can have one",
                              "qxfsutil index --ct 101", qxfsutil::runIndex);
     addAreas(index, options, "Areas to index");
     index->add_flag("--convert-symlinks", options.convertSymlinks,
-                    "Turn magic symlinks into shortcuts first");
-    index->add_flag("--dry-run", options.dryRun, "Change nothing");
+                    "Replace magic symlinks by shortcuts first");
+    index->add_flag("--dry-run", options.dryRun, "Report what would be done; change nothing");
 }
 
 void addCheck(CommandLine& line) {
     auto& options = line.options;
-    auto* check = addCommand(line, "check", "Check areas, or single index files, and repair areas",
+    auto* check = addCommand(line, "check", "Check areas or single index files; repair areas",
                              "qxfsutil check -p /qx/private/101", qxfsutil::runCheck);
     addAreas(check, options, "Areas or index files");
     using qxfs::RepairMode;
     auto* report = addMode(check, options, "-n", qxfs::RepairMode::report,
-                           "Report only; the default without a terminal and with --json");
+                           "Only report errors (default without a terminal and with --json)");
     auto* preen = addMode(check, options, "-p", qxfs::RepairMode::preen,
-                          "Make repairs that cannot lose anything");
+                          "Make only the repairs that cannot lose data");
     auto* yes = addMode(check, options, "-y", qxfs::RepairMode::yes, "Make every repair");
     report->excludes(preen)->excludes(yes);
     preen->excludes(yes);
-    check->add_option("--root", options.linkRoot, "Of index files: look links up below DIR")
+    check->add_option("--root", options.linkRoot, "For index files: look links up below DIR")
         ->type_name("DIR");
     auto* undoFile = check->add_option("--undo", options.undoFile,
-                                       "Write the undo record here; default: in the private area, "
-                                       "or beside a tree that is none");
+                                       "Write the undo record to FILE (default: in the private "
+                                       "area, or beside a tree that is not a private area)");
     undoFile->type_name("FILE");
     check->add_flag("--no-undo", options.noUndo, "Write no undo record")->excludes(undoFile);
 }
@@ -108,7 +108,7 @@ void addCheck(CommandLine& line) {
 /// What changes areas beside index and check.
 void addChanges(CommandLine& line) {
     auto& options = line.options;
-    auto* undo = addCommand(line, "undo", "Undo the repairs of a check",
+    auto* undo = addCommand(line, "undo", "Undo the repairs that one check made",
                             "qxfsutil undo /qx/private/101/undo-20261120T200000-7.qxundo",
                             qxfsutil::runUndo);
     undo->add_option("FILE", options.undoFile, "The undo record")->required();
@@ -118,17 +118,17 @@ void addChanges(CommandLine& line) {
     addArea(restore, options);
     restore->add_option("PATH", options.names, "Paths inside the container")->required();
 
-    auto* clone = addCommand(line, "clone", "Give links into a template cache its new identifier",
-                             "", qxfsutil::runClone);
+    auto* clone = addCommand(line, "clone", "Change the template cache identifier in all links", "",
+                             qxfsutil::runClone);
     addArea(clone, options);
-    clone->add_option("OLD", options.oldId, "The identifier now")->required();
-    clone->add_option("NEW", options.newId, "The new one, of the same length")->required();
+    clone->add_option("OLD", options.oldId, "The identifier that the links have now")->required();
+    clone->add_option("NEW", options.newId, "The new identifier, of the same length")->required();
 }
 
 /// What only shows areas.
 void addViews(CommandLine& line) {
     auto& options = line.options;
-    auto* list = addCommand(line, "ls", "List what the container sees",
+    auto* list = addCommand(line, "ls", "List directories as the container sees them",
                             "qxfsutil ls /qx/private/101 /etc", qxfsutil::runList);
     addArea(list, options);
     list->add_option("PATH", options.names, "Paths inside the container");
@@ -138,12 +138,12 @@ void addViews(CommandLine& line) {
     addArea(cat, options);
     cat->add_option("PATH", options.names, "Paths inside the container")->required();
 
-    auto* used = addCommand(line, "used", "Template files that areas refer to",
+    auto* used = addCommand(line, "used", "List the template files that areas use",
                             "qxfsutil used /qx/private/*",
                             [](const Options& given) { return qxfsutil::runUsed(given, false); });
     addAreas(used, options, "The areas");
     auto* missing =
-        addCommand(line, "missing", "Template files that areas refer to and that are not there",
+        addCommand(line, "missing", "List the template files that areas use and that do not exist",
                    "qxfsutil missing /qx/private/*",
                    [](const Options& given) { return qxfsutil::runUsed(given, true); });
     addAreas(missing, options, "The areas");
@@ -155,19 +155,19 @@ void addIndexCommands(CommandLine& line) {
                             qxfsutil::runDump);
     dump->add_option("INDEX", options.names, "Index files")->required();
 
-    auto* build = addCommand(line, "build", "Make an index of its text",
+    auto* build = addCommand(line, "build", "Make an index from the text that dump prints",
                              "qxfsutil build -o ._qxlnk_. index.txt", qxfsutil::runBuild);
-    build->add_option("TEXT", options.names, "The text; - is standard input")
+    build->add_option("TEXT", options.names, "The text file; - is standard input")
         ->required()
         ->expected(1);
-    build->add_option("-o,--output", options.output, "Where to write; default: standard output")
+    build->add_option("-o,--output", options.output, "Write to FILE (default: standard output)")
         ->type_name("FILE");
 
-    auto* stat = addCommand(line, "stat", "Figures about an index", "qxfsutil stat ._qxlnk_.",
+    auto* stat = addCommand(line, "stat", "Show statistics of an index", "qxfsutil stat ._qxlnk_.",
                             qxfsutil::runStat);
     stat->add_option("INDEX", options.names, "Index files")->required();
 
-    addCommand(line, "findings", "List everything that a check can find", "",
+    addCommand(line, "findings", "List every kind of error that a check can find", "",
                qxfsutil::runFindings);
 }
 
@@ -175,10 +175,12 @@ void build(CommandLine& line) {
     line.app.require_subcommand(1);
     line.app.footer(kFooter);
     auto& options = line.options;
-    line.app.add_flag("--json", options.json, "One JSON object a line");
+    line.app.add_flag("--json", options.json, "Print one JSON object per line");
     line.app.add_flag("-q,--quiet", options.quiet, "Print findings and failures only");
     line.app.add_flag("-v,--verbose", options.verbose, "Show the library's messages");
-    line.app.add_option("--template-root", options.templateRoot, "The template area")
+    line.app
+        .add_option("--template-root", options.templateRoot,
+                    "The template area (default: /qx/template)")
         ->type_name("DIR");
     addIndex(line);
     addCheck(line);
