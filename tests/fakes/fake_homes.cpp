@@ -1,4 +1,6 @@
 // Homes of the platform's polymorphic types, its kit and its parser family, for test programs.
+#include <new>
+
 #include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPackageMessages.h"
 #include "QXA/QXAPackageQXTemplate.h"
@@ -7,6 +9,7 @@
 #include "QXL/QXLEnv.h"
 #include "QXL/QXLPkgMLocal.h"
 #include "tests/fakes/fake_messages.h"
+#include "tests/fakes/fake_platform.h"
 
 namespace QXL {
 
@@ -30,6 +33,11 @@ const QXLEnvConfig& QXLEnv::getConfig() const {
 template <>
 QXA::QXALibFunctionality& QXLFunctionality<QXA::QXALibFunctionality>::kit() {
     static QXA::QXALibFunctionality theKit;
+    auto& platform = fakes::FakePlatform::current();
+    platform.record("kit");
+    if (platform.kitThrows) {
+        throw std::bad_alloc();
+    }
     return theKit;
 }
 

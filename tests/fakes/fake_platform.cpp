@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "QXA/QXAEnvConfig.h"
 #include "QXA/QXANotifications.h"
@@ -124,6 +125,15 @@ private:
 
 thread_local QXLToken currentToken;
 
+/// What the checker says of a right.
+int rightResult(int right) {
+    const auto& platform = FakePlatform::current();
+    if (platform.checkerThrows) {
+        throw std::runtime_error("of the access checker");
+    }
+    return platform.refusedRights.contains(right) ? platform.refusal : 0;
+}
+
 class FakeMessageIterator : public QXLMessageIterator {
 public:
     ~FakeMessageIterator() override { FakePlatform::current().record("rawRequest.body deleted"); }
@@ -192,15 +202,13 @@ QXLAccessChecker QXLAccessChecker::getClientContext() {
 }
 
 int QXLAccessChecker::accessCheck(int right) const {
-    auto& platform = FakePlatform::current();
-    platform.record("accessCheck " + std::to_string(right));
-    return platform.refusedRights.contains(right) ? platform.refusal : 0;
+    FakePlatform::current().record("accessCheck " + std::to_string(right));
+    return rightResult(right);
 }
 
 int QXLAccessChecker::accessCheck(const QXLEID& eid, int right) const {
-    auto& platform = FakePlatform::current();
-    platform.record("accessCheck " + eid.toString() + " " + std::to_string(right));
-    return platform.refusedRights.contains(right) ? platform.refusal : 0;
+    FakePlatform::current().record("accessCheck " + eid.toString() + " " + std::to_string(right));
+    return rightResult(right);
 }
 
 struct QXLRawRequestAgent::Impl {};

@@ -67,6 +67,10 @@ public:
     // Rights: refused ones answer with this code, all others 0.
     std::set<int> refusedRights;
     int refusal = 13;
+    bool checkerThrows = false;  ///< instead, every look at a right throws std::runtime_error
+
+    // The functionality kit: while it cannot be had, asking for it throws std::bad_alloc.
+    bool kitThrows = false;
 
     // Template manager. Results are taken from the front of a call's queue; an empty one answers 0.
     std::map<std::string, std::deque<int>> temResults;  ///< by "ls", "add", "rm", "set", ...

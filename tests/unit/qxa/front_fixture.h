@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
@@ -68,21 +69,31 @@ protected:
     }
     /// What the technologies had changed, in order: runs of the KR tool, and calls of the template
     /// manager.
-    [[nodiscard]] std::vector<std::string> changes() const {
-        std::vector<std::string> found;
-        for (const auto& call : m_platform.calls) {
-            for (const auto* start :
-                 {"exec", "tem.add", "tem.rm", "tem.set", "tem.cache", "tem.unset"}) {
-                if (call.starts_with(start)) {
-                    found.push_back(call);
-                }
-            }
-        }
-        return found;
+    [[nodiscard]] std::vector<std::string> changes() const { return callsOfAny(kChanges); }
+    /// The same, and what others were told of it.
+    [[nodiscard]] std::vector<std::string> changesAndReports() const {
+        auto starts = kChanges;
+        starts.insert(starts.end(), {"sendCommandConfUpdate", "rawRequest.begin"});
+        return callsOfAny(starts);
     }
     /// Scripts the next run of the KR tool.
     void run(int code, std::vector<std::string> lines = {}) {
         m_platform.execScripts.push_back({code, std::move(lines), "reason"});
+    }
+
+    static inline const std::vector<std::string> kChanges{"exec",    "tem.add",   "tem.rm",
+                                                          "tem.set", "tem.cache", "tem.unset"};
+
+    [[nodiscard]] std::vector<std::string> callsOfAny(
+        const std::vector<std::string>& starts) const {
+        std::vector<std::string> found;
+        for (const auto& call : m_platform.calls) {
+            if (std::any_of(starts.begin(), starts.end(),
+                            [&](const auto& start) { return call.starts_with(start); })) {
+                found.push_back(call);
+            }
+        }
+        return found;
     }
 
     fakes::FakePlatform m_platform;

@@ -1,6 +1,7 @@
 // What the package-manager front tells others: notifications, cache update requests, package texts.
 #include "QXL/QXLToken.h"
 #include "qxa/plugins/QXAPkg/QXAPackageText.h"
+#include "qxa/plugins/QXAPkg/QXAPackagesCacheUpdate.h"
 #include "tests/unit/qxa/front_fixture.h"
 
 namespace QXA::front {
@@ -42,6 +43,31 @@ TEST_F(Front, withoutAnAccessProviderNotificationsAreSentAllTheSame) {
     EXPECT_THAT(notifications(), ElementsAre("sendCommandConfUpdate 101"));
 }
 
+// --- the order of work and reports
+
+TEST_F(Front, listenersHearOfAContainerAfterItWasChanged) {
+    const auto eid = m_eid.toString();
+    m_front.install(m_eid, {element(standard("a"))}, &m_out, m_options);
+    m_front.remove(m_eid, {standard("a")}, &m_out, m_options);
+    m_front.update(m_eid, {element(standard("a"))}, &m_out, m_options);
+    EXPECT_THAT(
+        changesAndReports(),
+        ElementsAre("tem.add eid=" + eid + " a/1 force=0 second=0", "sendCommandConfUpdate 101",
+                    "tem.rm eid=" + eid + " a/1 force=0 second=1", "sendCommandConfUpdate 101",
+                    "tem.add eid=" + eid + " a/ force=0 second=0", "sendCommandConfUpdate 101"));
+}
+
+TEST_F(Front, theMonitorHearsOfTheNodeAfterItWasChanged) {
+    m_front.install(m_node, {element(nullptr, "/a")}, &m_out, m_options);
+    m_front.remove(m_node, {standard("a")}, &m_out, m_options);
+    m_front.update(m_node, {element(standard("a"))}, &m_out, m_options);
+    m_front.clean({foreign("sh")});
+    EXPECT_THAT(changesAndReports(),
+                ElementsAre("exec [qxpkg] [install] [template] [-q] [/a]", kCacheUpdate,
+                            "tem.unset a/1", kCacheUpdate, "tem.cache a/1", kCacheUpdate,
+                            "exec [qxpkg] [clean] [-q] [-p] [sh]", kCacheUpdate));
+}
+
 // --- cache update request
 
 TEST_F(Front, theCacheUpdateIsSentByTheAgentToTheLocalAgent) {
@@ -52,6 +78,12 @@ TEST_F(Front, theCacheUpdateIsSentByTheAgentToTheLocalAgent) {
                 ElementsAre("rawRequest eid=", kCacheUpdate, "rawRequest.body deleted",
                             "rawRequest.end", "rawRequest gone"));
     EXPECT_THAT(m_platform.logLines, IsEmpty());
+}
+
+TEST_F(Front, theCacheUpdateGoesToTheEnvironmentThatIsNamed) {
+    requestPackagesCacheUpdate(new Access, m_eid);
+    EXPECT_THAT(m_platform.callsOf("rawRequest eid"),
+                ElementsAre("rawRequest eid=" + m_eid.toString()));
 }
 
 TEST_F(Front, theCacheUpdateLeavesTheTokenThatWasCurrent) {
@@ -80,13 +112,17 @@ TEST_F(Front, aCacheUpdateThatCannotBeginIsLogged) {
 }
 
 TEST_F(Front, aCacheUpdateThatFailsWithoutATextIsLoggedWithItsStatus) {
-    m_platform.endStatus = 5;
     m_platform.errorData.code = 77;
-    EXPECT_EQ(0, m_front.update(m_node, {}, &m_out, m_options));
-    EXPECT_THAT(
-        m_platform.logLines,
-        ElementsAre(std::pair(1, std::string("[requestPackagesCacheUpdate]: "
-                                             "QXLRawRequestAgent::endCommand failed with 5."))));
+    for (const int status : {5, -5}) {
+        m_platform.endStatus = status;
+        m_platform.logLines.clear();
+        EXPECT_EQ(0, m_front.update(m_node, {}, &m_out, m_options));
+        EXPECT_THAT(m_platform.logLines,
+                    ElementsAre(std::pair(1,
+                                          "[requestPackagesCacheUpdate]: "
+                                          "QXLRawRequestAgent::endCommand failed with " +
+                                              std::to_string(status) + ".")));
+    }
 }
 
 TEST_F(Front, aCacheUpdateThatFailsWithATextIsLoggedWithTheErrorsCode) {
@@ -119,8 +155,9 @@ TEST(PackageText, anEmptyOsNameIsNone) {
 TEST(PackageText, aNullElementIsAnEmptyText) {
     EXPECT_EQ("a, , c",
               getStringFromPackageList(QXL::QXLPackageList{foreign("a"), nullptr, foreign("c")}));
-    EXPECT_EQ("a, ", getStringFromPackageList(
-                         QXL::QXLInstallationPackageList{element(foreign("a")), nullptr}));
+    EXPECT_EQ(", a", getStringFromPackageList(QXL::QXLPackageList{nullptr, foreign("a")}));
+    EXPECT_EQ(", a, ", getStringFromPackageList(QXL::QXLInstallationPackageList{
+                           nullptr, element(foreign("a")), nullptr}));
 }
 
 TEST(PackageText, anElementIsItsRecordBeforeItsPath) {

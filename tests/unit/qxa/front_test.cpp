@@ -10,15 +10,52 @@ using testing::IsEmpty;
 
 // --- resolution and rights
 
-TEST_F(Front, anUnresolvedTargetIs3501ForInstallAndMinusOneForTheOthers) {
-    EXPECT_EQ(3501, m_front.install(m_unknown, {element(standard("a"))}, &m_out, m_options));
-    EXPECT_EQ(-1, m_front.remove(m_unknown, {standard("a")}, &m_out, m_options));
-    EXPECT_EQ(-1, m_front.update(m_unknown, {element(standard("a"))}, &m_out, m_options));
-    EXPECT_EQ(-1, m_front.list(m_unknown, {}, &m_out, m_listOptions));
-    EXPECT_EQ(-1, m_front.getInfo(m_unknown, {}, &m_out));
-    EXPECT_EQ("Unknown eid", m_platform.errorMessage);
-    EXPECT_THAT(m_platform.callsOf("accessCheck"), IsEmpty());
-    EXPECT_THAT(changes(), IsEmpty());
+class UnresolvedTarget : public Front {
+protected:
+    ~UnresolvedTarget() override {
+        EXPECT_THAT(m_platform.callsOf("accessCheck"), IsEmpty());
+        EXPECT_THAT(changesAndReports(), IsEmpty());
+    }
+
+    /// The code and the message of each operation.
+    std::vector<std::string> answers(const QXL::QXLEID& eid) {
+        std::vector<std::string> found;
+        const auto note = [&](const char* operation, int code) {
+            found.push_back(operation + (" " + std::to_string(code)) + " " +
+                            m_platform.errorMessage);
+            m_platform.errorMessage.clear();
+        };
+        note("install", m_front.install(eid, {element(standard("a"))}, &m_out, m_options));
+        note("remove", m_front.remove(eid, {standard("a")}, &m_out, m_options));
+        note("update", m_front.update(eid, {element(standard("a"))}, &m_out, m_options));
+        note("list", m_front.list(eid, {}, &m_out, m_listOptions));
+        note("getInfo", m_front.getInfo(eid, {standard("a")}, &m_out));
+        return found;
+    }
+
+    static auto allFailWith(const std::string& message) {
+        return ElementsAre("install 3501 " + message, "remove -1 " + message,
+                           "update -1 " + message, "list -1 " + message, "getInfo -1 " + message);
+    }
+};
+
+TEST_F(UnresolvedTarget, is3501ForInstallAndMinusOneForTheOthers) {
+    EXPECT_THAT(answers(m_unknown), allFailWith("Unknown eid"));
+}
+
+TEST_F(UnresolvedTarget, isAContainerOfAnotherNode) {
+    m_platform.environments[m_eid].parent = m_unknown;
+    EXPECT_THAT(answers(m_eid), allFailWith("not a local environment"));
+}
+
+TEST_F(UnresolvedTarget, isAContainerOfAnotherTechnology) {
+    m_platform.environments[m_eid].type = "other";
+    EXPECT_THAT(answers(m_eid), allFailWith("non-QX environments are not supported"));
+}
+
+TEST_F(UnresolvedTarget, isEveryContainerWithoutAnEnvironmentCache) {
+    m_platform.hasCache = false;
+    EXPECT_THAT(answers(m_eid), allFailWith("the environment cache is not accessible"));
 }
 
 TEST_F(Front, changesOnTheNodeNeedRight131) {
@@ -273,6 +310,15 @@ TEST_F(Front, anEmptyRemoveFromTheNodeCallsTheTechnologiesAndAsksForNoCacheUpdat
     EXPECT_EQ(0, m_front.remove(m_node, {}, &m_out, m_options));
     EXPECT_THAT(changes(), ElementsAre("tem.unset"));
     EXPECT_FALSE(cacheUpdateAsked());
+}
+
+TEST_F(Front, anEmptyRemoveFromAContainerReachesItsTechnologyAndNotifies) {
+    EXPECT_EQ(0, m_front.remove(m_eid, {}, &m_out, m_options));
+    EXPECT_EQ(0, m_front.remove(m_krEid, {}, &m_out, m_options));
+    EXPECT_THAT(changesAndReports(),
+                ElementsAre("tem.rm eid=" + m_eid.toString() + " force=0 second=1",
+                            "sendCommandConfUpdate 101", "exec [qxpkg] [remove] [-q] [-p] [102]",
+                            "sendCommandConfUpdate 102"));
 }
 
 // --- update

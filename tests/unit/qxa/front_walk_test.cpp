@@ -1,6 +1,9 @@
 // How the package-manager front walks its technologies, with technologies that answer what a test
 // scripts.
 #include <deque>
+#include <functional>
+#include <map>
+#include <stdexcept>
 
 #include "tests/unit/qxa/front_fixture.h"
 
@@ -19,13 +22,15 @@ struct Given {
     bool operator==(const Given&) const = default;
 };
 
-/// Writes calls down as "name operation", and answers from the front of its queue, then 0.
+/// Writes calls down as "name operation", and answers from the front of its queue, then 0. A
+/// failure sets the message "of name".
 class ScriptedTechnology : public QXATemplateTypeImpl {
 public:
     ScriptedTechnology(std::string name, std::vector<std::string>& calls)
         : m_name(std::move(name)), m_calls(calls) {}
 
     std::deque<int> results;
+    bool throws = false;  ///< instead, every operation throws std::runtime_error
     bool serves = false;
     bool suits = true;
     Given given;  ///< in the last call
@@ -93,11 +98,17 @@ private:
         if (out != nullptr) {
             out->push_back(standard(m_name));
         }
+        if (throws) {
+            throw std::runtime_error(m_name);
+        }
         if (results.empty()) {
             return 0;
         }
         const int result = results.front();
         results.pop_front();
+        if (result != 0) {
+            QXL::setErrorMessage("of %s", m_name.c_str());
+        }
         return result;
     }
 
@@ -125,6 +136,18 @@ protected:
     ScriptedFront m_walk{m_calls};
     QXL::QXLPackageList m_pkgs{standard("x")};
     QXL::QXLInstallationPackageList m_files{element(nullptr, "/x")};
+
+    /// Every operation on a target; those without one have the node.
+    using Operation = std::function<int(const QXL::QXLEID& eid)>;
+    const std::map<std::string, Operation> m_operations{
+        {"install", [this](auto& eid) { return m_walk.install(eid, m_files, &m_out, m_options); }},
+        {"remove", [this](auto& eid) { return m_walk.remove(eid, m_pkgs, &m_out, m_options); }},
+        {"update", [this](auto& eid) { return m_walk.update(eid, m_files, &m_out, m_options); }},
+        {"list", [this](auto& eid) { return m_walk.list(eid, m_pkgs, &m_out, m_listOptions); }},
+        {"getInfo", [this](auto& eid) { return m_walk.getInfo(eid, m_pkgs, &m_out); }},
+        {"clean", [this](auto& /*eid*/) { return m_walk.clean(m_pkgs); }},
+        {"fetch", [this](auto& /*eid*/) { return m_walk.fetch(m_pkgs); }},
+    };
 };
 
 TEST_F(FrontWalk, asksEveryTechnologyOnTheNodeInOrder) {
@@ -230,6 +253,65 @@ TEST_F(FrontWalk, keepsTheRecordsOfTechnologiesBeforeTheOneThatFails) {
     EXPECT_EQ("a", m_out[0]->name);
 }
 
+TEST_F(FrontWalk, leavesTheMessageOfTheTechnologyThatFails) {
+    m_walk.a->serves = true;
+    for (const auto& eid : {m_node, m_eid}) {
+        for (const auto& [name, operate] : m_operations) {
+            m_walk.a->results = {5};
+            m_platform.errorMessage.clear();
+            EXPECT_NE(0, operate(eid)) << name;
+            EXPECT_EQ("of a", m_platform.errorMessage) << name;
+        }
+    }
+}
+
+TEST_F(FrontWalk, onlyAddsToTheCallersList) {
+    m_walk.a->serves = true;
+    const auto before = standard("before");
+    for (const int result : {0, 5}) {
+        for (const auto& eid : {m_node, m_eid}) {
+            for (const auto& [name, operate] : m_operations) {
+                m_walk.a->results = {result};
+                m_out = {before};
+                operate(eid);
+                ASSERT_FALSE(m_out.empty()) << name;
+                EXPECT_EQ(before, m_out[0]) << name;
+                EXPECT_EQ(name == "clean" || name == "fetch", m_out.size() == 1) << name;
+            }
+        }
+    }
+}
+
+TEST_F(FrontWalk, letsExceptionsOfTechnologiesThroughAndReportsNoChange) {
+    m_walk.a->serves = true;
+    m_walk.a->throws = true;
+    for (const auto& eid : {m_node, m_eid}) {
+        for (const auto& [name, operate] : m_operations) {
+            EXPECT_THROW(operate(eid), std::runtime_error) << name;
+        }
+    }
+    EXPECT_THAT(changesAndReports(), IsEmpty());
+}
+
+TEST_F(FrontWalk, letsExceptionsOfTheAccessCheckerThroughAndAsksNobody) {
+    m_platform.checkerThrows = true;
+    for (const auto& eid : {m_node, m_eid}) {
+        for (const auto& [name, operate] : m_operations) {
+            EXPECT_THROW(operate(eid), std::runtime_error) << name;
+        }
+    }
+    EXPECT_THAT(m_calls, IsEmpty());
+}
+
+TEST_F(FrontWalk, ofAnInstallOnTheNodeEndsAtAnyFailureButThatOfAForeignCollection) {
+    m_walk.a->results = {3501, 3509, 3510};
+    EXPECT_EQ(3501, m_walk.install(m_node, m_files, &m_out, m_options));
+    EXPECT_EQ(3509, m_walk.install(m_node, m_files, &m_out, m_options));
+    EXPECT_EQ(3510, m_walk.install(m_node, m_files, &m_out, m_options));
+    EXPECT_THAT(m_calls,
+                ElementsAre("a installOnNode 1", "a installOnNode 1", "a installOnNode 1"));
+}
+
 TEST_F(FrontWalk, ofAnInstallOnTheNodeEndsAtTheFirstThatKnowsTheCollection) {
     m_walk.a->results = {3511, 0};
     m_walk.b->results = {9};
@@ -271,6 +353,14 @@ TEST_F(FrontWalk, ofAnInstallEndsAtTheFirstThatServesTheContainerEvenWhenItRefus
     m_walk.a->suits = false;
     EXPECT_EQ(3511, m_walk.install(m_eid, m_files, &m_out, m_options));
     EXPECT_THAT(m_calls, IsEmpty());
+}
+
+TEST_F(FrontWalk, ofAnEmptyInstallIntoAContainerAsksNobodyWhomItServes) {
+    m_walk.a->serves = m_walk.b->serves = true;
+    EXPECT_EQ(0, m_walk.install(m_eid, {}, &m_out, m_options));
+    EXPECT_EQ(QXL::QXLEID(), m_walk.a->askedEid);
+    EXPECT_THAT(m_calls, IsEmpty());
+    EXPECT_THAT(notifications(), IsEmpty());
 }
 
 TEST_F(FrontWalk, inAContainerThatNoTechnologyServesSucceedsAndNotifiesOfChanges) {

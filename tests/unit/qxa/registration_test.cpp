@@ -1,6 +1,8 @@
 // The entry points: registered once per load, withdrawn for good.
 #include <gtest/gtest.h>
 
+#include <new>
+
 #include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPkgM.h"
 #include "qxa/plugins/QXAPkg/QXAPkgMLocal.h"
@@ -20,11 +22,17 @@ auto& multiplexer() {
 
 // The registration flag is one per load, so its life is one story.
 TEST(Registration, happensOnceAndIsNotTakenUpAgainAfterItWasWithdrawn) {
-    const fakes::FakePlatform platform;
+    fakes::FakePlatform platform;
 
     EXPECT_EQ(0, finiQXAPkgMLocal());
     EXPECT_EQ(nullptr, multiplexer().findLocalFactory("meridane"));
 
+    platform.kitThrows = true;
+    EXPECT_THROW(initQXAPkgMLocal(), std::bad_alloc);
+    platform.kitThrows = false;
+    EXPECT_EQ(nullptr, multiplexer().findLocalFactory("meridane"));
+
+    // A call that failed has registered nothing, so the next one does it.
     EXPECT_EQ(0, initQXAPkgMLocal());
     const auto factory = multiplexer().findLocalFactory("meridane");
     ASSERT_NE(nullptr, factory);
@@ -32,7 +40,9 @@ TEST(Registration, happensOnceAndIsNotTakenUpAgainAfterItWasWithdrawn) {
     EXPECT_NE(nullptr, dynamic_cast<QXAPkgMLocal*>(manager.get()));
     EXPECT_NE(manager, factory->createNew(nullptr));
 
+    platform.calls.clear();
     EXPECT_EQ(0, initQXAPkgMLocal());
+    EXPECT_TRUE(platform.calls.empty()) << "the kit was touched again";
     EXPECT_EQ(factory, multiplexer().findLocalFactory("meridane"));
 
     EXPECT_EQ(0, finiQXAPkgMLocal());
@@ -40,7 +50,6 @@ TEST(Registration, happensOnceAndIsNotTakenUpAgainAfterItWasWithdrawn) {
     EXPECT_EQ(0, initQXAPkgMLocal());
     EXPECT_EQ(nullptr, multiplexer().findLocalFactory("meridane"));
 
-    EXPECT_TRUE(platform.calls.empty());
     EXPECT_TRUE(platform.logLines.empty());
 }
 

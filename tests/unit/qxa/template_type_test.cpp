@@ -74,9 +74,12 @@ TEST_F(VeConfig, aContainerOfAnotherNodeIs428) {
 
 TEST_F(VeConfig, aContainerOfAnotherTechnologyIs428) {
     const auto eid = fakes::addContainer(m_platform, 101, "base");
-    m_platform.environments[eid].type = "other";
-    EXPECT_EQ(428, resolve(eid));
-    EXPECT_EQ("non-QX environments are not supported", m_platform.errorMessage);
+    for (const auto* type : {"other", "Meridane", "MERIDANE", "meridane ", "meridan", ""}) {
+        m_platform.environments[eid].type = type;
+        m_platform.errorMessage.clear();
+        EXPECT_EQ(428, resolve(eid)) << type;
+        EXPECT_EQ("non-QX environments are not supported", m_platform.errorMessage);
+    }
 }
 
 TEST_F(VeConfig, theNodeIsCheckedBeforeTheTechnology) {
