@@ -53,6 +53,16 @@ TEST(PackageLess, takesRecordsAndPointersInEveryPairing) {
     EXPECT_FALSE(less(b, *a));
 }
 
+TEST(PackageLess, putsNoRecordBeforeItself) {
+    const PackageLess less;
+    for (const auto& record : {package("a", "1"), package("a", ""), package("", "")}) {
+        EXPECT_FALSE(less(record, record));
+        EXPECT_FALSE(less(*record, record));
+        EXPECT_FALSE(less(record, *record));
+        EXPECT_FALSE(less(*record, *record));
+    }
+}
+
 TEST(PackageLess, anEmptyRequestedVersionMatchesOnlyAnEmptyVersion) {
     const QXL::QXLPackageList listed{package("a", "1")};
     const QXL::QXLPackageList requested{package("a", "")};
@@ -75,6 +85,13 @@ TEST(TemplateUsageLess, takesAnEmptyVersionForEveryVersion) {
     EXPECT_FALSE(templateUsageLess({"a", ""}, {"a", "2"}));
     EXPECT_FALSE(templateUsageLess({"a", "1"}, {"a", ""}));
     EXPECT_FALSE(templateUsageLess({"b", ""}, {"a", "1"}));
+}
+
+TEST(TemplateOrders, putNoTemplateBeforeItself) {
+    for (const auto& key : {QXATemplate("a", "1"), QXATemplate("a", ""), QXATemplate("", "")}) {
+        EXPECT_FALSE(templateLess(key, key)) << key.toString();
+        EXPECT_FALSE(templateUsageLess(key, key)) << key.toString();
+    }
 }
 
 std::vector<QXATemplate> inUse(const std::vector<QXATemplate>& used,

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <typeinfo>
+
 #include "qxa/plugins/QXAPkg/QXAStandardListing.h"
 #include "qxa/plugins/QXAPkg/QXAStandardPackages.h"
 #include "tests/unit/qxa/standard_fixture.h"
@@ -16,15 +18,20 @@ class StandardListing : public StandardTechnology {};
 
 // --- the configuration reader
 
-TEST_F(StandardListing, anUnreadableConfigurationIsLoggedAndTheOthersAreListed) {
+TEST_F(StandardListing, anUnreadableConfigurationIsOnlyLoggedAndTheOthersAreListed) {
     know("a", "1", true);
     know("b", "1", true);
-    m_platform.configResults["a/1"] = -9;
-    EXPECT_EQ(0, m_technology.list({}, {}, listOptions(), &m_out));
-    EXPECT_THAT(names(), ElementsAre("b/1"));
-    EXPECT_THAT(
-        m_platform.logLines,
-        ElementsAre(std::pair(1, std::string("Failed to read QX template a/1 configuration"))));
+    for (const int unreadable : {-9, 9, -30}) {
+        m_platform.configResults["a/1"] = unreadable;
+        m_platform.logLines.clear();
+        m_out.clear();
+        EXPECT_EQ(0, m_technology.list({}, {}, listOptions(), &m_out));
+        EXPECT_THAT(names(), ElementsAre("b/1"));
+        EXPECT_THAT(
+            m_platform.logLines,
+            ElementsAre(std::pair(1, std::string("Failed to read QX template a/1 configuration"))));
+    }
+    EXPECT_EQ("", m_platform.errorMessage);
 }
 
 TEST_F(StandardListing, anUnknownVersionIsPassedOverSilently) {
@@ -72,13 +79,6 @@ TEST_F(StandardListing, readsEachTemplatesVersionsInOrderWithAFreshManagerForEac
                                               "tem access=null", "tem.getTemplateConfig b/2",
                                               "tem access=null", "tem.getTemplateConfig b/1",
                                               "tem access=null", "tem.getTemplateConfig a/1"));
-}
-
-TEST_F(StandardListing, anUnknownTemplateIsLogged) {
-    know("a", "1", true);
-    m_platform.configResults["a/1"] = -30;
-    m_technology.list({}, {}, listOptions(), &m_out);
-    EXPECT_EQ(1U, m_platform.logLines.size());
 }
 
 // --- list
@@ -129,7 +129,8 @@ TEST_F(StandardListing, asksForTheKindsThatAreWanted) {
 }
 
 TEST_F(StandardListing, aFailingListIsMinusOne) {
-    m_platform.temResults["ls"] = {-9};
+    m_platform.temResults["ls"] = {-9, 9};
+    EXPECT_EQ(-1, m_technology.list({}, {}, listOptions(), &m_out));
     EXPECT_EQ(-1, m_technology.list({}, {}, listOptions(), &m_out));
 }
 
@@ -150,10 +151,23 @@ TEST_F(StandardListing, listingPackagesGivesThoseOfEachTemplate) {
     EXPECT_THAT(names(), ElementsAre("a-package", "b-package"));
 }
 
-TEST_F(StandardListing, listingBothGivesTemplatesFirst) {
+TEST_F(StandardListing, listingBothGivesAllTemplatesFirst) {
     know("a", "1", true);
+    know("b", "1", true);
     m_technology.list({}, {}, listOptions({"rpm", "os"}), &m_out);
-    EXPECT_THAT(names(), ElementsAre("a/1", "a-package"));
+    EXPECT_THAT(names(), ElementsAre("a/1", "b/1", "a-package", "b-package"));
+}
+
+TEST_F(StandardListing, listedTemplatesAreWholeRecordsAndTheirPackagesPlainOnes) {
+    know("web", "1", false, {{"base", ""}});
+    m_technology.list({}, {}, listOptions({"rpm", "app"}), &m_out);
+    ASSERT_EQ(2U, m_out.size());
+    const auto* const web = dynamic_cast<const QXAStandardQXTemplateEx*>(m_out[0].get());
+    ASSERT_NE(nullptr, web);
+    EXPECT_EQ("base", web->baseOsTemplates.at(0)->name);
+    EXPECT_EQ("web-package", web->packages.at(0)->name);
+    EXPECT_THAT(web->getTechnologyList(), ElementsAre("x86"));
+    EXPECT_TRUE(typeid(*m_out[1]) == typeid(QXL::QXLPackage));
 }
 
 TEST_F(StandardListing, aRequestSelectsByExactNameAndVersionInTheirOrder) {
@@ -242,6 +256,7 @@ TEST_F(StandardListing, compatibleInAContainerNeedsItsOsTemplate) {
     m_platform.lsInfosOf[eid] = m_platform.lsInfos;
     m_platform.temResults["ls"] = {0, -9};
     EXPECT_EQ(-1, m_technology.list(eid, {}, listOptions({}, 32), &m_out));
+    EXPECT_EQ("", m_platform.errorMessage);
 }
 
 TEST_F(StandardListing, compatibleOnTheNodeWithoutARequestListsNothing) {
@@ -278,6 +293,13 @@ TEST_F(StandardListing, compatibleOnTheNodeLooksAtEveryBaseOfAnApplication) {
     m_out.clear();
     EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({}, 32), &m_out));
     EXPECT_THAT(names(), ElementsAre("web/1", "base/1"));
+}
+
+TEST_F(StandardListing, compatibleOnTheNodeOfATemplateWithoutTechnologiesLeavesItOut) {
+    know("base", "1", true);
+    m_platform.configs["base/1"].technologies.clear();
+    EXPECT_EQ(0, m_technology.list({}, {standard("base", "1")}, listOptions({}, 32), &m_out));
+    EXPECT_THAT(m_out, IsEmpty());
 }
 
 TEST_F(StandardListing, compatibleOnTheNodeOfUnknownTemplatesListsNothing) {

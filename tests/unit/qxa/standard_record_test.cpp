@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <typeinfo>
+
 #include "tests/fakes/fake_messages.h"
 
 namespace QXA {
@@ -139,6 +141,21 @@ TEST(StandardRecord, hasItsPackagesInKeyOrderWithTheSummaryAsOsName) {
     EXPECT_EQ("Linux", record.packages[1]->os.platform);
 }
 
+TEST(StandardRecord, hasPlainRecordsOfNothingButKeysBesideIt) {
+    auto info = config();
+    info.baseOsTemplates = {{"centos", "5"}, {"fedora", ""}};
+    const QXAStandardQXTemplateEx record(info, version(false));
+    auto members = record.baseOsTemplates;
+    members.insert(members.end(), record.packages.begin(), record.packages.end());
+    ASSERT_EQ(4U, members.size());
+    for (const auto& member : members) {
+        EXPECT_TRUE(typeid(*member) == typeid(QXL::QXLPackage)) << member->name;
+        EXPECT_EQ("", member->summary) << member->name;
+        EXPECT_EQ("", member->description) << member->name;
+        EXPECT_FALSE(member->os.extra.has_value()) << member->name;
+    }
+}
+
 TEST(StandardRecord, namesItsPackagesOsAfterTheFirstBase) {
     auto info = config();
     info.baseOsTemplates = {{"centos", "5"}};
@@ -238,6 +255,7 @@ TEST(Compatible, architecturesCountOnlyWhenBothAreKnown) {
     EXPECT_TRUE(bothWays(os, application("web", "centos-4", "", "x86_64")));
     EXPECT_TRUE(bothWays(os, application("web", "centos-4", "")));
     EXPECT_FALSE(bothWays(os, application("web", "centos-4", "", "i386")));
+    EXPECT_FALSE(bothWays(os, application("web", "centos-4", "", "X86_64")));
 }
 
 TEST(Compatible, anyBaseOsTemplateMayMatch) {

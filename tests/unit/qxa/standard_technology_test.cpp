@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
+
 #include "qxa/plugins/QXAPkg/QXAStandardPackages.h"
 #include "tests/unit/qxa/standard_fixture.h"
 
@@ -15,6 +18,7 @@ using testing::IsEmpty;
 
 TEST_F(StandardTechnology, knowsItsPackagesByTheirClass) {
     EXPECT_TRUE(isStandardPackage(standard("a")));
+    EXPECT_TRUE(isStandardPackage(std::make_shared<QXAStandardQXTemplateEx>()));
     EXPECT_FALSE(isStandardPackage(kr(".a")));
     EXPECT_FALSE(isStandardPackage(std::make_shared<QXL::QXLPackageRpm>()));
     EXPECT_FALSE(isStandardPackage(nullptr));
@@ -100,6 +104,11 @@ TEST_F(StandardTechnology, infoStopsWith1AtAnyOtherFailureAndKeepsWhatItHas) {
     EXPECT_EQ(2U, m_platform.callsOf("tem.get ").size());
 }
 
+TEST_F(StandardTechnology, infoStopsAtAPositiveResultToo) {
+    m_platform.temResults["get"] = {9};
+    EXPECT_EQ(1, m_technology.info({}, {standard("a", "1")}, &m_out));
+}
+
 TEST_F(StandardTechnology, infoReadsTheFirstVersionOnly) {
     know("a", "1", true);
     know("a", "2", true);
@@ -164,6 +173,7 @@ TEST_F(StandardTechnology, aConflictInsideAContainerIs3510AndAnythingElse3501) {
 TEST_F(StandardTechnology, aFailingListAfterInstallationIsItsResult) {
     m_platform.temResults["ls"] = {-9};
     EXPECT_EQ(-1, m_technology.installIntoVE({}, {installation(standard("a"))}, options(), &m_out));
+    EXPECT_EQ("", m_platform.errorMessage);
 }
 
 TEST_F(StandardTechnology, updatesInAContainerToTheNewestVersions) {
@@ -295,6 +305,75 @@ TEST_F(StandardTechnology, removingOthersPackagesChecksNoUsage) {
     m_platform.hasCache = false;
     EXPECT_EQ(0, m_technology.removeFromNode({kr(".x")}, options(), &m_out));
     EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset"));
+}
+
+// --- every call of the manager
+
+class ManagerCall : public StandardTechnology {
+protected:
+    const QXL::QXLPackageList m_records{standard("a", "1")};
+    const QXL::QXLInstallationPackageList m_files{installation(m_records[0], "/a")};
+
+    /// Operations by the first call that they make of the manager.
+    const std::map<std::string, std::function<int()>> m_operations{
+        {"tem.add eid= a/1 force=0 second=0",
+         [this] { return m_technology.installIntoVE({}, m_files, options(), &m_out); }},
+        {"tem.add eid= a/ force=0 second=0",
+         [this] { return m_technology.updateInVE({}, m_files, options(), &m_out); }},
+        {"tem.rm eid= a/1 force=0 second=1",
+         [this] { return m_technology.removeFromVE({}, m_records, options(), &m_out); }},
+        {"tem.set /a force=0",
+         [this] { return m_technology.installOnNode(m_files, options(), &m_out); }},
+        {"tem.cache a/1", [this] { return m_technology.updateOnNode(m_files, options(), &m_out); }},
+        {"tem.unset a/1",
+         [this] { return m_technology.removeFromNode(m_records, options(), &m_out); }},
+        {"tem.get a/1", [this] { return m_technology.info({}, m_records, &m_out); }},
+        {"tem.ls eid=local type=3",
+         [this] { return m_technology.list({}, m_records, listOptions(), &m_out); }},
+        {"tem.ls eid=local type=2",
+         [this] { return m_technology.list({}, m_records, listOptions({"app"}, 32), &m_out); }},
+    };
+
+    void failEveryCallWith(int result) {
+        for (const auto* call : {"ls", "get", "add", "rm", "set", "cache", "unset"}) {
+            m_platform.temResults[call] = {result};
+        }
+    }
+};
+
+TEST_F(ManagerCall, goesToAManagerMadeForItWithoutAccess) {
+    for (const auto& [call, operate] : m_operations) {
+        failEveryCallWith(-9);
+        m_platform.calls.clear();
+        EXPECT_NE(0, operate()) << call;
+        EXPECT_THAT(m_platform.callsOf("tem"), ElementsAre("tem access=null", call));
+    }
+}
+
+TEST_F(ManagerCall, isFollowedByACallToAnotherManager) {
+    m_technology.installIntoVE({}, m_files, options(), &m_out);
+    EXPECT_THAT(m_platform.calls,
+                ElementsAre("tem access=null", "tem.add eid= a/1 force=0 second=0",
+                            "tem access=null", "tem.ls eid=local type=3"));
+}
+
+TEST_F(ManagerCall, thatFailsLeavesItsMessage) {
+    for (const int result : {-9, 9, -7, -5, -27}) {
+        for (const auto& [call, operate] : m_operations) {
+            failEveryCallWith(result);
+            m_platform.errorMessage = "of the manager";
+            EXPECT_NE(0, operate()) << call;
+            EXPECT_EQ("of the manager", m_platform.errorMessage) << call << " " << result;
+        }
+    }
+}
+
+TEST_F(ManagerCall, thatSucceedsLeavesTheMessageToo) {
+    for (const auto& [call, operate] : m_operations) {
+        m_platform.errorMessage = "of another";
+        EXPECT_EQ(0, operate()) << call;
+        EXPECT_EQ("of another", m_platform.errorMessage) << call;
+    }
 }
 
 }  // namespace

@@ -54,6 +54,23 @@ TEST_F(UsageCheck, anotherVersionMayGo) {
     EXPECT_EQ(0, remove("a", "2"));
 }
 
+TEST_F(UsageCheck, namesAndVersionsAreComparedWithTheirCase) {
+    know("a", "1b", true);
+    const auto eid = container(101, "a");
+    m_platform.environments[eid].osTemplate = QXATemplate("a", "1b");
+    EXPECT_EQ(0, remove("A"));
+    EXPECT_EQ(0, remove("a", "1B"));
+    EXPECT_EQ(-1, remove("a", "1b"));
+}
+
+TEST_F(UsageCheck, templatesOfOthersAreNotLookedFor) {
+    know("a", "1", true);
+    m_platform.getInfos["a"] = m_platform.lsInfos[0];
+    container(101, "a");
+    EXPECT_EQ(0, m_technology.removeFromNode({standard("b"), kr("a")}, options(), &m_out));
+    EXPECT_THAT(m_platform.callsOf("tem.unset"), ElementsAre("tem.unset b/"));
+}
+
 TEST_F(UsageCheck, severalTemplatesAreJoined) {
     know("a", "1", true);
     know("web", "3", false);
@@ -94,8 +111,10 @@ TEST_F(UsageCheck, templatesInUseAreAskedForByNameAndVersion) {
     container(101, "b", {{"a", "2"}, {"a", "10"}});
     container(102, "a");
     EXPECT_EQ(0, remove("x"));
-    EXPECT_THAT(m_platform.callsOf("tem.get "),
-                ElementsAre("tem.get a", "tem.get a/10", "tem.get a/2", "tem.get b"));
+    EXPECT_THAT(m_platform.callsOf("tem"),
+                ElementsAre("tem access=null", "tem.get a", "tem access=null", "tem.get a/10",
+                            "tem access=null", "tem.get a/2", "tem access=null", "tem.get b",
+                            "tem access=null", "tem.unset x/"));
 }
 
 TEST_F(UsageCheck, anyEnvironmentOfThisNodeCountsWhateverItsType) {
@@ -132,8 +151,11 @@ TEST_F(UsageCheck, unknownTemplatesOfContainersAreSkipped) {
 
 TEST_F(UsageCheck, aTemplateThatCannotBeAskedForRefuses) {
     container(101, "a");
-    m_platform.temResults["get"] = {-9};
+    m_platform.temResults["get"] = {-9, 9};
+    m_platform.errorMessage = "of the manager";
     EXPECT_EQ(-1, remove("b"));
+    EXPECT_EQ(-1, remove("b"));
+    EXPECT_EQ("of the manager", m_platform.errorMessage);
 }
 
 TEST_F(UsageCheck, containersOfOtherNodesAndOfKrTemplatesDoNotCount) {
