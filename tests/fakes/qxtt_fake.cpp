@@ -28,6 +28,9 @@ FakeQxtt& required() {
     return *serving;
 }
 
+char poisonText[] = "POISON";
+char* poisonList[] = {poisonText, nullptr};
+
 std::string textOf(const qxtt_options* options) {
     const std::uint32_t base = options->words[0];
     std::string text = base == kDefaultWord ? " [default" : base == 0 ? " [zero" : " [other";
@@ -63,6 +66,7 @@ public:
 
     pkg_info* package(const QxttPackage& package) {
         pkg_info info{};
+        info.repository = poisonText;
         info.name = text(package.name);
         info.version = text(package.version);
         info.architecture = text(package.architecture);
@@ -89,9 +93,11 @@ public:
 
     templateListEntry* entry(const QxttTemplate& described) {
         templateListEntry entry{};
+        entry.reserved = poisonText;
         entry.is_os = described.isOs ? 1 : 0;
-        entry.info =
-            described.hasInfo ? &m_memory->templates.emplace_back(info(described)) : nullptr;
+        entry.info = described.hasInfo ? &m_memory->templates.emplace_back(
+                                             poisoned(info(described), TemplateReader::kListing))
+                                       : nullptr;
         return &m_memory->entries.emplace_back(entry);
     }
 
@@ -208,16 +214,52 @@ templateListEntry** templateEntries(const std::vector<QxttTemplate>& templates) 
     return array;
 }
 
-int templateAnswer(const std::string& function, const char* name, tmpl_info* out) {
+int templateAnswer(const std::string& function, const char* name, const qxtt_options* options,
+                   tmpl_info* out) {
+    const auto mask = options->words[QXTT_OPTION_MASK_OFFSET / sizeof(std::uint32_t)];
+    const auto reader = mask == QXTT_MASK_PACKAGE_LISTS ? TemplateReader::kPackageLists
+                                                        : TemplateReader::kDescription;
     return answerWith(function, out, [&] {
         Maker maker;
         const auto info = maker.info(required().templates[name]);
         required().keep(out, maker.take());
-        return info;
+        return poisoned(info, reader);
     });
 }
 
 }  // namespace
+
+char* poison() {
+    return poisonText;
+}
+
+tmpl_info poisoned(const tmpl_info& record, TemplateReader reader) {
+    tmpl_info made{poisonText, poisonText, poisonText, poisonText, poisonText,
+                   poisonText, poisonList, poisonList, poisonList, poisonList,
+                   {},         poisonList, {},         poisonText};
+    for (auto& field : made.reserved10) {
+        field = poisonText;
+    }
+    for (auto& field : made.reserved16) {
+        field = poisonText;
+    }
+    const auto keep = [&](auto... fields) { ((made.*fields = record.*fields), ...); };
+    switch (reader) {
+        case TemplateReader::kDescription:
+            keep(&tmpl_info::name, &tmpl_info::os_name, &tmpl_info::architecture,
+                 &tmpl_info::config_path, &tmpl_info::summary, &tmpl_info::description,
+                 &tmpl_info::technologies, &tmpl_info::cached);
+            break;
+        case TemplateReader::kListing:
+            keep(&tmpl_info::name, &tmpl_info::architecture, &tmpl_info::summary,
+                 &tmpl_info::cached);
+            break;
+        case TemplateReader::kPackageLists:
+            keep(&tmpl_info::base_packages, &tmpl_info::late_base_packages, &tmpl_info::packages);
+            break;
+    }
+    return made;
+}
 
 FakeQxtt::FakeQxtt() {
     serving = this;
@@ -328,14 +370,14 @@ void qxtt_clean_pkg_info(pkg_info*** out) {
 int qxtt_get_os_tmpl_info(const char* name, const qxtt_options* options, tmpl_info* info) {
     required().calls.push_back(std::string("qxtt_get_os_tmpl_info ") + name +
                                fakes::textOf(options));
-    return fakes::templateAnswer("qxtt_get_os_tmpl_info", name, info);
+    return fakes::templateAnswer("qxtt_get_os_tmpl_info", name, options, info);
 }
 
 int qxtt_get_app_tmpl_info(const char* os_or_veid, const char* name, const qxtt_options* options,
                            tmpl_info* info) {
     required().calls.push_back(std::string("qxtt_get_app_tmpl_info ") + os_or_veid + " " + name +
                                fakes::textOf(options));
-    return fakes::templateAnswer("qxtt_get_app_tmpl_info", name, info);
+    return fakes::templateAnswer("qxtt_get_app_tmpl_info", name, options, info);
 }
 
 void qxtt_clean_tmpl_info(tmpl_info* info) {

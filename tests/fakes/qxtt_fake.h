@@ -18,6 +18,16 @@ namespace fakes {
 using QxttText = std::optional<std::string>;
 using QxttTexts = std::optional<std::vector<std::string>>;
 
+/// The text "POISON", which a field holds that nobody may read; a field that is a list holds a list
+/// of it.
+char* poison();
+
+/// Who reads a template's record, and thereby which fields may be read.
+enum class TemplateReader { kDescription, kListing, kPackageLists };
+
+/// The record with poison in every field that its reader must leave alone.
+tmpl_info poisoned(const tmpl_info& record, TemplateReader reader);
+
 // Members have initializers so that tests can name only what they need.
 struct QxttPackage {
     QxttText name{};

@@ -5,6 +5,7 @@
 #include "QXL/QXLError.h"
 #include "QXL/QXLPkgMLocal.h"
 #include "tests/fakes/fake_platform.h"
+#include "tests/fakes/qxtt_fake.h"
 
 namespace fakes {
 namespace {
@@ -50,6 +51,26 @@ TEST(FakePlatform, takesMessagesWhoseArgumentsAreTheStoredText) {
     QXL::setErrorMessage("%s", std::string(10000, 'x').c_str());
     QXL::setErrorMessage("before %s", QXL::getErrorMessage());
     EXPECT_EQ("before " + std::string(10000, 'x'), QXL::getErrorMessage());
+}
+
+TEST(Poison, isInEveryFieldOfATemplateButItsReaders) {
+    char text[] = "text";
+    char* list[] = {text, nullptr};
+    const tmpl_info whole{text, text, text, text, text, text, list,
+                          list, list, list, {},   list, {},   text};
+    const auto described = poisoned(whole, TemplateReader::kDescription);
+    EXPECT_STREQ("text", described.os_name);
+    EXPECT_STREQ("POISON", described.packaging);
+    EXPECT_STREQ("POISON", described.packages[0]);
+    const auto listed = poisoned(whole, TemplateReader::kListing);
+    EXPECT_STREQ("text", listed.name);
+    EXPECT_STREQ("POISON", listed.os_name);
+    EXPECT_STREQ("POISON", listed.description[0]);
+    const auto lists = poisoned(whole, TemplateReader::kPackageLists);
+    EXPECT_STREQ("text", lists.packages[0]);
+    EXPECT_STREQ("POISON", lists.name);
+    EXPECT_STREQ("POISON", static_cast<const char*>(lists.reserved10[4]));
+    EXPECT_STREQ("POISON", static_cast<const char*>(lists.reserved16[1]));
 }
 
 TEST(FakePlatformDeathTest, refusesCallsOutsideATest) {

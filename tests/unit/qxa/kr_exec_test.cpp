@@ -263,6 +263,7 @@ TEST_F(TemplateLine, keepsDots) {
 TEST_F(TemplateLine, isOfAnOsTemplateForThatWordAlone) {
     EXPECT_THAT(parse("base templates"), ElementsAre(".templates (OS .base)"));
     EXPECT_THAT(parse("base temp"), ElementsAre(".temp (OS .base)"));
+    EXPECT_THAT(parse("base Template"), ElementsAre(".Template (OS .base)"));
     EXPECT_THAT(parse("base .template"), ElementsAre(".template (OS .base)"));
 }
 

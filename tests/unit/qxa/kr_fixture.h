@@ -13,6 +13,7 @@
 #include "QXA/QXAPackageQXTemplate.h"
 #include "QXL/QXLInstallationPackage.h"
 #include "QXL/QXLPackage.h"
+#include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
 #include "tests/fakes/fake_platform.h"
 #include "tests/fakes/qxtt_fake.h"
 #include "tests/unit/qxa/requests.h"
@@ -45,6 +46,18 @@ inline QXL::QXLPackageSP rpm(const std::string& name, const std::string& os = ""
 
 inline QXL::QXLPackageSP deb(const std::string& name, const std::string& os = "") {
     return recordOf<QXL::QXLPackageDeb>(name, os);
+}
+
+/// The record with a text in everything by which no package and no template is told from another.
+inline QXL::QXLPackageSP detailed(const QXL::QXLPackageSP& record) {
+    auto& changed = *std::const_pointer_cast<QXL::QXLPackage>(record);
+    changed.version = "9";
+    changed.architecture = "noarch";
+    changed.summary = "a summary";
+    changed.description = "a description";
+    changed.os.osVersion = "8";
+    changed.os.extra = "more";
+    return record;
 }
 
 inline QXL::QXLInstallationPackageSP file(const std::string& path) {
@@ -88,6 +101,22 @@ protected:
     fakes::FakePlatform m_platform;
     fakes::FakeQxtt m_qxtt;
     QXL::QXLPackageList m_out;
+};
+
+/// The technology on a node with one container of its own.
+class KRTechnology : public KRNode {
+protected:
+    KRTechnology() : m_eid(fakes::addContainer(m_platform, 101, ".base")) {}
+
+    /// Scripts the next run of the tool.
+    void run(int code, std::vector<std::string> lines = {}, const std::string& reason = "reason") {
+        m_platform.execScripts.push_back({code, std::move(lines), reason});
+    }
+
+    QXAKRTemplateImpl m_technology;
+    QXL::QXLEID m_eid;
+    QXL::QXLEID m_node = QXL::QXLEID::EID_LOCAL;
+    QXL::QXLEID m_unknown = QXL::QXLEID::fromString("90000000-0000-0000-0000-000000000000");
 };
 
 }  // namespace QXA

@@ -53,6 +53,18 @@ TEST_F(InfoReader, answersInTheClassOfTheRequest) {
     EXPECT_NE(nullptr, dynamic_cast<const QXL::QXLPackageDeb*>(m_out[1].get()));
 }
 
+TEST_F(InfoReader, answersWithNothingElseOfTheRequestedPackage) {
+    m_qxtt.packageInfos.emplace(1);
+    EXPECT_EQ(0, read(detailed(rpm("sh", ".base"))));
+    const auto& record = *m_out.at(0);
+    EXPECT_EQ("", record.name);
+    EXPECT_EQ("", record.version);
+    EXPECT_EQ("", record.architecture);
+    EXPECT_EQ("", record.summary);
+    EXPECT_EQ("", record.description);
+    EXPECT_EQ((QXL::QXLOS{"Linux", ".base", std::nullopt, std::nullopt}), record.os);
+}
+
 TEST_F(InfoReader, knowsNoEmptyRecordOfAnotherClass) {
     EXPECT_NE(nullptr, PackageInfoReader::getLinuxPackage(deb("a")));
     EXPECT_NE(nullptr, PackageInfoReader::getLinuxPackage(rpm("a")));
@@ -297,10 +309,11 @@ TEST_F(InfoReader, asksForEveryTemplateRecordAsForATemplate) {
 TEST_F(InfoReader, setsTheFlagOnlyForTheTextYes) {
     m_qxtt.templates[".a"] = {.cached = "no"};
     m_qxtt.templates[".b"] = {.cached = "yes!"};
-    EXPECT_EQ(0, read(osTemplate(".a")));
-    EXPECT_EQ(0, read(osTemplate(".b")));
-    EXPECT_FALSE(templateOf(m_out[0]).versionFlag);
-    EXPECT_FALSE(templateOf(m_out[1]).versionFlag);
+    m_qxtt.templates[".c"] = {.cached = "Yes"};
+    for (const auto* name : {".a", ".b", ".c"}) {
+        EXPECT_EQ(0, read(osTemplate(name)));
+        EXPECT_FALSE(templateOf(m_out.back()).versionFlag) << name;
+    }
 }
 
 TEST_F(InfoReader, takesAnOsNameThatIsKnownAndEmptyForWhatItIs) {

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
 #include "tests/unit/qxa/kr_fixture.h"
 
 namespace QXA {
@@ -14,11 +13,9 @@ using testing::IsEmpty;
 constexpr unsigned kSummary = 16;
 constexpr unsigned kCompatible = 32;
 
-class KRListing : public KRNode {
+class KRListing : public KRTechnology {
 protected:
-    KRListing() : m_eid(fakes::addContainer(m_platform, 101, ".base")) {
-        m_qxtt.veOsTemplate = ".base";
-    }
+    KRListing() { m_qxtt.veOsTemplate = ".base"; }
 
     int list(const QXL::QXLEID& eid, const QXL::QXLPackageList& requested,
              std::vector<std::string> types = {}, unsigned flags = 0) {
@@ -26,7 +23,7 @@ protected:
     }
     int listNode(const QXL::QXLPackageList& requested, std::vector<std::string> types = {},
                  unsigned flags = 0) {
-        return list(QXL::QXLEID::EID_LOCAL, requested, std::move(types), flags);
+        return list(m_node, requested, std::move(types), flags);
     }
 
     /// An OS template ".base" with one application template, as a listing has them.
@@ -51,16 +48,12 @@ protected:
         }
         return found;
     }
-
-    QXAKRTemplateImpl m_technology;
-    QXL::QXLEID m_eid;
 };
 
 // --- the target and the request
 
 TEST_F(KRListing, ofAnUnknownEnvironmentIsMinusOne) {
-    const auto unknown = QXL::QXLEID::fromString("90000000-0000-0000-0000-000000000000");
-    EXPECT_EQ(-1, list(unknown, {standard("s")}));
+    EXPECT_EQ(-1, list(m_unknown, {standard("s")}));
     EXPECT_EQ("can't get veid by eid 90000000-0000-0000-0000-000000000000",
               m_platform.errorMessage);
     EXPECT_THAT(m_qxtt.calls, IsEmpty());
@@ -124,6 +117,13 @@ TEST_F(KRListing, ofOneKindLeavesTheOtherOut) {
     EXPECT_EQ(0, listNode({}, {"os", "app"}));
     EXPECT_THAT(textsOf(m_out),
                 ElementsAre(".base", ".web (OS .base)", ".base", ".web (OS .base)"));
+}
+
+TEST_F(KRListing, ofOneKindLeavesTheOtherOutWhenCompatibleToo) {
+    knowBase();
+    EXPECT_EQ(0, listNode({osTemplate(".base")}, {"os"}, kCompatible));
+    EXPECT_EQ(0, listNode({osTemplate(".base")}, {"app"}, kCompatible));
+    EXPECT_THAT(textsOf(m_out), ElementsAre(".base", ".web (OS .base)"));
 }
 
 TEST_F(KRListing, ofRequestedTemplatesHasThoseAlone) {
@@ -235,8 +235,9 @@ TEST_F(KRListing, ofAllPackagesOfTheNodeIsEmpty) {
 TEST_F(KRListing, ofPackagesAndTemplatesHasBoth) {
     knowBase();
     m_qxtt.templates[".base"] = {.packages = {{"libc"}}};
-    EXPECT_EQ(0, listNode({osTemplate(".base")}, {"rpm", "os"}));
-    EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", ".base"));
+    m_qxtt.templates[".web"] = {.packages = {{"httpd"}}};
+    EXPECT_EQ(0, listNode({osTemplate(".base"), appTemplate(".web", ".base")}, {"rpm", "os"}));
+    EXPECT_THAT(textsOf(m_out), ElementsAre("libc (OS .base)", "httpd (OS .base)", ".base"));
 }
 
 TEST_F(KRListing, keepsThePackagesOfTemplatesBeforeTheOneThatFails) {
@@ -285,8 +286,10 @@ TEST_F(KRListing, ofIncludedPackagesInAContainerIsEmpty) {
     EXPECT_THAT(m_qxtt.calls, IsEmpty());
 }
 
-TEST_F(KRListing, ofRequestedOsTemplatesAloneInAContainerIsEmpty) {
+TEST_F(KRListing, ofRequestedOsTemplatesInAContainerIsEmpty) {
     EXPECT_EQ(0, list(m_eid, {osTemplate(".base")}, {"os"}));
+    EXPECT_EQ(0, list(m_eid, {osTemplate(".base")}, {"os"}, kCompatible));
+    EXPECT_EQ(0, list(m_eid, {osTemplate(".base")}, {"rpm", "os"}));
     EXPECT_THAT(m_qxtt.calls, IsEmpty());
 }
 
@@ -401,16 +404,21 @@ TEST_F(KRListing, ofCompatibleTemplatesHasAllOfTheOsTemplateWhateverIsRequested)
 
 TEST_F(KRListing, ofCompatibleTemplatesOfOneKindHasBothKinds) {
     m_qxtt.templateLists["base"] = baseAndWeb();
-    EXPECT_EQ(0, list(m_eid, {}, {"app"}, kCompatible | kSummary));
-    EXPECT_THAT(textsOf(m_out), ElementsAre(".base", ".web (OS .base)"));
-    EXPECT_EQ("an OS", m_out[0]->summary);
+    for (const auto* kind : {"app", "os"}) {
+        m_out.clear();
+        EXPECT_EQ(0, list(m_eid, {}, {kind}, kCompatible | kSummary));
+        EXPECT_THAT(textsOf(m_out), ElementsAre(".base", ".web (OS .base)"));
+        EXPECT_EQ("an OS", m_out[0]->summary);
+    }
 }
 
 TEST_F(KRListing, ofPackagesAndTemplatesOfAContainerHasBoth) {
     m_qxtt.vePackages = {{{"sh", {}, {}, {}}}};
     m_qxtt.veTemplates = baseAndWeb();
     EXPECT_EQ(0, list(m_eid, {}, {"rpm", "app"}));
-    EXPECT_THAT(textsOf(m_out), ElementsAre("sh (OS .base)", ".web (OS .base)"));
+    EXPECT_EQ(0, list(m_eid, {}, {"rpm", "os"}));
+    EXPECT_THAT(textsOf(m_out),
+                ElementsAre("sh (OS .base)", ".web (OS .base)", "sh (OS .base)", ".base"));
 }
 
 TEST_F(KRListing, failsWhenAContainersTemplatesCannotBeListed) {

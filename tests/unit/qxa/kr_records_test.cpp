@@ -19,16 +19,16 @@ std::string dotted(const char* source, std::string target = "before") {
     return target;
 }
 
-/// A record of the library in the memory of a test.
+/// A record of the library in the memory of a test. What a listing must not read is poisoned.
 class Entry {
 public:
-    explicit Entry(bool os) { m_entry = {nullptr, os ? 7U : 0U, &info}; }
+    explicit Entry(bool os) { m_entry = {fakes::poison(), os ? 7U : 0U, &info}; }
 
     QXAPackageQXTemplate record(bool showSummary = true, bool status = false) const {
         return makeKRTemplate(m_entry, "base", showSummary, status);
     }
 
-    tmpl_info info{};
+    tmpl_info info = fakes::poisoned({}, fakes::TemplateReader::kListing);
 
 private:
     templateListEntry m_entry{};
@@ -38,6 +38,7 @@ char kName[] = "name";
 char kDottedName[] = ".name";
 char kYes[] = "yes";
 char kNo[] = "no";
+char kCapitalYes[] = "Yes";
 char kText[] = "text";
 
 // --- recognition
@@ -207,8 +208,10 @@ TEST(TemplateOfAnEntry, ofAnApplicationTemplateBelongsToTheGivenOsTemplate) {
 TEST(TemplateOfAnEntry, takesTheFlagFromTheTextYesAlone) {
     Entry entry(true);
     EXPECT_FALSE(entry.record().versionFlag);
-    entry.info.cached = kNo;
-    EXPECT_FALSE(entry.record().versionFlag);
+    for (auto* text : {kNo, kCapitalYes}) {
+        entry.info.cached = text;
+        EXPECT_FALSE(entry.record().versionFlag) << text;
+    }
     entry.info.cached = kYes;
     EXPECT_TRUE(entry.record().versionFlag);
 }
@@ -227,17 +230,21 @@ TEST(TemplateOfAnEntry, hasASummaryOnlyWhenItIsWanted) {
 }
 
 TEST(TemplateOfAnEntry, readsNothingBeyondTheFieldsOfAListing) {
-    Entry entry(true);
-    char* lines[] = {kText, nullptr};
-    entry.info.architecture = kText;
-    entry.info.config_path = kText;
-    entry.info.description = lines;
-    entry.info.technologies = lines;
-    const auto record = entry.record();
-    EXPECT_EQ("text", record.architecture);
-    EXPECT_EQ("", record.detail);
-    EXPECT_EQ("", record.description);
-    EXPECT_THAT(record.getTechnologyList(), IsEmpty());
+    for (const bool os : {true, false}) {
+        Entry entry(os);
+        entry.info.architecture = kText;
+        const auto record = entry.record();
+        EXPECT_EQ("text", record.architecture);
+        EXPECT_EQ("", record.name);
+        EXPECT_EQ("", record.version);
+        EXPECT_EQ("", record.summary);
+        EXPECT_EQ("", record.description);
+        EXPECT_EQ("", record.detail);
+        EXPECT_EQ(os ? "" : ".base", osNameOf(record));
+        EXPECT_FALSE(record.os.osVersion.has_value());
+        EXPECT_THAT(record.members, IsEmpty());
+        EXPECT_THAT(record.getTechnologyList(), IsEmpty());
+    }
 }
 
 TEST(TemplateOfAnEntry, ofNullTextsIsEmpty) {

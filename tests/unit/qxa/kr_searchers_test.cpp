@@ -312,11 +312,14 @@ TEST(OsNameWriter, passesAStandardOsTemplateOver) {
 }
 
 TEST(OsNameWriterDeathTest, needsADestination) {
-    EXPECT_DEATH(PackageOsNameWriter()(nullptr, osTemplate(".a")),
-                 testing::HasSubstr(
-                     "qxa/plugins/QXAPkg/QXAKRTemplateType:274: QXA::exec_argument_type* "
-                     "QXA::PackageOsNameWriter::operator()(QXA::exec_argument_type*, "
-                     "boost::shared_ptr<const QXL::QXLPackage>) const: Assertion `_dst' failed."));
+    for (const auto& package : {osTemplate(".a"), rpm("sh"), QXL::QXLPackageSP()}) {
+        EXPECT_DEATH(
+            PackageOsNameWriter()(nullptr, package),
+            testing::HasSubstr(
+                "qxa/plugins/QXAPkg/QXAKRTemplateType:274: QXA::exec_argument_type* "
+                "QXA::PackageOsNameWriter::operator()(QXA::exec_argument_type*, "
+                "boost::shared_ptr<const QXL::QXLPackage>) const: Assertion `_dst' failed."));
+    }
 }
 
 // --- packages to update by name
@@ -335,11 +338,14 @@ TEST(PackageForUpdate, isAKrTemplateWithoutAFile) {
 }
 
 TEST(PackageForUpdateDeathTest, needsADestination) {
-    EXPECT_DEATH(
-        getPackageForUpdate(nullptr, installation(osTemplate(".a"))),
-        testing::HasSubstr("qxa/plugins/QXAPkg/QXAKRTemplateType:843: QXL::QXLPackageList* "
-                           "QXA::getPackageForUpdate(QXL::QXLPackageList*, "
-                           "const QXL::QXLInstallationPackageSP&): Assertion `_dst' failed."));
+    for (const auto& element : {installation(osTemplate(".a")), installation(rpm("sh")), file("/f"),
+                                QXL::QXLInstallationPackageSP()}) {
+        EXPECT_DEATH(
+            getPackageForUpdate(nullptr, element),
+            testing::HasSubstr("qxa/plugins/QXAPkg/QXAKRTemplateType:843: QXL::QXLPackageList* "
+                               "QXA::getPackageForUpdate(QXL::QXLPackageList*, "
+                               "const QXL::QXLInstallationPackageSP&): Assertion `_dst' failed."));
+    }
 }
 
 }  // namespace

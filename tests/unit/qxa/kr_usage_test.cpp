@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "qxa/plugins/QXAPkg/QXAKRTemplateType.h"
 #include "tests/unit/qxa/kr_fixture.h"
 
 namespace QXA {
@@ -58,6 +57,12 @@ TEST_F(KRRemoval, passesItsOptions) {
     EXPECT_THAT(commands(),
                 ElementsAre("exec [qxpkg] [remove] [template] [-q] [-n] [-w] [-f] [-F] [.b] [.web]",
                             "exec [qxpkg] [remove] [template] [-q] [-n] [-w] [-f] [.b]"));
+}
+
+TEST_F(KRRemoval, namesTemplatesToTheToolByTheirNamesAlone) {
+    EXPECT_EQ(0, remove({detailed(osTemplate(".b")), detailed(appTemplate(".web", ".b"))}));
+    EXPECT_THAT(commands(), ElementsAre("exec [qxpkg] [remove] [template] [-q] [-F] [.b] [.web]",
+                                        "exec [qxpkg] [remove] [template] [-q] [.b]"));
 }
 
 TEST_F(KRRemoval, ofApplicationTemplatesRunsNoOtherCommand) {
@@ -125,6 +130,16 @@ TEST_F(KRRemoval, namesEveryTemplateInUseOnceAndInOrder) {
     EXPECT_EQ("some Containers use package(s) .b, .db (OS .b), .web (OS .b)",
               refusal({appTemplate(".web", ".b"), osTemplate(".b"), appTemplate(".db", ".b"),
                        appTemplate(".free", ".b"), appTemplate(".web", ".b"), osTemplate(".b")}));
+}
+
+TEST_F(KRRemoval, isRefusedWhateverTheVersions) {
+    container(101, ".b", {{".web", "1"}}).osTemplate = QXATemplate(".b", "1");
+    container(102, ".b", {{".web", "2"}}).osTemplate = QXATemplate(".b", "2");
+    EXPECT_EQ("some Containers use package(s) .b, .web (OS .b)",
+              refusal({detailed(appTemplate(".web", ".b")), appTemplate(".web", ".b"),
+                       detailed(osTemplate(".b")), osTemplate(".b")}));
+    EXPECT_EQ("some Containers use package(s) .web (OS .b)",
+              refusal({detailed(rpm(".web", ".b"))}));
 }
 
 TEST_F(KRRemoval, neverTakesNamesForFormats) {

@@ -59,14 +59,17 @@ INSTANTIATE_TEST_SUITE_P(
         // compatible packages.
         StateCase{{"os"}, 0, false, true, 0}, StateCase{{"app"}, 0, false, true, 16},
         StateCase{{"rpm"}, 0, false, true, 32}, StateCase{{"rpm"}, 32, false, true, 64},
-        StateCase{{"rpm", "app"}, 0, false, true, 48},
+        StateCase{{"rpm", "app"}, 0, false, true, 48}, StateCase{{"rpm", "os"}, 0, false, true, 32},
+        StateCase{{"rpm", "os"}, 32, false, true, 64},
         // The same on the node adds the node's bits.
         StateCase{{"os"}, 0, false, false, 8}, StateCase{{"app"}, 0, false, false, 16},
         StateCase{{"rpm"}, 0, false, false, 32}, StateCase{{"rpm"}, 32, false, false, 64},
+        StateCase{{"rpm", "os"}, 0, false, false, 40},
         StateCase{{"rpm", "os", "app"}, 32, false, false, 88}, StateCase{{}, 0, false, false, 24},
         // Without names, in a container: the kinds themselves.
         StateCase{{"rpm"}, 0, true, true, 1}, StateCase{{}, 0, true, true, 6},
         StateCase{{"rpm", "os", "app"}, 32, true, true, 7},
+        StateCase{{"rpm", "os"}, 0, true, true, 3},
         // Without names, on the node: only the node's bits.
         StateCase{{"rpm"}, 0, true, false, 0}, StateCase{{"os"}, 0, true, false, 8},
         StateCase{{"app"}, 0, true, false, 16}, StateCase{{}, 0, true, false, 24}));
