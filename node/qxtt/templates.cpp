@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "node/qxtt/failure.h"
+#include "node/support/kr_cache.h"
 #include "node/support/paths.h"
 #include "qxtt/qxtt.h"
 
@@ -137,16 +138,12 @@ std::vector<KrManifest> templatesOf(std::string_view os) {
 }
 
 std::optional<std::string> cacheRoot(std::string_view os) {
-    const std::string path = qxnode::krOsFolder(os) + "/" + qxnode::kKrCacheName;
-    struct stat st {};
-    if (stat(path.c_str(), &st) != 0) {
-        return std::nullopt;
-    }
     try {
-        const auto cache = qxnode::TomlTable::read(path);
-        const std::string root = cache.requiredText("path");
-        // The cache may have gone since: that is no cache, and no failure.
-        return stat(root.c_str(), &st) == 0 ? std::optional(root) : std::nullopt;
+        const auto cache = qxnode::readKrCache(os);
+        struct stat st {};
+        // The tree may have gone since: that is no cache, and no failure.
+        return cache && stat(cache->root.c_str(), &st) == 0 ? std::optional(cache->root)
+                                                            : std::nullopt;
     } catch (const ConfigError& error) {
         throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
     }

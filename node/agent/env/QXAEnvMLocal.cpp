@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <uuid/uuid.h>
 
 #include <cerrno>
@@ -16,8 +17,8 @@
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
+#include "base/subprocess.h"
 #include "node/agent/env/area_layout.h"
-#include "node/agent/env/kr_cache.h"
 #include "node/agent/env_cache.h"
 #include "node/agent/tem/agent_reporter.h"
 #include "node/agent/tem/area_index.h"
@@ -25,6 +26,8 @@
 #include "node/agent/tem/guarded.h"
 #include "node/agent/tem/template_cache.h"
 #include "node/support/container_config.h"
+#include "node/support/kr_cache.h"
+#include "node/support/kr_manifest.h"
 #include "node/support/paths.h"
 
 namespace QXA {
@@ -92,6 +95,33 @@ struct Start {
     std::optional<QXATemplate> standard;  // a standard template
 };
 
+/// The tree that a new container's root is copied from; nullopt when the template has no cache.
+std::optional<std::string> krCacheRoot(const std::string& osTemplate) {
+    struct stat st {};
+    if (!qxnode::isKrName(osTemplate) ||
+        stat(qxnode::krOsManifestPath(osTemplate).c_str(), &st) != 0) {
+        throw tem::Failure(kTemUnknownTemplate, "OS template '" + osTemplate + "' is not known");
+    }
+    try {
+        const auto cache = qxnode::readKrCache(osTemplate);
+        return cache ? std::optional(cache->root) : std::nullopt;
+    } catch (const qxnode::ConfigError& error) {
+        throw tem::Failure(tem::kTemFailed, error.what());
+    }
+}
+
+/// Copies a root tree into an empty directory, by reflink where the file system can.
+void copyTree(const std::string& from, int directory) {
+    // The target has no lasting name yet; the child reaches it through our descriptor.
+    const std::string to =
+        "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(directory) + "/";
+    const base::ProcessResult result =
+        base::runProcess({"cp", "--archive", "--reflink=auto", "--", from + "/.", to});
+    if (!result.succeeded()) {
+        throw tem::Failure(tem::kTemFailed, "cannot copy '" + from + "': " + result.reason());
+    }
+}
+
 Start startOf(const std::string& osTemplate) {
     Start start;
     if (osTemplate.empty()) {
@@ -99,7 +129,7 @@ Start startOf(const std::string& osTemplate) {
     }
     if (osTemplate.front() == '.') {
         start.osTemplate = osTemplate;
-        start.krRoot = env::krCacheRoot(osTemplate);
+        start.krRoot = krCacheRoot(osTemplate);
         return start;
     }
     const tem::TemplateArea templates;
@@ -121,7 +151,7 @@ void fill(int area, const Start& start, const std::string& name, const tem::Repo
         if (!root) {
             throw tem::systemFailure("open directory", "root");
         }
-        env::copyTree(*start.krRoot, root.get());
+        copyTree(*start.krRoot, root.get());
     } else if (start.standard) {
         const tem::TemplateArea templates;
         if (!tem::unpackCache(templates, *start.standard, area)) {

@@ -5,7 +5,7 @@
 #include "base/tree.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_build.h"
-#include "node/qxpkg/node/cache_record.h"
+#include "node/qxpkg/node/node_templates.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_writer.h"
 #include "node/support/kr_manifest.h"
@@ -21,15 +21,6 @@ using qxnode::KrManifest;
 
 std::string hostPath(const std::string& areaPath) {
     return std::string(qxnode::kTemplateDir) + "/" + areaPath;
-}
-
-std::optional<CacheRecord> cacheOf(const std::string& os, const Output& output) {
-    std::string error;
-    std::optional<CacheRecord> record = readCacheRecord(os, error);
-    if (!error.empty()) {
-        output.notice(error);
-    }
-    return record;
 }
 
 /// Manifests of the named OS templates, each once.
@@ -55,27 +46,31 @@ std::vector<JournalStep> stageCache(int area, StagedChange& staging, const KrMan
     const std::string cache = staging.newPath();
     const std::string store = staging.newPath();
     const std::string record = staging.newPath();
-    const CacheRecord made = newCacheRecord();
+    const qxnode::KrCache made = qxnode::newKrCache();
     makeStagedFolder(area, cache + "/root");
     makeStagedFolder(area, store);
     buildCache(os, {hostPath(cache) + "/root", hostPath(store), hostPath(cache)}, output);
-    writeStaged(area, record, formatCacheRecord(made));
+    writeStaged(area, record, qxnode::formatKrCache(made));
 
     std::vector<JournalStep> steps = {
         {JournalStep::Kind::place, 0, cache, cacheTarget(made.uuid)},
         {JournalStep::Kind::place, 0, record, osTarget(os.name) + "/" + qxnode::kKrCacheName}};
-    const auto old = cacheOf(os.name, output);
+    const auto old = usableCache(os.name, output);
     if (old && base::statBelow(area, cacheTarget(old->uuid))) {
         steps.push_back({JournalStep::Kind::drop, 0, staging.newPath(), cacheTarget(old->uuid)});
     }
     return steps;
 }
 
+/// Those whose record is broken count: a new cache puts them in order.
 std::vector<std::string> namesWithCache() {
     std::vector<std::string> names = qxnode::krOsNames(qxnode::kKrTemplateDir);
     std::erase_if(names, [](const std::string& name) {
-        std::string error;
-        return !readCacheRecord(name, error) && error.empty();
+        try {
+            return !qxnode::readKrCache(name);
+        } catch (const qxnode::ConfigError&) {
+            return false;
+        }
     });
     return names;
 }
@@ -95,7 +90,7 @@ void createCaches(const std::vector<std::string>& names, const Options& options,
     const TemplateWriter writer(options.wait, output);
     const std::vector<KrManifest> manifests = manifestsOf(names);
     for (const KrManifest& os : manifests) {
-        if (!options.force && cacheOf(os.name, output)) {
+        if (!options.force && usableCache(os.name, output)) {
             throw Failure(kRefused, "OS template '" + os.name + "' has a cache already");
         }
     }

@@ -90,6 +90,16 @@ NodeOsTemplate knownOsTemplate(const std::string& os) {
     return std::move(*found);
 }
 
+std::optional<qxnode::KrCache> usableCache(const std::string& os, const Output& output,
+                                           const std::string& prefix) {
+    try {
+        return qxnode::readKrCache(os);
+    } catch (const qxnode::ConfigError& error) {
+        output.notice(prefix + error.what());
+        return std::nullopt;
+    }
+}
+
 bool namesKey(const qxnode::KrManifest& manifest, const std::string& key) {
     return std::any_of(
         manifest.repositories.begin(), manifest.repositories.end(),

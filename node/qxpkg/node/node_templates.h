@@ -6,6 +6,8 @@
 #include <string>
 
 #include "node/qxpkg/node/template_package.h"
+#include "node/qxpkg/output.h"
+#include "node/support/kr_cache.h"
 
 namespace qxpkg {
 
@@ -24,6 +26,11 @@ std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os);
 
 /// The same of one that has its manifest, right or not. @throws Failure for an unknown name, too.
 NodeOsTemplate knownOsTemplate(const std::string& os);
+
+/// The cache of an OS template; nullopt without one. What is no record counts as none, since a
+/// cache can always be built anew: people hear `prefix` and the reason.
+std::optional<qxnode::KrCache> usableCache(const std::string& os, const Output& output,
+                                           const std::string& prefix = "");
 
 /// Whether a repository of the manifest names this key.
 bool namesKey(const qxnode::KrManifest& manifest, const std::string& key);

@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/node_templates.h"
 #include "node/support/paths.h"
 
@@ -21,16 +20,12 @@ using qxnode::KrManifest;
 
 struct Row {
     KrManifest manifest;
-    std::optional<CacheRecord> cache;  ///< of an OS template
+    std::optional<qxnode::KrCache> cache;  ///< of an OS template
 };
 
 void addRows(const std::string& name, const Output& output, std::vector<Row>& rows) {
     const NodeOsTemplate os = knownOsTemplate(name);
-    std::string error;
-    rows.push_back({os.main->manifest, readCacheRecord(name, error)});
-    if (!error.empty()) {
-        output.notice(error);
-    }
+    rows.push_back({os.main->manifest, usableCache(name, output)});
     for (const auto& [plain, file] : os.applications) {
         rows.push_back({file.manifest, std::nullopt});
     }
@@ -86,9 +81,8 @@ nlohmann::json jsonOf(const Row& row) {
     json["base_packages"] = manifest.basePackages;
     json["cache"] = nullptr;
     if (row.cache) {
-        json["cache"] = {{"uuid", row.cache->uuid},
-                         {"root", cacheRootPath(row.cache->uuid)},
-                         {"created", row.cache->created}};
+        json["cache"] = {
+            {"uuid", row.cache->uuid}, {"root", row.cache->root}, {"created", row.cache->created}};
     }
     return json;
 }

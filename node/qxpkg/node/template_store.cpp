@@ -6,7 +6,6 @@
 #include "node/agent/tem/package_list.h"
 #include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/failure.h"
-#include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/install_plan.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_usage.h"
@@ -159,11 +158,8 @@ void addSteps(const Removal& removal, int area, StagedChange& staging, const Out
     }
     // Whoever still finds the template must find its cache.
     drop(folder);
-    std::string error;
-    const auto cache = readCacheRecord(removal.os, error);
-    if (!error.empty()) {
-        output.notice("the cache of '" + removal.os + "' is left where it is: " + error);
-    }
+    const auto cache =
+        usableCache(removal.os, output, "the cache of '" + removal.os + "' is left where it is: ");
     if (cache && base::statBelow(area, cacheTarget(cache->uuid))) {
         drop(cacheTarget(cache->uuid));
     }

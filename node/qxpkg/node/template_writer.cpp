@@ -10,6 +10,7 @@
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
 #include "node/qxpkg/node/operations.h"
+#include "node/support/kr_cache.h"
 #include "node/support/kr_manifest.h"
 #include "node/support/paths.h"
 
@@ -66,7 +67,7 @@ std::string osTarget(const std::string& os) {
 }
 
 std::string cacheTarget(const std::string& uuid) {
-    return relativeToArea(std::string(qxnode::kTemplateCacheDir) + "/" + uuid);
+    return relativeToArea(qxnode::krCacheFolder(uuid));
 }
 
 void recoverNodeTemplates() {

@@ -1,9 +1,8 @@
-// What a cache says of itself, and where the packages of a built tree say that they come from.
+// Where the packages of a built tree say that they come from.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/root_sources.h"
 #include "tests/support/test_node.h"
 #include "tests/unit/node/qxpkg/kr_packages.h"
@@ -11,7 +10,6 @@
 namespace {
 
 using qxnode::KrRepository;
-using qxpkg::CacheRecord;
 
 class QxpkgRootSources : public testing::Test {
 protected:
@@ -83,48 +81,6 @@ TEST_F(QxpkgRootSources, LinksOfTheTreeLeadNowhereOutside) {
     });
     EXPECT_EQ(qx_test::read_file(outside), "untouched");
     EXPECT_FALSE(std::filesystem::exists(m_files.path("host0.list")));
-}
-
-class QxpkgCacheRecord : public testing::Test {
-protected:
-    void SetUp() override { QX_SKIP_WITHOUT_TEST_NODE(); }
-
-    void expectRecord(const std::string& text, const std::string& uuid) const {
-        m_node.write("/qx/template/kr/base/cache.toml", text);
-        m_node.run([&] {
-            std::string error;
-            const auto record = qxpkg::readCacheRecord(".base", error);
-            EXPECT_EQ(record ? record->uuid : "", uuid);
-            EXPECT_EQ(error.empty(), record.has_value());
-        });
-    }
-
-    qx_test::TestNode m_node;
-};
-
-TEST_F(QxpkgCacheRecord, WhatIsWrittenIsRead) {
-    const CacheRecord record = qxpkg::newCacheRecord();
-    expectRecord(qxpkg::formatCacheRecord(record), record.uuid);
-}
-
-TEST_F(QxpkgCacheRecord, EachCacheHasANameOfItsOwn) {
-    EXPECT_NE(qxpkg::newCacheRecord().uuid, qxpkg::newCacheRecord().uuid);
-}
-
-TEST_F(QxpkgCacheRecord, OnlyAUuidInItsUsualFormIsAName) {
-    expectRecord("uuid = \"../kr\"\n", "");
-    expectRecord("uuid = \"\"\n", "");
-    expectRecord("uuid = \"0A1B2C3D-0000-4000-8000-00000000000A\"\n", "");
-    expectRecord("created = \"now\"\n", "");
-    expectRecord("this is no record", "");
-}
-
-TEST_F(QxpkgCacheRecord, AMissingRecordIsNoFault) {
-    m_node.run([] {
-        std::string error;
-        EXPECT_FALSE(qxpkg::readCacheRecord(".base", error));
-        EXPECT_EQ(error, "");
-    });
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 #include <sys/mount.h>
 
 #include "node/qxpkg/failure.h"
-#include "node/qxpkg/node/cache_record.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_list.h"
+#include "node/support/kr_cache.h"
 #include "node/support/lock.h"
 #include "node/support/paths.h"
 #include "tests/unit/node/qxpkg/kr_packages.h"
@@ -18,6 +18,10 @@ using Words = std::vector<std::string>;
 
 constexpr const char* kKr = "/qx/template/kr/";
 constexpr const char* kUuid = "0a1b2c3d-0000-4000-8000-00000000000a";
+
+std::string recordOf(const std::string& uuid) {
+    return qxnode::formatKrCache({uuid, qxnode::krCacheFolder(uuid) + "/root", "now"});
+}
 
 Options forced() {
     Options options;
@@ -81,7 +85,7 @@ protected:
     }
 
     void writeCache(const std::string& os) const {
-        m_node.write(kKr + os + "/cache.toml", qxpkg::formatCacheRecord({kUuid, "now"}));
+        m_node.write(kKr + os + "/cache.toml", recordOf(kUuid));
         m_node.write(std::string("/qx/template/vc/") + kUuid + "/root/file", "x");
     }
 
@@ -259,7 +263,7 @@ TEST_F(QxpkgStore, AnUpdateKeepsTheCacheAndKeysThatApplicationsName) {
     writeCache("base");
     EXPECT_EQ(update({package(osPackage("base", "2"))}).code, 0);
     EXPECT_EQ(content("/qx/template/kr/base/keys/web.asc"), "KEY");
-    EXPECT_EQ(content("/qx/template/kr/base/cache.toml"), qxpkg::formatCacheRecord({kUuid, "now"}));
+    EXPECT_EQ(content("/qx/template/kr/base/cache.toml"), recordOf(kUuid));
 }
 
 TEST_F(QxpkgStore, ABrokenManifestOfTheNodeCanBeReplacedAndRemoved) {
@@ -279,6 +283,16 @@ TEST_F(QxpkgStore, ARemovedOsTemplateTakesItsCacheAlong) {
     EXPECT_EQ(outcome.out, ".base template\n");
     EXPECT_FALSE(isThere("/qx/template/kr/base"));
     EXPECT_FALSE(isThere(std::string("/qx/template/vc/") + kUuid));
+}
+
+TEST_F(QxpkgStore, ACacheThatContainersCanStartFromGoesWithItsTemplate) {
+    install({package(osPackage("base", "1"))});
+    const std::string uuid = "0A1B2C3D-0000-4000-8000-00000000000A";
+    m_node.write("/qx/template/kr/base/cache.toml", "uuid = \"" + uuid + "\"\n");
+    m_node.write("/qx/template/vc/" + uuid + "/root/file", "x");
+    const Outcome outcome = removeOs({".base"});
+    EXPECT_EQ(outcome.code, 0) << outcome.reason;
+    EXPECT_FALSE(isThere("/qx/template/vc/" + uuid));
 }
 
 TEST_F(QxpkgStore, ACacheRecordThatNamesNoCacheOfOursRemovesNothingElse) {

@@ -206,9 +206,9 @@ void QxttNode::application(const std::string& os, const std::string& name,
               rest);
 }
 
-void QxttNode::cache(const std::string& os, const std::string& root) const {
+void QxttNode::cache(const std::string& os) const {
     write("/qx/template/kr/" + os + "/cache.toml",
-          "uuid = \"0a1b2c3d-0000-4000-8000-00000000000c\"\npath = \"" + root + "\"\n");
+          "uuid = \"0a1b2c3d-0000-4000-8000-00000000000c\"\n");
 }
 
 void QxttNode::container(int veid, const std::string& os, const std::string& templates) const {

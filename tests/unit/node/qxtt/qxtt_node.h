@@ -86,7 +86,10 @@ public:
                      const std::string& rest = "") const;
     void application(const std::string& os, const std::string& name,
                      const std::string& rest = "") const;
-    void cache(const std::string& os, const std::string& root) const;
+    /// Records a cache whose tree is to lie at kCacheRoot.
+    static constexpr const char* kCacheRoot =
+        "/qx/template/vc/0a1b2c3d-0000-4000-8000-00000000000c/root";
+    void cache(const std::string& os) const;
     void container(int veid, const std::string& os, const std::string& templates = "") const;
 
     static std::string root_of(int veid);

@@ -265,9 +265,9 @@ protected:
 
 TEST_F(QxttSearch, theCacheAnswersForPackagesOfNoLocalRepository) {
     node_.os_template("debian", "deb", kRemote);
-    node_.cache("debian", "/qx/template/vc/u/root");
+    node_.cache("debian");
     node_.run([] {
-        install("/qx/template/vc/u/root", "cached");
+        install(QxttNode::kCacheRoot, "cached");
         const auto [code, found] = pkg_info_of(".debian", "cached");
         ASSERT_EQ(code, 0);
         ASSERT_EQ(found.size(), 1U);
@@ -296,10 +296,10 @@ TEST_F(QxttSearch, containersOfThatOsAnswerLast) {
 
 TEST_F(QxttSearch, aRepositoryGoesBeforeTheCache) {
     node_.os_template("debian", "deb", kFlat);
-    node_.cache("debian", "/qx/template/vc/u/root");
+    node_.cache("debian");
     node_.write(std::string(kRepo) + "/Packages", stanza("a", "8"));
     node_.run([] {
-        install("/qx/template/vc/u/root", "a");
+        install(QxttNode::kCacheRoot, "a");
         EXPECT_EQ(pkg_info_of("debian", "a").value.at(0).version, "8");
     });
 }
