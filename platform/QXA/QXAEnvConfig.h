@@ -1,4 +1,4 @@
-// QXAEnvConfig: a container's configuration with what only agents of containers read in it.
+// QXAEnvConfig: a container's configuration, with the items that package managers read.
 #pragma once
 
 #include <optional>
@@ -9,23 +9,24 @@
 
 namespace QXA {
 
-/// A value. Each reader returns 0 when the configuration could be read, also when the item is not
-/// specified (the optional is then empty). It returns non-zero when there is no content, or when
-/// the item is no "name" or "name/version"; what it was to fill then tells nothing.
+/// A value. Each getter returns 0 if the configuration can be read, also if the item is not set
+/// (the optional is then empty). It returns another value if there is no content, or if the item is
+/// not of the form "name" or "name/version"; its argument must then not be used.
 class QXL_API QXAEnvConfig : public QXL::QXLEnvConfig {
 public:
-    /// Without content, of kind 1.
+    /// A configuration without content.
     QXAEnvConfig() = default;
+    /// Shares the content of `config`.
     explicit QXAEnvConfig(const QXL::QXLEnvConfig& config) : QXL::QXLEnvConfig(config) {}
 
-    /// The container's number. Without one to read, `veid` is untouched.
+    /// The container's number. On failure `veid` is unchanged.
     int getVeid(int& veid) const;
 
     /// Key of the OS template; its name has a leading "." for a KR template.
     int getOsTemplate(std::optional<QXATemplate>& osTemplate) const;
 
-    /// Keys of the application templates, as configured; behind a KR OS template each name has its
-    /// leading ".", whether it is configured with it or without.
+    /// Keys of the application templates in the configured order. If the OS template is a KR
+    /// template, each name has a leading ".", configured with it or not.
     int getTemplates(std::optional<std::vector<QXATemplate>>& templates) const;
 };
 

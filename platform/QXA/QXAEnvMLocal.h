@@ -11,7 +11,7 @@
 
 namespace QXA {
 
-/// What a new container is made of. Unset texts are chosen by the manager.
+/// Describes a new container. The manager chooses a default for what is not set.
 struct QXAEnvSpec {
     int veid = 0;                            ///< the container's number, greater than 0
     std::optional<QXL::QXLEID> eid;          ///< default: a new UUID
@@ -40,30 +40,31 @@ enum EnvMResult : int {
     kEnvMUnknown = -30,  ///< no such container, or no such OS template
 };
 
-/// Makes, removes and lists containers. Calls that change something wait for each other, container
-/// by container; a lock that was not had in time is kEnvMFailed with kErrorLockTimeout in
-/// QXL::getLastErrorData().
+/// Makes, removes and lists containers. Changes of the same container wait for each other (see
+/// QXL/QXLLockPolicy.h); if the wait times out, the result is kEnvMFailed and
+/// QXL::getLastErrorData() has kErrorLockTimeout.
 class QXL_API QXAEnvMLocal {
 public:
-    /// @param access  the request's provider, may be null.
+    /// @param access  the request's provider; may be null.
     explicit QXAEnvMLocal(QXL::QXLAccess access);
     ~QXAEnvMLocal();
 
-    /// Makes the container's private area and configuration. The root starts from the cache of the
-    /// OS template when it has one (of a KR template a copy, by reflink where the file system can);
-    /// from what a standard OS template brings, cache or not; else empty.
-    /// @param created  gets the new container, may be null.
-    /// @return 0, kEnvMExists, kEnvMUnknown (the OS template), kEnvMFailed; nothing is left of a
-    ///         container that could not be made.
+    /// Makes the container's private area and configuration. Its root is made from the OS template:
+    /// of a KR template from its cache (a copy, or reflinks if the file system supports them), of a
+    /// standard template from its cache or its files. Without a template, or if a KR template has
+    /// no cache, the root is empty.
+    /// @param created  receives the new container; may be null.
+    /// @return 0, kEnvMExists, kEnvMUnknown (the OS template), kEnvMFailed. On failure nothing of
+    ///         the container remains.
     int create(const QXAEnvSpec& spec, QXAEnvRecord* created);
 
-    /// Removes the container: its configuration first, then its private area. An area that does not
-    /// look like one is refused, and the container stays.
+    /// Removes the container: first its configuration, then its private area. If the directory does
+    /// not look like a private area, nothing is removed.
     /// @return 0, kEnvMUnknown, kEnvMFailed.
     int destroy(int veid);
 
-    /// Every container whose configuration can be read, by number; replaces what `out` holds.
-    /// @return 0, kEnvMFailed; `out` is then as before.
+    /// Lists every container whose configuration can be read, ordered by number. Replaces the
+    /// content of `out`. @return 0, or kEnvMFailed: `out` is then unchanged.
     int list(std::vector<QXAEnvRecord>& out);
 
 private:

@@ -1,4 +1,4 @@
-// QXAEventListener: receives what QXANotifications sends.
+// QXAEventListener: receives the events that QXANotifications sends.
 #pragma once
 
 #include <memory>
@@ -11,12 +11,13 @@ namespace QXA {
 /// One event, a value.
 struct QXAEvent {
     std::string kind;  ///< "confupdate"
-    int veid = 0;      ///< number of the container that it is about
-    std::string time;  ///< local time, as 2026-11-20T20:00:00+0000
+    int veid = 0;      ///< number of the container that changed
+    std::string time;  ///< local time, such as 2026-11-20T20:00:00+0000
 };
 
 /// Listens from construction to destruction. Any number of listeners may exist; each gets every
-/// event that is sent while it exists, unless it does not keep up: a full queue loses the newest.
+/// event sent while it exists. If a listener is too slow and its queue is full, it loses new
+/// events.
 class QXL_API QXAEventListener {
 public:
     QXAEventListener();
@@ -24,12 +25,14 @@ public:
     QXAEventListener& operator=(const QXAEventListener&) = delete;
     ~QXAEventListener();
 
-    /// False when listening failed; the reason is in getErrorMessage().
+    /// False if it cannot listen; the reason is in getErrorMessage().
     [[nodiscard]] bool ready() const;
 
-    /// Waits for the next event. @param timeoutMs -1 waits without end.
-    /// @return 1 with an event, 0 when the time is up or a signal arrived, -1 on failure with the
-    ///         reason in getErrorMessage().
+    /// Waits for the next event.
+    /// @param event      receives it.
+    /// @param timeoutMs  milliseconds to wait; -1: no limit.
+    /// @return 1 if there is an event; 0 if the time is over or a signal arrived; -1 on failure,
+    ///         with the reason in getErrorMessage().
     int next(QXAEvent& event, int timeoutMs);
 
 private:

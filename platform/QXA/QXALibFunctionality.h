@@ -19,13 +19,13 @@ class QXAUp2date;
 class QXASupport;
 class QXASampleM;
 
-/// Key under which everything of this node's virtualization technology is registered, and the type
-/// of its containers.
+/// The name of this node's virtualization technology: the key of its factories and the type of its
+/// containers.
 inline constexpr const char* kTechnologyName = "meridane";
 
-/// What plug-ins register their functionalities with, and where the agent finds them. Each getter
-/// gives the one multiplexer of its functionality, which lives as long as the kit.
-/// The order of the multiplexers is part of the layout that all libraries of the process share.
+/// Plug-ins register their factories here, and the agent finds them here. Each getter returns the
+/// one multiplexer of its functionality; the reference is valid as long as the kit. All libraries
+/// of the process share this layout, so the order of the multiplexers must not change.
 class QXALibFunctionality {
 public:
     /// Factories of objects that implement `Interface`, by technology.

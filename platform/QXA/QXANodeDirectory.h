@@ -7,14 +7,14 @@
 
 namespace QXA {
 
-/// Makes `dir` a node directory: the trees of a node, empty, with an agent configuration that gives
-/// the node an EID. An existing node directory is left as it is.
+/// Makes `dir` a node directory: the empty trees of a node and an agent configuration with a new
+/// EID. An existing node directory is not changed.
 /// @return 0, or -1 with the reason in getErrorMessage().
 QXL_API int initNodeDirectory(const std::string& dir);
 
-/// Moves the calling process into a private mount namespace (and, without root, a private user
-/// namespace) in which the trees of `dir` lie at the real paths of a node. Nothing is made on the
-/// host. To be called before any thread is started and before anything of the node is read.
+/// Moves the calling process into a private mount namespace (without root also into a private user
+/// namespace) in which the trees of `dir` appear at the usual paths of a node. The machine is not
+/// changed. Call it before starting a thread and before reading anything of the node.
 /// @return 0, or -1 with the reason in getErrorMessage().
 QXL_API int enterNodeDirectory(const std::string& dir);
 

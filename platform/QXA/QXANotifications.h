@@ -10,15 +10,14 @@ namespace QXA {
 /// Sends events to every QXAEventListener of an agent.
 class QXL_API QXANotifications {
 public:
-    /// @param eid     whose listeners; EID_INVALID, EID_LOCAL and the node's own EID mean those of
-    ///                the local agent, the only one that this library reaches.
-    /// @param access  the request's provider, may be null.
+    /// @param eid     the agent whose listeners are told. EID_INVALID, EID_LOCAL and the node's own
+    ///                EID mean the local agent; this library reaches no other.
+    /// @param access  the request's provider; may be null.
     QXANotifications(const QXL::QXLEID& eid, QXL::QXLAccess access);
     ~QXANotifications();
 
-    /// Says that the configuration of the container with this number changed. That nobody listens
-    /// is no error. @return 0, or non-zero when it could not be said, with the reason in
-    /// QXL::getLastErrorData().
+    /// Tells that the configuration of container `veid` changed. It is no error if nobody listens.
+    /// @return 0; otherwise the event was not sent, and QXL::getLastErrorData() has the reason.
     int sendCommandConfUpdate(int veid);
 
 private:

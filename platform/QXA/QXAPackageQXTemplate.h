@@ -14,7 +14,7 @@ class QXLMessageIterator;
 
 namespace QXA {
 
-/// A template record. Which technology filled it decides what the unnamed flags mean.
+/// A template record. What `versionFlag`, `detail` and `status` mean depends on the technology.
 class QXL_API QXAPackageQXTemplate : public QXL::QXLPackage {
 public:
     QXAPackageQXTemplate() = default;
@@ -26,11 +26,11 @@ public:
 
     bool isOsTemplate = false;  ///< an OS template, else an application template
     bool versionFlag = false;   ///< standard: the listed version is an OS template; KR: flag "yes"
-    std::string detail;         ///< KR: carried from the template's metadata
-    bool status = false;        ///< KR lists: derived from the container's status
-    QXL::QXLPackageList members;  ///< the agent's own
+    std::string detail;         ///< KR: copied from the template's metadata
+    bool status = false;        ///< KR lists: from the container's status
+    QXL::QXLPackageList members;  ///< for the agent
 
-    /// What the template requires of a node; borrowed until the next setTechnologyList().
+    /// What the template requires of a node; valid until the next setTechnologyList().
     [[nodiscard]] const std::vector<std::string>& getTechnologyList() const {
         return m_technologies;
     }
@@ -52,18 +52,17 @@ public:
     QXAPackageQXTemplateStd& operator=(QXAPackageQXTemplateStd&&) = default;
     ~QXAPackageQXTemplateStd() override;
 
-    bool packageFlag = true;  ///< as the template manager lists the version
+    bool packageFlag = true;  ///< QXAPackageVersion::packageFlag of the version
 
-    /// Type identifier of the record in agent messages, in QXL::kTypesNamespace.
+    /// The record's type identifier in agent messages, in the namespace QXL::kTypesNamespace.
     static constexpr const char* kMessageType = "package_std_qxtemplateType";
 
-    /// Reads the record at a message's iterator into `out`. @return 0 when good, -1 otherwise;
-    /// `out` may then be half filled.
+    /// Reads the record at `message` into `out`. @return 0, or -1: `out` may then be half filled.
     struct QXL_API Reader {
         int operator()(QXL::QXLMessageIterator& message, QXAPackageQXTemplateStd& out) const;
     };
 
-    /// Writes the fields of this class and its bases, no more. @return 0 when good, -1 otherwise.
+    /// Writes the fields of this class and its bases only. @return 0 or -1.
     struct QXL_API Writer {
         int operator()(QXL::QXLMessageIterator& message,
                        const QXAPackageQXTemplateStd& record) const;

@@ -9,7 +9,7 @@
 
 namespace QXA {
 
-/// Key of a template. An empty version means "not named"; what that selects is said by each call.
+/// Key of a template. The version may be empty; each call says what it selects then.
 struct QXATemplate {
     QXATemplate() = default;
     QXATemplate(std::string templateName, std::string templateVersion)
@@ -29,24 +29,24 @@ struct QXATemplate {
 /// One version of a template, as the template manager lists it.
 struct QXAPackageVersion {
     std::string version;
-    bool packageFlag = false;                  ///< becomes the standard record's packageFlag
+    bool packageFlag = false;                  ///< copied into the standard record
     bool isOsTemplate = false;                 ///< an OS template, else an application template
     std::vector<QXATemplate> baseOsTemplates;  ///< OS templates that an application is made for
-    std::string detail;                        ///< carried from the manifest, for records
+    std::string detail;                        ///< copied from the manifest into records
 };
 
 /// One template with its versions, as the template manager lists it.
 struct QXAPackageInfo {
     std::string name;
-    std::string vendor;  ///< the template manager's own; not read by the plug-in
-    std::string origin;  ///< the template manager's own; not read by the plug-in
+    std::string vendor;  ///< for the template manager; the plug-in does not read it
+    std::string origin;  ///< for the template manager; the plug-in does not read it
     std::vector<QXAPackageVersion> versions;
 };
 
 /// A package named in a template's configuration.
 struct QXAPackage : QXATemplate {
-    std::uint32_t kind = 0;            ///< the template manager's own; not read by the plug-in
-    std::vector<std::string> details;  ///< the template manager's own; not read by the plug-in
+    std::uint32_t kind = 0;            ///< for the template manager; the plug-in does not read it
+    std::vector<std::string> details;  ///< for the template manager; the plug-in does not read it
 };
 
 /// Configuration of one template version.
@@ -54,7 +54,7 @@ struct QXATemplateConfigInfo : QXAPackageVersion {
     std::string summary;
     std::string description;
     std::string name;
-    std::map<std::string, std::string> properties;  ///< not read by the plug-in
+    std::map<std::string, std::string> properties;  ///< the plug-in does not read them
     std::map<std::string, QXAPackage> packages;     ///< by package key
     std::string platform;                           ///< the OS platform, "Linux"
     std::string architecture;

@@ -15,18 +15,18 @@ enum PkgRight : int {
     kRightManageNodePackages = 131,      ///< install, remove, update, fetch, clean on the node
 };
 
-/// A value; the rules are read anew by each check.
+/// A value. Each check reads the rules again. From any thread.
 class QXL_API QXLAccessChecker {
 public:
-    /// The checker of the client whose request the current thread serves. It stays the client's
-    /// even while the agent's own token is current.
+    /// The checker for the client whose request the current thread serves, also while the agent's
+    /// own token is current.
     static QXLAccessChecker getClientContext();
 
-    /// Checks `right` against the node's own EID. @return 0 granted, anything else refused.
+    /// Checks `right` (a PkgRight) on the node. @return 0 granted, anything else refused.
     [[nodiscard]] int accessCheck(int right) const;
 
-    /// Checks `right` against the environment `eid`; EID_LOCAL is the node, too. @return 0 granted,
-    /// anything else refused.
+    /// Checks `right` on the environment `eid`; EID_LOCAL and the node's own EID mean the node.
+    /// @return 0 granted, anything else refused.
     [[nodiscard]] int accessCheck(const QXLEID& eid, int right) const;
 
 private:

@@ -8,8 +8,8 @@
 
 namespace QXL {
 
-/// What stands behind a request on the agent's side. Opaque to plug-ins, which only pass it on; it
-/// may be null. Counted by reference, from any thread.
+/// The agent's own data about a request. Plug-ins cannot look into it and only pass it on; it may
+/// be null. Reference-counted; threads may share it.
 class QXL_API QXLAccessProviderPrototype
     : public boost::intrusive_ref_counter<QXLAccessProviderPrototype, boost::thread_safe_counter> {
 public:

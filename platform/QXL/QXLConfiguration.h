@@ -6,7 +6,7 @@
 
 namespace QXL {
 
-/// Questions about the node, answered from any thread.
+/// Facts about the node. May be called from any thread.
 class QXL_API QXLConfiguration {
 public:
     /// The node's own EID, a UUID; constant while the agent library is loaded.

@@ -9,9 +9,9 @@
 
 namespace QXL {
 
-/// Identifier of an environment. It is empty (EID_INVALID), the alias of "the node that you are on"
-/// (EID_LOCAL), or a UUID. EID_LOCAL is valid and equals itself only: the node's own UUID
-/// (QXLConfiguration::getLocalEID) is another value, and callers compare with both.
+/// Identifier of an environment: empty (EID_INVALID), an alias for this node (EID_LOCAL), or a
+/// UUID. EID_LOCAL is valid and equals only itself. The node's own UUID
+/// (QXLConfiguration::getLocalEID) is a different value, so callers must compare with both.
 class QXLEID {
 public:
     static const QXLEID EID_INVALID;  ///< the empty identifier, the only one that is not valid
@@ -23,13 +23,14 @@ public:
     /// Any other text, the empty one included, gives EID_INVALID.
     static QXLEID fromString(std::string_view text);
 
+    /// False only for EID_INVALID.
     [[nodiscard]] constexpr bool isValid() const { return m_kind != Kind::invalid; }
 
     /// The text form that appears in messages and files: the lower-case UUID, "local", or "".
     [[nodiscard]] std::string toString() const;
 
     friend constexpr bool operator==(const QXLEID&, const QXLEID&) = default;
-    // The comparison with zero that stands behind "default" is no null pointer.
+    // The compiler's own comparison with 0 looks like a null pointer to the linter.
     // NOLINTNEXTLINE(modernize-use-nullptr)
     friend constexpr std::strong_ordering operator<=>(const QXLEID&, const QXLEID&) = default;
 

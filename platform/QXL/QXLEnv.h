@@ -13,15 +13,16 @@ namespace QXL {
 /// Content of a container's configuration; the agent library defines it.
 class QXLEnvConfigMessage;
 
-/// A container's configuration, by value; copies share the content, which never changes.
+/// A container's configuration, a value. Copies share the content, which never changes.
 class QXL_API QXLEnvConfig {
 public:
     static constexpr int kLocalKind = 1;  ///< configuration of an environment of this node
 
-    /// Without content.
+    /// A configuration without content.
     QXLEnvConfig() = default;
 
-    /// @param message  the content, may be null.
+    /// @param message  the content; null for none.
+    /// @param kind     kLocalKind.
     explicit QXLEnvConfig(std::shared_ptr<const QXLEnvConfigMessage> message, int kind = kLocalKind)
         : m_message(std::move(message)), m_kind(kind) {}
 
@@ -29,7 +30,7 @@ public:
     /// configuration has no content.
     [[nodiscard]] std::string getOS() const;
 
-    /// The content, for the agent library; null without any.
+    /// The content, which only the agent library can read; null if there is none.
     [[nodiscard]] const std::shared_ptr<const QXLEnvConfigMessage>& message() const {
         return m_message;
     }
@@ -42,31 +43,33 @@ private:
     int m_kind = kLocalKind;
 };
 
-/// One environment as it was when the cache was asked.
+/// One environment: a copy of its record, which later changes do not affect.
 class QXL_API QXLEnv {
 public:
-    /// Type of a plain environment, that is of a node. Containers have the name of their
-    /// virtualization technology as type ("meridane").
+    /// The type of nodes, "node". The type of a container is the name of its virtualization
+    /// technology ("meridane").
     static const std::string type;
 
-    /// @param eid       of the environment itself.
-    /// @param parent    the node that it lives on.
+    /// @param eid       the environment's identifier.
+    /// @param parent    identifier of the node that it is on.
     /// @param typeName  "node", or the name of a virtualization technology.
+    /// @param config    its configuration.
     QXLEnv(const QXLEID& eid, const QXLEID& parent, std::string typeName, QXLEnvConfig config)
         : m_eid(eid), m_parent(parent), m_type(std::move(typeName)), m_config(std::move(config)) {}
     QXLEnv(const QXLEnv&) = default;
     QXLEnv& operator=(const QXLEnv&) = default;
     virtual ~QXLEnv();
 
+    /// The environment's identifier.
     [[nodiscard]] const QXLEID& getEID() const { return m_eid; }
 
-    /// The node that the environment lives on.
+    /// Identifier of the node that the environment is on.
     [[nodiscard]] const QXLEID& getParentEID() const { return m_parent; }
 
-    /// As `type` says.
+    /// "node", or the name of a virtualization technology.
     [[nodiscard]] const std::string& getType() const { return m_type; }
 
-    /// Borrowed for the life of the environment.
+    /// Its configuration; the reference is valid as long as the environment.
     [[nodiscard]] virtual const QXLEnvConfig& getConfig() const;
 
 private:
@@ -78,19 +81,19 @@ private:
 
 using QXLEnvList = std::vector<std::shared_ptr<const QXLEnv>>;
 
-/// The agent's view of all environments.
+/// The agent's records of all environments. May be asked from any thread.
 class QXL_API QXLEnvCache {
 public:
     virtual ~QXLEnvCache();
 
-    /// @return a copy of the environment's record, null when the EID is not known.
+    /// @return a copy of the environment's record; null if no environment has the EID.
     virtual std::shared_ptr<QXLEnv> getEnvCopy(const QXLEID& eid) = 0;
 
-    /// @return every known environment, null when the list cannot be had.
+    /// @return all known environments; null if they cannot be listed.
     virtual std::shared_ptr<QXLEnvList> getEnvList() = 0;
 };
 
-/// The cache of this agent; null when there is none.
+/// The cache of this agent; null if the node has none.
 QXL_API std::shared_ptr<QXLEnvCache> envCache();
 
 }  // namespace QXL

@@ -8,22 +8,23 @@
 
 namespace QXL {
 
-/// Makes one object per request. `Pointer` is the shared pointer to the functionality's interface.
+/// Makes the objects that serve requests. `Pointer` is a shared pointer to the functionality's
+/// interface.
 template <typename Pointer>
 class QXLFunctionalFactoryLocal {
 public:
     virtual ~QXLFunctionalFactoryLocal() = default;
 
-    /// @param access the request's provider, may be null.
-    /// @return a new object; the caller owns it. Exceptions of its constructor pass through.
+    /// @param access  the request's provider; may be null.
+    /// @return a new object for one request. Exceptions of its constructor reach the caller.
     virtual Pointer createNew(QXLAccess access) = 0;
 };
 
-/// The factory of a class `Impl` that is constructed from a request's provider. Holds no data.
+/// The factory of a class `Impl` that is constructed from a request's provider. It has no data.
 template <typename Interface, typename Impl>
 class QXLFunctionalFactoryLocalImpl : public QXLFunctionalFactoryLocal<std::shared_ptr<Interface>> {
 public:
-    /// The pointer shows the `Interface` part of the object and deletes the whole of it.
+    /// The pointer points to the `Interface` part and deletes the whole object.
     std::shared_ptr<Interface> createNew(QXLAccess access) override {
         return std::shared_ptr<Impl>(new Impl(std::move(access)));
     }

@@ -9,22 +9,23 @@
 
 namespace QXL {
 
-/// Keeps what plug-ins registered. Used by the agent's plug-in loading code, one call at a time.
+/// Holds the factories that plug-ins registered. It has no lock: call it from one thread at a time.
 template <typename Pointer>
 class QXLFunctionalMultiplexer {
 public:
     using LocalFactory = std::shared_ptr<QXLFunctionalFactoryLocal<Pointer>>;
 
-    /// Offers `factory` under `key`. @return 0 when the key was new, -1 when it was taken; the
-    /// registered factory then stays.
+    /// Registers `factory` under `key`, the name of a virtualization technology. @return 0; -1 if
+    /// the key is taken: the registered factory then stays.
     int registerLocalFactory(LocalFactory factory, const std::string& key) {
         return m_local.try_emplace(key, std::move(factory)).second ? 0 : -1;
     }
 
-    /// Withdraws whatever lies under `key`; an absent key is no error.
+    /// Removes the factory registered under `key`, whoever registered it; an unknown key is no
+    /// error.
     void unregisterLocalFactory(const std::string& key) { m_local.erase(key); }
 
-    /// The agent's look-up. @return the factory under `key`, null when there is none.
+    /// For the agent. @return the factory registered under `key`; null if there is none.
     [[nodiscard]] LocalFactory findLocalFactory(const std::string& key) const {
         const auto found = m_local.find(key);
         return found == m_local.end() ? nullptr : found->second;
@@ -32,8 +33,8 @@ public:
 
 private:
     std::map<std::string, LocalFactory> m_local;
-    // An agent that manages other nodes keeps their factories here; plug-ins never see them, but
-    // the members belong to the layout that all libraries of the process share.
+    // An agent that manages other nodes keeps their factories here. Plug-ins never use these two
+    // members, but all libraries of the process must agree on the layout.
     std::map<std::string, std::shared_ptr<void>> m_remote;
     std::map<std::string, std::shared_ptr<void>> m_group;
 };

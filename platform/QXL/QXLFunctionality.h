@@ -5,12 +5,13 @@
 
 namespace QXL {
 
-/// `Kit` is the class that holds a process's multiplexers. The object itself lives in the agent
-/// library that every plug-in links, so there is one per process whatever is loaded.
+/// `Kit` is the class that holds the multiplexers. The agent library, which every plug-in links,
+/// defines the one object of the process.
 template <typename Kit>
 class QXL_API QXLFunctionality {
 public:
-    /// The kit, made at the first call; it lives until the agent library goes.
+    /// The kit; made by the first call, valid until the agent library is unloaded. May throw
+    /// std::bad_alloc.
     static Kit& kit();
 };
 

@@ -10,7 +10,7 @@
 namespace QXL {
 
 /// One element of an installation request: a package record, or the path of a package file on the
-/// node, or (from careless callers) neither.
+/// node. Some callers fill in neither; such an element names nothing.
 struct QXLInstallationPackage {
     std::shared_ptr<QXLPackage> package;  ///< may be empty
     std::string path;                     ///< may be empty

@@ -5,23 +5,25 @@
 
 namespace QXL {
 
-/// Levels of log lines; lower is graver. The agent's configuration chooses how far it writes.
+/// Levels of log lines; a lower number is more serious. The agent's configuration sets the highest
+/// level that is written.
 enum LogLevel : int {
-    kLogError = 1,    ///< a background action failed
-    kLogWarning = 2,  ///< a call was not usable as it came
+    kLogError = 1,    ///< an action in the background failed
+    kLogWarning = 2,  ///< a caller passed something unusable
     kLogInfo = 3,     ///< what was done
-    kLogDebug = 4,    ///< how
+    kLogDebug = 4,    ///< details of how it was done
 };
 
-/// Writes printf-style lines to the agent's log; from any thread. Never fails and never throws: a
-/// log that cannot be written is no reason to fail a request.
+/// Writes lines to the agent's log, from any thread. It never fails and never throws: a request
+/// must not fail because its log line cannot be written.
 class QXL_API Logger {
 public:
-    /// @param level   one of LogLevel; a graver one than kLogError counts as that.
-    /// @param format  printf-style; the text becomes one line, its control characters escaped.
+    /// @param level   a LogLevel; a number below kLogError counts as kLogError.
+    /// @param format  printf-style; the text becomes one line, with control characters escaped.
     void put(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 };
 
+/// The agent's log.
 extern QXL_API Logger Log;
 
 }  // namespace QXL

@@ -8,8 +8,8 @@
 
 #include "QXL/Export.h"
 
-// The C library's assertion report. <assert.h> declares it only where assertions are on; the one
-// below stays on in every build. NOLINTNEXTLINE(bugprone-reserved-identifier)
+// The C library's assertion report. <assert.h> declares it only if assertions are enabled, but the
+// assertion below is active in every build. NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" void __assert_fail(const char* assertion, const char* file, unsigned line,
                               const char* function) noexcept __attribute__((noreturn));
 
@@ -18,8 +18,8 @@ namespace QXL {
 /// Namespace URI of the types that agent messages carry.
 inline constexpr const char* kTypesNamespace = "urn:qx:agent:types:1";
 
-/// A place in a message, for reading or for writing. What a message is made of is the agent
-/// library's: the readers and writers that live there know it.
+/// A place in a message, for reading or writing. Only the agent library knows what is behind it;
+/// the readers and writers of fields are there, too.
 class QXL_API QXLMessageIterator {
 public:
     virtual ~QXLMessageIterator();
@@ -31,34 +31,35 @@ class QXLParserFactory {
 public:
     virtual ~QXLParserFactory() = default;
 
-    /// Reads a record. @return 0 with a new record in `out` that the caller deletes; -1 when the
-    /// message does not hold one, and `out` is then untouched.
+    /// Reads a record. @return 0 with a new record in `out`, which the caller deletes; -1 if the
+    /// message holds no such record: `out` is then unchanged.
     virtual int read(QXLMessageIterator& message, Base*& out) = 0;
 
-    /// Writes `object`. @return 0, or -1 when it is null or of another class.
+    /// Writes `object`. @return 0; -1 if it is null, of another class, or cannot be written.
     virtual int write(QXLMessageIterator& message, const Base* object) = 0;
 
-    /// A new default record.
+    /// A new record with default values.
     virtual std::shared_ptr<Base> createObject() = 0;
 };
 
-/// The parser factories of one family, shared by the libraries of the process.
+/// The parser factories of one family, shared by all libraries of the process.
 template <typename Base>
 struct QXLParserFactoryData {
-    std::map<std::string, QXLParserFactory<Base>*> factories;  ///< by run-time type name
-    QXLParserFactory<Base>* defaultFactory = nullptr;          ///< for records of other classes
+    std::map<std::string, QXLParserFactory<Base>*> factories;  ///< by typeid(...).name(); borrowed
+    QXLParserFactory<Base>* defaultFactory = nullptr;          ///< for all other classes; borrowed
 
-    /// The family's one object. It lives in the agent library; factories hold it alive.
+    /// The family's one object, defined in the agent library. Each factory keeps a reference to it.
     static std::shared_ptr<QXLParserFactoryData> instance();
 };
 
-/// The factory of `Data`, a class derived from `Base`. It registers itself when it is constructed,
-/// which is when the library that holds it is loaded, and leaves when it is destroyed.
+/// The factory of `Data`, a class derived from `Base`. Define it as a global object: it registers
+/// itself when its library is loaded and unregisters when the library is unloaded. If `Data` has a
+/// factory already, that one stays. `Reader` and `Writer` are function objects that return 0 or -1.
 template <typename Data, typename Base, typename Reader, typename Writer>
 class QXLDerivedParserFactory : public QXLParserFactory<Base> {
 public:
-    /// @param isDefault  become the family's default, of which there may be only one.
-    /// @param source     where the factory object is defined, for the report of a second default.
+    /// @param isDefault  become the family's default; a second default ends the process.
+    /// @param source     the file that defines the factory object, for the message about that.
     /// @param line       the line of that definition.
     QXLDerivedParserFactory(bool isDefault, const char* source, unsigned line)
         : m_factoryData(QXLParserFactoryData<Base>::instance()) {

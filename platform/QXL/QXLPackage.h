@@ -10,19 +10,19 @@
 
 namespace QXL {
 
-/// The operating system that a package belongs to. An unset text is a state of its own in records
-/// and messages; in comparisons and in output it counts as an empty text.
+/// The operating system that a package belongs to. Records and messages distinguish an unset text
+/// from an empty one; comparisons of packages and output treat both alike.
 struct QXLOS {
-    std::optional<std::string> platform;   ///< "Linux" for everything that this node serves
+    std::optional<std::string> platform;   ///< "Linux" for all packages of this node
     std::optional<std::string> osName;     ///< name of the OS template; KR names begin with "."
     std::optional<std::string> osVersion;  ///< version of the OS template
-    std::optional<std::string> extra;      ///< the agent's own; carried, never read here
+    std::optional<std::string> extra;      ///< for the agent; passed on, never read here
 
     bool operator==(const QXLOS&) const = default;
 };
 
-/// A package record. The dynamic class tells the kind of package; the destructor is defined in the
-/// agent library, so that every library sees one and the same type.
+/// A package record. Its dynamic class is the kind of package. The agent library defines the
+/// destructor, so that all libraries of the process share one type.
 class QXL_API QXLPackage {
 public:
     QXLPackage() = default;
@@ -40,7 +40,7 @@ public:
     std::string architecture;
 };
 
-/// A package of a Linux distribution, of unknown packaging.
+/// A package of a Linux distribution whose packaging (rpm or deb) is not known.
 class QXL_API QXLPackageLinux : public QXLPackage {
 public:
     QXLPackageLinux() = default;
@@ -51,7 +51,7 @@ public:
     ~QXLPackageLinux() override;
 };
 
-/// A package as rpm knows it.
+/// An rpm package.
 class QXL_API QXLPackageRpm : public QXLPackageLinux {
 public:
     QXLPackageRpm() = default;
@@ -62,7 +62,7 @@ public:
     ~QXLPackageRpm() override;
 };
 
-/// A package as dpkg knows it.
+/// A deb package.
 class QXL_API QXLPackageDeb : public QXLPackageLinux {
 public:
     QXLPackageDeb() = default;
@@ -75,7 +75,8 @@ public:
 
 using QXLPackageSP = std::shared_ptr<const QXLPackage>;
 
-/// Records in request or result order. Result lists are the caller's; operations only append.
+/// Records in the order of the request or result. A result list belongs to the caller; operations
+/// only append to it.
 using QXLPackageList = std::vector<QXLPackageSP>;
 
 }  // namespace QXL

@@ -6,16 +6,17 @@
 
 namespace QXL {
 
-/// Bits of QXLPackageManagerOptions::flags. Letters are the words that the KR tool knows them by.
+/// Bits of QXLPackageManagerOptions::flags, with the KR tool's options for them. The standard
+/// technology heeds only kPkgOptionForce: a dry run does not keep it from changing things.
 enum PkgOption : unsigned {
-    kPkgOptionCacheOnly = 1,      ///< "-C": work from what was fetched before
-    kPkgOptionDryRun = 2,         ///< "-n": say what would be done and change nothing
-    kPkgOptionWithDependent = 4,  ///< "-w": on removal, take what depends on the package along
-    kPkgOptionForce = 8,          ///< "-f", and the template manager's force switch
+    kPkgOptionCacheOnly = 1,      ///< "-C": use only what was fetched before
+    kPkgOptionDryRun = 2,         ///< "-n": report what would be done; change nothing
+    kPkgOptionWithDependent = 4,  ///< "-w": also remove packages that depend on the named ones
+    kPkgOptionForce = 8,          ///< "-f": go on if something is in conflict or already there
 };
 
-/// Options of install, update and remove. The flag word stays the first member: callers of other
-/// makes set it as the record's first word.
+/// Options of install, update and remove. `flags` must stay the first member: agents of other
+/// makers write it as the record's first word.
 struct QXLPackageManagerOptions {
     unsigned flags = 0;
 };
@@ -23,7 +24,7 @@ struct QXLPackageManagerOptions {
 /// Bits of QXLPackageManagerListOptions::flags.
 enum PkgListOption : unsigned {
     kPkgListSummary = 16,     ///< fill in summaries
-    kPkgListCompatible = 32,  ///< only what is compatible with the target or the request
+    kPkgListCompatible = 32,  ///< only what fits the container, or on the node the request
 };
 
 /// Options of list.
@@ -32,7 +33,7 @@ struct QXLPackageManagerListOptions {
     explicit QXLPackageManagerListOptions(unsigned flagWord) : flags(flagWord) {}
 
     unsigned flags;
-    std::vector<std::string> types;  ///< "rpm", "os", "app"; other names are ignored
+    std::vector<std::string> types;  ///< "rpm" (Linux packages), "os", "app"; if none: templates
 };
 
 }  // namespace QXL

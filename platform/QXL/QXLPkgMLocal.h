@@ -8,31 +8,31 @@
 
 namespace QXL {
 
-/// What local package managers share: the request's provider, and running tools.
+/// What local package managers share: the request's provider and a way to run tools.
 class QXL_API QXLPkgMLocal : public virtual QXLPkgM {
 public:
-    /// Keeps the provider of the request that the object serves; it may be null.
+    /// @param access  the provider of the request that the object serves; may be null.
     explicit QXLPkgMLocal(QXLAccess access);
     ~QXLPkgMLocal() override;
 
-    /// The request's provider.
+    /// The request's provider; may be null.
     [[nodiscard]] QXLAccess access() const { return m_access; }
 
-    /// Not served on one node: -1.
+    /// A single node cannot do this: returns -1, without a message.
     int migrate(const QXLEID& eid, const QXLPackageList& pkgs,
                 const QXLPackageManagerOptions& opts) override;
 
-    /// Runs a program and hands each line of its standard output to a callback. The program gets no
-    /// standard input.
-    /// @param argv    the command line, one pointer a word, no terminating null; word 0 is the
-    ///                program, found on PATH. The texts are borrowed for the call.
-    /// @param onLine  called with `ctx` and each line without its line end, a last line without one
-    ///                included; may be null. Its answer does not stop the program.
-    /// @param ctx     handed to `onLine`; not looked at.
-    /// @return the exit code as it is; 127 when the program cannot be started; 128 + N when signal
-    ///         N killed it. When not 0, getErrorMessage() holds the reason (the last
-    ///         line of the program's standard error that is not empty, else "exited with code N"),
-    ///         getLastErrorData() that and the code.
+    /// Runs a program, without a shell and without standard input, and waits for its end.
+    /// @param argv    the command line, one pointer per word, without a terminating null; word 0 is
+    ///                the program, searched on PATH. The texts are only read during the call.
+    /// @param onLine  called on this thread with `ctx` and each line of standard output, without
+    /// its
+    ///                line end; may be null. Its result does not stop the program.
+    /// @param ctx     passed to `onLine`.
+    /// @return the program's exit code; 127 if it cannot be started; 128 + N if signal N killed it.
+    ///         If not 0, getErrorMessage() holds the reason (the last non-empty line of its
+    ///         standard error, else "exited with code N"), and getLastErrorData() the reason and
+    ///         the code.
     static int exec(const std::vector<const char*>& argv,
                     bool (*onLine)(void* ctx, const char* line), void* ctx);
 

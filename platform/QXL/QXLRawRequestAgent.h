@@ -1,4 +1,4 @@
-// QXLRawRequestAgent: sends one raw command to an operator of an agent.
+// QXLRawRequestAgent: sends raw commands to the operators (named services) of an agent.
 #pragma once
 
 #include <memory>
@@ -11,25 +11,26 @@ namespace QXL {
 
 class QXLMessageIterator;
 
-/// One object sends any number of commands, one after the other.
+/// One object can send any number of commands, one after the other.
 class QXL_API QXLRawRequestAgent {
 public:
-    /// @param eid     the environment whose agent is addressed; EID_INVALID is the local one.
-    /// @param access  the request's provider; kept for the life of the object.
+    /// @param eid     the environment whose agent gets the commands; EID_INVALID: the local agent.
+    /// @param access  the request's provider; kept as long as the object exists.
     QXLRawRequestAgent(const QXLEID& eid, QXLAccess access);
     QXLRawRequestAgent(const QXLRawRequestAgent&) = delete;
     QXLRawRequestAgent& operator=(const QXLRawRequestAgent&) = delete;
     ~QXLRawRequestAgent();
 
-    /// Begins a command for the operator `target`; one that was begun and not sent is dropped.
-    /// @param flags  the agent's own; 0.
-    /// @return where the command's body is written; the caller deletes it, before endCommand().
-    ///         Null when the command cannot be begun, with the reason in getLastErrorData().
+    /// Begins the command `name` for the operator `target`. A command that was begun but not sent
+    /// is dropped.
+    /// @param flags  for the agent; 0.
+    /// @return a place to write the command's body to; the caller deletes it before endCommand().
+    ///         Null if the command cannot be begun; getLastErrorData() then has the reason.
     QXLMessageIterator* beginCommand(const char* name, int flags, const char* target);
 
-    /// Sends the command and waits for its outcome, under the thread's current token.
-    /// @return 0, or a status; getLastErrorData() then tells what the operator said. A command that
-    ///         was not begun is a failure.
+    /// Sends the command with the thread's current token and waits for the answer.
+    /// @return 0; otherwise a status, and getLastErrorData() has the operator's code and text. It
+    ///         fails, too, if no command was begun.
     int endCommand();
 
 private:

@@ -14,8 +14,8 @@ namespace QXL {
 /// One message. A message holds any number of package records, in order.
 class QXL_API QXLXmlMessage {
 public:
-    /// Longest text that is parsed, in bytes, and the deepest nesting of elements. Agents on one
-    /// node exchange lists of some thousand records; more is an attack or a fault.
+    /// Limits of parse(): bytes of text and depth of nested elements. Agents exchange lists of some
+    /// thousand records; a larger message is an attack or an error.
     static constexpr std::size_t kMaxBytes = 64U << 20;
     static constexpr unsigned kMaxDepth = 64;
 
@@ -25,24 +25,25 @@ public:
     QXLXmlMessage& operator=(const QXLXmlMessage&) = delete;
     ~QXLXmlMessage();
 
-    /// Reads a message. @return null when the text is no well-formed message within the bounds.
+    /// Reads a message. @return null if the text is not well-formed or exceeds the limits.
     static std::unique_ptr<QXLXmlMessage> parse(std::string_view text);
 
-    /// The message as text: UTF-8, with bytes that XML cannot carry written as U+FFFD.
+    /// The message as UTF-8 text; bytes that XML cannot represent become U+FFFD.
     [[nodiscard]] std::string text() const;
 
-    /// Appends a record through the factory registered for its class, or the family's default.
-    /// @return 0, or -1 when there is no such factory or it failed.
+    /// Appends a record with the factory of its class, or else with the family's default factory.
+    /// @return 0; -1 if there is no factory or it failed.
     int append(const QXLPackage& record);
 
-    /// Reads every record, each through the factory of the class that its type identifier names.
-    /// @return 0; -1 when one could not be read, and `out` is then untouched.
+    /// Appends all records to `out`, each read by the factory that its type identifier names.
+    /// @return 0; -1 if one cannot be read: `out` is then unchanged.
     int read(QXLPackageList& out) const;
 
-    /// Where the next record goes; owned by the caller, and not to outlive the message.
+    /// A place for a new record at the end. It must not outlive the message.
     std::unique_ptr<QXLMessageIterator> beginRecord();
 
-    /// The record with this index; null when there are fewer.
+    /// The place of the record with this index, from 0; null if there is none. It must not outlive
+    /// the message.
     [[nodiscard]] std::unique_ptr<QXLMessageIterator> record(std::size_t index) const;
 
 private:

@@ -16,15 +16,15 @@ extern "C" {
 
 /* The layout version of a container's area.
  *
- * path: in, the area's directory (the container's VE_PRIVATE), followed when it is a link.
+ * path: the area's directory (the container's VE_PRIVATE); a symbolic link is followed.
  *
  * The place of the area's VERSION link tells the layout:
- *   4  the area holds a directory "fs" (no link) with a symbolic link "VERSION" in it;
- *   3  any other directory: the link, if there is one, stands in the area itself.
- * What the link says refines this, and is the caller's to read.
+ *   4  the area has a directory "fs" (not a link) that holds a symbolic link "VERSION";
+ *   3  any other directory: the link, if there is one, is in the area itself.
+ * The target of the link tells the version more exactly; the caller reads it.
  *
- * Result: 4 or 3; -1 with errno when path is null (EINVAL), is no directory (ENOTDIR), or cannot be
- * examined. A caller that only tests "below 4" looks into the area itself then. */
+ * Result: 4 or 3; -1 with errno if path is null (EINVAL), is not a directory (ENOTDIR), or cannot
+ * be examined. A caller that only tests "below 4" then looks into the area itself. */
 QXCTL_API int qxctl_env_layout_version(const char* path);
 
 #ifdef __cplusplus
