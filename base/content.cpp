@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "base/open_below.h"
@@ -23,6 +24,7 @@ std::optional<std::string> readContent(int fd, std::size_t limit) {
     }
     // By what comes and not by the size: files of /proc have none.
     std::string content;
+    content.reserve(std::min(limit, static_cast<std::size_t>(st.st_size)));
     char block[16384];
     for (;;) {
         const ssize_t got = read(fd, block, sizeof(block));
@@ -52,6 +54,11 @@ std::optional<std::string> readFileInRoot(int root, const std::string& path, std
 std::optional<std::string> readFileBelow(int directory, const std::string& path,
                                          std::size_t limit) {
     const Fd fd = openBelow(directory, path, O_RDONLY | O_NONBLOCK);
+    return fd ? readContent(fd.get(), limit) : std::nullopt;
+}
+
+std::optional<std::string> readSuspect(int directory, const std::string& path, std::size_t limit) {
+    const Fd fd = openSuspect(directory, path.c_str(), O_RDONLY);
     return fd ? readContent(fd.get(), limit) : std::nullopt;
 }
 

@@ -20,6 +20,10 @@ std::optional<std::string> readFileInRoot(int root, const std::string& path, std
 /// as openBelow() and readContent().
 std::optional<std::string> readFileBelow(int directory, const std::string& path, std::size_t limit);
 
+/// Whole content of a regular file whose last component is no link, relative to `directory`
+/// (AT_FDCWD: the working directory). nullopt with errno, as openSuspect() and readContent().
+std::optional<std::string> readSuspect(int directory, const std::string& path, std::size_t limit);
+
 /// Whole content of a file. @return nullopt with the reason in `error`; a file longer than `limit`
 /// bytes, or one that is no regular file, is refused.
 std::optional<std::string> readFile(const std::string& path, std::size_t limit, std::string& error);

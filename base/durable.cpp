@@ -75,8 +75,10 @@ bool replaceFile(const std::string& path, std::string_view content, std::string&
 }
 
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
-                      mode_t mode) {
-    const std::string beside = "." + name + ".new";
+                      mode_t mode, std::string beside) {
+    if (beside.empty()) {
+        beside = "." + name + ".new";
+    }
     // Left by a writer that was killed: writers are alone under their lock.
     if (unlinkat(directory, beside.c_str(), 0) != 0 && errno != ENOENT) {
         return false;

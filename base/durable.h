@@ -46,10 +46,11 @@ bool replaceFile(const std::string& path, std::string_view content, std::string&
 
 /// Writes a file beside, flushes it, and renames it to `name` in the opened `directory`. The
 /// temporary name is always the same, so callers hold a lock against other writers.
+/// @param beside  the temporary name; "." + name + ".new" when empty.
 /// False with errno, and nothing is left beside; when only the directory could not be flushed, the
 /// file is in place all the same.
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
-                      mode_t mode = 0644);
+                      mode_t mode = 0644, std::string beside = {});
 
 /// Flushes an open directory's entries; false with errno.
 bool flushDirectory(int directory);

@@ -65,7 +65,11 @@ Fd makeBelow(int directory, const std::string& path, mode_t mode) {
 }
 
 Fd openSuspect(const char* path, int flags, mode_t mode) {
-    return Fd(open(path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode));
+    return openSuspect(AT_FDCWD, path, flags, mode);
+}
+
+Fd openSuspect(int directory, const char* path, int flags, mode_t mode) {
+    return Fd(openat(directory, path, flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode));
 }
 
 }  // namespace base

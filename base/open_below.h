@@ -30,4 +30,7 @@ Fd makeBelow(int directory, const std::string& path, mode_t mode = 0755);
 /// (ELOOP), a pipe does not block. The file must be looked at before it is trusted.
 Fd openSuspect(const char* path, int flags, mode_t mode = 0);
 
+/// The same for a path relative to an opened directory.
+Fd openSuspect(int directory, const char* path, int flags, mode_t mode = 0);
+
 }  // namespace base

@@ -81,8 +81,8 @@ private:
             add(FindingCode::temporaryLeft, dirindex::kNewIndexName);
         }
         if (item != nullptr && S_ISREG(item->info.st_mode)) {
-            m_check.index = dirindex::readIndexFile(
-                m_area.absolute(joined(m_check.path, dirindex::kIndexName)));
+            const auto directory = openDirectory(m_area, m_check.path);
+            m_check.index = dirindex::readIndexFile(directory.get(), dirindex::kIndexName);
         }
     }
 

@@ -215,7 +215,7 @@ private:
     }
 
     static bool isWhole() {
-        const auto index = dirindex::readIndexFile(dirindex::kIndexName);
+        const auto index = dirindex::readIndexFile(AT_FDCWD, dirindex::kIndexName);
         return index.sound && index.checksum == dirindex::ChecksumState::good;
     }
 

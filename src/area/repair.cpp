@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "base/content.h"
 #include "src/area/confined.h"
 #include "src/area/lost_files.h"
 #include "src/qxfsutil.h"
@@ -259,11 +260,13 @@ void DirectoryRepair::rebuildIndex() {
 }
 
 void DirectoryRepair::addSalvaged() {
-    std::string bytes;
-    if (!dirindex::readFile(dirindex::kIndexName, kMaxRecordedContent, bytes)) {
+    const auto bytes =
+        base::readSuspect(m_directory.get(), dirindex::kIndexName, kMaxRecordedContent);
+    if (!bytes) {
         fail("read", dirindex::kIndexName);
+        return;
     }
-    for (auto& entry : dirindex::salvageEntries(bytes)) {
+    for (auto& entry : dirindex::salvageEntries(*bytes)) {
         const auto state = m_area.looksAtTemplates()
                                ? lookUpTemplate(m_area, *entry.link + "/" + entry.name)
                                : TemplateState{};
@@ -289,7 +292,7 @@ void DirectoryRepair::writeIndex() {
         return;
     }
     std::string error;
-    if (!dirindex::replaceIndex(".", kept, error)) {
+    if (!dirindex::replaceIndex(m_directory.get(), kept, error)) {
         m_failures.push_back(m_area.absolute(m_check.path) + ": " + error);
         return;
     }

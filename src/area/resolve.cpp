@@ -43,8 +43,9 @@ std::map<std::string, std::string> indexedNames(const Area& area, const std::str
     if (item == nullptr || !S_ISREG(item->info.st_mode) || !listing.isMarked()) {
         return names;
     }
+    const auto directory = openDirectory(area, inside);
     for (const auto& entry :
-         dirindex::readIndexFile(area.absolute(joined(inside, dirindex::kIndexName))).entries) {
+         dirindex::readIndexFile(directory.get(), dirindex::kIndexName).entries) {
         if (entry.link.has_value() && listing.find(entry.name) == nullptr) {
             names.emplace(entry.name, *entry.link + "/" + entry.name);
         }

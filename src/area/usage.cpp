@@ -1,6 +1,7 @@
 // Collects and rewrites the references of an area to template files.
 #include "src/area/usage.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -113,7 +114,7 @@ private:
             clone_dirindex(dirindex::kIndexName, dirindex::kNewIndexName, m_oldId.c_str(),
                            m_newId.c_str()) == 0 &&
             set_attr(dirindex::kNewIndexName, &info) == 0 &&
-            dirindex::readIndexFile(dirindex::kNewIndexName).sound &&
+            dirindex::readIndexFile(AT_FDCWD, dirindex::kNewIndexName).sound &&
             rename(dirindex::kNewIndexName, dirindex::kIndexName) == 0) {
             ++changed;
             return;

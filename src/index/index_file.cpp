@@ -1,8 +1,6 @@
 // Reads and writes directory indexes through the library's own reader and writer.
 #include "src/index/index_file.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,8 +11,8 @@
 #include <cstring>
 #include <memory>
 
-#include "base/fd.h"
-#include "base/open_below.h"
+#include "base/content.h"
+#include "base/durable.h"
 #include "src/dirindex_format.h"
 #include "src/dirindex_model.h"
 #include "src/dirindex_reader.h"
@@ -29,64 +27,8 @@ struct CloseStream {
 };
 using Stream = std::unique_ptr<std::FILE, CloseStream>;
 
-/// The bytes of an index in memory that may be written to. Most indexes are small: to read one
-/// costs less than to map it and have its pages copied.
-class IndexBytes {
-public:
-    /// Without a base, and with errno, when the file cannot be read; EINVAL for an empty one.
-    explicit IndexBytes(const std::string& path) {
-        constexpr off_t kReadBelow = off_t{256} << 10;
-        struct stat info {};
-        const base::Fd file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-        if (!file || fstat(file.get(), &info) != 0) {
-            return;
-        }
-        if (!S_ISREG(info.st_mode) || info.st_size >= kReadBelow) {
-            m_mapped = mmap_file(path.c_str(), &info);
-            m_base = static_cast<char*>(m_mapped);
-            m_size = static_cast<std::size_t>(info.st_size);
-        } else if (read(file.get(), static_cast<std::size_t>(info.st_size))) {
-            m_base = buffer().data();
-        }
-    }
-    IndexBytes(const IndexBytes&) = delete;
-    IndexBytes& operator=(const IndexBytes&) = delete;
-    ~IndexBytes() {
-        if (m_mapped != nullptr) {
-            munmap(m_mapped, m_size);
-        }
-    }
-
-    [[nodiscard]] char* base() const { return m_base; }
-    [[nodiscard]] std::size_t size() const { return m_size; }
-
-private:
-    /// One for all: the library looks at one index at a time.
-    static std::vector<char>& buffer() {
-        static std::vector<char> bytes;
-        return bytes;
-    }
-
-    bool read(int file, std::size_t size) {
-        buffer().resize(std::max(size, buffer().size()));
-        ssize_t got = 1;
-        while (m_size < size && got > 0) {
-            got = pread(file, buffer().data() + m_size, size - m_size, static_cast<off_t>(m_size));
-            m_size += got > 0 ? static_cast<std::size_t>(got) : 0;
-        }
-        if (got >= 0 && m_size == 0) {
-            errno = EINVAL;
-        }
-        return got >= 0 && m_size > 0;
-    }
-
-    void* m_mapped = nullptr;
-    char* m_base = nullptr;
-    std::size_t m_size = 0;
-};
-
 /// Looks at the checksum, which is that of the index with the checksum's field zeroed.
-ChecksumState checksumOf(dirindex::MarkingReader& reader, const IndexBytes& bytes) {
+ChecksumState checksumOf(dirindex::MarkingReader& reader, std::string& bytes) {
     // The digest's bytes as a little-endian number, which is how the field is read.
     constexpr std::uint32_t kAbsentChecksum = 0xd98c1dd4;
     const auto found = reader.header().checksum;
@@ -94,9 +36,9 @@ ChecksumState checksumOf(dirindex::MarkingReader& reader, const IndexBytes& byte
         static_cast<unsigned char>(found), static_cast<unsigned char>(found >> 8),
         static_cast<unsigned char>(found >> 16), static_cast<unsigned char>(found >> 24)};
     reader.clear_checksum();
-    const bool good = verify_checksum(bytes.base(), bytes.size(), expected) == 0;
+    const bool good = verify_checksum(bytes.data(), bytes.size(), expected) == 0;
     // The check of the structure warns of a wrong one, too, when its messages are shown.
-    std::memcpy(bytes.base() + dirindex::kChecksumOffset, expected, sizeof expected);
+    std::memcpy(bytes.data() + dirindex::kChecksumOffset, expected, sizeof expected);
     if (good) {
         return ChecksumState::good;
     }
@@ -133,41 +75,60 @@ bool writeEntries(const std::vector<IndexEntry>& entries, std::FILE* stream, std
     return written;
 }
 
+std::string ofEntries(std::uint64_t some, std::size_t all) {
+    return std::to_string(some) + " of " + std::to_string(all) + " entries ";
+}
+
+/// Whether a container's reader, which trusts the length of a name and reads a record from one
+/// block, gets from a record what a check read.
+bool readsAlike(const Reader& reader, const Record& record) {
+    const auto inOneBlock = [](std::uint64_t begin, std::uint64_t size) {
+        return begin / kBlockSize == (begin + size - 1) / kBlockSize;
+    };
+    const char* link = record.link != 0 ? reader.link_text(record.link) : nullptr;
+    return std::strlen(reader.name(record)) == record.namelen &&
+           inOneBlock(record.offset, kRecordHeadSize + padded(record.namelen)) &&
+           (link == nullptr || inOneBlock(record.link, kTextInLinkRecord + std::strlen(link) + 1));
+}
+
+/// Says what IndexFile::unkeptPromise is for; `reader` has an index whose structure holds.
+std::string unkeptPromiseOf(const Reader& reader, const Header& header, std::size_t entries) {
+    std::uint64_t directories = 0;
+    std::uint64_t listed = 0;
+    bool ended = false;
+    for (std::uint64_t at = header.start; at < reader.size();) {
+        const Record record = reader.record(at);
+        directories += record.type == kTypeDirectory ? 1 : 0;
+        listed += ended || !readsAlike(reader, record) ? 0 : 1;
+        ended = ended || (record.flags & kLastOfFile) != 0;
+        at += record.reclen;
+    }
+    std::uint64_t found = 0;
+    for (std::uint64_t bucket = 0; bucket < reader.slots(header.prime); ++bucket) {
+        for (std::uint64_t at = reader.slot(bucket); at != 0;) {
+            const Record record = reader.record(at);
+            const std::string_view name = reader.name(record);
+            found += name_hash(name.data(), name.size()) % header.prime == bucket ? 1 : 0;
+            at = (record.flags & kLastOfBucket) != 0 ? 0 : at + record.reclen;
+        }
+    }
+    if (found != entries) {
+        return ofEntries(entries - found, entries) + "are not found by their names";
+    }
+    if (listed != entries || !ended) {
+        return listed != entries ? ofEntries(entries - listed, entries) + "are not listed"
+                                 : "its end is not marked";
+    }
+    if (directories != header.dirs) {
+        return "it counts " + std::to_string(header.dirs) + " directories, not " +
+               std::to_string(directories);
+    }
+    return {};
+}
+
 bool failed(const char* what, const std::string& path, std::string& error) {
     error = std::string("can't ") + what + " '" + path + "': " + std::strerror(errno);
     return false;
-}
-
-/// A written index counts only when it reads back as what was meant.
-bool holds(const std::string& path, const std::vector<IndexEntry>& entries, std::string& error) {
-    const auto index = readIndexFile(path);
-    if (index.sound && index.checksum == ChecksumState::good &&
-        index.entries.size() == entries.size()) {
-        return true;
-    }
-    error = "the index written to '" + path + "' does not read back; an entry may be too long";
-    return false;
-}
-
-bool writeNewIndex(const std::string& path, const std::vector<IndexEntry>& entries,
-                   std::string& error) {
-    const int descriptor =
-        open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (descriptor < 0) {
-        return failed("create", path, error);
-    }
-    const Stream stream(fdopen(descriptor, "w+"));
-    if (stream == nullptr) {
-        close(descriptor);
-        return failed("open", path, error);
-    }
-    return writeEntries(entries, stream.get(), error) &&
-           (fsync(descriptor) == 0 || failed("flush", path, error));
-}
-
-bool flushDirectory(const std::string& path) {
-    const base::Fd directory(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return directory && fsync(directory.get()) == 0;
 }
 
 }  // namespace
@@ -194,26 +155,33 @@ std::vector<IndexEntry> takeEntries() {
     return entries;
 }
 
-IndexFile readIndexFile(const std::string& path) {
-    IndexFile index;
-    errno = 0;
-    const IndexBytes bytes(path);
-    if (bytes.base() == nullptr) {
-        index.reason = errno == EINVAL ? "the file is empty" : std::strerror(errno);
-        return index;
+IndexFile readIndexFile(int directory, const std::string& path) {
+    auto bytes = base::readSuspect(directory, path, kMaxIndexSize);
+    if (bytes && !bytes->empty()) {
+        return decodeIndex(*std::move(bytes));
     }
+    IndexFile index;
+    index.reason = bytes             ? "the file is empty"
+                   : errno == EINVAL ? "not a regular file"
+                                     : std::strerror(errno);
+    return index;
+}
+
+IndexFile decodeIndex(std::string bytes) {
+    IndexFile index;
     index.readable = true;
     index.size = bytes.size();
-    dirindex::MarkingReader reader(bytes.base(), bytes.size());
+    dirindex::MarkingReader reader(bytes.data(), bytes.size());
     if (reader.has_header()) {
         index.prime = reader.header().prime;
         index.directories = reader.header().dirs;
         index.checksum = checksumOf(reader, bytes);
     }
-    const int result = fsck_in_core(path.c_str(), bytes.base(), bytes.size(), nullptr, nullptr);
+    const int result = fsck_in_core("index", bytes.data(), bytes.size(), nullptr, nullptr);
     index.sound = result == 0;
     if (index.sound) {
         index.entries = takeEntries();
+        index.unkeptPromise = unkeptPromiseOf(reader, reader.header(), index.entries.size());
     } else {
         index.reason = "its structure does not hold";
     }
@@ -238,21 +206,19 @@ bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std:
     return got == info.st_size || failed("read", "a temporary file", error);
 }
 
-bool replaceIndex(const std::string& directory, const std::vector<IndexEntry>& entries,
-                  std::string& error) {
-    const auto fresh = directory + "/" + kNewIndexName;
-    const auto place = directory + "/" + kIndexName;
-    unlink(fresh.c_str());
-    if (!writeNewIndex(fresh, entries, error) || !holds(fresh, entries, error)) {
-        unlink(fresh.c_str());
+bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error) {
+    std::string bytes;
+    if (!buildIndex(entries, bytes, error)) {
         return false;
     }
-    if (rename(fresh.c_str(), place.c_str()) != 0) {
-        failed("rename", fresh, error);
-        unlink(fresh.c_str());
+    const auto index = decodeIndex(bytes);
+    if (!index.sound || index.checksum != ChecksumState::good ||
+        index.entries.size() != entries.size()) {
+        error = "the new index would not read back; an entry may be too long";
         return false;
     }
-    return flushDirectory(directory) || failed("flush", directory, error);
+    return base::writeFileDurably(directory, kIndexName, bytes, 0644, kNewIndexName) ||
+           failed("write", kIndexName, error);
 }
 
 std::vector<IndexEntry> salvageEntries(const std::string& bytes) {
@@ -271,27 +237,6 @@ std::vector<IndexEntry> salvageEntries(const std::string& bytes) {
         entries.push_back({record.type, record.ino, name, link});
     }
     return entries;
-}
-
-bool readFile(const std::string& path, std::uint64_t limit, std::string& bytes) {
-    auto file = base::openSuspect(path.c_str(), O_RDONLY);
-    struct stat info {};
-    if (!file || fstat(file.get(), &info) != 0) {
-        return false;
-    }
-    if (!S_ISREG(info.st_mode) || static_cast<std::uint64_t>(info.st_size) > limit) {
-        errno = S_ISREG(info.st_mode) ? EFBIG : EINVAL;
-        return false;
-    }
-    bytes.resize(static_cast<std::size_t>(info.st_size));
-    std::size_t done = 0;
-    ssize_t got = 1;
-    while (done < bytes.size() && got > 0) {
-        got = read(file.get(), bytes.data() + done, bytes.size() - done);
-        done += got > 0 ? static_cast<std::size_t>(got) : 0;
-    }
-    bytes.resize(done);
-    return got >= 0;
 }
 
 }  // namespace dirindex

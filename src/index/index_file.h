@@ -24,7 +24,7 @@ enum class ChecksumState {
 
 /// What an index file holds.
 struct IndexFile {
-    bool readable = false;  ///< the file could be opened and mapped
+    bool readable = false;  ///< the file could be opened and read
     bool sound = false;     ///< its structure holds; `entries` are all of it
     ChecksumState checksum = ChecksumState::wrong;
     std::string reason;               ///< why it is not readable
@@ -32,10 +32,23 @@ struct IndexFile {
     std::uint32_t prime = 0;
     std::uint32_t directories = 0;
     std::uint64_t size = 0;
+    /// What a container would miss or count wrong, although the structure holds: the header's count
+    /// of directories, or entries that a look-up by name or a listing does not reach. Empty when
+    /// there is nothing of it.
+    std::string unkeptPromise;
 };
 
-/// Reads and checks an index file.
-IndexFile readIndexFile(const std::string& path);
+/// Longest index that is read. A directory of a million long names stays below it.
+inline constexpr std::uint64_t kMaxIndexSize = kMaxBuiltSize;
+
+/// Reads and checks an index file. No link in the last component is followed, nothing blocks, and
+/// only a regular file is read, once and whole: what others change meanwhile does not matter.
+/// @param directory  opened, or AT_FDCWD.
+/// @param path       relative to it; a plain name where the directory's owner is not trusted.
+IndexFile readIndexFile(int directory, const std::string& path);
+
+/// Checks the bytes of an index.
+IndexFile decodeIndex(std::string bytes);
 
 /// The entries that the library's last successful check left in its list.
 std::vector<IndexEntry> takeEntries();
@@ -44,18 +57,13 @@ std::vector<IndexEntry> takeEntries();
 /// @return false with the reason in `error`.
 bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std::string& error);
 
-/// Writes an index for the directory `directory`: beside its place, checked, flushed, renamed.
+/// Writes an index for an opened directory: checked, beside its place, flushed, renamed.
 /// @return false with the reason in `error`; the old index is then untouched.
-bool replaceIndex(const std::string& directory, const std::vector<IndexEntry>& entries,
-                  std::string& error);
+bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error);
 
 /// Template-backed entries that can still be made out in a damaged index file: every aligned place
 /// that looks like a record whose name and link string are whole. The caller tells which of them
 /// are true by looking at the template files.
 std::vector<IndexEntry> salvageEntries(const std::string& bytes);
-
-/// Reads a whole regular file of at most `limit` bytes without following a link in its last
-/// component. @return false with errno set.
-bool readFile(const std::string& path, std::uint64_t limit, std::string& bytes);
 
 }  // namespace dirindex

@@ -1,5 +1,6 @@
 // The checker's command, ended or failing at each of its system calls that change files: nothing of
 // the container is lost, and a second run finishes the work.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -55,7 +56,7 @@ public:
             const auto place = m_builder.root() + path;
             const auto lost = m_builder.privateDir() + "/lost_files/root" + path;
             const auto index = fs::path(place).parent_path().string() + "/" + dirindex::kIndexName;
-            const auto entries = dirindex::readIndexFile(index).entries;
+            const auto entries = dirindex::readIndexFile(AT_FDCWD, index).entries;
             const bool indexed =
                 std::any_of(entries.begin(), entries.end(), [&](const dirindex::IndexEntry& entry) {
                     return entry.link.has_value() &&

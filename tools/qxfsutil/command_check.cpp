@@ -1,4 +1,5 @@
 // check: areas, each in a process of its own when several are given, and single index files.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -130,7 +131,7 @@ std::vector<qxfs::Finding> findingsOf(const dirindex::IndexFile& index, const Op
 }
 
 int checkIndexFile(const Options& options, const std::string& path) {
-    const auto index = dirindex::readIndexFile(path);
+    const auto index = dirindex::readIndexFile(AT_FDCWD, path);
     if (!index.readable) {
         return reportFailure(options, path, index.reason);
     }

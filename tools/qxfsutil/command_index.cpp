@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/content.h"
 #include "base/open_below.h"
 #include "src/index/index_image.h"
 #include "tools/qxfsutil/commands.h"
@@ -18,7 +19,9 @@ namespace {
 
 bool readInput(const std::string& path, std::string& text) {
     if (path != "-") {
-        return dirindex::readFile(path, dirindex::kMaxBuiltSize, text);
+        auto content = base::readSuspect(AT_FDCWD, path, dirindex::kMaxBuiltSize);
+        text = content ? *std::move(content) : "";
+        return content.has_value();
     }
     char buffer[65536];
     for (auto got = std::fread(buffer, 1, sizeof buffer, stdin); got > 0;
@@ -56,13 +59,13 @@ bool writeBeside(const std::string& path, const std::string& bytes) {
 int runDump(const Options& options) {
     int exitCode = kExitClean;
     for (const auto& name : options.names) {
-        std::string bytes;
-        if (!dirindex::readFile(name, dirindex::kMaxBuiltSize, bytes)) {
+        const auto bytes = base::readSuspect(AT_FDCWD, name, dirindex::kMaxBuiltSize);
+        if (!bytes) {
             return reportFailure(options, name, std::strerror(errno));
         }
         dirindex::IndexText text;
         std::string error;
-        if (!dirindex::dumpImage(bytes, text, error)) {
+        if (!dirindex::dumpImage(*bytes, text, error)) {
             reportFailure(options, name, error);
             exitCode = kExitErrorsLeft;
             continue;
@@ -101,7 +104,7 @@ int runBuild(const Options& options) {
 int runStat(const Options& options) {
     int exitCode = kExitClean;
     for (const auto& name : options.names) {
-        const auto index = dirindex::readIndexFile(name);
+        const auto index = dirindex::readIndexFile(AT_FDCWD, name);
         if (!index.sound) {
             reportFailure(options, name, index.reason);
             exitCode = std::max<int>(exitCode, index.readable ? kExitErrorsLeft : kExitOperational);

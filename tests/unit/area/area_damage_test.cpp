@@ -1,4 +1,5 @@
 // Damage of many kinds at once, and single flipped bits, over whole areas that come from a seed.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -46,9 +47,9 @@ public:
 
     void damageAll() {
         for (const auto& directory : indexedDirectories(m_area.builder().root())) {
-            auto entries =
-                dirindex::readIndexFile(m_area.path(inside(directory, dirindex::kIndexName)))
-                    .entries;
+            auto entries = dirindex::readIndexFile(
+                               AT_FDCWD, m_area.path(inside(directory, dirindex::kIndexName)))
+                               .entries;
             std::shuffle(entries.begin(), entries.end(), m_random);
             if (pick(4) == 0) {
                 damageIndex(directory);
@@ -242,7 +243,7 @@ Names namesInIndexes(const std::string& root) {
     Names names;
     for (const auto& directory : indexedDirectories(root)) {
         const auto index =
-            dirindex::readIndexFile(root + "/" + inside(directory, dirindex::kIndexName));
+            dirindex::readIndexFile(AT_FDCWD, root + "/" + inside(directory, dirindex::kIndexName));
         for (const auto& entry : index.entries) {
             names.emplace(directory, entry.name);
         }

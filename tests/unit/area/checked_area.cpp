@@ -1,6 +1,7 @@
 // An area to be indexed, damaged, checked, repaired and undone.
 #include "tests/unit/area/checked_area.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -60,10 +61,13 @@ void CheckedArea::flipByte(const std::string& inside, std::streamoff offset, cha
 void CheckedArea::rewriteIndex(
     const std::string& directory,
     const std::function<void(std::vector<dirindex::IndexEntry>&)>& change) const {
-    auto entries = dirindex::readIndexFile(path(directory) + "/" + dirindex::kIndexName).entries;
+    auto entries =
+        dirindex::readIndexFile(AT_FDCWD, path(directory) + "/" + dirindex::kIndexName).entries;
     change(entries);
     std::string error;
-    ASSERT_TRUE(dirindex::replaceIndex(path(directory), entries, error)) << error;
+    ASSERT_TRUE(dirindex::replaceIndex(
+        base::Fd(open(path(directory).c_str(), O_RDONLY | O_DIRECTORY)).get(), entries, error))
+        << error;
 }
 
 void CheckedArea::changeEntry(const std::string& directory, const std::string& name,

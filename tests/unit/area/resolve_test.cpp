@@ -1,6 +1,7 @@
 // What a container sees: through shortcuts, magic links, indexes and symbolic links.
 #include "src/area/resolve.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 
 #include <filesystem>
 
+#include "base/content.h"
 #include "src/area/index_area.h"
 #include "src/index/index_file.h"
 #include "tests/support/area_builder.h"
@@ -34,11 +36,10 @@ protected:
     std::string content(const std::string& path) {
         Resolved resolved;
         std::string error;
-        std::string bytes;
         if (!resolve(m_area, path, resolved, error)) {
             return error;
         }
-        return dirindex::readFile(resolved.file, 1 << 20, bytes) ? bytes : "unreadable";
+        return base::readSuspect(AT_FDCWD, resolved.file, 1 << 20).value_or("unreadable");
     }
 
     std::vector<std::string> names(const std::string& path) {

@@ -1,6 +1,7 @@
 // Template files that an area refers to, and links that get a new cache identifier.
 #include "src/area/usage.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/content.h"
 #include "src/area/index_area.h"
 #include "src/index/index_file.h"
 #include "tests/support/area_builder.h"
@@ -103,9 +105,7 @@ protected:
         chmod(path.c_str(), 01755);
     }
     [[nodiscard]] std::string read(const std::string& inside) const {
-        std::string bytes;
-        EXPECT_TRUE(dirindex::readFile(root() + inside, 4096, bytes));
-        return bytes;
+        return base::readSuspect(AT_FDCWD, root() + inside, 4096).value_or("unreadable");
     }
 
     static inline const std::string kOld = "aaaaaaaa";
@@ -122,7 +122,8 @@ TEST_F(CacheClone, rewritesShortcutsMagicSymlinksAndIndexes) {
     EXPECT_THAT(cloneArea(m_area, kOld, kNew, changed), IsEmpty());
 
     EXPECT_EQ(link(kNew, "sh"), read("/bin/sh"));
-    const auto index = dirindex::readIndexFile(root() + "/indexed/" + dirindex::kIndexName);
+    const auto index =
+        dirindex::readIndexFile(AT_FDCWD, root() + "/indexed/" + dirindex::kIndexName);
     ASSERT_TRUE(index.sound);
     EXPECT_EQ(1, std::count_if(index.entries.begin(), index.entries.end(),
                                [](const dirindex::IndexEntry& entry) {

@@ -2,8 +2,12 @@
 #include "src/index/index_file.h"
 #include "base/name_table.h"
 
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -27,7 +31,6 @@ protected:
 };
 
 TEST_F(IndexFiles, areReadWholeWhateverTheirSize) {
-    // The larger ones are mapped.
     for (const std::size_t count : {1U, 50U, 300U, 20000U}) {
         std::vector<IndexEntry> entries;
         for (std::size_t i = 0; i < count; ++i) {
@@ -35,7 +38,7 @@ TEST_F(IndexFiles, areReadWholeWhateverTheirSize) {
                                "////d" + std::to_string(i % 3)});
         }
 
-        const auto index = readIndexFile(indexOf(entries));
+        const auto index = readIndexFile(AT_FDCWD, indexOf(entries));
 
         EXPECT_EQ(ChecksumState::good, index.checksum);
         ASSERT_EQ(count, index.entries.size());
@@ -50,9 +53,9 @@ TEST_F(IndexFiles, aSmallOneReadAfterALargeOneHoldsNothingOfIt) {
     for (std::uint32_t i = 0; i < 1000; ++i) {
         many.push_back({8, i, "name" + std::to_string(i), std::nullopt});
     }
-    ASSERT_TRUE(readIndexFile(indexOf(many)).sound);
+    ASSERT_TRUE(readIndexFile(AT_FDCWD, indexOf(many)).sound);
 
-    const auto index = readIndexFile(indexOf({{8, 2, "a", std::nullopt}}));
+    const auto index = readIndexFile(AT_FDCWD, indexOf({{8, 2, "a", std::nullopt}}));
 
     EXPECT_EQ(ChecksumState::good, index.checksum);
     EXPECT_EQ((std::vector<IndexEntry>{{8, 2, "a", std::nullopt}}), index.entries);
@@ -62,7 +65,7 @@ TEST_F(IndexFiles, areNotWarnedOfWhenTheyAreSoundAndMessagesAreShown) {
     const auto path = indexOf({{8, 2, "a", std::nullopt}});
     qxfsutil_debug_level = 4;
 
-    const auto output = qx_test::captured([&] { readIndexFile(path); });
+    const auto output = qx_test::captured([&] { readIndexFile(AT_FDCWD, path); });
 
     qxfsutil_debug_level = 0;
     EXPECT_EQ(std::string::npos, (output.out + output.err).find("WARNING"));
@@ -70,9 +73,88 @@ TEST_F(IndexFiles, areNotWarnedOfWhenTheyAreSoundAndMessagesAreShown) {
 }
 
 TEST_F(IndexFiles, thatCannotBeReadSayWhy) {
-    EXPECT_EQ("the file is empty", readIndexFile(m_folder.write("empty", "")).reason);
-    EXPECT_EQ("No such file or directory", readIndexFile(m_folder.path("none")).reason);
-    EXPECT_FALSE(readIndexFile(m_folder.make_dir("directory")).readable);
+    EXPECT_EQ("the file is empty", readIndexFile(AT_FDCWD, m_folder.write("empty", "")).reason);
+    EXPECT_EQ("No such file or directory", readIndexFile(AT_FDCWD, m_folder.path("none")).reason);
+    EXPECT_FALSE(readIndexFile(AT_FDCWD, m_folder.make_dir("directory")).readable);
+}
+
+TEST_F(IndexFiles, areReadOnlyFromRegularFilesAndThroughNoLink) {
+    const auto index = indexOf({{8, 2, "a", std::nullopt}});
+    ASSERT_EQ(0, mkfifo(m_folder.path("pipe").c_str(), 0600));
+
+    EXPECT_EQ("not a regular file", readIndexFile(AT_FDCWD, m_folder.path("pipe")).reason);
+    EXPECT_FALSE(readIndexFile(AT_FDCWD, m_folder.make_link("link", index)).readable);
+}
+
+class KeptPromises : public testing::Test {
+protected:
+    KeptPromises() {
+        std::vector<IndexEntry> entries;
+        for (std::uint32_t i = 0; i < 20; ++i) {
+            entries.push_back({static_cast<std::uint8_t>(i < 3 ? 4 : 8), 2 * i,
+                               "name" + std::to_string(i), std::nullopt});
+        }
+        std::string error;
+        EXPECT_TRUE(buildIndex(entries, m_bytes, error)) << error;
+    }
+
+    [[nodiscard]] std::uint32_t number(std::size_t at) const {
+        std::uint32_t value = 0;
+        std::memcpy(&value, m_bytes.data() + at, sizeof value);
+        return value;
+    }
+    void put(std::size_t at, std::uint32_t value) {
+        std::memcpy(m_bytes.data() + at, &value, sizeof value);
+    }
+    [[nodiscard]] std::string unkept() const {
+        const auto index = decodeIndex(m_bytes);
+        EXPECT_TRUE(index.sound);
+        return index.unkeptPromise;
+    }
+
+    std::string m_bytes;
+};
+
+TEST_F(KeptPromises, areAllThatTheWriterGives) {
+    EXPECT_EQ("", unkept());
+}
+
+TEST_F(KeptPromises, countTheDirectories) {
+    put(8, 4);
+
+    EXPECT_EQ("it counts 4 directories, not 3", unkept());
+}
+
+TEST_F(KeptPromises, findEveryEntryByItsName) {
+    // The first bucket that is in use gives its records to one that is not.
+    std::size_t used = 20;
+    while (number(used) == 0) {
+        used += 4;
+    }
+    std::size_t unused = 20;
+    while (number(unused) != 0) {
+        unused += 4;
+    }
+    put(unused, number(used));
+    put(used, 0);
+
+    EXPECT_THAT(unkept(), testing::HasSubstr("are not found by their names"));
+}
+
+TEST_F(KeptPromises, listEveryEntry) {
+    m_bytes[number(4) + 1] |= 2;
+
+    EXPECT_EQ("19 of 20 entries are not listed", unkept());
+}
+
+TEST_F(KeptPromises, markTheEnd) {
+    std::uint32_t last = number(4);
+    while (last + number(last + 4) < m_bytes.size()) {
+        last += number(last + 4);
+    }
+    m_bytes[last + 1] &= ~2;
+
+    EXPECT_EQ("its end is not marked", unkept());
 }
 
 TEST(NameTables, numberEveryNameOnceWhileTheyGrow) {

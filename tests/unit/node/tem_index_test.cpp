@@ -11,6 +11,7 @@
 #include <random>
 #include <thread>
 
+#include "base/fd.h"
 #include "src/area/index_area.h"
 #include "src/index/index_file.h"
 #include "tests/unit/node/tem_node.h"
@@ -72,10 +73,12 @@ protected:
 
     void changeIndex(const std::string& directory,
                      const std::function<void(std::vector<IndexEntry>&)>& change) {
-        auto entries = dirindex::readIndexFile(path(directory) + "/._qxlnk_.").entries;
+        auto entries = dirindex::readIndexFile(AT_FDCWD, path(directory) + "/._qxlnk_.").entries;
         change(entries);
         std::string error;
-        ASSERT_TRUE(dirindex::replaceIndex(path(directory), entries, error)) << error;
+        ASSERT_TRUE(dirindex::replaceIndex(
+            base::Fd(open(path(directory).c_str(), O_RDONLY | O_DIRECTORY)).get(), entries, error))
+            << error;
     }
 
     Node node;

@@ -103,7 +103,7 @@ std::vector<std::string> referencesIn(const std::string& index) {
 /// Entries by name: their order in the file is that in which the file system gave the names.
 std::string indexAsText(const std::string& path) {
     std::vector<std::string> entries;
-    for (const dirindex::IndexEntry& entry : dirindex::readIndexFile(path).entries) {
+    for (const dirindex::IndexEntry& entry : dirindex::readIndexFile(AT_FDCWD, path).entries) {
         entries.push_back(entry.name + " " + std::to_string(entry.type) + " " +
                           entry.link.value_or("") + ";");
     }
