@@ -1,4 +1,4 @@
-// Lists what the template tools library knows.
+// Lists KR templates and packages with the template tools library.
 #include "qxa/plugins/QXAPkg/QXAKRListing.h"
 
 #include <algorithm>
@@ -126,7 +126,7 @@ public:
                               out == nullptr ? dropped : *out);
     }
 
-    /// What the node has for the container's OS template, whatever was asked for.
+    /// All templates of the node for the container's OS template, whatever the request names.
     int listCompatibleTemplates(QXL::QXLPackageList* out) const {
         std::string osName;
         if (getOsTemplate(osName) != 0) {
@@ -159,7 +159,7 @@ public:
                                  code);
             return QXL::kPkgFailed;
         }
-        // The opposite of what a compatible listing makes of the status: agents expect both.
+        // A listing of compatible templates sets the flag the other way round; agents expect both.
         const bool status = qxtt_get_ve_status(m_veid, &options) == 0;
         TemplateAppender(m_options, out).appendSelected(entries.value(), osName, status, requested);
         return QXL::kPkgOk;
@@ -208,7 +208,7 @@ int getVeidString(const QXL::QXLEID& eid, std::string& veid) {
 
 int listKRInContainer(int veid, const QXL::QXLPackageList& requested,
                       const QXAPackageListOptions& options, QXL::QXLPackageList* out) {
-    // A container has no packages that its templates include: they are all its own.
+    // In a container all packages are its own: there are no "packages of a template" to list.
     if ((options.state() & ~std::uint32_t{kStateIncludedPackages}) == 0) {
         return QXL::kPkgOk;
     }

@@ -9,18 +9,19 @@
 
 namespace QXA {
 
-/// The number of a container in decimal digits, "" for the node.
-/// @return 0, or why there is none: -1, or the result of resolving the EID.
+/// Sets `veid` to the container's number in decimal digits, or to "" for the node.
+/// @return 0; -1 if the configuration has no number; else the EnvResult of resolving the EID.
 int getVeidString(const QXL::QXLEID& eid, std::string& veid);
 
+/// Lists packages and templates of a container.
 /// @param veid       the container's number.
 /// @param requested  KR packages; empty for all.
-/// @param out        may be null. What was listed before a failure stays in it.
+/// @param out        may be null. After a failure it keeps what was listed before.
 /// @return 0, or -1 with a message.
 int listKRInContainer(int veid, const QXL::QXLPackageList& requested,
                       const QXAPackageListOptions& options, QXL::QXLPackageList* out);
 
-/// Parameters and results as above.
+/// Lists KR packages and templates of the node. Parameters and results as above.
 int listKROnNode(const QXL::QXLPackageList& requested, const QXAPackageListOptions& options,
                  QXL::QXLPackageList* out);
 

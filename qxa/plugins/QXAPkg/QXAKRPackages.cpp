@@ -1,4 +1,4 @@
-// Makes records of what the template tools library says.
+// Makes records from the results of the template tools library.
 #include "qxa/plugins/QXAPkg/QXAKRPackages.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@ namespace QXA {
 
 namespace {
 
-/// A text that is not known is an empty one.
+/// An unknown (null) text counts as empty.
 const char* textOf(const char* text) {
     return text == nullptr ? "" : text;
 }

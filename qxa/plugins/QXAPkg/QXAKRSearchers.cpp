@@ -12,8 +12,8 @@ namespace QXA {
 
 namespace {
 
-/// Ends the process in every build when an accumulator lost its destination. Agents know these
-/// reports by their places, which therefore do not follow the lines of this file.
+/// Ends the process, in every build, if an accumulator has no destination. Agents recognise these
+/// reports by file and line, so both are fixed and do not follow changes of this file.
 void requireDestination(const void* _dst, unsigned line, const char* function) {
     if (_dst == nullptr) {
         __assert_fail("_dst", "qxa/plugins/QXAPkg/QXAKRTemplateType", line, function);
@@ -115,8 +115,8 @@ int PackageRPMListReader::listIncludedPackageRPMs(const QXAPackageQXTemplate& kr
             return code;
         }
     }
-    // The first list is what the template itself adds: without it the listing fails, while the
-    // other two may be missing. What they hold is listed all the same.
+    // Without the first list (what the template itself adds) the listing fails. The other two may
+    // be missing; they are listed even if the first is.
     const int result = appendPackages(info.value().packages, osName, out);
     appendPackages(info.value().base_packages, osName, out);
     appendPackages(info.value().late_base_packages, osName, out);

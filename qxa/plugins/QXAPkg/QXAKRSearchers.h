@@ -13,7 +13,7 @@
 
 namespace QXA {
 
-/// Tells whether a listed template is one that was asked for.
+/// Says whether a listed template is a requested one.
 class KRTemplateSearcher {
 public:
     explicit KRTemplateSearcher(const QXAPackageListOptions& options)
@@ -22,11 +22,10 @@ public:
     /// A null request matches nothing.
     bool operator()(const QXL::QXLPackageSP& requested, const QXAPackageQXTemplate& listed) const;
 
-    /// The same name of the same OS template.
+    /// True if names and OS template names are equal.
     static bool matchKRTemplate(const QXL::QXLPackage& a, const QXL::QXLPackage& b);
 
-    /// An OS template and an application template match when one belongs to the other; two of a
-    /// kind, when they are the same.
+    /// True if one template belongs to the other, or both are the same.
     static bool matchCompatibleKRTemplate(const QXAPackageQXTemplate& a,
                                           const QXAPackageQXTemplate& b);
 
@@ -37,22 +36,22 @@ private:
     bool m_compatible;
 };
 
-/// Lists the packages of templates. An accumulator: it returns the list to go on with, null to
-/// stop.
+/// Lists the packages of templates. A function for std::accumulate: it returns `out`, or null after
+/// a failure.
 class PackageRPMListReader {
 public:
     explicit PackageRPMListReader(const QXAPackageListOptions& options);
 
-    /// What is not a KR template is passed over.
+    /// Ignores packages that are not KR templates.
     QXL::QXLPackageList* operator()(QXL::QXLPackageList* out,
                                     const QXL::QXLPackageSP& package) const;
 
-    /// The packages that an OS template's repositories offer; an application template has none.
+    /// Appends the packages of an OS template's repositories; nothing for an application template.
     /// @return 0, -1, or the library's code.
     int listAvailablePackageRPMs(const QXAPackageQXTemplate& krTemplate,
                                  QXL::QXLPackageList& out) const;
 
-    /// The packages that the template itself names. @return 0, -1, or the library's code.
+    /// Appends the packages that the template itself names. @return 0, -1, or the library's code.
     int listIncludedPackageRPMs(const QXAPackageQXTemplate& krTemplate,
                                 QXL::QXLPackageList& out) const;
 
@@ -65,18 +64,18 @@ private:
 
 /// Removes one template from the node.
 struct QXTemplateRemover {
-    /// @param arguments  the command line without names. @return true for a failure.
+    /// @param arguments  the command line without names. @return true on failure.
     bool operator()(const QXL::QXLPackageSP& package, exec_argument_type arguments) const;
 };
 
-/// Collects the names of KR OS templates. An accumulator.
+/// Collects the names of KR OS templates. A function for std::accumulate.
 struct PackageOsNameWriter {
     /// @param _dst  not null. @return `_dst`.
     exec_argument_type* operator()(exec_argument_type* _dst,
                                    const QXL::QXLPackageSP& package) const;
 };
 
-/// Collects the KR templates that an update names rather than brings as files. An accumulator.
+/// Collects the KR templates that an update names (not those in files), for std::accumulate.
 /// @param _dst  not null. @return `_dst`.
 QXL::QXLPackageList* getPackageForUpdate(QXL::QXLPackageList* _dst,
                                          const QXL::QXLInstallationPackageSP& package);

@@ -17,13 +17,13 @@ namespace QXA {
 
 namespace {
 
-/// Exit codes of the KR tool that agents are told about.
+/// Exit codes of the KR tool that have results of their own.
 enum ToolResult : int {
     kToolRefused = 27,
-    kToolForeignFile = 33,  ///< a file that is no KR template package; nothing was changed
+    kToolForeignFile = 33,  ///< a file is not a KR template package; nothing was changed
 };
 
-/// The options that commands take. Others belong to other commands.
+/// The options that each command accepts; it must not get the others.
 constexpr unsigned kInstallFlags =
     QXL::kPkgOptionCacheOnly | QXL::kPkgOptionDryRun | QXL::kPkgOptionForce;
 constexpr unsigned kRemoveFlags =
@@ -40,7 +40,7 @@ void append(QXL::QXLPackageList* out, const QXL::QXLPackageList& records) {
     }
 }
 
-/// Elements without a record give null ones, so that such a request is not taken for an empty one.
+/// An element without a record gives null: the list must not become empty, which means "all".
 QXL::QXLPackageList recordsOf(const QXL::QXLInstallationPackageList& packages) {
     QXL::QXLPackageList records;
     records.reserve(packages.size());
@@ -50,7 +50,7 @@ QXL::QXLPackageList recordsOf(const QXL::QXLInstallationPackageList& packages) {
     return records;
 }
 
-/// The names of the records that are KR templates, or of those that are not.
+/// The names of the KR templates in a list, or of everything else in it.
 exec_argument_type namesOf(const QXL::QXLPackageList& packages, bool templates) {
     exec_argument_type names;
     for (const auto& package : packages) {
@@ -66,8 +66,8 @@ exec_argument_type joined(exec_argument_type arguments, const exec_argument_type
     return arguments;
 }
 
-/// Has the tool change a container, or whatever its arguments name when the EID is the node's:
-/// templates first, then packages, which may be theirs.
+/// Runs the tool for a container, or, if the EID is the node's, without a container's number: first
+/// for the templates, then for the packages, which may come with the templates.
 int runVeCommand(const exec_argument_type& arguments, const QXL::QXLEID& eid,
                  const QXL::QXLPackageList& packages, QXL::QXLPackageList* out) {
     std::string veid;
@@ -99,7 +99,7 @@ int runVeCommand(const exec_argument_type& arguments, const QXL::QXLEID& eid,
     return QXL::kPkgOk;
 }
 
-/// Has the tool install or update templates out of files.
+/// Runs the tool to install or update templates from files.
 int runNodeTemplateCommand(const exec_argument_type& arguments, const exec_argument_type& paths,
                            QXL::QXLPackageList& out) {
     if (paths.empty()) {
@@ -125,7 +125,7 @@ exec_argument_type cacheArguments(const char* command,
     return arguments;
 }
 
-/// Has the tool build or renew the caches of the OS templates in a list.
+/// Runs the tool to build or rebuild the caches of the OS templates in a list.
 int runCacheCommand(const char* command, const QXL::QXLPackageList& packages,
                     const QXL::QXLPackageManagerOptions& options) {
     exec_argument_type names;
@@ -205,7 +205,7 @@ int QXAKRTemplateImpl::removeFromNode(const QXL::QXLPackageList& pkgs,
     if (!checkTemplateUsage(selected)) {
         return QXL::kPkgFailed;
     }
-    // An OS template goes after the application templates that belong to it.
+    // Application templates go first: an OS template cannot be removed while it has some.
     const auto applicationsEnd =
         std::stable_partition(selected.begin(), selected.end(), isKRApplicationTemplate);
     const bool failed = std::any_of(
@@ -280,7 +280,7 @@ int QXAKRTemplateImpl::installOnNode(const QXL::QXLInstallationPackageList& pkgs
     if (result != QXL::kPkgOk) {
         return result;
     }
-    // What the caller's list holds already counts as installed with it.
+    // Records that are already in the caller's list count as installed, too.
     QXL::QXLPackageList installed;
     if (out != nullptr) {
         installed = *out;

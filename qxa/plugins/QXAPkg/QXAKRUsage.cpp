@@ -1,4 +1,4 @@
-// Which KR templates the containers of this node use, and may not lose.
+// Finds KR templates that containers of this node use: these must not be removed.
 #include <algorithm>
 #include <iterator>
 #include <memory>
@@ -15,7 +15,7 @@ namespace QXA {
 
 namespace {
 
-/// Orders records by name, then OS name; an unset OS name is an empty one.
+/// Orders records by name, then OS name; an unset OS name counts as empty.
 bool usageLess(const QXL::QXLPackageSP& a, const QXL::QXLPackageSP& b) {
     const int order = a->name.compare(b->name);
     return order != 0 ? order < 0 : osNameOf(*a) < osNameOf(*b);
@@ -25,7 +25,7 @@ bool sameUsage(const QXL::QXLPackageSP& a, const QXL::QXLPackageSP& b) {
     return a->name == b->name && osNameOf(*a) == osNameOf(*b);
 }
 
-/// A record with what templates are compared by: dotted names. An OS template has no OS name.
+/// A record for comparisons: names with their dot; an OS template has no OS name.
 QXL::QXLPackageSP usageRecord(const std::string& name, const std::string& osName) {
     auto record = std::make_shared<QXL::QXLPackage>();
     assignDottedName(record->name, name.c_str());
@@ -33,7 +33,7 @@ QXL::QXLPackageSP usageRecord(const std::string& name, const std::string& osName
     return record;
 }
 
-/// The records of packages to remove; packages that are no templates are compared as they are.
+/// Such records for the packages to remove; a package that is not a template stays as it is.
 QXL::QXLPackageList usageRecords(const QXL::QXLPackageList& packages) {
     QXL::QXLPackageList records;
     for (const auto& package : packages) {

@@ -1,4 +1,4 @@
-// Digests list options.
+// Works out list options.
 #include "qxa/plugins/QXAPkg/QXAPackageListOptions.h"
 
 namespace QXA {

@@ -1,4 +1,4 @@
-// QXAPackageListOptions: the agent's list options as the technologies read them.
+// QXAPackageListOptions: the agent's list options in the form that technologies use.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace QXA {
 
-/// Requested kinds of packages, as showFlags() has them.
+/// Bits of showFlags(): the requested kinds of packages.
 enum PackageKind : std::uint32_t {
     kShowPackages = 1,              ///< "rpm"
     kShowOsTemplates = 2,           ///< "os"
@@ -15,7 +15,7 @@ enum PackageKind : std::uint32_t {
     kShowTemplates = kShowOsTemplates | kShowApplicationTemplates,
 };
 
-/// Bits of state() beside the three kinds.
+/// More bits of state(), which also has those above: what the listing has to show.
 enum PackageListState : std::uint32_t {
     kStateNodeOsTemplates = 8,
     kStateApplicationTemplates = 16,
@@ -23,7 +23,7 @@ enum PackageListState : std::uint32_t {
     kStateCompatiblePackages = 64,
 };
 
-/// A value.
+/// A value. Without a requested kind, templates of both kinds are shown.
 class QXAPackageListOptions {
 public:
     /// @param options      the agent's list options.

@@ -1,4 +1,4 @@
-// Orders of packages and templates, and the intersection that is made under them.
+// Orders of packages and templates, and intersections of sorted ranges.
 #pragma once
 
 #include <string>
@@ -8,9 +8,9 @@
 
 namespace QXA {
 
-/// Orders package records by one text, then by another, byte-wise. Takes records and shared
-/// pointers to records in any pairing, so that one instance sorts both and intersects one with the
-/// other. Pointers are not null.
+/// Orders package records by one text, then by another, byte by byte. It compares records and
+/// shared pointers to records, in any combination, so that one object can sort and intersect lists
+/// of both. Pointers must not be null.
 template <std::string QXL::QXLPackage::*First, std::string QXL::QXLPackage::*Second>
 struct PackageLessT {
     template <typename A, typename B>
@@ -37,8 +37,8 @@ inline bool templateLess(const QXATemplate& a, const QXATemplate& b) {
     return order != 0 ? order < 0 : a.version < b.version;
 }
 
-/// Usage match order: an empty version is equivalent to every version of the same name. On purpose
-/// no strict weak order over mixed versions; see mergeIntersection.
+/// The order for matching used templates: an empty version equals every version of the same name.
+/// It is intentionally not a strict weak order if versions are mixed; see mergeIntersection.
 inline bool templateUsageLess(const QXATemplate& a, const QXATemplate& b) {
     const int order = a.name.compare(b.name);
     if (order != 0) {
@@ -47,9 +47,8 @@ inline bool templateUsageLess(const QXATemplate& a, const QXATemplate& b) {
     return !a.version.empty() && !b.version.empty() && a.version < b.version;
 }
 
-/// The merge-style intersection of two sorted ranges, elements taken from the first. The library's
-/// set_intersection does the same, but is undefined for an order that is not strict and weak, and
-/// the usage match order is not.
+/// The intersection of two sorted ranges, with the elements of the first. std::set_intersection
+/// does the same, but its behaviour is undefined for an order such as templateUsageLess.
 template <typename FirstIterator, typename SecondIterator, typename Output, typename Less>
 Output mergeIntersection(FirstIterator first, FirstIterator firstEnd, SecondIterator second,
                          SecondIterator secondEnd, Output out, Less less) {

@@ -1,4 +1,4 @@
-// Package lists as messages name them.
+// Names of packages for messages.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace QXA {
 
-/// The record's name, followed by " (OS name)" when it carries an OS name; "" for a null record. Of
-/// an installation element without a record, its file path.
+/// The record's name, followed by " (OS name)" if it has an OS name; "" for a null record. For an
+/// installation element without a record, its file path.
 std::string getStringFromPackage(const QXL::QXLPackageSP& package);
 std::string getStringFromPackage(const QXL::QXLInstallationPackageSP& package);
 

@@ -31,7 +31,7 @@ void requestPackagesCacheUpdate(QXL::QXLAccess transport, const QXL::QXLEID& eid
         QXL::Log.put(QXL::kLogError, "[%s]: QXLRawRequestAgent::beginCommand failed.", kFunction);
         return;
     }
-    // The command has no body; its place is given back before the command is sent.
+    // The command has no body; the iterator must be deleted before the command is sent.
     body.reset();
     const int status = request.endCommand();
     if (status == 0) {

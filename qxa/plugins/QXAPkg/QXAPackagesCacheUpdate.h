@@ -6,10 +6,10 @@
 
 namespace QXA {
 
-/// Asks the operator "qxapkgmonitor" to rebuild its package cache, under the agent's own identity,
-/// and waits for it. A failure is logged; nothing is reported to the caller.
-/// @param transport  the request's access provider.
-/// @param eid        whose agent; EID_INVALID is the local one.
+/// Asks the operator "qxapkgmonitor", with the agent's own token, to rebuild its package cache and
+/// waits for it. A failure is logged and not reported to the caller.
+/// @param transport  the request's access provider; null is logged as a failure.
+/// @param eid        the environment whose agent is asked; EID_INVALID: the local agent.
 void requestPackagesCacheUpdate(QXL::QXLAccess transport, const QXL::QXLEID& eid);
 
 }  // namespace QXA

@@ -57,7 +57,7 @@ bool isHeading(const char* line) {
 
 exec_argument_type makeExecArguments(const char* command, int flags, const QXL::QXLEID& eid) {
     exec_argument_type arguments{kProgram, command};
-    // Fetching concerns the packages of a template, wherever it is asked for.
+    // "fetch" works on packages, so it does not get the word "template" even for the node.
     if (eid == QXL::QXLEID::EID_LOCAL && std::strcmp(command, kFetch) != 0) {
         arguments.emplace_back(kTemplate);
     }

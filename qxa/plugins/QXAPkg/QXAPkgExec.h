@@ -1,4 +1,4 @@
-// Command lines of the KR tool: making them, running them, and reading what it prints.
+// Command lines of the KR tool: make them, run them, and read their output.
 #pragma once
 
 #include <string>
@@ -13,14 +13,14 @@
 
 namespace QXA {
 
-/// Words that commands are made of beyond those of makeExecArguments().
+/// Words of commands that makeExecArguments() does not add.
 inline constexpr const char* kExecCache = "cache";      ///< the caches of OS templates
-inline constexpr const char* kExecPackages = "-p";      ///< names are those of packages
-inline constexpr const char* kExecOfOsTemplate = "-F";  ///< an OS template's name follows
+inline constexpr const char* kExecPackages = "-p";      ///< the names are those of packages
+inline constexpr const char* kExecOfOsTemplate = "-F";  ///< the first name is an OS template's
 
-/// The words of one command: the program, the command, "template" for the node's templates, and the
-/// switches.
-/// @param flags  bits of QXL::PkgOption, masked by the operation.
+/// The beginning of a command line: the program, the command, "template" if the EID is EID_LOCAL
+/// (the node's templates), and the options.
+/// @param flags  bits of QXL::PkgOption that the command accepts.
 exec_argument_type makeExecArguments(const char* command, int flags, const QXL::QXLEID& eid);
 
 /// A function object that joins two texts.
@@ -36,22 +36,23 @@ private:
     std::string m_separator;
 };
 
-/// All words, each after a blank: "' qxpkg clean' exec failed" is how agents know these messages.
+/// All words, each after a blank. Agents expect the first blank, as in "' qxpkg clean' exec
+/// failed".
 std::string joinExecArguments(const exec_argument_type& arguments);
 
-/// Takes lines and does nothing with them.
+/// Ignores the lines that it gets.
 struct QXLPkgLocalExecStub {
     bool operator()(const char* /*line*/) const { return true; }
 };
 
-/// Runs command lines and hands each line of output to a handler, which must outlive it.
+/// Runs command lines and passes each line of output to a handler, which must outlive this object.
 template <typename Handler>
 class QXLPkgLocalExecHelperT {
 public:
     explicit QXLPkgLocalExecHelperT(Handler& handler) : m_handler(handler) {}
 
-    /// @return the code of QXLPkgMLocal::exec. When it is not 0, the message names the command line
-    /// and the reason.
+    /// @return the code of QXLPkgMLocal::exec. If it is not 0, the message has the command line and
+    /// the reason.
     int exec(const exec_argument_type& arguments) {
         std::vector<const char*> words;
         words.reserve(arguments.size());
@@ -66,7 +67,7 @@ public:
         return result;
     }
 
-    /// The callback of QXLPkgMLocal::exec. What the handler answers does not stop the program.
+    /// The callback of QXLPkgMLocal::exec. The handler's result does not stop the program.
     static bool execEntryPoint(void* context, const char* line) {
         if (context == nullptr) {
             return false;
@@ -79,18 +80,18 @@ private:
     Handler& m_handler;
 };
 
-/// Reads one line of output into records.
+/// Appends the records of one line of output. @return not used.
 using ExecLineParser = bool (*)(QXL::QXLPackageList& out, const char* line);
 
 /// Runs a command line. @return the code of QXLPkgMLocal::exec.
 int execCommand(const exec_argument_type& arguments);
 
-/// Runs a command line and parses its output into `out`, which is ignored when `out` is null.
+/// Runs a command line and parses its output into `out`; if `out` is null, the output is ignored.
 int execCommand(const exec_argument_type& arguments, ExecLineParser parser,
                 QXL::QXLPackageList* out);
 
-/// Finds the next word of a text. Moves `start` to it, and `end` behind it.
-/// @return false when there is none.
+/// Finds the next word of a text. Moves `start` to its first character and `end` behind its last.
+/// @return false if there is no word.
 bool nextToken(const char*& start, const char*& end, const char* delimiters);
 
 /// "name architecture version" gives a package record; headings, which end in ":", give none.

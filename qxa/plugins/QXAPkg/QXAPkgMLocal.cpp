@@ -19,7 +19,7 @@ namespace {
 /// The target of a request: the node, or one container of it with its configuration.
 class QXAPkgMOperand {
 public:
-    /// An operand that is unresolved leaves the reason in the request's message.
+    /// If the target cannot be resolved, the request's message has the reason.
     static QXAPkgMOperand getOperand(const QXL::QXLEID& eid) {
         QXAPkgMOperand operand;
         switch (QXATemplateTypeImpl::getVeConfig(eid, operand.m_config)) {
@@ -38,10 +38,10 @@ public:
     [[nodiscard]] bool isLocalNode() const { return m_state == kNode; }
     bool operator!() const { return m_state == kUnresolved; }
 
-    /// Meaningful for a container only.
+    /// The container's configuration; valid only for a container.
     [[nodiscard]] const QXAEnvConfig& getVE() const { return m_config; }
 
-    /// The container's number; 0 for everything else, and when it has none.
+    /// The container's number; 0 if the target is no container or has no number.
     [[nodiscard]] int getVEID() const {
         int veid = 0;
         return m_state == kContainer && m_config.getVeid(veid) == 0 ? veid : 0;
@@ -68,7 +68,7 @@ bool isAllowed(const QXAPkgMOperand& operand, const QXL::QXLEID& eid, const Righ
                                   : client.accessCheck(eid, rights.container)) == 0;
 }
 
-/// Tells listeners that a container changed; nothing for the node or a container without number.
+/// Tells listeners that a container changed. Does nothing for the node or without a number.
 void containerChanged(const QXAPkgMOperand& operand, const QXL::QXLAccess& access) {
     const int veid = operand.getVEID();
     if (veid > 0) {
@@ -84,7 +84,7 @@ QXL::QXLPackageSP recordOf(const QXL::QXLInstallationPackageSP& package) {
     return package == nullptr ? nullptr : package->package;
 }
 
-/// The packages, in order, that do not suit operations inside a container of this technology.
+/// The packages, in order, that the technology cannot use inside a container.
 template <typename List>
 List unsuitable(const QXATemplateTypeImpl& type, const List& pkgs) {
     List refused;
@@ -94,7 +94,8 @@ List unsuitable(const QXATemplateTypeImpl& type, const List& pkgs) {
     return refused;
 }
 
-/// Refuses by name what does not suit. Removals and updates say "installed", too: agents match it.
+/// Refuses unsuitable packages and names them. The text says "installed" also for removals and
+/// updates: agents look for it.
 template <typename List>
 bool refuseUnsuitable(const QXATemplateTypeImpl& type, const List& pkgs) {
     const auto refused = unsuitable(type, pkgs);
@@ -132,7 +133,7 @@ int admit(const QXL::QXLEID& eid, const Rights& rights, int unresolved, QXAPkgMO
     return isAllowed(operand, eid, rights) ? int{QXL::kPkgOk} : int{QXL::kPkgAccessDenied};
 }
 
-/// Asks every technology that serves the target. A technology's own code is not passed on.
+/// Asks every technology that serves the target. If one fails, the result is -1, not its own code.
 template <typename Types, typename Ask>
 int askEach(const Types& types, const QXL::QXLEID& eid, const Ask& ask) {
     QXAPkgMOperand operand;
@@ -149,8 +150,8 @@ int askEach(const Types& types, const QXL::QXLEID& eid, const Ask& ask) {
     return QXL::kPkgOk;
 }
 
-/// Has every technology that serves the target change it, up to the first that fails.
-/// @param unsuitableCode  the code when packages do not suit the container.
+/// Lets every technology that serves the target change it; stops at the first failure.
+/// @param unsuitableCode  the code if packages do not suit the container.
 template <typename Types, typename List, typename OnNode, typename InVE>
 int changeEach(const Types& types, const QXL::QXLEID& eid, const QXAPkgMOperand& operand,
                const List& pkgs, int unsuitableCode, const OnNode& onNode, const InVE& inVE) {
@@ -171,7 +172,7 @@ int changeEach(const Types& types, const QXL::QXLEID& eid, const QXAPkgMOperand&
 }  // namespace
 
 QXAPkgMLocal::QXAPkgMLocal(QXL::QXLAccess access) : QXL::QXLPkgMLocal(std::move(access)) {
-    // The order is part of the interface: whatever both could take goes to the first.
+    // The order is part of the interface: the first technology gets what both could take.
     m_types.push_back(std::make_shared<QXAKRTemplateImpl>());
     m_types.push_back(std::make_shared<QXAStandardTemplateImpl>());
 }
@@ -189,7 +190,7 @@ int QXAPkgMLocal::install(const QXL::QXLEID& eid, const QXL::QXLInstallationPack
     if (pkgs.empty()) {
         return QXL::kPkgOk;
     }
-    // A container that no technology serves gets nothing, and that is a success.
+    // If no technology serves the container, nothing is installed and the request succeeds.
     int result = QXL::kPkgOk;
     const auto type = std::find_if(m_types.begin(), m_types.end(), [&](const TypeSP& candidate) {
         return candidate->isVeCompatible(eid, operand.getVE());
@@ -255,7 +256,7 @@ int QXAPkgMLocal::update(const QXL::QXLEID& eid, const QXL::QXLInstallationPacka
         [&](QXATemplateTypeImpl& type) { return type.updateOnNode(pkgs, opts, out); },
         [&](QXATemplateTypeImpl& type) { return type.updateInVE(eid, pkgs, opts, out); });
     containerChanged(operand, access());
-    // An empty list stands for everything, so the node may have changed whatever the list holds.
+    // An empty list means everything, so the node may have changed even then.
     if (operand.isLocalNode()) {
         nodeChanged();
     }

@@ -10,11 +10,11 @@
 
 namespace QXA {
 
-/// Resolves the target, checks the caller's rights, and hands the request to the technologies in
-/// order; afterwards tells the agent what changed. Keeps nothing between operations.
+/// Resolves the target, checks the caller's rights, passes the request to the technologies in
+/// order, and then tells the agent what changed. It keeps no state between operations.
 class QXAPkgMLocal : public QXL::QXLPkgMLocal, public virtual QXAPkgM {
 public:
-    /// @param access the provider of the request that this object serves; may be null.
+    /// @param access  the provider of the request that this object serves; may be null.
     explicit QXAPkgMLocal(QXL::QXLAccess access);
 
     int install(const QXL::QXLEID& eid, const QXL::QXLInstallationPackageList& pkgs,
@@ -33,9 +33,10 @@ public:
 protected:
     using TypeSP = std::shared_ptr<QXATemplateTypeImpl>;
 
-    std::vector<TypeSP> m_types;  ///< asked in this order; fixed once the object is constructed
+    std::vector<TypeSP> m_types;  ///< asked in this order; only the constructor changes it
 
 private:
+    /// Offers the files to one technology after the other, until one does not answer 3511.
     int installOnNode(const QXL::QXLInstallationPackageList& pkgs, QXL::QXLPackageList* out,
                       const QXL::QXLPackageManagerOptions& opts);
 

@@ -1,4 +1,4 @@
-// Entry points by which the agent registers and withdraws this plug-in.
+// Entry points with which the agent registers and unregisters this plug-in.
 #include <memory>
 
 #include "QXA/QXALibFunctionality.h"
@@ -11,14 +11,14 @@ namespace {
 using Kit = QXL::QXLFunctionality<QXA::QXALibFunctionality>;
 using Factory = QXL::QXLFunctionalFactoryLocalImpl<QXA::QXAPkgM, QXA::QXAPkgMLocal>;
 
-// Stays set after the plug-in was withdrawn: it registers once per load.
+// Stays true after unregistering: the plug-in registers only once per load.
 bool registered = false;
 
 }  // namespace
 
 extern "C" {
 
-/// Registers the package-manager factory. Another factory that holds the key already stays.
+/// Registers the package-manager factory. If the key has a factory already, that one stays.
 /// @return 0.
 QXL_API int initQXAPkgMLocal() {
     if (registered) {
@@ -30,7 +30,7 @@ QXL_API int initQXAPkgMLocal() {
     return 0;
 }
 
-/// Withdraws whatever factory lies under the key. @return 0.
+/// Unregisters the factory under the key, whoever registered it. @return 0.
 QXL_API int finiQXAPkgMLocal() {
     Kit::kit().getQXAPkgMMultiplexer().unregisterLocalFactory(QXA::kTechnologyName);
     return 0;

@@ -1,4 +1,4 @@
-// Owners of what the template tools library hands out.
+// Owners of results of the template tools library.
 #pragma once
 
 #include <cstdlib>
@@ -7,8 +7,8 @@
 
 namespace QXA {
 
-/// The result of one query, released once on every way out. Only a query that succeeds leaves
-/// something to release: after a failure the library has none, whatever the variable then holds.
+/// Owns the result of one query. It releases the result only if the query succeeded: after a
+/// failure there is nothing to release, whatever the variable holds.
 template <typename Value, void (*Release)(Value*)>
 class QxttResult {
 public:
@@ -21,7 +21,7 @@ public:
         }
     }
 
-    /// Runs a query on the address of the value. To be called once. @return the query's code.
+    /// Calls the query with the address of the value; call it only once. @return the query's code.
     template <typename Query>
     int fill(const Query& query) {
         const int code = query(&m_value);
@@ -29,7 +29,7 @@ public:
         return code;
     }
 
-    /// Meaningful after a query that succeeded.
+    /// Valid only after a query that succeeded.
     [[nodiscard]] const Value& value() const { return m_value; }
 
 private:
@@ -37,7 +37,7 @@ private:
     bool m_held = false;
 };
 
-/// Releases a result that is one block.
+/// Releases a result that is one block of memory.
 template <typename Pointer>
 void freeQxttBlock(Pointer* block) {
     std::free(*block);

@@ -27,7 +27,8 @@ QXATEMLocal::pkgType kindOf(std::uint32_t kinds) {
     }
 }
 
-/// Makes room without giving up the doubling that keeps appending cheap.
+/// Reserves room for `more` records. It at least doubles the capacity, so that repeated calls stay
+/// cheap.
 void makeRoom(StandardRecords& records, std::size_t more) {
     const auto needed = records.size() + more;
     if (needed > records.capacity()) {
@@ -35,8 +36,9 @@ void makeRoom(StandardRecords& records, std::size_t more) {
     }
 }
 
-/// Finds the selected records that a record could be compatible with: whatever else the rule asks,
-/// the name of one of the two must be the other's name or stand among its base OS templates.
+/// Finds the selected records that a record can be compatible with. In each compatible pair the
+/// names are equal, or one template is a base OS template of the other; so an index by name is
+/// enough.
 class CompatibilityIndex {
 public:
     explicit CompatibilityIndex(const StandardSelection& selected) {
@@ -125,7 +127,7 @@ StandardSelection selectRequested(const QXL::QXLPackageList& requested,
     std::sort(sorted.begin(), sorted.end(),
               [&](const auto* a, const auto* b) { return less(*a, *b); });
 
-    // Records are pointers here, so the two sides are told apart by type.
+    // The two ranges hold pointers of different types.
     struct Less {
         bool operator()(const QXAStandardQXTemplateEx* a, const QXL::QXLPackageSP& b) const {
             return PackageLess()(*a, b);

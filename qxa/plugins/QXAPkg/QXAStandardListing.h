@@ -1,4 +1,4 @@
-// Listing of standard templates: read, select, append.
+// Listing of standard templates: read them, select some, append them to a result.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,16 @@ namespace QXA {
 
 using StandardRecords = std::vector<QXAStandardQXTemplateEx>;
 
-/// Some of the records of a list, which must outlive it.
+/// Some records of a list; the list must outlive it.
 using StandardSelection = std::vector<const QXAStandardQXTemplateEx*>;
 
-/// Reads the configuration of every version of every template. @return 0, or -1.
+/// Appends a record for every version of every template. @return 0 or -1.
 int collectRecords(const std::vector<QXAPackageInfo>& infos, StandardRecords& out);
 
-/// Reads the templates of an environment. @param kinds  PackageKind bits. @return 0, or -1.
+/// Appends the templates of an environment. @param kinds  PackageKind bits. @return 0 or -1.
 int readTemplates(const QXL::QXLEID& eid, std::uint32_t kinds, StandardRecords& out);
 
+/// All records, in order.
 StandardSelection allOf(const StandardRecords& records);
 
 /// The records whose name and version equal a requested package's, in the order of name and
@@ -30,13 +31,14 @@ StandardSelection allOf(const StandardRecords& records);
 StandardSelection selectRequested(const QXL::QXLPackageList& requested,
                                   const StandardRecords& records);
 
-/// The records of `all`, in order, with which some record of `selected` is compatible.
+/// The records of `all`, in order, that are compatible with a record of `selected`.
 StandardSelection selectCompatible(const StandardSelection& selected, const StandardRecords& all);
 
-/// Appends a copy of each record without its description, and without its summary when wanted.
+/// Appends a copy of each record without its description and, if `dropSummary`, without its
+/// summary.
 void appendRecords(const StandardSelection& records, bool dropSummary, QXL::QXLPackageList* out);
 
-/// Appends templates, packages of templates, or both, as the options ask.
+/// Appends the templates, the packages of the templates, or both, as the options say.
 void appendListing(const StandardSelection& records, const QXAPackageListOptions& options,
                    QXL::QXLPackageList* out);
 

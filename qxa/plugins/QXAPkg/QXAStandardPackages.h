@@ -1,5 +1,4 @@
-// Standard template packages among others, and the function objects that read them from the
-// template manager.
+// Selects standard templates from lists of packages, and reads them from the template manager.
 #pragma once
 
 #include <memory>
@@ -20,7 +19,7 @@ bool isStandardPackage(const std::shared_ptr<const QXL::QXLPackage>& package);
 QXL::QXLPackageList standardPackages(const QXL::QXLPackageList& packages);
 QXL::QXLPackageList standardPackages(const QXL::QXLInstallationPackageList& packages);
 
-/// Their keys.
+/// The keys of the standard packages of a list, in order.
 std::vector<QXATemplate> standardTemplates(const QXL::QXLPackageList& packages);
 std::vector<QXATemplate> standardTemplates(const QXL::QXLInstallationPackageList& packages);
 
@@ -29,8 +28,8 @@ class StandardPackageConfigReader {
 public:
     explicit StandardPackageConfigReader(std::string name) : m_name(std::move(name)) {}
 
-    /// Appends the record of `version`; one that is not known adds nothing, one that cannot be read
-    /// is logged. @return false: the walk goes on.
+    /// Appends the record of `version`. An unknown version is ignored, one that cannot be read is
+    /// logged. @return false: always go on.
     bool operator()(const QXAPackageVersion& version,
                     std::vector<QXAStandardQXTemplateEx>* records) const;
 
@@ -40,8 +39,8 @@ private:
 
 /// Reads one requested template from the template manager.
 struct StandardPackageTEMReader {
-    /// Appends a described record; a template that is not known adds nothing, nor does a null one.
-    /// @return true to stop with failure.
+    /// Appends a record with all fields; ignores an unknown template and a null request.
+    /// @return true on failure: the caller stops.
     bool operator()(const std::shared_ptr<const QXL::QXLPackage>& package,
                     QXL::QXLPackageList* out) const;
 };
@@ -51,6 +50,7 @@ struct RPMPackagesAppender {
     void operator()(const QXAStandardQXTemplateEx& record, QXL::QXLPackageList* out) const;
 };
 
+/// True if `a` is compatible with `b`.
 struct PackagesCompatibilityChecker {
     bool operator()(const QXAStandardQXTemplateEx& a, const QXAStandardQXTemplateEx& b) const {
         return a.compatible(b);

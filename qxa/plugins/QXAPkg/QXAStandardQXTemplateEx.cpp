@@ -1,4 +1,4 @@
-// Builds standard template records and tells which of them go together.
+// Builds standard template records and says which of them are compatible.
 #include "qxa/plugins/QXAPkg/QXAStandardQXTemplateEx.h"
 
 #include <strings.h>
@@ -13,7 +13,7 @@ namespace QXA {
 
 namespace {
 
-/// A record that belongs to the template: its platform and architecture are the template's.
+/// A record that belongs to the template and has its platform and architecture.
 std::shared_ptr<QXL::QXLPackage> memberRecord(const QXATemplateConfigInfo& info,
                                               const QXATemplate& key) {
     auto record = std::make_shared<QXL::QXLPackage>();
@@ -44,7 +44,7 @@ bool anyMatchesBaseOs(const QXL::QXLPackageList& entries, const QXL::QXLPackage&
     return false;
 }
 
-/// Both lists are expected in ascending order and are taken as they are.
+/// Both lists should be sorted; this is not checked.
 bool shareTechnology(const std::vector<std::string>& a, const std::vector<std::string>& b) {
     std::vector<std::string> common;
     mergeIntersection(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(common),
@@ -90,7 +90,7 @@ QXAStandardQXTemplateEx::QXAStandardQXTemplateEx(const QXATemplateConfigInfo& in
 }
 
 bool QXAStandardQXTemplateEx::compatible(const QXAStandardQXTemplateEx& other) const {
-    // Only the platform ignores case: names, versions and architectures come from one source each.
+    // Only the platform is compared without case: people write it in different ways.
     const auto platform = os.platform.value_or("");
     const auto otherPlatform = other.os.platform.value_or("");
     if (strcasecmp(platform.c_str(), otherPlatform.c_str()) != 0) {
@@ -106,7 +106,7 @@ bool QXAStandardQXTemplateEx::compatible(const QXAStandardQXTemplateEx& other) c
     return other.isOsTemplate ? anyMatchesBaseOs(baseOsTemplates, other) : name == other.name;
 }
 
-// Reported as the place of a second default factory.
+// The file and line that a report of a second default factory would name.
 constexpr unsigned kRegistrationLine = 16;
 
 QXAStandardQXTemplateExFactory factoryQXAStandardQXTemplateEx(

@@ -9,17 +9,17 @@
 
 namespace QXA {
 
-/// A package record with a standard template's base OS templates and packages.
+/// The record of a standard template, with its base OS templates and packages.
 class QXAStandardQXTemplateEx : public QXAPackageQXTemplateStd {
 public:
     QXAStandardQXTemplateEx() = default;
 
-    /// Built from the configuration of one version and the version as it was listed.
+    /// Made from the configuration of one version and the listed version.
     QXAStandardQXTemplateEx(const QXATemplateConfigInfo& info, const QXAPackageVersion& ver);
 
-    /// True when the two templates go together: an application template with an OS template that it
-    /// is made for, two OS templates of one name and architecture that share a technology, two
-    /// application templates of one name; both of the same platform.
+    /// True if both have the same platform and are compatible: an application template and an OS
+    /// template that it is made for; two OS templates with the same name and architecture and a
+    /// common technology; two application templates with the same name.
     [[nodiscard]] bool compatible(const QXAStandardQXTemplateEx& other) const;
 
     QXL::QXLPackageList baseOsTemplates;  ///< OS templates that an application template is made for

@@ -39,7 +39,7 @@ int listPlain(const QXL::QXLEID& where, const QXL::QXLPackageList& packages,
     return QXL::kPkgOk;
 }
 
-/// What the node has for the container's OS template.
+/// Appends the node's templates that are compatible with the container's OS template.
 int listCompatibleInContainer(const QXL::QXLEID& eid, const QXAPackageListOptions& options,
                               QXL::QXLPackageList* out) {
     if (options.showFlags() == kShowPackages) {
@@ -63,7 +63,7 @@ int listCompatibleInContainer(const QXL::QXLEID& eid, const QXAPackageListOption
     return QXL::kPkgOk;
 }
 
-/// What the node has that goes with the requested templates.
+/// Appends the node's templates that are compatible with the requested ones.
 int listCompatibleOnNode(const QXL::QXLPackageList& packages, const QXAPackageListOptions& options,
                          QXL::QXLPackageList* out) {
     if (packages.empty()) {
@@ -80,7 +80,7 @@ int listCompatibleOnNode(const QXL::QXLPackageList& packages, const QXAPackageLi
     return QXL::kPkgOk;
 }
 
-/// What the template manager's results of an installation mean to the agent.
+/// The agent's code for a result of the template manager's set().
 int installationResult(int result) {
     switch (result) {
         case kTemOk:

@@ -1,19 +1,18 @@
-// QXAStandardTemplateImpl: the technology of standard QX templates, which the template manager
-// keeps.
+// QXAStandardTemplateImpl: the technology of standard QX templates.
 #pragma once
 
 #include "qxa/plugins/QXAPkg/QXATemplateTypeImpl.h"
 
 namespace QXA {
 
-/// Every call into the template manager goes to a fresh QXATEMLocal.
+/// The template manager (QXATEMLocal) does the work; each call gets a new manager object.
 class QXAStandardTemplateImpl : public QXATemplateTypeImpl {
 public:
-    /// Standard templates have no packages to fetch and no cache of them: 0.
+    /// Do nothing and return 0: standard templates have no packages to download.
     int clean(const QXL::QXLPackageList& pkgs) override;
     int fetch(const QXL::QXLPackageList& pkgs) override;
 
-    /// 1 when a template cannot be asked for; unknown ones are passed over.
+    /// 1 if the template manager fails; unknown templates are ignored.
     int info(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
              QXL::QXLPackageList* out) override;
     int list(const QXL::QXLEID& eid, const QXL::QXLPackageList& pkgs,
@@ -35,8 +34,11 @@ public:
         std::shared_ptr<const QXL::QXLPackage> pkg) const override;
 
 private:
+    /// False, with a message, if a container uses a template or that cannot be found out.
     bool checkTemplatesNotInUse(std::vector<QXATemplate> keys);
+    /// Collects the templates that containers of this node use. @return 0, or a failure.
     int collectUsedTemplates(std::vector<QXATemplate>& out);
+    /// Appends the templates that an environment of this technology is configured with.
     void appendTemplatesOf(const QXL::QXLEnv& env, std::vector<QXATemplate>& out);
 };
 

@@ -1,4 +1,4 @@
-// Which standard templates the containers of this node use, and may not lose.
+// Finds standard templates that containers of this node use: these must not be removed.
 #include <algorithm>
 #include <iterator>
 #include <optional>
@@ -15,7 +15,7 @@ namespace QXA {
 
 namespace {
 
-/// The environments could not be looked at; stays inside this technology.
+/// The environments could not be listed. Callers outside this technology never see the code.
 constexpr int kUsageUnknown = -3;
 
 void sortTemplates(std::vector<QXATemplate>& templates) {
@@ -30,7 +30,7 @@ std::string joinTemplates(const std::vector<QXATemplate>& templates) {
     return text;
 }
 
-/// Replaces each template by the versions that the node has of it.
+/// Appends, for each template, all versions of it that the node has.
 int expandVersions(const std::vector<QXATemplate>& templates, std::vector<QXATemplate>& out) {
     for (const auto& key : templates) {
         QXAPackageInfo info;

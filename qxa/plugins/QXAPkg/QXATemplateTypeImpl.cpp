@@ -1,4 +1,4 @@
-// What all template technologies share.
+// The parts that all template technologies share.
 #include "qxa/plugins/QXAPkg/QXATemplateTypeImpl.h"
 
 #include "QXA/QXALibFunctionality.h"
