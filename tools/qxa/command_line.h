@@ -1,4 +1,4 @@
-// The command line of qxa: its option tree, as CLI11 holds it.
+// The command line of qxa: its option tree.
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@ class App;
 
 namespace qxa {
 
-/// Everything that a command line says, and the command to run for it.
+/// All values of a command line, and the command to run.
 struct CommandLine {
     CommonOptions common;
     PackageOptions package;
@@ -24,13 +24,13 @@ struct CommandLine {
     int timeoutSeconds = -1;  ///< of `events`
     std::size_t limit = 20;   ///< of `history`
 
-    /// Set while the line is parsed.
+    /// Set by the parser.
     std::function<int()> command;
 
-    /// True for commands whose records have a form in XML.
+    /// True for commands that can print XML.
     bool showsRecords = false;
 
-    /// False for commands that do nothing on a node and so need not enter a node directory.
+    /// False for commands that do not use the node and so do not enter a node directory.
     bool needsNode = true;
 };
 

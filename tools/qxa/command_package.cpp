@@ -16,8 +16,8 @@ namespace qxa {
 
 namespace {
 
-/// On a terminal a long request says what it is at; elsewhere nothing is printed but results.
-/// Several targets are worked on at once, so each says only that it begins.
+/// On a terminal, shows the progress of a change; elsewhere only results are printed. Of several
+/// targets, which run at the same time, each only says that it begins.
 std::unique_ptr<Progress> announce(const CommonOptions& common, Operation operation,
                                    const Target& target, bool single) {
     const std::string text = std::string(operationName(operation)) + " on " + target.label;

@@ -30,8 +30,8 @@ int runTemplatePack(const CommonOptions& common, const std::string& folder,
                     const std::string& file);
 int runNodeInit(const CommonOptions& common, const std::string& folder);
 
-/// Shows events as they arrive. @param count stop after so many, 0 never; @param timeoutSeconds
-/// stop after a time without one, negative never.
+/// Shows events as they arrive. @param count  stop after so many (0: no limit).
+/// @param timeoutSeconds  stop after so many seconds without an event (negative: no limit).
 int runEvents(const CommonOptions& common, unsigned count, int timeoutSeconds);
 
 int runHistory(const CommonOptions& common, std::size_t limit);

@@ -13,18 +13,18 @@ namespace qxa {
 
 namespace {
 
-// Codes by which technologies refuse what they could do: those of the interface, those that the
-// template manager passes through on update and removal, and the KR tool's "refused".
+// Codes that mean "refused": those of the interface, those of the template manager, which updates
+// and removals pass on, and the KR tool's.
 constexpr int kToolRefused = 27;
 constexpr std::array kRefusals{
     int{QXL::kPkgRemoveUnsuitable}, int{QXL::kPkgUpdateUnsuitable},  int{QXL::kPkgDamaged},
     int{QXL::kPkgConflict},         int{QXL::kPkgUnknownCollection}, int{QXA::kTemConflict},
     int{QXA::kTemDamaged},          int{QXA::kTemNotStandard},       kToolRefused};
 
-// The one refusal that shares its code with failures; its text is fixed.
+// This refusal has the code of a failure; its fixed text tells it apart.
 constexpr std::string_view kInUseMessage = "some Containers use package(s) ";
 
-// From mildest to gravest: what a script most needs to know about a run over many targets.
+// From best to worst: of several targets the worst one decides the exit code.
 constexpr std::array kGravity{kExitDone,   kExitRefused, kExitLockTimeout, kExitUnknownTarget,
                               kExitDenied, kExitFailed,  kExitUsage,       kExitInterrupted};
 

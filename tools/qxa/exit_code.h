@@ -1,4 +1,4 @@
-// Exit codes of qxa: one per way that a request can end.
+// Exit codes of qxa.
 #pragma once
 
 #include <string>
@@ -11,12 +11,12 @@ enum ExitCode : int {
     kExitUsage = 2,
     kExitDenied = 3,
     kExitUnknownTarget = 4,
-    kExitRefused = 5,      ///< the node would not do it: in use, in conflict, unsuitable
-    kExitLockTimeout = 6,  ///< somebody else kept the node or the container busy
+    kExitRefused = 5,      ///< the node refused: in use, in conflict, unsuitable
+    kExitLockTimeout = 6,  ///< another process kept the node or the container locked
     kExitInterrupted = 130,
 };
 
-/// What a request left behind.
+/// How a request ended.
 struct RequestResult {
     int code = 0;             ///< of the package-manager interface
     std::string message;      ///< of the request
@@ -24,10 +24,10 @@ struct RequestResult {
     bool targetKnown = true;  ///< the target is an environment of this node
 };
 
-/// The exit code that stands for a request's result.
+/// The exit code for a request's result.
 ExitCode exitCodeOf(const RequestResult& result);
 
-/// The graver of two exit codes, for a command over several targets.
+/// The worse of two exit codes, for a command with several targets.
 ExitCode worse(ExitCode a, ExitCode b);
 
 }  // namespace qxa

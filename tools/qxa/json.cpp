@@ -1,4 +1,4 @@
-// JSON forms of everything that qxa shows, and the form in which outcomes travel between processes.
+// JSON forms of everything that qxa shows, and of outcomes that are sent between processes.
 #include <nlohmann/json.hpp>
 
 #include "tools/qxa/print.h"
@@ -7,12 +7,12 @@ namespace qxa {
 
 namespace {
 
-// Fields stand in the order in which they are documented.
+// Fields are in their documented order.
 using Json = nlohmann::ordered_json;
 
 std::string text(const Json& json) {
-    // File names and package texts may be any bytes; a stray one becomes U+FFFD, never an
-    // exception.
+    // Names and texts may hold any bytes. A byte that is not UTF-8 becomes U+FFFD; it must not
+    // cause an exception.
     return json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 

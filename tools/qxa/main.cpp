@@ -1,4 +1,4 @@
-// qxa: package requests from a shell, served by the plug-in as an agent would have them served.
+// qxa: package requests from a shell, served by the plug-in as for an agent.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,7 @@
 namespace {
 
 extern "C" void onInterrupt(int) {
-    // The node's state is whole at every moment, so there is nothing to wind up here.
+    // The node's state is consistent at every moment, so nothing needs to be cleaned up.
     _exit(qxa::kExitInterrupted);
 }
 
@@ -30,13 +30,13 @@ void exitOnInterrupt() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
-/// Whoever ignores the end of its children hands that on, and their exit codes would be lost.
+/// A parent that ignores SIGCHLD passes that on to qxa, and then exit codes of children are lost.
 void hearOfChildren() {
     std::signal(SIGCHLD, SIG_DFL);
 }
 
-/// A build tree has the node's tools beside this program; they are to be found before older ones
-/// that are installed, and behind those that the caller put in front.
+/// In a build tree the node's tools are beside this program. They must be found before installed
+/// ones, but after programs that the user put in front of PATH.
 void preferToolsBesideThisProgram() {
     std::error_code failure;
     const auto self = std::filesystem::read_symlink("/proc/self/exe", failure);
@@ -48,11 +48,11 @@ void preferToolsBesideThisProgram() {
     setenv("PATH", qxa::pathWith(rest, self.parent_path().string()).c_str(), 1);
 }
 
-/// Who sits at a terminal is told why nothing happens; a script has the agent's log.
+/// On a terminal, says why the request waits; a script can look into the agent's log.
 void tellOfWaits() {
     if (isatty(STDERR_FILENO) == 1) {
         QXL::setLockWaitListener(
-            // Over the line that says what is being done, which comes again below it.
+            // Overwrites the progress line, which is then shown again below.
             [](const std::string& line) {
                 std::fprintf(stderr, "\r\033[Kqxa: %s\n", line.c_str());
             });

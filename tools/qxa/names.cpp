@@ -1,4 +1,4 @@
-// Reads package names as the command line gives them.
+// Reads package names from the command line.
 #include "tools/qxa/names.h"
 
 #include <algorithm>

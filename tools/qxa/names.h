@@ -1,4 +1,4 @@
-// Names of packages on the command line, turned into the records of a request.
+// Turns package names from the command line into the records of a request.
 #pragma once
 
 #include <string>
@@ -9,28 +9,28 @@
 
 namespace qxa {
 
-/// What a bare name means where the request goes.
+/// What a name without dot or slash means for the request's target.
 struct NameContext {
-    bool packages = false;  ///< a bare name is a Linux package, else a standard template
-    bool deb = false;       ///< packages are Debian ones, else rpm
-    std::string osName;     ///< dotted OS template that packages belong to; may be empty
+    bool packages = false;  ///< it is a Linux package, else a standard template
+    bool deb = false;       ///< it is a deb package, else rpm
+    std::string osName;     ///< OS template of the packages, with its dot; may be empty
 };
 
-/// True for what is a file's path rather than a name: it begins with "/", "./" or "../", or it
-/// names an existing file with the ending of an archive.
+/// True if the text is a path: it begins with "/", "./" or "../", or it is an existing file whose
+/// name ends like an archive's.
 bool isPath(const std::string& argument);
 
-/// True for a name with the ending of an archive.
+/// True if the name ends like an archive's (".tar.gz", ".deb", ...).
 bool isArchiveName(const std::string& name);
 
 /// The record that a name stands for: ".os" and ".os/app" are KR templates, "name/version" is a
 /// standard template, and a bare name is what the context says.
 std::shared_ptr<QXL::QXLPackage> recordOf(const std::string& name, const NameContext& context);
 
-/// Records of names; files are refused by the caller.
+/// The records of several names. The caller must refuse paths first.
 QXL::QXLPackageList recordsOf(const std::vector<std::string>& names, const NameContext& context);
 
-/// Elements of names and files, files by their absolute path.
+/// The elements of names and paths; paths become absolute.
 QXL::QXLInstallationPackageList installationsOf(const std::vector<std::string>& arguments,
                                                 const NameContext& context);
 

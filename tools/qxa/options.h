@@ -11,14 +11,14 @@ enum class Format { table, json, xml };
 /// Options that every command takes.
 struct CommonOptions {
     Format format = Format::table;
-    bool quiet = false;      ///< nothing but results and failures
+    bool quiet = false;      ///< print only results and failures
     bool verbose = false;    ///< say what is being done
     std::string nodeDir;     ///< work in this node directory instead of on the machine
-    std::string pluginPath;  ///< the plug-in library; empty: found by the loader
-    int waitSeconds = -1;    ///< for a lock; -1: without end
+    std::string pluginPath;  ///< the plug-in library; empty: the loader finds it
+    int waitSeconds = -1;    ///< for a lock; -1: no limit
 };
 
-/// What a package command works on.
+/// The targets of a package command.
 struct TargetOptions {
     std::vector<std::string> containers;  ///< numbers and globs over numbers
     std::vector<std::string> eids;

@@ -1,4 +1,4 @@
-// Turns package records into what is shown of them.
+// Turns package records into views.
 #include "tools/qxa/package_view.h"
 
 #include <algorithm>

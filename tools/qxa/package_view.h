@@ -9,9 +9,9 @@
 
 namespace qxa {
 
-/// Everything that a person or a script is shown of a record, without the record's class.
+/// The fields of a record that qxa shows to people and scripts.
 struct PackageView {
-    std::string name;  ///< as it can be given to install, info and remove
+    std::string name;  ///< in the form that install, info and remove accept
     std::string version;
     std::string kind;        ///< "os", "app" or "package"
     std::string technology;  ///< "standard" or "kr"; empty for packages
@@ -27,8 +27,8 @@ struct PackageView {
 PackageView viewOf(const QXL::QXLPackage& record);
 std::vector<PackageView> viewsOf(const QXL::QXLPackageList& records);
 
-/// The name by which a record can be requested again: "name/version" of a standard template, ".os"
-/// or ".os/app" of a KR template, the name of a package.
+/// The name to request this record with: "name/version" for a standard template, ".os" or ".os/app"
+/// for a KR template, the name for a package.
 std::string requestName(const QXL::QXLPackage& record);
 
 }  // namespace qxa

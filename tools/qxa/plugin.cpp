@@ -13,7 +13,7 @@ constexpr const char* kLibrary = "libQXAPackageManagerLocal.so";
 constexpr const char* kInit = "initQXAPkgMLocal";
 constexpr const char* kFini = "finiQXAPkgMLocal";
 
-/// The request of this process, as the agent's libraries see it.
+/// The request's access provider; it has no data.
 class RequestAccess : public QXL::QXLAccessProviderPrototype {};
 
 using EntryPoint = int (*)();

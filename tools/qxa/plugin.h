@@ -1,4 +1,4 @@
-// The package-manager plug-in, loaded as an agent loads it.
+// Loads the package-manager plug-in in the same way as an agent.
 #pragma once
 
 #include <memory>
@@ -9,8 +9,8 @@
 
 namespace qxa {
 
-/// Keeps the plug-in loaded and registered from load() to its destruction. Package managers made by
-/// it must be gone before that.
+/// Keeps the plug-in loaded and registered from load() until it is destroyed. Destroy the package
+/// managers that it made first.
 class Plugin {
 public:
     Plugin() = default;
@@ -18,11 +18,11 @@ public:
     Plugin& operator=(const Plugin&) = delete;
     ~Plugin();
 
-    /// Loads and initialises the library. @param path empty: the installed one, or the one of the
-    /// build tree that this program is part of. @return false with the reason in `error`.
+    /// Loads and initialises the library. @param path  empty: the installed library, or that of the
+    /// build tree that this program is in. @return false with the reason in `error`.
     bool load(const std::string& path, std::string& error);
 
-    /// A new package manager for one request. Null when the plug-in registered none.
+    /// A new package manager for one request; null if no factory is registered.
     [[nodiscard]] std::shared_ptr<QXA::QXAPkgM> createManager() const;
 
 private:

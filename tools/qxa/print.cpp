@@ -1,4 +1,4 @@
-// Chooses how outcomes are shown and where.
+// Chooses how and where outcomes are shown.
 #include "tools/qxa/print.h"
 
 #include <cstdio>

@@ -12,19 +12,19 @@
 
 namespace qxa {
 
-/// Shows the outcomes of one command as they arrive, and what is owed at its end.
+/// Shows the outcomes of one command as they arrive.
 class OutcomePrinter {
 public:
-    /// @param several   outcomes of more than one target follow: each gets a heading.
-    /// @param summaries show the column of summaries.
-    /// @param details   one block a record instead of a table.
+    /// @param several    there are outcomes of several targets: each gets a heading.
+    /// @param summaries  show the column of summaries.
+    /// @param details    print one block per record instead of a table.
     OutcomePrinter(const CommonOptions& common, bool several, bool summaries, bool details)
         : m_common(common), m_several(several), m_summaries(summaries), m_details(details) {}
 
     /// Shows a result on standard output and a failure on standard error.
     void add(const Outcome& outcome);
 
-    /// Prints what can only be printed as a whole. @return the gravest exit code of all outcomes.
+    /// Prints JSON, which must be one whole. @return the worst exit code of all outcomes.
     ExitCode finish();
 
 private:
@@ -36,7 +36,7 @@ private:
     std::vector<Outcome> m_outcomes;
 };
 
-/// Reports a failure of a command that is no package request. @return `exitCode`.
+/// Reports a failure of a command that is not a package request. @return `exitCode`.
 int printFailure(const CommonOptions& common, const std::string& what, const std::string& message,
                  ExitCode exitCode);
 
@@ -47,7 +47,7 @@ void printContainerTable(const std::vector<QXA::QXAEnvRecord>& containers);
 void printContainerDetails(const QXA::QXAEnvRecord& container);
 void printHistoryTable(const std::vector<QXA::QXAJournalEntry>& entries);
 
-// json.cpp; every text is valid UTF-8 whatever bytes the records held.
+// json.cpp; the results are always valid UTF-8, whatever bytes the records hold.
 std::string outcomesAsJson(const std::vector<Outcome>& outcomes, ExitCode exitCode);
 std::string failureAsJson(const Outcome& outcome);
 std::string containersAsJson(const std::vector<QXA::QXAEnvRecord>& containers);

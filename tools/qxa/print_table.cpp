@@ -1,4 +1,4 @@
-// Tables on a terminal, through libsmartcols.
+// Tables for people, made with libsmartcols.
 #include <libsmartcols.h>
 #include <unistd.h>
 
@@ -11,12 +11,12 @@ namespace qxa {
 
 namespace {
 
-/// A table of texts. Bytes that are no printable text are shown escaped by the library.
+/// A table of texts. The library escapes bytes that are not printable.
 class Table {
 public:
     struct Column {
         const char* name;
-        double width;  ///< share of the terminal's width below 1, or columns at least
+        double width;  ///< below 1: share of the terminal's width; else the least columns
         int flags;
     };
 
@@ -26,7 +26,7 @@ public:
             scols_table_new_column(m_table.get(), column.name, column.width, column.flags);
         }
         if (isatty(STDOUT_FILENO) == 0) {
-            // A file or a program has no width to fit into: nothing is cut off.
+            // Output to a file or a program has no width limit, so nothing is cut off.
             scols_table_set_termforce(m_table.get(), SCOLS_TERMFORCE_NEVER);
         }
     }

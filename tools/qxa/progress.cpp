@@ -8,7 +8,7 @@ namespace qxa {
 
 namespace {
 
-/// Begins the line anew and clears what stood in it.
+/// Moves to the start of the terminal's line and clears it.
 constexpr const char* kAgain = "\r\033[K";
 
 void show(const std::string& text) {

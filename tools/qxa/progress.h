@@ -1,4 +1,4 @@
-// Tells who sits at a terminal that a request is still at work, and for how long.
+// Shows on a terminal that a request is still working, and for how long.
 #pragma once
 
 #include <chrono>
@@ -9,8 +9,8 @@
 
 namespace qxa {
 
-/// While it lives, a line on standard error that says what is being done and, from its first second
-/// on, how long that takes; the line is gone when it ends. Other lines may come in between.
+/// Shows a line on standard error as long as the object exists: what is being done and, after one
+/// second, for how long. The destructor removes the line. Other lines may be printed meanwhile.
 class Progress {
 public:
     /// @param text  "install on 102".

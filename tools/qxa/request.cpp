@@ -1,4 +1,4 @@
-// Builds a request's records, calls the package manager and gathers what came of it.
+// Builds a request's records, calls the package manager and collects the result.
 #include "tools/qxa/request.h"
 
 #include <algorithm>
@@ -21,8 +21,8 @@ bool hasType(const PackageOptions& options, const char* name) {
     return std::find(options.types.begin(), options.types.end(), name) != options.types.end();
 }
 
-/// What bare names mean: in a container made from a KR template they are Linux packages, of the
-/// kind whose database the container has; on the node only "--type" says so.
+/// In a container made from a KR template plain names are Linux packages, of the kind whose
+/// database the container has. Elsewhere they are Linux packages only with "--type".
 NameContext contextOf(const PackageOptions& options, const Target& target) {
     NameContext context;
     const auto& osTemplate = target.record.osTemplate;
@@ -46,8 +46,8 @@ bool isVersionlessStandard(const QXL::QXLPackage& record) {
            dynamic_cast<const QXA::QXAPackageQXTemplateStd*>(&record) != nullptr;
 }
 
-/// Selection goes by exact name and version, so a standard template named without a version is
-/// replaced by all versions that the target lists. One that is not listed stays as it is.
+/// The interface selects by exact name and version. So a standard template without a version is
+/// replaced by all versions that the target lists; if it lists none, the record is kept.
 QXL::QXLPackageList withVersions(QXA::QXAPkgM& manager, const QXL::QXLEID& eid,
                                  const QXL::QXLPackageList& requested) {
     if (std::none_of(requested.begin(), requested.end(),
@@ -81,7 +81,7 @@ QXL::QXLPackageManagerListOptions listOptionsOf(const PackageOptions& options) {
     flags |= options.compatible ? QXL::kPkgListCompatible : 0U;
     QXL::QXLPackageManagerListOptions listOptions(flags);
     for (const auto& type : options.types) {
-        // The interface has one name for packages of every packaging.
+        // In the interface "rpm" means packages of any packaging.
         listOptions.types.push_back(type == "deb" ? "rpm" : type);
     }
     return listOptions;
@@ -124,7 +124,7 @@ bool isServed(const Target& target) {
             target.record.type == QXA::kTechnologyName);
 }
 
-/// Why the node cannot install what is called so; empty when it can.
+/// Why the node cannot install the file of this name; empty if it can.
 std::string uninstallable(const std::string& name) {
     if (!isPath(name) && !isArchiveName(name)) {
         return "the node installs template package files, and '" + name + "' is none";
@@ -132,7 +132,8 @@ std::string uninstallable(const std::string& name) {
     return std::filesystem::exists(name) ? "" : "there is no file '" + name + "'";
 }
 
-/// Standard templates need nothing to be fetched, so their technology answers that all is done.
+/// Why a name cannot be fetched or cleaned; empty if it can. The interface would answer "done" for
+/// a standard template, because it has nothing to download.
 std::string unfetchable(const std::string& name, const NameContext& context) {
     return name.starts_with('.') || context.packages
                ? ""
@@ -140,8 +141,8 @@ std::string unfetchable(const std::string& name, const NameContext& context) {
                      "), a package wants --type deb or --type rpm";
 }
 
-/// A container's engine knows the applications of the container's own OS template by their names
-/// alone, and would take one of these for another's.
+/// Why a template cannot be used in this container; empty if it can. The KR tool gets only the
+/// application's name and would take the container's own application of that name.
 std::string foreign(const std::string& name, const Target& target) {
     const auto& os = target.record.osTemplate;
     return name.starts_with('.') && os.starts_with('.') && name.find('/') != std::string::npos &&
@@ -151,8 +152,7 @@ std::string foreign(const std::string& name, const Target& target) {
                : "";
 }
 
-/// What is wrong with a request that the interface would accept and then ignore, or take for
-/// another; empty when nothing.
+/// What is wrong with a request that the interface would ignore or misunderstand; empty if nothing.
 std::string unusable(const Request& request, const Target& target) {
     if (!target.known && !target.eid.isValid()) {
         return "unknown container '" + target.label + "'";

@@ -1,4 +1,4 @@
-// One package request on one target, made the way an agent makes it.
+// One package request on one target, made as an agent makes it.
 #pragma once
 
 #include <string>
@@ -12,10 +12,10 @@ namespace qxa {
 
 enum class Operation { install, remove, update, list, info, fetch, clean };
 
-/// The word by which an operation is called on the command line and in the journal.
+/// The operation's name on the command line and in the journal.
 const char* operationName(Operation operation);
 
-/// True for operations that change something and therefore stand in the journal.
+/// True for operations that change something and are therefore journalled.
 bool changes(Operation operation);
 
 struct Request {
@@ -24,7 +24,7 @@ struct Request {
     bool wantXml = false;
 };
 
-/// Runs the request through the plug-in and journals it. Never throws for a request that fails.
+/// Runs the request with the plug-in and journals it. A request that fails does not throw.
 Outcome runRequest(const Plugin& plugin, const Request& request, const Target& target);
 
 }  // namespace qxa

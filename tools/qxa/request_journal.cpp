@@ -1,4 +1,4 @@
-// Journals requests with the templates of their target before and after.
+// Journals requests, with the templates of their target before and after.
 #include "tools/qxa/request_journal.h"
 
 #include <pwd.h>
@@ -51,7 +51,7 @@ std::vector<std::string> templatesOf(const Target& target) {
     return target.node ? nodeTemplates() : containerTemplates(target.record.veid);
 }
 
-/// A node may have thousands of templates: an entry keeps only what a request made come or go.
+/// A node may have thousands of templates, so an entry keeps only those that were added or removed.
 void keepDifference(std::vector<std::string>& before, std::vector<std::string>& after) {
     std::sort(before.begin(), before.end());
     std::sort(after.begin(), after.end());
@@ -86,8 +86,8 @@ void RequestJournal::end(const Outcome& outcome) {
     }
     m_entry.after = templatesOf(m_target);
     if (!m_target.node) {
-        // Packages of a container are not templates of it: what the request reports is what
-        // changed.
+        // A list of templates does not show a container's packages; the request's records say
+        // which packages changed.
         for (const auto& package : outcome.packages) {
             if (package.kind == "package") {
                 m_entry.after.push_back(package.name + " " + package.version);

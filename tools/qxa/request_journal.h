@@ -6,9 +6,8 @@
 
 namespace qxa {
 
-/// Begins the entry when constructed, for requests that change something and on targets whose state
-/// the caller may read; completes it in end(). A process that dies between leaves an entry that
-/// reads back as interrupted.
+/// The constructor begins an entry, if the request changes something and the caller may list the
+/// target; end() completes it. If the process dies in between, the entry says "interrupted".
 class RequestJournal {
 public:
     RequestJournal(const Request& request, const Target& target);

@@ -1,4 +1,4 @@
-// Runs requests side by side, a process each, and brings their outcomes back in order.
+// Runs requests at the same time, each in a process of its own, and returns the outcomes in order.
 #include "tools/qxa/run_targets.h"
 
 #include <fcntl.h>
@@ -45,8 +45,8 @@ Outcome failure(const Target& target, const std::string& operation, const std::s
     return outcome;
 }
 
-/// The runner's outcome, ready to be sent. An exception must not leave the process that is the
-/// worker's alone: what lies around the call belongs to the caller's.
+/// The runner's outcome as text. It catches every exception: in a worker process an exception must
+/// not reach the code of the calling process, which the fork has copied.
 std::string sentOutcome(const Target& target, const std::string& operation,
                         const TargetRunner& runner) {
     try {
@@ -77,7 +77,7 @@ bool start(const Target& target, const std::string& operation, const TargetRunne
     return true;
 }
 
-/// Reads what a worker has to say. @return true when it has said everything.
+/// Reads output of a worker. @return true at its end.
 bool drain(Worker& worker) {
     char buffer[65536];
     const auto got = read(worker.pipe, buffer, sizeof buffer);
@@ -103,7 +103,7 @@ Outcome finish(const Target& target, const std::string& operation, Worker& worke
                                        : std::string("the request ended without an outcome"));
 }
 
-/// Waits until some worker has something to say and takes it in; finished ones leave `running`.
+/// Waits for output of a worker and reads it; moves finished workers from `running` to `done`.
 void collect(const std::vector<Target>& targets, const std::string& operation,
              std::map<std::size_t, Worker>& running, std::map<std::size_t, Outcome>& done) {
     std::vector<pollfd> polled;

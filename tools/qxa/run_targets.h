@@ -13,10 +13,10 @@ namespace qxa {
 using TargetRunner = std::function<Outcome(const Target&)>;
 using OutcomeSink = std::function<void(const Outcome&)>;
 
-/// Runs `runner` on every target and hands the outcomes to `sink` in the targets' order. One target
-/// is run in this process; several each in a process of their own, at most `jobs` at once, so that
-/// one that dies takes no other with it.
-/// @param operation  its name, for the outcome of a target whose process gave none.
+/// Calls `runner` for every target and `sink` with the outcomes, in the targets' order. A single
+/// target runs in this process. Several run in processes of their own, at most `jobs` at once, so
+/// that a crash affects one target only.
+/// @param operation  its name, for the outcome of a target whose process crashed.
 void runOnTargets(const std::vector<Target>& targets, const std::string& operation, unsigned jobs,
                   const TargetRunner& runner, const OutcomeSink& sink);
 

@@ -33,7 +33,8 @@ std::vector<std::string> splitAtCommas(const std::vector<std::string>& words) {
     return parts;
 }
 
-/// Adds the containers whose number matches; one that is there already is not added again.
+/// Adds the containers whose number matches and that are not in the list. @return true if any
+/// match.
 bool addMatching(const std::string& pattern, const std::vector<QXA::QXAEnvRecord>& containers,
                  std::vector<Target>& targets) {
     bool any = false;

@@ -11,16 +11,15 @@
 namespace qxa {
 
 struct Target {
-    std::string label;  ///< "node", the container's number, or what the user called it
+    std::string label;  ///< "node", the container's number, or what the user wrote
     QXL::QXLEID eid;
     bool node = true;
-    bool known = true;         ///< an environment of this node
+    bool known = true;         ///< false: this node has no such environment
     QXA::QXAEnvRecord record;  ///< of a known container
 };
 
-/// The targets that the options name, containers in the order of their numbers and once each. A
-/// number or EID that no container has becomes a target that is not known; a glob that matches
-/// nothing too.
+/// The targets that the options name: containers ordered by number, each once. A number or EID that
+/// no container has, or a glob pattern without a match, becomes a target that is not known.
 std::vector<Target> targetsOf(const TargetOptions& options,
                               const std::vector<QXA::QXAEnvRecord>& containers);
 

@@ -10,7 +10,7 @@ namespace qxa {
 
 namespace {
 
-/// Folders below these hold what was installed.
+/// Installed programs are in folders below these.
 constexpr std::string_view kSystemTops[] = {"/usr/", "/bin/", "/sbin/", "/opt/"};
 
 bool isSystemFolder(const std::string& folder) {

@@ -1,13 +1,12 @@
-// Where the programs that requests run are looked for.
+// PATH for the programs that requests run.
 #pragma once
 
 #include <string>
 
 namespace qxa {
 
-/// PATH with a folder of programs in front of the system's own folders, and behind what stands in
-/// front of these: that, somebody put there on purpose. A PATH that holds the folder stays as it
-/// is.
+/// Inserts a folder into PATH before the system's folders, but after folders that the user put in
+/// front of them. A PATH that has the folder already is not changed.
 std::string pathWith(const std::string& path, const std::string& folder);
 
 }  // namespace qxa
