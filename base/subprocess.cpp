@@ -129,7 +129,8 @@ private:
         return pointers;
     }
 
-    /// A plan that is not whole, for want of memory, would run the program on our own outputs.
+    /// If preparing fails (out of memory), do not start the program: it would write to our own
+    /// output.
     void check(int failure) { m_failure = m_failure == 0 ? failure : m_failure; }
 
     int m_failure = 0;

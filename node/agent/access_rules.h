@@ -16,9 +16,9 @@
 //   manage-container-packages   57   install, remove, update packages in a container
 //   all                              every right
 //
-// Root may everything; nobody else may anything that no grant gives. There are no denials. A file
-// that holds a mistake (an unknown key, right or target included) grants nothing to anybody: half a
-// rule set might be wider than the whole. The file has to be readable for those whom it is about.
+// Root may do everything; anybody else only what a grant allows. There are no denials. A file with
+// an error (such as an unknown key, right or target) grants nothing to anybody, because a part of
+// the rules may allow more than all of them. Every user with a grant must be able to read the file.
 #pragma once
 
 #include <sys/types.h>

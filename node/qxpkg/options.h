@@ -1,4 +1,4 @@
-// What a qxpkg command line asks for beside its names.
+// Options of the qxpkg command line.
 #pragma once
 
 #include "node/support/lock.h"
@@ -6,10 +6,10 @@
 namespace qxpkg {
 
 struct Options {
-    bool quiet = false;           ///< -q: only the lines that a caller parses
-    bool cacheOnly = false;       ///< -C: nothing is downloaded
-    bool dryRun = false;          ///< -n: say what would be done, change nothing
-    bool withDependents = false;  ///< -w: removal takes along what depends on the removed
+    bool quiet = false;           ///< -q: print only the lines that a caller parses
+    bool cacheOnly = false;       ///< -C: download nothing
+    bool dryRun = false;          ///< -n: report what would be done; change nothing
+    bool withDependents = false;  ///< -w: also remove packages that depend on the named ones
     bool force = false;           ///< -f
     qxnode::LockWait wait = qxnode::LockWait::fromEnvironment();  ///< --wait SECONDS
 };

@@ -1,5 +1,5 @@
-// The two voices of qxpkg: result lines on standard output, which callers parse, and talk for
-// people on standard error.
+// Output of qxpkg: result lines on standard output, which callers parse, and messages for people on
+// standard error.
 #pragma once
 
 #include <cstdio>
@@ -20,24 +20,25 @@ public:
     /// A template: "OS APPLICATION".
     void applicationTemplate(const std::string& osName, const std::string& name) const;
 
-    /// A heading over package lines, without its ":"; said only to people.
+    /// A heading over package lines, without its ":"; not with -q.
     void heading(const std::string& text) const;
 
-    /// A step that begins or was done, on standard error; not with -q.
+    /// Says on standard error that a step begins or is done; not with -q.
     void step(const std::string& text) const;
 
-    /// A line of an engine at work, on standard error; not with -q. A terminal shows one at a time,
-    /// in place, until anything else is said.
+    /// A line of a working engine, on standard error; not with -q. On a terminal each line replaces
+    /// the one before.
     void progress(const std::string& text) const;
 
-    /// Whether progress stays to be read, so that nobody has to be told it again.
+    /// True if standard error is not a terminal: progress lines stay visible, so a failure need not
+    /// repeat them.
     [[nodiscard]] bool keepsProgress() const;
 
-    /// Takes a line of progress off the terminal.
+    /// Removes the progress line from the terminal.
     void endProgress() const;
 
-    /// Something that the caller must see even with -q, on standard error: an engine's own lines,
-    /// or for whom a lock is waited.
+    /// Prints on standard error what the caller must see even with -q: an engine's own lines, or
+    /// who holds a lock.
     void notice(const std::string& text) const;
 
     [[nodiscard]] bool quiet() const { return m_quiet; }

@@ -82,7 +82,7 @@ bool sameTime(const timespec& a, const timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
-// Puts what indexes stand for back in place.
+// Recreates the shortcut files that an index replaced.
 class Unfolding {
 public:
     Unfolding(int root, const std::vector<AreaRecord>& records, IndexRecord remembered)

@@ -72,7 +72,7 @@ std::optional<QXATemplate> Container::osTemplate() const {
 std::vector<QXATemplate> Container::applications() const {
     std::vector<QXATemplate> keys;
     for (const std::string& name : m_config.templates()) {
-        // Of a dotted name's templates the other technology takes care.
+        // Names with a leading dot belong to the KR technology.
         if (!name.starts_with('.')) {
             keys.push_back(parseKey(name));
         }

@@ -71,7 +71,7 @@ std::optional<std::string> findManifest(int file, const std::string& path,
         if (name == qxnode::kKrManifestName) {
             return contentOf(pass, entry, qxnode::kKrManifestName, TomlTable::kMaxBytes);
         }
-        // What is too large for metadata is not read over to find a manifest behind it.
+        // Do not skip entries larger than the limit while looking for the manifest.
         if (archive_entry_filetype(entry) == AE_IFREG) {
             pass.sizeOf(entry);
         }
