@@ -30,8 +30,8 @@ public:
     /// the one before.
     void progress(const std::string& text) const;
 
-    /// True if standard error is not a terminal: progress lines stay visible, so a failure need not
-    /// repeat them.
+    /// True without -q if standard error is not a terminal: progress lines stay visible, so a
+    /// failure need not repeat them.
     [[nodiscard]] bool keepsProgress() const;
 
     /// Removes the progress line from the terminal.

@@ -46,7 +46,7 @@ public:
     QXL::QXLPackageList* operator()(QXL::QXLPackageList* out,
                                     const QXL::QXLPackageSP& package) const;
 
-    /// Appends the packages of an OS template's repositories; nothing for an application template.
+    /// Appends the packages of an OS template's repositories; -1 for an application template.
     /// @return 0, -1, or the library's code.
     int listAvailablePackageRPMs(const QXAPackageQXTemplate& krTemplate,
                                  QXL::QXLPackageList& out) const;
