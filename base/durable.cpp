@@ -16,8 +16,6 @@
 
 namespace base {
 
-namespace {
-
 std::string folderOf(const std::string& path) {
     const auto slash = path.rfind('/');
     if (slash == std::string::npos) {
@@ -25,6 +23,8 @@ std::string folderOf(const std::string& path) {
     }
     return slash == 0 ? "/" : path.substr(0, slash);
 }
+
+namespace {
 
 /// The mode that a file gets in the place of `path`, and the owner of the old one as far as this
 /// process may give it. False with errno.

@@ -52,6 +52,9 @@ bool replaceFile(const std::string& path, std::string_view content, std::string&
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
                       mode_t mode = 0644, std::string beside = {});
 
+/// The path of the folder that holds a path: "." for a name alone, "/" for what is in the root.
+std::string folderOf(const std::string& path);
+
 /// Flushes an open directory's entries; false with errno.
 bool flushDirectory(int directory);
 

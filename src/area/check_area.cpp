@@ -40,14 +40,14 @@ void count(const DirectoryCheck& check, CheckSummary& summary) {
 
 }  // namespace
 
-CheckSummary checkArea(const Area& area, RepairMode mode, UndoRecord& undo, const FindingSink& sink,
-                       const ProgressSink& progress) {
+CheckSummary checkArea(const Area& area, const RepairPolicy& policy, UndoRecord& undo,
+                       const FindingSink& sink, const ProgressSink& progress) {
     CheckSummary summary;
     summary.area = area.name;
     walkArea([&](const std::string& path) {
         auto check = checkDirectory(area, path);
-        if (mode != RepairMode::report && !check.findings.empty()) {
-            auto failures = DirectoryRepair(area, check, undo).run(mode);
+        if (policy.mode != RepairMode::report && !check.findings.empty()) {
+            auto failures = DirectoryRepair(area, check, undo).run(policy);
             std::move(failures.begin(), failures.end(), std::back_inserter(summary.failures));
         }
         for (const auto& found : check.findings) {
@@ -57,7 +57,7 @@ CheckSummary checkArea(const Area& area, RepairMode mode, UndoRecord& undo, cons
         progress(summary);
         return check;
     });
-    if (summary.repaired > 0 && undo.isOpen()) {
+    if (undo.hasSteps()) {
         summary.undoRecord = undo.file();
     }
     return summary;

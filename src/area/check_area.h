@@ -33,8 +33,8 @@ using ProgressSink = std::function<void(const CheckSummary&)>;
 void walkArea(const std::function<DirectoryCheck(const std::string&)>& visit);
 
 /// Checks an area. Findings go to `sink` as they are made, directory by directory.
-/// @param undo  opened by the caller; must be open when `mode` repairs anything.
-CheckSummary checkArea(const Area& area, RepairMode mode, UndoRecord& undo, const FindingSink& sink,
-                       const ProgressSink& progress);
+/// @param undo  opened by the caller; must be open when `policy` repairs anything.
+CheckSummary checkArea(const Area& area, const RepairPolicy& policy, UndoRecord& undo,
+                       const FindingSink& sink, const ProgressSink& progress);
 
 }  // namespace qxfs

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "src/area/confined.h"
@@ -51,55 +52,74 @@ bool findMissing(int top, const std::string& path, std::vector<std::string>& mis
     return true;
 }
 
-/// Notes the move as it is about to be made. Making lost_files changes the private area's own
-/// times.
-bool record(int top, int directory, const std::string& name, UndoStep& move, const Area& area,
-            UndoRecord& undo) {
-    UndoStep times;
-    times.path = area.privateDir;
-    return readState(top, ".", false, times.state) &&
-           readState(directory, name, false, move.state) &&
-           readState(directory, ".", false, move.parent) && undo.add(times) && undo.add(move);
-}
-
 }  // namespace
 
-bool moveToLost(const Area& area, const std::string& inside, int directory, UndoRecord& undo,
-                std::string& error) {
+bool LostDirectory::find(std::string& error) {
+    if (m_top) {
+        return true;
+    }
+    m_below = lostPathOf(m_area, m_inside == "/" ? "" : m_inside);
+    m_top = openPrivateDir(m_area);
+    if (!m_top || !findMissing(m_top.get(), m_below, m_missing)) {
+        failed("use the directory '" + m_area.privateDir + "/" + m_below + "'", error);
+        m_top.close();
+        return false;
+    }
+    return true;
+}
+
+bool LostDirectory::record(const std::string& name, UndoRecord& undo, std::string& error) {
     UndoStep move;
     move.kind = UndoStep::Kind::move;
-    move.path = area.absolute(inside);
-    if (!area.isPrivate()) {
-        error = "can't move '" + move.path + "' aside: '" + area.privateDir +
+    move.path = m_area.absolute(joined(m_inside, name));
+    if (!m_area.isPrivate()) {
+        error = "can't move '" + move.path + "' aside: '" + m_area.privateDir +
                 "' is no private area and has no lost_files";
         return false;
     }
-    const auto lost = lostPathOf(area, inside);
-    const auto slash = lost.rfind('/');
-    const auto above = lost.substr(0, slash);
-    const auto name = lost.substr(slash + 1);
-    move.movedTo = area.privateDir + "/" + lost;
-    const auto top = openPrivateDir(area);
-    std::vector<std::string> missing;
-    if (!top || !findMissing(top.get(), above, missing)) {
-        return failed("use the directory of '" + move.movedTo + "'", error);
+    if (!find(error)) {
+        return false;
     }
-    // An undo must not move back what lay there before, so this comes before the record.
-    if (missing.empty() && isThere(base::openBelow(top.get(), above, O_PATH).get(), name)) {
+    move.movedTo = m_area.privateDir + "/" + m_below + "/" + name;
+    // An undo must not move back what lay there before.
+    if (m_missing.empty() && isThere(base::openBelow(m_top.get(), m_below, O_PATH).get(), name)) {
         error = "'" + move.movedTo + "' is there already";
         return false;
     }
-    for (const auto& directoryMade : missing) {
-        move.madeDirectories.push_back(area.privateDir + "/" + directoryMade);
+    for (const auto& made : m_missing) {
+        move.madeDirectories.push_back(m_area.privateDir + "/" + made);
     }
-    if (!record(top.get(), directory, name, move, area, undo)) {
-        return failed("record the state of '" + move.path + "'", error);
-    }
+    // The directory that is there and gets something new changes its times.
+    UndoStep times;
+    const auto above = m_missing.empty() ? m_below : base::folderOf(m_missing.front());
+    times.path = above == "." ? m_area.privateDir : m_area.privateDir + "/" + above;
+    const auto changed = base::openBelow(m_top.get(), above, O_RDONLY | O_DIRECTORY);
+    return (changed && readState(changed.get(), ".", false, times.state) &&
+            readState(m_directory, name, false, move.state) &&
+            readState(m_directory, ".", false, move.parent) && undo.add(times) && undo.add(move)) ||
+           failed("record the state of '" + move.path + "'", error);
+}
+
+bool LostDirectory::move(const std::string& name, std::string& error) {
     constexpr mode_t kLostMode = 0755;
-    const auto to = base::makeBelow(top.get(), above, kLostMode);
-    return (to &&
-            renameat2(directory, name.c_str(), to.get(), name.c_str(), RENAME_NOREPLACE) == 0) ||
-           failed("move '" + move.path + "' to '" + move.movedTo + "'", error);
+    if (!m_to) {
+        m_to = base::makeBelow(m_top.get(), m_below, kLostMode);
+    }
+    return (m_to && renameat2(m_directory, name.c_str(), m_to.get(), name.c_str(),
+                              RENAME_NOREPLACE) == 0) ||
+           failed("move '" + m_area.absolute(joined(m_inside, name)) + "' to '" +
+                      m_area.privateDir + "/" + m_below + "/" + name + "'",
+                  error);
+}
+
+bool LostDirectory::flush(std::string& error) const {
+    bool flushed = !m_to || base::flushDirectory(m_to.get());
+    for (auto made = m_missing.rbegin(); m_to && flushed && made != m_missing.rend(); ++made) {
+        const auto above =
+            base::openBelow(m_top.get(), base::folderOf(*made), O_RDONLY | O_DIRECTORY);
+        flushed = above && base::flushDirectory(above.get());
+    }
+    return flushed || failed("flush '" + m_area.privateDir + "/" + m_below + "'", error);
 }
 
 bool restoreLost(const Area& area, const std::string& inside, std::string& error) {
@@ -121,8 +141,11 @@ bool restoreLost(const Area& area, const std::string& inside, std::string& error
         return false;
     }
     const auto from = placeBelow(top.get(), area.privateDir, lost);
-    return (from.directory && renameat2(from.directory.get(), from.name.c_str(), to.directory.get(),
-                                        to.name.c_str(), RENAME_NOREPLACE) == 0) ||
+    return (from.directory &&
+            renameat2(from.directory.get(), from.name.c_str(), to.directory.get(), to.name.c_str(),
+                      RENAME_NOREPLACE) == 0 &&
+            base::flushDirectory(to.directory.get()) &&
+            base::flushDirectory(from.directory.get())) ||
            failed("move '" + lost + "' back", error);
 }
 

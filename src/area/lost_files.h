@@ -2,21 +2,49 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "base/fd.h"
 #include "src/area/area.h"
 #include "src/area/undo_record.h"
 
 namespace qxfs {
 
-/// Moves an item to lost_files; the undo record gets it first. Follows no link on the way.
-/// @param inside     path of the item inside the container.
-/// @param directory  the directory that holds it, opened.
-/// @return false with the reason in `error`; a tree that is no private area has no lost_files.
-bool moveToLost(const Area& area, const std::string& inside, int directory, UndoRecord& undo,
-                std::string& error);
+/// Moves items of one directory to lost_files. Follows no link on the way. A tree that is no
+/// private area has no lost_files.
+class LostDirectory {
+public:
+    /// @param inside     path of the directory inside the container.
+    /// @param directory  the same, opened; it must stay open.
+    LostDirectory(const Area& area, std::string inside, int directory)
+        : m_area(area), m_inside(std::move(inside)), m_directory(directory) {}
 
-/// Moves an item of lost_files back to where it came from. @return false with the reason in
-/// `error`.
+    /// Writes down that an item is about to be moved. @return false with the reason in `error`: it
+    /// must not be moved then.
+    bool record(const std::string& name, UndoRecord& undo, std::string& error);
+
+    /// Moves an item, once the record of it is on the device. @return false with the reason in
+    /// `error`.
+    bool move(const std::string& name, std::string& error);
+
+    /// Flushes what moves have changed. @return false with the reason in `error`.
+    bool flush(std::string& error) const;
+
+private:
+    bool find(std::string& error);
+
+    const Area& m_area;
+    std::string m_inside;
+    int m_directory;
+    base::Fd m_top;                      ///< the private area
+    std::string m_below;                 ///< the directory in lost_files, below the private area
+    std::vector<std::string> m_missing;  ///< directories to be made, outermost first, below it, too
+    base::Fd m_to;                       ///< once something was moved
+};
+
+/// Moves an item of lost_files back to where it came from, and flushes both directories.
+/// @return false with the reason in `error`.
 bool restoreLost(const Area& area, const std::string& inside, std::string& error);
 
 }  // namespace qxfs

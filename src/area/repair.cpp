@@ -48,32 +48,15 @@ bool isIndexFinding(FindingCode code) {
     }
 }
 
-Disposal askFor(const Finding& finding) {
-    const auto& kind = kindOf(finding.code);
-    const auto question = describe(finding) + "\n  " + kind.repair + " ";
-    if (kind.question == Question::approve) {
-        const int answer = ask_approve(question.c_str(), QXFS_ANSWER_YES);
-        return answer == QXFS_ANSWER_YES ? Disposal::repair : Disposal::leave;
-    }
-    switch (ask_proc(question.c_str(), QXFS_ANSWER_MOVE)) {
-        case QXFS_ANSWER_MOVE:
-            return Disposal::moveAside;
-        case QXFS_ANSWER_REMOVE:
-            return Disposal::remove;
-        default:
-            return Disposal::leave;
-    }
-}
-
 }  // namespace
 
-Disposal decide(RepairMode mode, const Finding& finding) {
+Disposal RepairPolicy::decide(const Finding& finding) const {
     const auto& kind = kindOf(finding.code);
     if (kind.question == Question::none || mode == RepairMode::report) {
         return Disposal::leave;
     }
     if (mode == RepairMode::ask) {
-        return askFor(finding);
+        return ask ? ask(finding) : Disposal::leave;
     }
     if (mode == RepairMode::preen && !kind.preen) {
         return Disposal::leave;
@@ -81,8 +64,8 @@ Disposal decide(RepairMode mode, const Finding& finding) {
     return kind.question == Question::dispose ? Disposal::moveAside : Disposal::repair;
 }
 
-std::vector<std::string> DirectoryRepair::run(RepairMode mode) {
-    const auto decisions = decideAll(mode);
+std::vector<std::string> DirectoryRepair::run(const RepairPolicy& policy) {
+    const auto decisions = decideAll(policy);
     if (decisions.empty()) {
         return {};
     }
@@ -100,10 +83,10 @@ std::vector<std::string> DirectoryRepair::run(RepairMode mode) {
     return std::move(m_failures);
 }
 
-std::vector<DirectoryRepair::Decision> DirectoryRepair::decideAll(RepairMode mode) {
+std::vector<DirectoryRepair::Decision> DirectoryRepair::decideAll(const RepairPolicy& policy) {
     std::vector<Decision> decisions;
     for (auto& found : m_check.findings) {
-        const auto disposal = decide(mode, found.finding);
+        const auto disposal = policy.decide(found.finding);
         if (disposal != Disposal::leave) {
             decisions.push_back({&found, disposal});
         }
@@ -358,7 +341,16 @@ void DirectoryRepair::removeItem(DirectoryFinding& found) {
 
 void DirectoryRepair::moveAside(DirectoryFinding& found) {
     std::string error;
-    if (!moveToLost(m_area, joined(m_check.path, found.name), m_directory.get(), m_undo, error)) {
+    LostDirectory lost(m_area, m_check.path, m_directory.get());
+    if (!lost.record(found.name, m_undo, error)) {
+        m_failures.push_back(error);
+        return;
+    }
+    if (!m_undo.flush()) {
+        fail("record the state of", found.name);
+        return;
+    }
+    if (!lost.move(found.name, error) || !lost.flush(error)) {
         m_failures.push_back(error);
         return;
     }
@@ -402,7 +394,8 @@ bool DirectoryRepair::record(const std::string& name, bool withContent) {
     UndoStep step;
     step.path = m_area.absolute(itself ? m_check.path : joined(m_check.path, name));
     if (readState(m_directory.get(), name, withContent, step.state) &&
-        readState(m_directory.get(), itself ? ".." : ".", false, step.parent) && m_undo.add(step)) {
+        readState(m_directory.get(), itself ? ".." : ".", false, step.parent) && m_undo.add(step) &&
+        m_undo.flush()) {
         return true;
     }
     fail("record the state of", name);

@@ -1,6 +1,7 @@
 // Repairs what the check of a directory found, as far as it is allowed to.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,17 @@ enum class Disposal {
     remove,
 };
 
-/// Decides about a finding as the mode says; asks on the terminal when it says so.
-Disposal decide(RepairMode mode, const Finding& finding);
+/// Which repairs are wanted.
+struct RepairPolicy {
+    RepairPolicy(RepairMode wanted) : mode(wanted) {}
+
+    /// What is done about a finding. One that has no repair is always left.
+    [[nodiscard]] Disposal decide(const Finding& finding) const;
+
+    RepairMode mode;
+    /// Answers for each finding in the mode `ask`; without it, everything is left.
+    std::function<Disposal(const Finding&)> ask;
+};
 
 /// Repairs the findings of one directory and marks those that were repaired. Works in that
 /// directory, opened without following a link, so that one that was planted since the check leads
@@ -39,7 +49,7 @@ public:
         : m_area(area), m_check(check), m_undo(undo) {}
 
     /// @return messages about repairs that failed; empty when all that was to be done was done.
-    std::vector<std::string> run(RepairMode mode);
+    std::vector<std::string> run(const RepairPolicy& policy);
 
 private:
     struct Decision {
@@ -47,7 +57,7 @@ private:
         Disposal disposal;
     };
 
-    std::vector<Decision> decideAll(RepairMode mode);
+    std::vector<Decision> decideAll(const RepairPolicy& policy);
     void repairAll(const std::vector<Decision>& decisions);
     void repairItem(DirectoryFinding& found);
     void planEntry(DirectoryFinding& found);

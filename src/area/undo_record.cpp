@@ -7,16 +7,18 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/hex.hpp>
 #include <cerrno>
-#include <charconv>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "base/content.h"
+#include "base/durable.h"
 #include "base/fd.h"
 
 namespace qxfs {
@@ -27,31 +29,23 @@ using Json = nlohmann::json;
 
 constexpr std::array kStateNames{"absent", "regular", "symlink", "other"};
 
-std::string hexOf(const std::string& bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
+/// The version of the form. One that is newer may say what this program does not understand.
+constexpr int kVersion = 1;
+
+std::string hexOf(std::string_view bytes) {
     std::string text;
     text.reserve(bytes.size() * 2);
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
+    boost::algorithm::hex_lower(bytes, std::back_inserter(text));
     return text;
 }
 
 std::string bytesOf(const std::string& hex) {
-    if (hex.size() % 2 != 0) {
-        throw std::invalid_argument("an odd number of hexadecimal digits");
-    }
     std::string bytes;
     bytes.reserve(hex.size() / 2);
-    for (std::size_t i = 0; i < hex.size(); i += 2) {
-        unsigned char byte = 0;
-        const auto [end, failure] = std::from_chars(&hex[i], &hex[i] + 2, byte, 16);
-        if (failure != std::errc() || end != &hex[i] + 2) {
-            throw std::invalid_argument("something else than hexadecimal digits");
-        }
-        bytes += static_cast<char>(byte);
+    try {
+        boost::algorithm::unhex(hex, std::back_inserter(bytes));
+    } catch (const boost::algorithm::hex_decode_error&) {
+        throw std::invalid_argument("something else than pairs of hexadecimal digits");
     }
     return bytes;
 }
@@ -64,14 +58,14 @@ timespec timeOf(const Json& json) {
     return {json.at(0).get<time_t>(), json.at(1).get<long>()};
 }
 
+/// All but the content, which may be large and is written by itself.
 Json stateJson(const PathState& state) {
     return {{"kind", kStateNames[static_cast<std::size_t>(state.kind)]},
             {"mode", state.mode},
             {"uid", state.uid},
             {"gid", state.gid},
             {"atime", timeJson(state.accessed)},
-            {"mtime", timeJson(state.modified)},
-            {"content", hexOf(state.content)}};
+            {"mtime", timeJson(state.modified)}};
 }
 
 PathState stateOf(const Json& json) {
@@ -97,12 +91,33 @@ Json stepJson(const UndoStep& step) {
     for (const auto& directory : step.madeDirectories) {
         made.push_back(hexOf(directory));
     }
+    auto parent = stateJson(step.parent);
+    parent["content"] = "";
     return {{"step", step.kind == UndoStep::Kind::move ? "move" : "restore"},
             {"path", hexOf(step.path)},
             {"to", hexOf(step.movedTo)},
             {"made", std::move(made)},
-            {"state", stateJson(step.state)},
-            {"parent", stateJson(step.parent)}};
+            {"parent", std::move(parent)}};
+}
+
+bool writeHex(int descriptor, std::string_view bytes) {
+    constexpr std::size_t kPiece = std::size_t{1} << 16;
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(bytes.size(), kPiece))) {
+        if (!base::writeContent(descriptor, hexOf(bytes.substr(0, kPiece)))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Writes a step as one line. A file's content goes out piece by piece: it is never held in memory
+/// once more, in any form.
+bool writeStep(int descriptor, const UndoStep& step) {
+    const auto state = stateJson(step.state).dump();
+    const auto others = stepJson(step).dump();
+    return base::writeContent(descriptor, R"({"state":{"content":")") &&
+           writeHex(descriptor, step.state.content) &&
+           base::writeContent(descriptor, "\"," + state.substr(1) + "," + others.substr(1) + "\n");
 }
 
 UndoStep stepOf(const Json& json) {
@@ -116,25 +131,6 @@ UndoStep stepOf(const Json& json) {
     step.state = stateOf(json.at("state"));
     step.parent = stateOf(json.at("parent"));
     return step;
-}
-
-bool writeLine(int descriptor, const Json& json) {
-    const auto line = json.dump() + '\n';
-    return base::writeContent(descriptor, line);
-}
-
-bool readContent(int directory, const std::string& name, std::uint64_t size, std::string& content) {
-    const base::Fd file(
-        openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    content.resize(size);
-    std::size_t done = 0;
-    ssize_t got = file ? 1 : -1;
-    while (done < content.size() && got > 0) {
-        got = ::read(file.get(), content.data() + done, content.size() - done);
-        done += got > 0 ? static_cast<std::size_t>(got) : 0;
-    }
-    content.resize(done);
-    return got >= 0;
 }
 
 bool readTarget(int directory, const std::string& name, std::string& target) {
@@ -188,28 +184,61 @@ bool readState(int directory, const std::string& name, bool withContent, PathSta
         return true;
     }
     state.kind = PathState::Kind::regular;
-    const auto size = static_cast<std::uint64_t>(info.st_size);
-    if (size > kMaxRecordedContent) {
-        errno = EFBIG;
-        return false;
+    auto content = base::readSuspect(directory, name, kMaxRecordedContent);
+    if (content) {
+        state.content = std::move(*content);
     }
-    return readContent(directory, name, size, state.content);
+    return content.has_value();
 }
 
 bool UndoRecord::open(const std::string& file, const std::string& area, std::string& error) {
-    m_descriptor =
-        base::Fd(::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    m_descriptor = base::Fd(::open(
+        file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0600));
     m_file = file;
     if (!m_descriptor) {
         return failed("create the undo record", file, error);
     }
-    return writeLine(m_descriptor.get(), {{"area", hexOf(area)}}) ||
-           failed("write the undo record", file, error);
+    const auto head = Json{{"area", hexOf(area)}, {"version", kVersion}}.dump() + "\n";
+    m_head = m_whole = m_flushed = static_cast<off_t>(head.size());
+    if (base::writeContent(m_descriptor.get(), head) && fsync(m_descriptor.get()) == 0) {
+        return base::flushDirectory(base::folderOf(file), error);
+    }
+    failed("write the undo record", file, error);
+    unlink(file.c_str());
+    return false;
+}
+
+bool UndoRecord::cutBackTo(off_t size) {
+    const int reason = errno;
+    m_broken = ftruncate(m_descriptor.get(), size) == 0 ? 0 : errno;
+    m_whole = size;
+    errno = reason;
+    return false;
 }
 
 bool UndoRecord::add(const UndoStep& step) {
-    return !m_descriptor ||
-           (writeLine(m_descriptor.get(), stepJson(step)) && fdatasync(m_descriptor.get()) == 0);
+    if (!m_descriptor) {
+        return true;
+    }
+    struct stat info {};
+    errno = m_broken;
+    if (m_broken != 0 || !writeStep(m_descriptor.get(), step) ||
+        fstat(m_descriptor.get(), &info) != 0) {
+        return cutBackTo(m_whole);
+    }
+    m_whole = info.st_size;
+    return true;
+}
+
+bool UndoRecord::flush() {
+    if (m_flushed == m_whole) {
+        return true;
+    }
+    if (fdatasync(m_descriptor.get()) != 0) {
+        return cutBackTo(m_flushed);
+    }
+    m_flushed = m_whole;
+    return true;
 }
 
 bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error) {
@@ -224,11 +253,13 @@ bool readRecord(const std::string& file, RecordedChanges& changes, std::string& 
         return failed("open the undo record", file, error);
     }
     std::size_t number = 0;
+    bool newer = false;
     try {
-        for (std::string line; ++number, readLine(*stream.rdbuf(), line);) {
+        for (std::string line; ++number, !newer && readLine(*stream.rdbuf(), line);) {
             const auto json = Json::parse(line);
             if (number == 1) {
                 changes.area = bytesOf(json.at("area"));
+                newer = json.value("version", kVersion) > kVersion;
             } else {
                 changes.steps.push_back(stepOf(json));
             }
@@ -236,6 +267,10 @@ bool readRecord(const std::string& file, RecordedChanges& changes, std::string& 
     } catch (const std::exception& fault) {
         error =
             file + ":" + std::to_string(number) + ": is no line of an undo record: " + fault.what();
+        return false;
+    }
+    if (newer) {
+        error = file + ": is of a newer version of this program";
         return false;
     }
     if (!changes.area.starts_with('/')) {

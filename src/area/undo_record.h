@@ -1,10 +1,10 @@
 // Undo records: what a repair changes, written down before it is changed.
 //
 // A record is a text file of JSON objects, one a line, each flushed to the device before the change
-// that it describes. The first line names the area, and nothing outside of it is ever touched:
-// areas belong to containers, which may plant links between a repair and its undoing. Undoing goes
-// from the last line to the first; each step may be repeated, so an interrupted undo is simply run
-// again.
+// that it describes. The first line names the area and the version of the form (without one: 1).
+// Nothing outside of the area is ever touched: areas belong to containers, which may plant links
+// between a repair and its undoing. Undoing goes from the last line to the first; each step may be
+// repeated, so an interrupted undo is simply run again.
 #pragma once
 
 #include <sys/stat.h>
@@ -27,6 +27,12 @@ struct PathState {
     timespec accessed{};
     timespec modified{};
     std::string content;  ///< of a regular file, or the target of a symbolic link
+
+    /// True when both are the same but for their times.
+    [[nodiscard]] bool holdsSame(const PathState& other) const {
+        return kind == other.kind && mode == other.mode && uid == other.uid && gid == other.gid &&
+               content == other.content;
+    }
 };
 
 struct UndoStep {
@@ -50,7 +56,8 @@ inline constexpr std::uint64_t kMaxRecordedContent = 256ULL << 20;
 /// large.
 bool readState(int directory, const std::string& name, bool withContent, PathState& state);
 
-/// Appends steps to a record.
+/// Appends steps to a record. What could not be written whole is cut off again, so that a full disk
+/// leaves a record that can be read.
 class UndoRecord {
 public:
     /// Opens `file`, which must not exist yet, for changes below the directory `area` (absolute).
@@ -58,14 +65,26 @@ public:
     bool open(const std::string& file, const std::string& area, std::string& error);
     [[nodiscard]] bool isOpen() const { return static_cast<bool>(m_descriptor); }
     [[nodiscard]] const std::string& file() const { return m_file; }
+    /// True when a step is on the device, so that a change may have been made.
+    [[nodiscard]] bool hasSteps() const { return m_flushed > m_head; }
 
-    /// Writes a step and flushes it. Without an open record nothing is written.
-    /// @return false with errno set; the change must then not be made.
+    /// Writes a step. The change may be made after the next flush(). Without an open record nothing
+    /// is written. @return false with errno set; the change must then not be made.
     bool add(const UndoStep& step);
 
+    /// Brings the steps that were added to the device. @return false with errno set; they are then
+    /// taken out of the record, and their changes must not be made.
+    bool flush();
+
 private:
+    bool cutBackTo(off_t size);
+
     base::Fd m_descriptor;
     std::string m_file;
+    off_t m_head = 0;     ///< size of the first line
+    off_t m_flushed = 0;  ///< what is on the device
+    off_t m_whole = 0;    ///< what was written, up to the last whole line
+    int m_broken = 0;     ///< errno of a cut that failed: nothing may follow what is left there
 };
 
 /// What a record holds.
@@ -75,7 +94,7 @@ struct RecordedChanges {
 };
 
 /// Reads a record. A last line that is cut short stands for a change that was not made and is left
-/// out. @return false with the reason in `error`.
+/// out. @return false with the reason in `error`; a record of a newer version is refused.
 bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error);
 
 }  // namespace qxfs

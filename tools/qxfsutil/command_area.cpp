@@ -127,8 +127,15 @@ int runIndex(const Options& options) {
 int runUndo(const Options& options) {
     qxfs::RecordedChanges changes;
     std::string error;
-    if (!qxfs::readRecord(options.undoFile, changes, error) || !qxfs::undoChanges(changes, error)) {
+    if (!qxfs::readRecord(options.undoFile, changes, error)) {
         return reportFailure(options, "undo", error);
+    }
+    const auto failures = qxfs::undoChanges(changes);
+    for (const auto& failure : failures) {
+        reportFailure(options, "undo", failure);
+    }
+    if (!failures.empty()) {
+        return kExitOperational;
     }
     if (options.json) {
         std::fputs(undoneAsJson(changes.area, changes.steps.size()).c_str(), stdout);

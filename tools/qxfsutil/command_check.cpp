@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "src/qxfsutil.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
 #include "tools/qxfsutil/processes.h"
@@ -82,6 +83,24 @@ bool openUndo(const Options& options, const qxfs::Area& area, qxfs::UndoRecord& 
                      area.privateDir, error);
 }
 
+/// Asks on the terminal. The end of input means that nothing is to be done.
+qxfs::Disposal askFor(const qxfs::Finding& finding) {
+    const auto& kind = qxfs::kindOf(finding.code);
+    const auto question = qxfs::describe(finding) + "\n  " + kind.repair + " ";
+    if (kind.question == qxfs::Question::approve) {
+        const int answer = ask_approve(question.c_str(), QXFS_ANSWER_NO);
+        return answer == QXFS_ANSWER_YES ? qxfs::Disposal::repair : qxfs::Disposal::leave;
+    }
+    switch (ask_proc(question.c_str(), QXFS_ANSWER_IGNORE)) {
+        case QXFS_ANSWER_MOVE:
+            return qxfs::Disposal::moveAside;
+        case QXFS_ANSWER_REMOVE:
+            return qxfs::Disposal::remove;
+        default:
+            return qxfs::Disposal::leave;
+    }
+}
+
 int checkOneArea(const Options& options, const qxfs::Area& area) {
     qxfs::UndoRecord undo;
     std::string error;
@@ -89,15 +108,17 @@ int checkOneArea(const Options& options, const qxfs::Area& area) {
         return reportFailure(options, "check", error);
     }
     Progress progress(!options.quiet && options.mode != qxfs::RepairMode::ask);
+    qxfs::RepairPolicy policy(options.mode);
+    policy.ask = askFor;
     const auto summary = qxfs::checkArea(
-        area, options.mode, undo,
+        area, policy, undo,
         [&](const qxfs::Finding& finding) {
             progress.clear();
             showFinding(options, area.name, finding);
         },
         [&](const qxfs::CheckSummary& sofar) { progress.show(sofar); });
     progress.clear();
-    if (undo.isOpen() && summary.repaired == 0) {
+    if (undo.isOpen() && !undo.hasSteps()) {
         unlink(undo.file().c_str());
     }
     for (const auto& failure : summary.failures) {

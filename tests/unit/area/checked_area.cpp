@@ -47,7 +47,7 @@ void CheckedArea::undo() const {
     RecordedChanges changes;
     std::string error;
     ASSERT_TRUE(readRecord(m_undoFile, changes, error)) << error;
-    ASSERT_TRUE(undoChanges(changes, error)) << error;
+    EXPECT_THAT(undoChanges(changes), testing::IsEmpty());
 }
 
 void CheckedArea::flipByte(const std::string& inside, std::streamoff offset, char mask) const {

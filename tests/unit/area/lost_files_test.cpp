@@ -25,9 +25,10 @@ protected:
 
     bool move(const Area& area) {
         const auto directory = openDirectory(area, "/bin");
+        LostDirectory lost(area, "/bin", directory.get());
         UndoRecord none;
         m_error.clear();
-        return moveToLost(area, "/bin/sh", directory.get(), none, m_error);
+        return lost.record("sh", none, m_error) && lost.move("sh", m_error) && lost.flush(m_error);
     }
     bool restore(const std::string& inside = "/bin/sh") {
         m_error.clear();

@@ -3,12 +3,16 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/area_builder.h"
 #include "tests/support/temp_dir.h"
 
 namespace qxfs {
@@ -28,6 +32,8 @@ protected:
         std::string error;
         ASSERT_TRUE(record.open(m_file, m_area, error)) << error;
         ASSERT_TRUE(record.add(step));
+        ASSERT_TRUE(record.flush());
+        EXPECT_TRUE(record.hasSteps());
     }
 
     RecordedChanges read() {
@@ -37,7 +43,11 @@ protected:
         return changes;
     }
 
-    bool undo() { return undoChanges(read(), m_error); }
+    bool undo() {
+        const auto failures = undoChanges(read());
+        m_error = testing::PrintToString(failures);
+        return failures.empty();
+    }
 
     /// What undoing says of a step when it is refused.
     std::string refusalOf(const UndoStep& step) {
@@ -236,6 +246,132 @@ TEST_F(Undo, givesAttributesToNothingThatALinkStandsFor) {
     struct stat info {};
     ASSERT_EQ(0, lstat(victim.c_str(), &info));
     EXPECT_EQ(0600U, info.st_mode & 07777);
+}
+
+TEST_F(Undo, goesOnAfterAStepThatCannotBePutBackAndNamesIt) {
+    const auto first = m_folder.write("area/first", "1");
+    const auto second = m_folder.write("area/second", "2");
+    UndoRecord record;
+    std::string error;
+    ASSERT_TRUE(record.open(m_file, m_area, error)) << error;
+    ASSERT_TRUE(record.add(stepFor(first)) && record.add(stepFor(second)) && record.flush());
+    unlink(first.c_str());
+    unlink(second.c_str());
+    m_folder.make_dir("area/second");
+
+    EXPECT_FALSE(undo());
+
+    EXPECT_NE(std::string::npos, m_error.find("can't put back '" + second + "'")) << m_error;
+    EXPECT_EQ("1", qx_test::read_file(first));
+}
+
+TEST_F(Undo, leavesNothingBehindAndNothingOfTheContainersOut) {
+    m_folder.make_dir("area/root");
+    const auto path = m_folder.write("area/root/a", "x");
+    const auto own = m_folder.write("area/root/._qxlnk_.~undo", "the container's");
+    write(stepFor(path));
+    unlink(path.c_str());
+    m_folder.make_dir("area/root/a");
+    const auto before = qx_test::snapshot(m_area);
+
+    EXPECT_FALSE(undo());
+
+    EXPECT_TRUE(before == qx_test::snapshot(m_area));
+    EXPECT_EQ("the container's", qx_test::read_file(own));
+}
+
+TEST_F(Undo, leavesAFileAsItIsWhoseChangeWasNotMade) {
+    const auto path = m_folder.write("area/a", "x");
+    write(stepFor(path));
+    struct stat before {};
+    struct stat after {};
+    ASSERT_EQ(0, lstat(path.c_str(), &before));
+
+    ASSERT_TRUE(undo()) << m_error;
+
+    ASSERT_EQ(0, lstat(path.c_str(), &after));
+    EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+TEST_F(Undo, movesNothingOverWhatCameIntoThePlaceSince) {
+    m_folder.write("area/lost_files/a", "moved");
+    UndoStep step;
+    step.kind = UndoStep::Kind::move;
+    step.path = m_folder.write("area/a", "new");
+    step.movedTo = m_area + "/lost_files/a";
+
+    EXPECT_NE(std::string::npos, refusalOf(step).find("File exists"));
+
+    EXPECT_EQ("new", qx_test::read_file(step.path));
+    EXPECT_EQ("moved", qx_test::read_file(step.movedTo));
+}
+
+TEST_F(Undo, refusesARecordOfANewerVersionByName) {
+    std::ofstream(m_file) << R"({"area": "2f", "version": 2})"
+                          << "\nsomething new\n";
+    RecordedChanges changes;
+    std::string error;
+
+    EXPECT_FALSE(readRecord(m_file, changes, error));
+
+    EXPECT_NE(std::string::npos, error.find("is of a newer version of this program"));
+}
+
+TEST_F(Undo, readsARecordThatNamesNoVersion) {
+    std::ofstream(m_file) << R"({"area": "2f"})"
+                          << "\n";
+    EXPECT_EQ("/", read().area);
+}
+
+/// A record on a full disk: files of this process may not grow beyond a size.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t size) : m_ignored(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit full{size, m_before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_ignored);
+    }
+
+private:
+    void (*m_ignored)(int);
+    rlimit m_before{};
+};
+
+TEST_F(Undo, cutsALineOffAgainThatDidNotGoOntoTheDiskWhole) {
+    const auto large = m_folder.write("area/large", std::string(100000, 'x'));
+    const auto small = m_folder.write("area/small", "x");
+    UndoRecord record;
+    std::string error;
+    ASSERT_TRUE(record.open(m_file, m_area, error)) << error;
+    ASSERT_TRUE(record.add(stepFor(small)));
+    {
+        const FullDisk full(50000);
+        EXPECT_FALSE(record.add(stepFor(large)));
+        EXPECT_EQ(EFBIG, errno);
+    }
+    ASSERT_TRUE(record.add(stepFor(small)));
+    ASSERT_TRUE(record.flush());
+
+    EXPECT_EQ(2U, read().steps.size());
+}
+
+TEST_F(Undo, aRecordHasNoStepsBeforeTheyAreFlushed) {
+    UndoRecord record;
+    std::string error;
+    ASSERT_TRUE(record.open(m_file, m_area, error)) << error;
+    EXPECT_FALSE(record.hasSteps());
+
+    ASSERT_TRUE(record.add(stepFor(m_folder.write("area/a", "x"))));
+
+    EXPECT_FALSE(record.hasSteps());
+    EXPECT_TRUE(record.flush());
+    EXPECT_TRUE(record.hasSteps());
 }
 
 TEST_F(Undo, bringsANameOfFullLengthBack) {
