@@ -25,7 +25,7 @@ void sortTemplates(std::vector<QXATemplate>& templates) {
 std::string joinTemplates(const std::vector<QXATemplate>& templates) {
     std::string text;
     for (const auto& key : templates) {
-        text += (text.empty() ? "" : ", ") + key.toString();
+        text += (&key == &templates.front() ? "" : ", ") + key.toString();
     }
     return text;
 }

@@ -81,6 +81,15 @@ TEST_F(UsageCheck, severalTemplatesAreJoined) {
     EXPECT_EQ("some Containers use package(s) a/1, web/3", m_platform.errorMessage);
 }
 
+TEST_F(UsageCheck, anEmptyTextIsJoinedToo) {
+    know("a", "1", true);
+    m_platform.getInfos[""].versions.resize(1);
+    const auto eid = container(101, "a", {{"", ""}});
+    m_platform.environments[eid].osTemplate = QXATemplate("a", "1");
+    EXPECT_EQ(-1, m_technology.removeFromNode({standard(""), standard("a")}, options(), &m_out));
+    EXPECT_EQ("some Containers use package(s) , a/1", m_platform.errorMessage);
+}
+
 TEST_F(UsageCheck, versionsInUseAreComparedInOrderWhateverTheManagerAnswers) {
     know("a", "2", true);
     know("a", "1", true);
