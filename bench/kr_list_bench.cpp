@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "base/subprocess.h"
-#include "node/support/node_dir.h"
+#include "layout/node_dir.h"
 #include "qxtt/qxtt.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "node/support/container_config.h"
+#include "layout/container_config.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 
 #include "QXL/QXLAccessChecker.h"
 #include "QXL/QXLLog.h"
+#include "layout/paths.h"
 #include "node/agent/accounts.h"
-#include "node/support/paths.h"
 
 namespace QXL {
 

@@ -9,8 +9,8 @@
 #include <fstream>
 #include <functional>
 
+#include "layout/paths.h"
 #include "node/agent/accounts.h"
-#include "node/support/paths.h"
 
 namespace QXL {
 

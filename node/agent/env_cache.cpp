@@ -16,8 +16,8 @@
 #include "QXA/QXALibFunctionality.h"
 #include "QXL/QXLConfiguration.h"
 #include "QXL/QXLLog.h"
+#include "layout/paths.h"
 #include "node/agent/env_config_message.h"
-#include "node/support/paths.h"
 
 namespace QXL {
 

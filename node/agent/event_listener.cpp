@@ -16,8 +16,8 @@
 #include "QXL/QXLError.h"
 #include "base/fd.h"
 #include "base/system_error.h"
+#include "layout/paths.h"
 #include "node/agent/event_text.h"
-#include "node/support/paths.h"
 
 namespace QXA {
 

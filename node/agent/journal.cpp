@@ -8,10 +8,10 @@
 
 #include "QXA/QXAJournal.h"
 #include "QXL/QXLError.h"
+#include "layout/paths.h"
+#include "layout/time_text.h"
 #include "node/agent/process_id.h"
 #include "node/agent/sqlite.h"
-#include "node/support/paths.h"
-#include "node/support/time_text.h"
 
 namespace QXA {
 

@@ -2,7 +2,7 @@
 #include "QXA/QXANodeDirectory.h"
 
 #include "QXL/QXLError.h"
-#include "node/support/node_dir.h"
+#include "layout/node_dir.h"
 
 namespace QXA {
 

@@ -11,10 +11,10 @@
 
 #include "QXL/QXLConfiguration.h"
 #include "base/fd.h"
+#include "layout/paths.h"
+#include "layout/time_text.h"
 #include "node/agent/error_store.h"
 #include "node/agent/event_text.h"
-#include "node/support/paths.h"
-#include "node/support/time_text.h"
 
 namespace QXA {
 

@@ -7,11 +7,11 @@
 #include "QXA/QXATEMLocal.h"
 #include "QXL/QXLError.h"
 #include "QXL/QXLLog.h"
+#include "layout/paths.h"
+#include "layout/time_text.h"
 #include "node/agent/error_store.h"
 #include "node/agent/kr_templates.h"
 #include "node/agent/sqlite.h"
-#include "node/support/paths.h"
-#include "node/support/time_text.h"
 
 namespace QXL {
 

@@ -11,7 +11,7 @@
 #include "QXL/QXLConfiguration.h"
 #include "base/content.h"
 #include "base/durable.h"
-#include "node/support/lock.h"
+#include "layout/lock.h"
 #include "node/support/toml_reader.h"
 
 namespace QXL {

@@ -11,7 +11,7 @@
 
 #include "QXL/QXLEID.h"
 #include "QXL/QXLLog.h"
-#include "node/support/paths.h"
+#include "layout/paths.h"
 
 namespace QXL {
 

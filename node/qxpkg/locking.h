@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "layout/lock.h"
 #include "node/qxpkg/output.h"
-#include "node/support/lock.h"
 
 namespace qxpkg {
 

@@ -6,9 +6,9 @@
 #include <cstdio>
 
 #include "cli/command_line.h"
+#include "layout/node_dir.h"
 #include "node/qxpkg/dispatch.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/node_dir.h"
 
 namespace {
 

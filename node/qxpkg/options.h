@@ -1,7 +1,7 @@
 // Options of the qxpkg command line.
 #pragma once
 
-#include "node/support/lock.h"
+#include "layout/lock.h"
 
 namespace qxpkg {
 

@@ -10,9 +10,9 @@
 #include <string>
 
 #include "cli/command_line.h"
+#include "layout/container_config.h"
+#include "layout/paths.h"
 #include "node/qxquota/usage.h"
-#include "node/support/container_config.h"
-#include "node/support/paths.h"
 
 namespace {
 

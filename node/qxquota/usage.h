@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "node/support/container_config.h"
+#include "layout/container_config.h"
 
 namespace qxquota {
 

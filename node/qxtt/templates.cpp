@@ -11,9 +11,9 @@
 #include <system_error>
 #include <utility>
 
+#include "layout/paths.h"
 #include "node/qxtt/failure.h"
 #include "node/support/kr_cache.h"
-#include "node/support/paths.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {

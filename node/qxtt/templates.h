@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "node/support/container_config.h"
+#include "layout/container_config.h"
 #include "node/support/kr_manifest.h"
 
 namespace qxtt {

@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "layout/paths.h"
+#include "layout/time_text.h"
 #include "node/support/kr_manifest.h"
-#include "node/support/paths.h"
-#include "node/support/time_text.h"
 #include "node/support/toml_reader.h"
 
 namespace qxnode {

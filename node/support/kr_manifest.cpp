@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "node/support/paths.h"
+#include "layout/paths.h"
 
 namespace qxnode {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "node/support/lock.h"
+#include "layout/lock.h"
 
 namespace qx_test {
 

@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "node/support/node_dir.h"
+#include "layout/node_dir.h"
 
 namespace qx_test {
 

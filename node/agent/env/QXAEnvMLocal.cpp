@@ -18,6 +18,8 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/subprocess.h"
+#include "layout/container_config.h"
+#include "layout/paths.h"
 #include "node/agent/env/area_layout.h"
 #include "node/agent/env_cache.h"
 #include "node/agent/tem/agent_reporter.h"
@@ -25,10 +27,8 @@
 #include "node/agent/tem/container_templates.h"
 #include "node/agent/tem/guarded.h"
 #include "node/agent/tem/template_cache.h"
-#include "node/support/container_config.h"
 #include "node/support/kr_cache.h"
 #include "node/support/kr_manifest.h"
-#include "node/support/paths.h"
 
 namespace QXA {
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "QXL/QXLConfiguration.h"
+#include "layout/paths.h"
 #include "node/agent/tem/agent_reporter.h"
 #include "node/agent/tem/container_templates.h"
 #include "node/agent/tem/guarded.h"
@@ -11,7 +12,6 @@
 #include "node/agent/tem/template_cache.h"
 #include "node/agent/tem/template_query.h"
 #include "node/agent/tem/template_store.h"
-#include "node/support/paths.h"
 
 namespace QXA {
 

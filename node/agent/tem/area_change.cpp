@@ -16,10 +16,10 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
+#include "layout/container_config.h"
 #include "node/agent/tem/area_steps.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/record_heading.h"
-#include "node/support/container_config.h"
 
 namespace QXA::tem {
 

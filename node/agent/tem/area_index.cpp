@@ -22,13 +22,13 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
+#include "layout/paths.h"
 #include "node/agent/tem/area_steps.h"
 #include "node/agent/tem/checker_session.h"
 #include "node/agent/tem/directory_index.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/index_record.h"
 #include "node/agent/tem/links.h"
-#include "node/support/paths.h"
 #include "src/qxfsutil.h"
 
 namespace QXA::tem {

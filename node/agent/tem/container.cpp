@@ -6,8 +6,8 @@
 #include <system_error>
 
 #include "QXA/QXATEMLocal.h"
+#include "layout/paths.h"
 #include "node/agent/tem/failure.h"
-#include "node/support/paths.h"
 
 namespace QXA::tem {
 

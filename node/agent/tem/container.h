@@ -8,8 +8,8 @@
 
 #include "QXA/QXATemplate.h"
 #include "QXL/QXLEID.h"
+#include "layout/container_config.h"
 #include "node/agent/tem/area_change.h"
-#include "node/support/container_config.h"
 
 namespace QXA::tem {
 

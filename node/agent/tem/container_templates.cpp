@@ -7,12 +7,12 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "base/fd.h"
+#include "layout/paths.h"
 #include "node/agent/tem/area_index.h"
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/version_order.h"
 #include "node/agent/tem/writer_lock.h"
-#include "node/support/paths.h"
 
 namespace QXA::tem {
 

@@ -16,10 +16,10 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
+#include "layout/paths.h"
 #include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/links.h"
-#include "node/support/paths.h"
 #include "src/qxfsutil.h"
 
 namespace QXA::tem {

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "node/support/paths.h"
+#include "layout/paths.h"
 
 namespace QXA::tem {
 

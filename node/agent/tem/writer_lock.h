@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "layout/lock.h"
 #include "node/agent/tem/failure.h"
 #include "node/agent/tem/reporter.h"
-#include "node/support/lock.h"
 
 namespace QXA::tem {
 

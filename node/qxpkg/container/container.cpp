@@ -6,9 +6,9 @@
 
 #include <cerrno>
 
+#include "layout/paths.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
-#include "node/support/paths.h"
 
 namespace qxpkg {
 

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "layout/container_config.h"
+#include "layout/lock.h"
 #include "node/qxpkg/engine/place.h"
 #include "node/qxpkg/options.h"
 #include "node/qxpkg/output.h"
-#include "node/support/container_config.h"
-#include "node/support/lock.h"
 
 namespace qxpkg {
 

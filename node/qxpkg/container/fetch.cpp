@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "base/durable.h"
+#include "layout/paths.h"
 #include "node/qxpkg/container/container.h"
 #include "node/qxpkg/container/operations.h"
 #include "node/qxpkg/container/package_cache.h"
@@ -9,7 +10,6 @@
 #include "node/qxpkg/engine/engine.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
-#include "node/support/paths.h"
 
 namespace qxpkg {
 

@@ -7,8 +7,8 @@
 #include <filesystem>
 
 #include "base/content.h"
+#include "layout/paths.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/paths.h"
 
 namespace qxpkg {
 

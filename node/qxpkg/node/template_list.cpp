@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "layout/paths.h"
 #include "node/qxpkg/node/node_templates.h"
-#include "node/support/paths.h"
 
 namespace qxpkg {
 

@@ -6,10 +6,10 @@
 #include <functional>
 #include <system_error>
 
+#include "layout/container_config.h"
+#include "layout/paths.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/container_config.h"
 #include "node/support/kr_manifest.h"
-#include "node/support/paths.h"
 
 namespace qxpkg {
 

@@ -6,13 +6,13 @@
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
+#include "layout/paths.h"
 #include "node/agent/tem/failure.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/support/kr_cache.h"
 #include "node/support/kr_manifest.h"
-#include "node/support/paths.h"
 
 namespace qxpkg {
 

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "base/fd.h"
+#include "layout/lock.h"
 #include "node/agent/tem/template_journal.h"
 #include "node/qxpkg/options.h"
 #include "node/qxpkg/output.h"
-#include "node/support/lock.h"
 
 namespace qxpkg {
 

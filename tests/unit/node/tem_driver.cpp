@@ -6,8 +6,8 @@
 #include "QXA/QXAEnvMLocal.h"
 #include "QXA/QXATEMLocal.h"
 #include "QXL/QXLError.h"
+#include "layout/node_dir.h"
 #include "node/agent/tem/container.h"
-#include "node/support/node_dir.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include <numeric>
 
 #include "QXL/QXLError.h"
-#include "node/support/node_dir.h"
+#include "layout/node_dir.h"
 #include "src/area/check_area.h"
 #include "src/index/index_file.h"
 #include "src/qxfsutil.h"

@@ -9,8 +9,8 @@
 #include "QXA/QXATemplatePackage.h"
 #include "QXL/QXLError.h"
 #include "QXL/QXLLockPolicy.h"
-#include "node/support/lock.h"
-#include "node/support/paths.h"
+#include "layout/lock.h"
+#include "layout/paths.h"
 #include "tests/support/lock_holder.h"
 #include "tests/unit/node/tem_node.h"
 

@@ -12,8 +12,8 @@
 
 #include "QXL/QXLAccessChecker.h"
 #include "QXL/QXLConfiguration.h"
+#include "layout/node_dir.h"
 #include "node/agent/access_rules.h"
-#include "node/support/node_dir.h"
 #include "tests/support/test_node.h"
 
 namespace {

@@ -10,9 +10,9 @@
 #include <filesystem>
 
 #include "QXL/QXLError.h"
+#include "layout/paths.h"
 #include "node/agent/process_id.h"
 #include "node/agent/sqlite.h"
-#include "node/support/paths.h"
 #include "tests/support/test_node.h"
 
 namespace {

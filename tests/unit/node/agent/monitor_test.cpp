@@ -10,10 +10,10 @@
 #include "QXL/QXLMessage.h"
 #include "QXL/QXLRawRequestAgent.h"
 #include "QXL/QXLToken.h"
+#include "layout/paths.h"
 #include "node/agent/error_store.h"
 #include "node/agent/kr_templates.h"
 #include "node/agent/sqlite.h"
-#include "node/support/paths.h"
 #include "tests/support/test_node.h"
 
 namespace {

@@ -2,12 +2,12 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
+#include "layout/lock.h"
+#include "layout/paths.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_list.h"
 #include "node/support/kr_cache.h"
-#include "node/support/lock.h"
-#include "node/support/paths.h"
 #include "tests/unit/node/qxpkg/kr_packages.h"
 
 namespace {

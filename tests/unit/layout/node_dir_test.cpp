@@ -1,5 +1,5 @@
 // Node directories: what makes one, and that entering shows its trees and changes nothing outside.
-#include "node/support/node_dir.h"
+#include "layout/node_dir.h"
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>

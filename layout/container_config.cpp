@@ -1,5 +1,5 @@
 // Lines of a container's configuration; see container_config.h.
-#include "node/support/container_config.h"
+#include "layout/container_config.h"
 
 #include <unistd.h>
 
@@ -9,7 +9,7 @@
 
 #include "base/content.h"
 #include "base/durable.h"
-#include "node/support/paths.h"
+#include "layout/paths.h"
 
 namespace qxnode {
 

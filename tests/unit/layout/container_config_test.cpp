@@ -1,10 +1,10 @@
 // Container configuration files: what a line may be, what stays, how a file is replaced.
-#include "node/support/container_config.h"
+#include "layout/container_config.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "node/support/paths.h"
+#include "layout/paths.h"
 #include "tests/support/temp_dir.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // flock(2) with a bounded wait and the holder's name in the file; see lock.h.
-#include "node/support/lock.h"
+#include "layout/lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -17,7 +17,7 @@
 #include "base/content.h"
 #include "base/fd.h"
 #include "base/system_error.h"
-#include "node/support/time_text.h"
+#include "layout/time_text.h"
 
 namespace qxnode {
 

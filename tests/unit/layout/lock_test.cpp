@@ -1,5 +1,5 @@
 // Locks between processes: waiting, time limits, the holder's name, planted files.
-#include "node/support/lock.h"
+#include "layout/lock.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -4,7 +4,7 @@
 // a node's path does not exist, its nearest existing parent is covered by a tmpfs whose entries are
 // the machine's, bound one by one, and the mount point is made in there. Both ways work without
 // privileges too, in a user namespace, and leave the machine as it is.
-#include "node/support/node_dir.h"
+#include "layout/node_dir.h"
 
 #include <fcntl.h>
 #include <sched.h>
@@ -24,7 +24,7 @@
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/system_error.h"
-#include "node/support/paths.h"
+#include "layout/paths.h"
 
 namespace qxnode {
 
