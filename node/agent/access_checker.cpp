@@ -1,4 +1,4 @@
-// Access checks of the client behind a request: the user of this process, or the agent itself.
+// Checks the rights of a request's client: the user of this process, or the agent itself.
 #include "QXL/QXLAccessChecker.h"
 
 #include "QXL/QXLConfiguration.h"
@@ -27,7 +27,7 @@ AccessTarget targetOf(const QXLEID& eid) {
 }  // namespace
 
 QXLAccessChecker QXLAccessChecker::getClientContext() {
-    // Every client of this node runs the agent library in a process of its own.
+    // Each client of this node has a process of its own with the agent library in it.
     return QXLAccessChecker(QXLToken());
 }
 

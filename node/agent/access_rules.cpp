@@ -87,7 +87,7 @@ AccessRules::Grant AccessRules::parseGrant(const qxnode::TomlTable& table) {
     if (users.empty() && groups.empty()) {
         throw table.fault("users", "a grant needs users or groups");
     }
-    // Names that the system does not know match nobody: an account may be made later.
+    // An unknown name is not an error, because the account may be made later; it matches nobody.
     for (const auto& text : users) {
         const auto number = numberIn<uid_t>(text);
         if (const auto uid = number ? number : userNamed(text)) {

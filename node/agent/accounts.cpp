@@ -10,8 +10,8 @@ namespace QXL {
 
 namespace {
 
-/// Calls one of the reentrant look-ups with as much room for its texts as it needs.
-/// @return what `use` makes of the record; its default when there is none.
+/// Calls one of the reentrant look-up functions with a buffer that is large enough.
+/// @return the result of `use` for the record; a default value if there is no record.
 template <typename Record, typename LookUp, typename Use>
 auto lookedUp(const LookUp& lookUp, const Use& use) -> decltype(use(Record{})) {
     constexpr std::size_t leastRoom = 4096;

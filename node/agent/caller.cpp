@@ -51,14 +51,14 @@ std::vector<gid_t> processGroups() {
     return groups;
 }
 
-/// The machine's own namespace, in which root is the machine's root.
+/// True in the machine's own user namespace, where root is the machine's root.
 bool isInitialNamespace(const std::vector<Mapping>& users) {
     constexpr std::uint64_t everybody = 4294967295;
     return users.size() == 1 && users[0].inside == 0 && users[0].isIdentity() &&
            users[0].length == everybody;
 }
 
-/// Whether the node's files are those of the root that this process sees.
+/// True if the node's files belong to the user that this process sees as root.
 bool isNodeOfRoot() {
     struct stat state {};
     return stat(qxnode::kStateDir, &state) == 0 && state.st_uid == 0;
@@ -72,13 +72,13 @@ Caller Caller::ofProcess() {
     const uid_t uid = getuid();
     const bool ownsNode = uid == 0 && (isInitialNamespace(users) || isNodeOfRoot());
     if (users.empty()) {
-        // Without the map a number may be any user's.
+        // Without the map it is unknown which user a number means.
         return {nobody, {}, ownsNode};
     }
     if (std::all_of(users.begin(), users.end(), std::mem_fn(&Mapping::isIdentity))) {
         return {uid, processGroups(), ownsNode};
     }
-    // A namespace shows all groups but one as "nobody".
+    // In a user namespace all groups but one appear as "nobody".
     const auto user = static_cast<uid_t>(outside(users, uid));
     return {user, groupsOfUser(user), ownsNode};
 }

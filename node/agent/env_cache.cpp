@@ -1,5 +1,5 @@
-// The environment cache reads the configurations anew for each question: they are the truth, small,
-// and replaced at once by whoever changes them.
+// The environment cache reads the configurations again for each question: they are small, always
+// complete (writers replace a file as a whole), and nothing else is valid.
 #include "node/agent/env_cache.h"
 
 #include <sys/stat.h>
@@ -39,7 +39,7 @@ QXLEID uuidIn(const qxnode::ContainerConfig& config, const std::string& path, co
     return eid;
 }
 
-/// Logs each finding once: a broken file would else fill the log with every request.
+/// Logs each line only once; otherwise a broken file would add a line with every request.
 void logOnce(const std::string& line) {
     constexpr std::size_t mostRemembered = 1000;
     static std::mutex guard;

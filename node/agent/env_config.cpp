@@ -1,4 +1,4 @@
-// What agents of containers read in a container's configuration.
+// The items of a container's configuration that package managers read.
 #include "QXA/QXAEnvConfig.h"
 
 #include "node/agent/env_config_message.h"
@@ -75,7 +75,7 @@ int QXAEnvConfig::getTemplates(std::optional<std::vector<QXATemplate>>& template
         if (!parseTemplate(text, key)) {
             return kUnreadable;
         }
-        // Names of KR templates are dotted wherever they come from.
+        // Names of KR templates always have a dot, also if they are configured without it.
         if (isKr(*message()) && key.name.front() != kKrMark) {
             key.name.insert(0, 1, kKrMark);
         }

@@ -18,7 +18,7 @@ thread_local ErrorData lastErrorData;
 void setErrorMessage(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    // The arguments may lie in the stored text, so it goes only when the new one stands.
+    // The arguments may point into the stored text, so format first and replace it afterwards.
     std::string text = formatText(format, arguments);
     va_end(arguments);
     requestMessage = std::move(text);

@@ -1,4 +1,4 @@
-// Receiving events: a datagram socket of the listener's own in the listeners' folder.
+// Receives events: each listener has a datagram socket in the listeners' folder.
 #include "QXA/QXAEventListener.h"
 
 #include <poll.h>
@@ -36,7 +36,7 @@ std::string ownSocketPath() {
            std::to_string(count++) + ".sock";
 }
 
-/// Milliseconds left of a wait; -1 for one without end.
+/// Milliseconds left of a wait; -1 if it has no limit.
 int remaining(int timeoutMs, Clock::time_point begin) {
     if (timeoutMs < 0) {
         return -1;
@@ -62,7 +62,7 @@ struct QXAEventListener::Impl {
         address.sun_family = AF_UNIX;
         std::memcpy(address.sun_path, name.c_str(), name.size() + 1);
         base::Fd made(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        // A socket of this name can only be one that a dead process with our number left behind.
+        // If a socket of this name exists, a dead process with our process number left it.
         unlink(name.c_str());
         if (!made ||
             bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
@@ -75,7 +75,7 @@ struct QXAEventListener::Impl {
 
     /// @return 1 with an event, 0 for something else, -1 on failure.
     int receive(QXAEvent& event) const {
-        // One byte more than an event may have tells longer ones apart.
+        // One byte more than the longest event, so that longer datagrams are noticed.
         std::array<char, kMaxEventBytes + 1> block{};
         const ssize_t got = recv(fd.get(), block.data(), block.size(), MSG_DONTWAIT);
         if (got < 0) {

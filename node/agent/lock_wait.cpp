@@ -1,5 +1,5 @@
-// Tells users for whom a request waits: through the agent's log, and through a listener of the
-// process, since standard error belongs to whoever loads the library.
+// Tells users who holds the lock that a request waits for: in the agent's log, and by calling the
+// process's listener. Standard error belongs to the program that loads the library.
 #include "node/agent/lock_wait.h"
 
 #include <mutex>
@@ -18,7 +18,7 @@ struct Listener {
 };
 
 Listener& listener() {
-    // Never destroyed: requests may still be at work while the process ends.
+    // Never destroyed, because requests may still be working while the process ends.
     static auto* const one = new Listener;
     return *one;
 }

@@ -29,11 +29,11 @@ Level levelOf(int level) {
     return levels[static_cast<std::size_t>(std::min<int>(level, kLogDebug))];
 }
 
-/// A logger object of the agent's own: the library's registry would be shared with, and outlived
-/// by, whatever else the process loads. Null when there is nowhere to write.
+/// Makes a logger that is not in spdlog's registry, because other code in the process shares that
+/// registry. Null if the log cannot be written.
 std::unique_ptr<spdlog::logger> openLog() {
     const AgentSettings settings = readAgentSettings();
-    // The sink would make a missing folder: a machine that is no node gets none.
+    // The sink would make a missing folder, but a machine that is not a node must not get one.
     std::error_code failure;
     if (!std::filesystem::is_directory(std::filesystem::path(settings.logFile).parent_path(),
                                        failure)) {
@@ -44,7 +44,7 @@ std::unique_ptr<spdlog::logger> openLog() {
     logger->set_pattern("%Y-%m-%dT%H:%M:%S.%e%z %P %l %v");
     logger->set_level(levelOf(settings.logLevel));
     logger->flush_on(Level::trace);
-    // The default handler writes to standard error, which is the host's.
+    // The default handler writes to standard error, which belongs to the host.
     logger->set_error_handler([](const std::string&) {});
     if (!settings.fault.empty()) {
         logger->error("{}", settings.fault);
@@ -53,7 +53,7 @@ std::unique_ptr<spdlog::logger> openLog() {
 }
 
 spdlog::logger* logger() {
-    // Never destroyed: what logs may itself be destroyed later than this would be.
+    // Never destroyed, because other objects may write log lines in their destructors.
     static spdlog::logger* const log = [] {
         try {
             return openLog().release();
@@ -64,7 +64,7 @@ spdlog::logger* logger() {
     return log;
 }
 
-/// One line stays one line, whatever names and messages it holds.
+/// Escapes control characters, so that a text is always one line.
 std::string onOneLine(const std::string& text) {
     constexpr std::string_view digits = "0123456789abcdef";
     std::string line;
@@ -96,7 +96,7 @@ void Logger::put(int level, const char* format, ...) {
         va_end(arguments);
         log->log(levelOf(level), "{}", onOneLine(text));
     } catch (const std::exception&) {
-        // A log that cannot be written is no reason to fail a request.
+        // A request must not fail because its log line cannot be written.
         return;
     }
 }

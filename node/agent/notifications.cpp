@@ -1,4 +1,4 @@
-// Sending events: a datagram to each socket in the listeners' folder.
+// Sends events: a datagram to each socket in the listeners' folder.
 #include "QXA/QXANotifications.h"
 
 #include <sys/socket.h>
@@ -29,7 +29,7 @@ bool isThisNode(const QXL::QXLEID& eid) {
            eid == QXL::QXLConfiguration::getLocalEID();
 }
 
-/// @return false when nobody listens behind the socket any more.
+/// @return false if the socket has no listener any more.
 bool sendTo(int fd, const fs::path& listener, const std::string& text) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -38,7 +38,7 @@ bool sendTo(int fd, const fs::path& listener, const std::string& text) {
         return true;
     }
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-    // A listener that does not keep up loses events; it must not hold up requests.
+    // A listener that is too slow loses events; it must not delay requests.
     const ssize_t sent = sendto(fd, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                                 reinterpret_cast<const sockaddr*>(&address), sizeof(address));
     return sent >= 0 || errno != ECONNREFUSED;

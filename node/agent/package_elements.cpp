@@ -1,4 +1,4 @@
-// Writing and reading package records in messages, and the agent's own parser factories.
+// Writes and reads package records in messages; defines the agent's own parser factories.
 #include "node/agent/package_elements.h"
 
 #include <unistd.h>
@@ -37,7 +37,7 @@ constexpr const char* kRpmType = "package_rpmType";
 constexpr const char* kDebType = "package_debType";
 constexpr const char* kTemplateType = "package_qxtemplateType";
 
-// Fields by element name, one table a class: writer and reader cannot drift apart.
+// Fields by element name, one table per class; writer and reader use the same table.
 
 struct TextField {
     const char* element;
@@ -83,7 +83,7 @@ void writeFlag(xml_node record, const char* element, bool flag) {
     record.append_child(element).append_child(pugi::node_pcdata).set_value(flag ? kTrue : kFalse);
 }
 
-/// The text of an element that holds nothing but text.
+/// Reads the text of an element; it must contain only text.
 bool textOf(xml_node element, std::string& text) {
     std::string found;
     for (const xml_node part : element.children()) {
@@ -96,7 +96,8 @@ bool textOf(xml_node element, std::string& text) {
     return true;
 }
 
-/// The one child of this name: true without one, `element` is then null; false for several.
+/// Finds the only child of this name. True if there is one, or none (`element` is then null); false
+/// if there are several.
 bool onlyChild(xml_node record, const char* name, xml_node& element) {
     element = record.child(name);
     return !element || !element.next_sibling(name);
@@ -197,7 +198,7 @@ bool readTemplate(xml_node record, QXAPackageQXTemplate& package) {
            readPackages(members, package.members) == 0;
 }
 
-/// The element to write a record of this type into; null for iterators of another make.
+/// The element to write a record of this type into; null if the iterator is not ours.
 xml_node elementToWrite(const QXLMessageIterator& message, const char* type) {
     const xml_node record = XmlPlace::elementOf(message);
     if (record) {
@@ -263,7 +264,7 @@ const Factory<QXAPackageQXTemplateStd, QXAPackageQXTemplateStd::Reader,
               QXAPackageQXTemplateStd::Writer>
     standardFactory(false, __FILE__, __LINE__);
 
-/// Run-time type name of the class that a type identifier names; null for unknown ones.
+/// The run-time type name of the class with this type identifier; null if it is unknown.
 const char* classOfType(const std::string& type) {
     static const std::map<std::string, const char*> classes = {
         {kPlainType, typeid(QXLPackage).name()},

@@ -15,11 +15,10 @@ namespace QXL {
 
 namespace {
 
-/// How the node's tools begin the line that says for whom they wait.
+/// The node's tools begin a line with this if they wait for a lock.
 constexpr const char* kWaiting = "waiting for '";
 
-/// The reason is one line of many that a tool and its engines left; the others are for who looks
-/// into the log.
+/// Logs all lines that a tool and its engine wrote to standard error; the message has only one.
 void logFailure(const std::string& program, const std::string& errorTail) {
     std::istringstream lines(errorTail);
     for (std::string line; std::getline(lines, line);) {

@@ -14,7 +14,7 @@ std::string processBirth(pid_t pid) {
     std::string ignored;
     const auto stat = base::readFile("/proc/" + std::to_string(pid) + "/stat", mostBytes, ignored);
     const auto boot = base::readFile("/proc/sys/kernel/random/boot_id", mostBytes, ignored);
-    // The name in field 2 may hold blanks and parentheses; the last ")" ends it.
+    // The name in field 2 may contain blanks and parentheses; the last ")" ends it.
     const auto nameEnd = stat ? stat->rfind(')') : std::string::npos;
     if (!boot || nameEnd == std::string::npos) {
         return {};

@@ -1,4 +1,4 @@
-// Raw requests: the reference node's operators live in the agent library, so a request is a call.
+// Raw requests: the operators of the reference node are in this library, so a request is a call.
 #include <string>
 
 #include "QXL/QXLAccessChecker.h"
@@ -65,7 +65,7 @@ QXLRawRequestAgent::~QXLRawRequestAgent() = default;
 
 QXLMessageIterator* QXLRawRequestAgent::beginCommand(const char* name, int /*flags*/,
                                                      const char* target) {
-    // endCommand() must not send what was begun before and never sent.
+    // endCommand() must not send an earlier command that was begun but not sent.
     m_impl->begun = false;
     const QXLEID& eid = m_impl->eid;
     if (eid.isValid() && eid != QXLEID::EID_LOCAL && eid != QXLConfiguration::getLocalEID()) {

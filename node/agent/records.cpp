@@ -1,5 +1,5 @@
-// The homes of the platform's polymorphic types, and the functionality kit: defined here once, so
-// that every library of a process sees one type and one kit.
+// Defines the platform's polymorphic types and the functionality kit, once for all libraries of the
+// process.
 #include "QXA/QXALibFunctionality.h"
 #include "QXA/QXAPackageQXTemplate.h"
 #include "QXA/QXAPkgM.h"

@@ -1,4 +1,4 @@
-// Reading the agent's settings, and the node's EID that stands in them.
+// Reads the agent's settings, and the node's EID in them.
 #include "node/agent/settings.h"
 
 #include <unistd.h>
@@ -54,8 +54,7 @@ std::string unparsed(const uuid_t& value) {
     return text.data();
 }
 
-/// An EID that stays the same as long as the machine does, for nodes without a writable
-/// configuration.
+/// An EID that never changes on this machine, for nodes without a writable configuration.
 QXLEID derivedEid() {
     std::string ignored;
     std::string machine = base::readFile("/etc/machine-id", kMaxMachineId, ignored).value_or("");
@@ -64,7 +63,7 @@ QXLEID derivedEid() {
         gethostname(host.data(), host.size() - 1);
         machine = host.data();
     }
-    // The machine's identifier is not shown to the network as it is; the EID is.
+    // The machine's identifier is secret, but the EID is shown to others: use a hash.
     const uuid_t agentNamespace = {0x9d, 0x0e, 0x5a, 0x5c, 0x6b, 0x3a, 0x4d, 0x0b,
                                    0x8f, 0x41, 0x51, 0x58, 0x41, 0x4e, 0x4f, 0x44};
     uuid_t value;
@@ -72,7 +71,7 @@ QXLEID derivedEid() {
     return QXLEID::fromString(unparsed(value));
 }
 
-/// Writes a new EID before what the file holds: keys behind a table's header would belong to it.
+/// Writes a new EID at the start of the file: after a table's header it would belong to that table.
 std::optional<QXLEID> createEid(const std::string& path) {
     std::string error;
     qxnode::FileLock lock;

@@ -23,14 +23,14 @@ namespace {
 constexpr const char* kMessageElement = "message";
 constexpr const char* kNamespaceAttribute = "xmlns";
 
-/// A record has some dozens of elements; an element costs more memory than its few bytes of text.
+/// A record has some dozens of elements, and an element needs more memory than its text.
 constexpr std::size_t kMaxElements = 4U << 20;
 
-/// Line ends within texts are kept: white space is content here, and not normalised.
+/// Line ends within texts are kept, because white space is content here.
 constexpr unsigned kParseFlags =
     pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
 
-/// Other parsers would turn a bare carriage return into a line feed.
+/// Writes a carriage return as a reference; other parsers would read it as a line feed.
 class Writer : public pugi::xml_writer {
 public:
     void write(const void* data, std::size_t size) override {

@@ -14,7 +14,7 @@ bool isXmlCharacter(std::uint32_t code) {
            (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= 0x10FFFF);
 }
 
-/// Length of the character at the start of a non-empty text; 0 when XML cannot carry it.
+/// Length of the character at the start of a non-empty text; 0 if XML cannot represent it.
 std::size_t characterLength(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text[0]);
     if (lead < 0x80) {
@@ -36,7 +36,7 @@ std::size_t characterLength(std::string_view text) {
     return code >= leastOfLength[length] && isXmlCharacter(code) ? length : 0;
 }
 
-/// Removes a text's start up to and with `end`. False when there is no such end.
+/// Removes the start of a text up to the first `end`, included. False if there is no `end`.
 bool skipPast(std::string_view& text, std::string_view end) {
     const auto found = text.find(end);
     if (found == std::string_view::npos) {
@@ -48,7 +48,7 @@ bool skipPast(std::string_view& text, std::string_view end) {
 
 enum class Tag { open, close, empty, broken };
 
-/// Removes a tag, which begins behind its "<". Values in quotation marks may hold a ">".
+/// Removes a tag whose "<" was removed before. Values in quotation marks may contain ">".
 Tag skipTag(std::string_view& text) {
     const bool closes = text.starts_with('/');
     char quote = '\0';

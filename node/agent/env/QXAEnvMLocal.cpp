@@ -1,5 +1,4 @@
-// The manager of this node's containers. A container exists from the moment at which its
-// configuration is written, and no longer when that is removed.
+// The manager of this node's containers. A container exists as long as its configuration file.
 #include "QXA/QXAEnvMLocal.h"
 
 #include <fcntl.h>
@@ -44,7 +43,7 @@ QXL::QXLEID newEid() {
     return QXL::QXLEID::fromString(text);
 }
 
-// nullopt for a file that is gone or does not describe a container.
+// nullopt if the file does not exist or does not describe a container.
 std::optional<QXAEnvRecord> readRecord(int veid, std::string& error) {
     const std::string path = qxnode::containerConfigPath(veid);
     const auto config = qxnode::ContainerConfig::read(path, error);
@@ -88,14 +87,14 @@ bool hasConfig(int veid) {
     return access(qxnode::containerConfigPath(veid).c_str(), F_OK) == 0;
 }
 
-// How the new container's root begins.
+// What the new container's root is made from.
 struct Start {
     std::string osTemplate;               // as it is configured
     std::optional<std::string> krRoot;    // a tree to copy
     std::optional<QXATemplate> standard;  // a standard template
 };
 
-/// The tree that a new container's root is copied from; nullopt when the template has no cache.
+/// The tree from which a new container's root is copied; nullopt if the template has no cache.
 std::optional<std::string> krCacheRoot(const std::string& osTemplate) {
     struct stat st {};
     if (!qxnode::isKrName(osTemplate) ||
@@ -110,9 +109,9 @@ std::optional<std::string> krCacheRoot(const std::string& osTemplate) {
     }
 }
 
-/// Copies a root tree into an empty directory, by reflink where the file system can.
+/// Copies a root tree into an empty directory, with reflinks if the file system supports them.
 void copyTree(const std::string& from, int directory) {
-    // The target has no lasting name yet; the child reaches it through our descriptor.
+    // The target will be renamed, so the child process uses our descriptor and not a path.
     const std::string to =
         "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(directory) + "/";
     const base::ProcessResult result =
@@ -215,14 +214,14 @@ void removeConfig(int veid) {
     if (unlink(path.c_str()) != 0) {
         throw tem::systemFailure("remove", path);
     }
-    // The container is gone already; what cannot be flushed is only not yet sure to stay so.
+    // The container is removed. If the flush fails, only a crash could bring it back.
     std::string error;
     if (!base::flushDirectory(qxnode::kContainerConfigDir, error)) {
         QXL::Log.put(QXL::kLogWarning, "%s", error.c_str());
     }
 }
 
-// With the container's lock held.
+// The caller holds the container's lock.
 void makeContainer(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& start,
                    const tem::Reporter& reporter) {
     refuseTaken(spec, eid);
@@ -232,7 +231,7 @@ void makeContainer(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& 
     try {
         writeConfig(spec, eid, start);
     } catch (const Failure&) {
-        // In place, perhaps, but not flushed.
+        // The file may be in its place but not flushed.
         unlink(qxnode::containerConfigPath(spec.veid).c_str());
         env::removeArea(area);
         throw;
@@ -286,7 +285,7 @@ int QXAEnvMLocal::create(const QXAEnvSpec& spec, QXAEnvRecord* created) {
             *created = std::move(*record);
         }
     });
-    // Of the template manager's codes only "unknown" and "taken" have a meaning here.
+    // Of the template manager's codes only "unknown" and "exists" are results of this class.
     if (result == kTemUnknownVersion) {
         return kEnvMUnknown;
     }
@@ -301,7 +300,7 @@ int QXAEnvMLocal::destroy(int veid) {
         const std::string lockPath = qxnode::containerLockPath(veid);
         const auto lock = tem::lockForWriting(lockPath, tem::agentReporter());
         removeContainer(veid);
-        // The lock goes with what it protects; who waits for it looks again.
+        // The lock file is removed with the container; a waiting process opens it again.
         unlink(lockPath.c_str());
     });
 }

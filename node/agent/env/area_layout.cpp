@@ -1,4 +1,4 @@
-// Making and removing a container's private area.
+// Makes and removes private areas of containers.
 #include "node/agent/env/area_layout.h"
 
 #include <fcntl.h>
@@ -29,7 +29,8 @@ struct Place {
     std::string name;
 };
 
-// An area has a name of its own in some folder: neither "/" nor anything that leads elsewhere.
+// Splits a path; throws unless it is absolute and its last component is a plain name below a
+// folder.
 Place placeOf(const std::string& path) {
     std::string trimmed = path;
     while (trimmed.size() > 1 && trimmed.back() == '/') {
@@ -127,7 +128,7 @@ void makeArea(const std::string& path, const std::function<void(int)>& fill) {
 void finishArea(const std::string& path) {
     const Place place = placeOf(path);
     const base::Fd folder = openFolder(place);
-    // One that stays is harmless: with a configuration the area is a container's.
+    // A mark that remains is harmless: with a configuration the area belongs to a container.
     std::string name;
     if (const base::Fd state = base::openParent(folder.get(), markPath(place.name), name)) {
         unlinkat(state.get(), name.c_str(), 0);
