@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace base {
 
@@ -66,6 +67,20 @@ Fd makeBelow(int directory, const std::string& path, mode_t mode) {
 
 Fd openSuspect(const char* path, int flags, mode_t mode) {
     return openSuspect(AT_FDCWD, path, flags, mode);
+}
+
+Fd openToRewrite(const char* path, int flags, mode_t mode) {
+    Fd file = openSuspect(path, flags | O_CREAT | O_NOCTTY, mode);
+    struct stat st {};
+    if (!file || fstat(file.get(), &st) != 0) {
+        return {};
+    }
+    if (!S_ISREG(st.st_mode)) {
+        file.close();
+        errno = EINVAL;
+        return {};
+    }
+    return ftruncate(file.get(), 0) == 0 ? std::move(file) : Fd();
 }
 
 Fd openSuspect(int directory, const char* path, int flags, mode_t mode) {

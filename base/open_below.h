@@ -30,7 +30,11 @@ Fd makeBelow(int directory, const std::string& path, mode_t mode = 0755);
 /// (ELOOP), a pipe does not block. The file must be looked at before it is trusted.
 Fd openSuspect(const char* path, int flags, mode_t mode = 0);
 
-/// The same for a path relative to an opened directory.
+/// Opens a file to write it anew, or makes it, as openSuspect() does. Only a regular file is taken
+/// (EINVAL otherwise), and only then emptied: a planted device keeps what is on it.
+Fd openToRewrite(const char* path, int flags, mode_t mode = 0666);
+
+/// As openSuspect() for a path relative to an opened directory.
 Fd openSuspect(int directory, const char* path, int flags, mode_t mode = 0);
 
 }  // namespace base

@@ -24,18 +24,20 @@ inline constexpr unsigned kMaxChains = 32;
 }
 
 // Calls visit(chain, entry) for every entry of `chains` buckets (at most kMaxChains): the entries
-// of a chain in order, the chains in turn. The entry that is visited may be freed.
+// of a chain in order, the chains in turn. The entry that is visited may be freed. Its turn comes
+// one round after it was reached, so that its name has come from memory as well.
 template <typename Visit>
 void follow_in_step(const bucket* buckets, unsigned chains, Visit visit) {
     struct Cursor {
         unsigned chain;
         dent* entry;
+        dent* reached;
     };
     std::array<Cursor, kMaxChains> cursors{};
     unsigned open = 0;
     for (unsigned i = 0; i < chains; ++i) {
         if (buckets[i].head != nullptr) {
-            cursors[open++] = {i, buckets[i].head};
+            cursors[open++] = {i, buckets[i].head, nullptr};
         }
     }
     // A chain that has ended takes no more turns: a single long one costs its own length only.
@@ -43,12 +45,17 @@ void follow_in_step(const bucket* buckets, unsigned chains, Visit visit) {
         unsigned kept = 0;
         for (unsigned i = 0; i < open; ++i) {
             const Cursor cursor = cursors[i];
-            dent* next = cursor.entry->next;
-            if (next != nullptr) {
-                prefetch_entry(next);
-                cursors[kept++] = {cursor.chain, next};
+            if (cursor.entry != nullptr) {
+                dent* next = cursor.entry->next;
+                __builtin_prefetch(cursor.entry->name);
+                if (next != nullptr) {
+                    prefetch_entry(next);
+                }
+                cursors[kept++] = {cursor.chain, next, cursor.entry};
             }
-            visit(cursor.chain, cursor.entry);
+            if (cursor.reached != nullptr) {
+                visit(cursor.chain, cursor.reached);
+            }
         }
         open = kept;
     }

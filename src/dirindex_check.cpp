@@ -16,6 +16,7 @@
 #include <cstring>
 #include <string>
 
+#include "base/fd.h"
 #include "base/open_below.h"
 #include "src/common.h"
 #include "src/dirindex_bytes.h"
@@ -301,7 +302,7 @@ bool Check::copy_allowed(size_t length) {
 
 // The place may lie in a container's area.
 FILE* create_output(const char* path) {
-    auto file = base::openSuspect(path, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    auto file = base::openToRewrite(path, O_WRONLY);
     FILE* stream = file ? fdopen(file.get(), "w") : nullptr;
     if (stream != nullptr) {
         file.release();
@@ -345,24 +346,59 @@ int fsck_in_core(const char* name, void* base, size_t size, const char* out_path
     return result;
 }
 
+namespace {
+
+// Memory of its own that holds the file's bytes as they were read: a file that a container cuts
+// short while it is mapped would end the process. Null with errno.
+void* read_into_mapping(int descriptor, struct stat& st) {
+    const auto size = static_cast<size_t>(st.st_size);
+    if (st.st_size > off_t{UINT32_MAX}) {
+        errno = EFBIG;  // no offset of an index reaches so far
+        return nullptr;
+    }
+    void* mapping = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) {
+        return nullptr;
+    }
+    size_t filled = 0;
+    while (filled < size) {
+        const ssize_t got = read(descriptor, static_cast<char*>(mapping) + filled, size - filled);
+        if (got == 0 || (got < 0 && errno != EINTR)) {
+            if (got == 0 && filled > 0) {
+                break;
+            }
+            const int reason = got < 0 ? errno : EINVAL;
+            munmap(mapping, size);
+            errno = reason;
+            return nullptr;
+        }
+        filled += got > 0 ? static_cast<size_t>(got) : 0;
+    }
+    // Cut short meanwhile: the caller unmaps what the size says.
+    st.st_size = static_cast<off_t>(filled);
+    return filled < size ? mremap(mapping, size, filled, 0) : mapping;
+}
+
+}  // namespace
+
 void* mmap_file(const char* path, struct stat* st) {
     // A pipe planted in the index's place must not hold the checker up.
-    const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
+    const base::Fd file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file) {
         warning(errno, "can't open dirindex file '%s'", path);
         return nullptr;
     }
-    void* mapping = nullptr;
-    if (fstat(descriptor, st) != 0) {
+    if (fstat(file.get(), st) != 0) {
         warning(errno, "can't fstat dirindex file '%s'", path);
-    } else {
-        mapping = mmap(nullptr, static_cast<size_t>(st->st_size), PROT_READ | PROT_WRITE,
-                       MAP_PRIVATE, descriptor, 0);
-        if (mapping == MAP_FAILED) {
-            warning(errno, "can't mmap dirindex file '%s'", path);
-            mapping = nullptr;
-        }
+        return nullptr;
     }
-    close(descriptor);
+    if (!S_ISREG(st->st_mode)) {
+        warning(EINVAL, "can't open dirindex file '%s'", path);
+        return nullptr;
+    }
+    void* mapping = read_into_mapping(file.get(), *st);
+    if (mapping == nullptr) {
+        warning(errno, "can't mmap dirindex file '%s'", path);
+    }
     return mapping;
 }

@@ -99,9 +99,9 @@ void append(dent*& head, dent*& tail, dent* entry) {
 
 }  // namespace
 
-// Entries and pool strings made here lie in one piece with their text, right behind the structure,
-// so the text shares a cache line with its owner. A text that a caller allocated never begins at
-// that address.
+// Pool strings made here lie in one piece with their text, right behind the structure, so the text
+// shares a cache line with its owner. A text that a caller allocated never begins at that address.
+// The name of an entry is a block of its own, which a caller may free and replace.
 
 poolstr* pool_add(const char* text) {
     PoolIndex& index = pool_index();
@@ -121,9 +121,7 @@ poolstr* pool_add(const char* text) {
 
 void free_dent(dent* entry) {
     if (entry != nullptr) {
-        if (entry->name != reinterpret_cast<char*>(entry + 1)) {
-            std::free(entry->name);
-        }
+        std::free(entry->name);
         dirindex::slab_release(entry);
     }
 }
@@ -195,8 +193,8 @@ void remember_current_path() {
 }
 
 dent* new_dent(uint8_t type, const char* name, size_t name_length, uint32_t ino, poolstr* link) {
-    auto* entry = static_cast<dent*>(slab_allocate(sizeof(dent) + name_length + 1));
-    auto* copy = reinterpret_cast<char*>(entry + 1);
+    auto* entry = static_cast<dent*>(slab_allocate(sizeof(dent)));
+    auto* copy = static_cast<char*>(xmalloc(name_length + 1));
     std::memcpy(copy, name, name_length);
     copy[name_length] = '\0';
     *entry = {nullptr, type, 0, static_cast<uint16_t>(name_length), 0, ino, 0, copy, link};

@@ -93,15 +93,17 @@ void gather(unsigned first, unsigned chains, std::vector<dent*>& order) {
                    [&](unsigned chain, dent* entry) { order[slot[chain]++] = entry; });
 }
 
-// Asks for what the records behind the i-th need: entries with the names behind them, and later,
-// when the entry says where it is, the link string.
+// Asks for what the records behind the i-th need: entries, and later, when the entry says where
+// they are, the name and the link string.
 [[gnu::always_inline]] inline void prefetch_behind(const std::vector<dent*>& order, size_t i) {
     constexpr size_t kEntriesAhead = 24;
+    constexpr size_t kNamesAhead = 12;
     constexpr size_t kLinksAhead = 6;
     if (i + kEntriesAhead < order.size()) {
-        const dent* entry = order[i + kEntriesAhead];
-        __builtin_prefetch(entry);
-        __builtin_prefetch(reinterpret_cast<const char*>(entry + 1) + sizeof(uint64_t));
+        prefetch_entry(order[i + kEntriesAhead]);
+    }
+    if (i + kNamesAhead < order.size()) {
+        __builtin_prefetch(order[i + kNamesAhead]->name);
     }
     if (i + kLinksAhead < order.size()) {
         __builtin_prefetch(order[i + kLinksAhead]->poolstr);

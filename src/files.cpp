@@ -39,6 +39,11 @@ ssize_t read_block(int fd, char* block) {
     return static_cast<ssize_t>(filled);
 }
 
+bool is_regular(int fd) {
+    struct stat st {};
+    return fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+}
+
 // The texts end without a newline, as those who read them expect.
 int report(const char* call, const std::string& path) {
     fprintf(stderr, "%s(\"%s\") error: %s", call, path.c_str(), strerror(errno));
@@ -128,14 +133,15 @@ int mkdir_p(const char* path, mode_t mode, int skip) {
 }
 
 // Descriptor 0 is the only failure to open that callers rely on being told (-1, -2): with one that
-// could not be opened at all there is nothing to copy, and the result is 0.
+// could not be opened at all there is nothing to copy, and the result is 0. What was opened and is
+// no regular file fails as well: a pipe or a device has no content to copy.
 int copy_reg_file(const char* source, const char* target) {
-    base::Fd from(open(source, O_RDONLY | O_CLOEXEC));
-    if (from.get() == 0) {
+    const base::Fd from(open(source, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (from.get() == 0 || (from && !is_regular(from.get()))) {
         return -1;
     }
-    base::Fd to = base::openSuspect(target, O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (to.get() == 0) {
+    base::Fd to = base::openToRewrite(target, O_WRONLY);
+    if (to.get() == 0 || (!to && errno == EINVAL)) {
         return -2;
     }
     if (!from || !to) {
@@ -156,9 +162,9 @@ int copy_reg_file(const char* source, const char* target) {
 
 int compare_files(const char* name1, const char* name2) {
     QXFS_ASSERT(name1 && name2);
-    const base::Fd first(open(name1, O_RDONLY | O_CLOEXEC));
-    const base::Fd second(open(name2, O_RDONLY | O_CLOEXEC));
-    if (!first || !second) {
+    const base::Fd first(open(name1, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    const base::Fd second(open(name2, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!first || !second || !is_regular(first.get()) || !is_regular(second.get())) {
         return -1;
     }
     char block1[kBlock];

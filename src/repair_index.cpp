@@ -36,7 +36,7 @@ struct StreamCloser {
 using Stream = std::unique_ptr<FILE, StreamCloser>;
 
 Stream open_index(const char* path) {
-    base::Fd fd = base::openSuspect(path, O_RDWR | O_CREAT | O_TRUNC, 0666);
+    base::Fd fd = base::openToRewrite(path, O_RDWR);
     Stream stream(fd ? fdopen(fd.get(), "w+") : nullptr);
     if (stream != nullptr) {
         fd.release();
@@ -168,6 +168,26 @@ void copy_corrected(const Reader& reader, const Record& record, const char* old_
     }
 }
 
+// Whether something other than a file stands there, with the errno of a refusal.
+bool is_taken(const char* path) {
+    struct stat st {};
+    const bool taken = lstat(path, &st) == 0 && !S_ISREG(st.st_mode);
+    errno = !taken ? 0 : S_ISLNK(st.st_mode) ? ELOOP : EINVAL;
+    return taken;
+}
+
+// A device has no room for an index, whatever it takes.
+Stream open_target(const char* path) {
+    Stream stream = open_index(path);
+    struct stat st {};
+    const int reason = errno;
+    if (stream == nullptr) {
+        const bool device = lstat(path, &st) == 0 && (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode));
+        errno = device ? ENOSPC : reason;
+    }
+    return stream;
+}
+
 bool mark_indexed(const char* started_in) {
     struct stat st {};
     if (stat(".", &st) != 0) {
@@ -236,7 +256,8 @@ int fsck_dirindex(const char* dir, const char* index_name, const char* out_path,
 int clone_dirindex(const char* source, const char* target, const char* old_id, const char* new_id) {
     dirindex::remember_current_path();
     if (old_id == nullptr || new_id == nullptr) {
-        if (copy_reg_file(source, target) != 0) {
+        // What cannot be opened as a target would be passed over without a word.
+        if (is_taken(target) || copy_reg_file(source, target) != 0) {
             werror(errno, "can't copy dirindex file '%s/%s'", current_path, source);
             return -1;
         }
@@ -278,9 +299,10 @@ int correct_dirindex(const char* name, void* base, size_t size, const char* targ
     }
     select_prime();
     create_hash_table();
-    Stream stream = open_index(target);
+    Stream stream = open_target(target);
     if (stream == nullptr) {
-        werror(errno, "can't open '%s/%s'", current_path, target);
+        werror(errno, errno == ENOSPC ? "can't write '%s/%s'" : "can't open '%s/%s'", current_path,
+               target);
         return -1;
     }
     if (!write_index(std::move(stream))) {

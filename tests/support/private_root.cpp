@@ -129,4 +129,13 @@ PrivateRoot::Result PrivateRoot::run(const std::function<std::string()>& action)
                                          std::to_string(told.status) + "]"};
 }
 
+PrivateRoot::Result with_full_disk(const std::string& at,
+                                   const std::function<std::string()>& action) {
+    return PrivateRoot().run([&] {
+        require(mount("tmpfs", at.c_str(), "tmpfs", 0, "mode=0755,size=4k") == 0, "tmpfs " + at);
+        write_text((at + "/full").c_str(), std::string(4096, 'x'));
+        return action();
+    });
+}
+
 }  // namespace qx_test

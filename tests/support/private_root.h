@@ -32,6 +32,10 @@ private:
     std::vector<std::pair<std::string, std::string>> shown_;
 };
 
+// Runs the action where a file system without room is mounted at a directory of the test.
+PrivateRoot::Result with_full_disk(const std::string& at,
+                                   const std::function<std::string()>& action);
+
 }  // namespace qx_test
 
 #endif
