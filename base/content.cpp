@@ -22,7 +22,7 @@ std::optional<std::string> readContent(int fd, std::size_t limit) {
         errno = EINVAL;
         return std::nullopt;
     }
-    // By what comes and not by the size: files of /proc have none.
+    // Read until the end and do not rely on the size: it is 0 for files of /proc.
     std::string content;
     content.reserve(std::min(limit, static_cast<std::size_t>(st.st_size)));
     char block[16384];

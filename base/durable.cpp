@@ -1,4 +1,4 @@
-// Writing beside, flushing, renaming; see durable.h.
+// Writes new files, flushes and renames them; see durable.h.
 #include "base/durable.h"
 
 #include <fcntl.h>
@@ -26,15 +26,15 @@ std::string folderOf(const std::string& path) {
 
 namespace {
 
-/// The mode that a file gets in the place of `path`, and the owner of the old one as far as this
-/// process may give it. False with errno.
+/// Gives a new file the mode of the old one at `path` and, if this process may set it, its owner.
+/// False with errno.
 bool takeOverOwner(int fd, const std::string& path, mode_t& mode) {
     struct stat old {};
     if (lstat(path.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) {
         return true;
     }
     mode = old.st_mode & 07777;
-    // Giving files away is for root; everybody else's file becomes the writer's.
+    // Only root may change the owner; otherwise the file belongs to the writer.
     return fchown(fd, old.st_uid, old.st_gid) == 0 || errno == EPERM || errno == EINVAL;
 }
 

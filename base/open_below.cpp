@@ -22,7 +22,7 @@ Fd openResolved(int directory, const std::string& path, int flags, mode_t mode, 
     how.resolve = resolve | RESOLVE_NO_MAGICLINKS;
     for (;;) {
         const long fd = syscall(SYS_openat2, directory, path.c_str(), &how, sizeof(how));
-        // EAGAIN: a rename elsewhere made the kernel unsure about a ".."; asking again is the cure.
+        // EAGAIN: because of a rename elsewhere the kernel could not resolve a ".."; try again.
         if (fd >= 0 || (errno != EAGAIN && errno != EINTR)) {
             return Fd(static_cast<int>(fd));
         }

@@ -1,4 +1,4 @@
-// posix_spawn(3), both outputs drained together; see subprocess.h.
+// Runs programs with posix_spawn(3) and reads both outputs at the same time; see subprocess.h.
 #include "base/subprocess.h"
 
 #include <fcntl.h>
@@ -38,7 +38,7 @@ struct Pipe {
     }
 };
 
-/// Cuts a stream into lines.
+/// Splits a stream into lines.
 class LineCutter {
 public:
     using OnLine = std::function<void(const std::string&)>;
@@ -77,7 +77,7 @@ private:
     std::string m_line;
 };
 
-/// What posix_spawn needs, released together.
+/// The attributes and actions for posix_spawn.
 class SpawnPlan {
 public:
     SpawnPlan(int out, int err) {
@@ -86,7 +86,7 @@ public:
         check(posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
         check(posix_spawn_file_actions_adddup2(&m_actions, out, STDOUT_FILENO));
         check(posix_spawn_file_actions_adddup2(&m_actions, err, STDERR_FILENO));
-        // Descriptors of the process that loaded us are none of the program's business.
+        // The program must not get descriptors of the process that loaded us.
         check(posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1));
         sigset_t none;
         sigemptyset(&none);
@@ -155,7 +155,7 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& changes
     return all;
 }
 
-/// Reads what is there. @return false at the end of the stream.
+/// Reads what is available. @return false at the end of the stream.
 template <typename Sink>
 bool drain(const Fd& fd, const Sink& sink) {
     char block[16384];
@@ -204,7 +204,7 @@ public:
         m_errorLines.finish();
     }
 
-    /// Nobody reads any more: a program that goes on writing is told so by its pipe.
+    /// Closes our ends, so that a program that goes on writing gets an error from its pipe.
     void closeOutputs() {
         m_out.read.close();
         m_error.read.close();

@@ -1,4 +1,4 @@
-// Looking at trees and changing them; see tree.h.
+// Examines and changes trees; see tree.h.
 #include "base/tree.h"
 
 #include <dirent.h>
@@ -25,7 +25,7 @@ std::string joined(const std::string& directory, const std::string& name) {
     return directory.empty() ? name : directory + "/" + name;
 }
 
-// A deeper tree than this cannot be named by one path anyway.
+// No path can name anything in a deeper tree.
 constexpr std::size_t kMaxDepth = PATH_MAX / 2;
 
 bool removeContents(int directory, std::size_t depth) {
@@ -84,8 +84,8 @@ bool walk(int directory, const std::string& prefix,
     return true;
 }
 
-// Whether a refused change of owner is a lack of rights, here or in this user namespace, rather
-// than a fault of the disk.
+// True if a change of owner failed for lack of rights (also in this user namespace), and not
+// because of the disk.
 bool lacksRights(int reason) {
     return reason == EPERM || reason == EINVAL;
 }
@@ -121,7 +121,7 @@ std::optional<std::string> readLinkBelow(int directory, const std::string& path)
 }
 
 std::optional<std::vector<std::string>> namesIn(int directory) {
-    // A descriptor of its own, since a stream takes the one that it is given and its position.
+    // Use a new descriptor: a stream takes over its descriptor and moves the position.
     const int own = openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (own < 0) {
         return std::nullopt;
@@ -170,7 +170,7 @@ bool applyAttributes(int fd, const struct stat& attributes) {
         }
         mode &= ~static_cast<mode_t>(S_ISUID | S_ISGID);
     }
-    // The mode after the owner: a change of owner takes set-id bits away.
+    // Set the mode after the owner, because a change of owner clears set-id bits.
     const struct timespec times[2] = {attributes.st_atim, attributes.st_mtim};
     return fchmod(fd, mode) == 0 && futimens(fd, times) == 0;
 }

@@ -38,7 +38,7 @@ std::string_view withoutBlanks(std::string_view text) {
     return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-/// What stands behind a value is nothing or a comment.
+/// True if the rest of a line, after the value, is blank or a comment.
 bool isEndOfLine(std::string_view rest) {
     rest = withoutBlanks(rest);
     return rest.empty() || rest.front() == '#';
@@ -211,7 +211,7 @@ std::string ContainerConfig::text() const {
 
 bool ContainerConfig::write(const std::string& path, std::string& error) const {
     const std::string content = text();
-    // What readers refuse would cost the container.
+    // Do not write what readers refuse: the container would be lost.
     return parse(content, path, error) && base::replaceFile(path, content, error);
 }
 

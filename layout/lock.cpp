@@ -1,4 +1,4 @@
-// flock(2) with a bounded wait and the holder's name in the file; see lock.h.
+// flock(2) with a limited wait and the holder's name in the file; see lock.h.
 #include "layout/lock.h"
 
 #include <fcntl.h>
@@ -58,8 +58,7 @@ base::Fd openLockFile(const std::string& path, std::string& error) {
     return fd;
 }
 
-/// Whether the file that was locked is still the one with that name: a container that is removed
-/// takes its lock file along.
+/// True if the locked file still has that name: removing a container removes its lock file, too.
 bool isStill(int fd, const std::string& path) {
     struct stat locked {};
     struct stat named {};
@@ -70,13 +69,13 @@ bool isStill(int fd, const std::string& path) {
 void nameHolder(int fd) {
     const std::string text =
         "pid " + std::to_string(getpid()) + " (" + ownCommand() + ") since " + localTime() + "\n";
-    // The name is a courtesy to those who wait: a full disk is no reason to fail the lock.
+    // The name is only information for those who wait, so a full disk must not fail the lock.
     if (ftruncate(fd, 0) == 0 && pwrite(fd, text.data(), text.size(), 0) < 0) {
         return;
     }
 }
 
-/// Whether this process stands in the file as the holder.
+/// True if the file names this process as the holder.
 bool isNamedIn(int fd) {
     const std::string begin = "pid " + std::to_string(getpid()) + " ";
     std::string text(begin.size(), '\0');
@@ -84,7 +83,7 @@ bool isNamedIn(int fd) {
     return got == static_cast<ssize_t>(begin.size()) && text == begin;
 }
 
-/// @return true when locked, false when the time is up (EWOULDBLOCK) or on failure (errno).
+/// @return true if locked; false if the time is over (EWOULDBLOCK) or on failure (errno).
 bool lockUntil(int fd, int operation, std::optional<Clock::time_point> deadline) {
     if (!deadline) {
         while (flock(fd, operation) != 0) {
@@ -94,7 +93,7 @@ bool lockUntil(int fd, int operation, std::optional<Clock::time_point> deadline)
         }
         return true;
     }
-    // flock(2) has no time limit; a timer signal would belong to the process, not to a library.
+    // flock(2) has no time limit, and a library must not use the process's timer signals.
     auto pause = std::chrono::milliseconds(5);
     constexpr auto longestPause = std::chrono::milliseconds(100);
     while (flock(fd, operation | LOCK_NB) != 0) {
@@ -165,9 +164,9 @@ FileLock::Result FileLock::acquire(const std::string& path, const LockWait& wait
 }
 
 void FileLock::release() {
-    // Of those who share the lock another may have put its name there since.
+    // Another process that shares the lock may have written its name meanwhile.
     if (m_fd && isNamedIn(m_fd.get()) && ftruncate(m_fd.get(), 0) != 0) {
-        // Old text in a free lock file misleads nobody: it is read only while somebody waits.
+        // Old text in a free lock file does no harm: it is read only while somebody waits.
     }
     m_fd.close();
 }

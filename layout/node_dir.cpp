@@ -1,9 +1,9 @@
-// A private root of binds, with a node's trees on top; see node_dir.h.
+// Makes a private root with a node's trees in it; see node_dir.h.
 //
-// The new root is a tmpfs in which every entry of the machine's root is bound under its name. Where
-// a node's path does not exist, its nearest existing parent is covered by a tmpfs whose entries are
-// the machine's, bound one by one, and the mount point is made in there. Both ways work without
-// privileges too, in a user namespace, and leave the machine as it is.
+// The new root is a tmpfs into which every entry of the machine's root is bind-mounted. If a node's
+// path does not exist, its nearest existing parent is covered by another tmpfs, into which the
+// parent's entries are bind-mounted one by one, and the mount point is made there. This also works
+// without privileges, in a user namespace, and does not change the machine.
 #include "layout/node_dir.h"
 
 #include <fcntl.h>
@@ -53,7 +53,7 @@ void enterNamespaces() {
     const gid_t group = getegid();
     if (unshare(CLONE_NEWNS) != 0) {
         require(unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0, "make", "user and mount namespaces");
-        // The kernel wants this before an unprivileged process may map its group.
+        // The kernel requires this before an unprivileged process may map its group.
         writeText("/proc/self/setgroups", "deny");
         writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
         writeText("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
@@ -71,7 +71,7 @@ void mountTmpfs(const fs::path& at) {
             at.string());
 }
 
-/// Shows every entry of the machine's `source` in the empty folder `target`.
+/// Bind-mounts every entry of the machine's `source` into the empty folder `target`.
 void bindEntries(const fs::path& source, const fs::path& target) {
     for (const fs::directory_entry& entry : fs::directory_iterator(source)) {
         const fs::path shown = target / entry.path().filename();
@@ -87,7 +87,7 @@ void bindEntries(const fs::path& source, const fs::path& target) {
     }
 }
 
-/// A tmpfs becomes the root and the machine's root lies at kOldRoot.
+/// Makes a tmpfs the root; the machine's root is then at kOldRoot.
 void pivotToEmptyRoot(const std::string& mountPoint) {
     mountTmpfs(mountPoint);
     require(chdir(mountPoint.c_str()) == 0, "enter", mountPoint);

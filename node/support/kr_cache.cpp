@@ -45,7 +45,7 @@ std::optional<KrCache> readKrCache(std::string_view os) {
     const TomlTable table = TomlTable::read(file);
     KrCache cache{table.requiredText("uuid"), "", table.text("created").value_or("")};
     uuid_t id;
-    // The name becomes a path that is copied and removed.
+    // The name becomes part of a path that is copied and removed, so it must be a UUID.
     if (uuid_parse(cache.uuid.c_str(), id) != 0) {
         throw table.fault("uuid", "'" + cache.uuid + "' is no UUID");
     }

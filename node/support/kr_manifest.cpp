@@ -1,4 +1,4 @@
-// Reading KR metadata; see kr_manifest.h.
+// Reads KR metadata; see kr_manifest.h.
 #include "node/support/kr_manifest.h"
 
 #include <unistd.h>
@@ -19,7 +19,8 @@ namespace fs = std::filesystem;
 constexpr std::size_t kMaxName = 120;
 constexpr std::size_t kMaxPackageName = 255;
 
-/// Words of a source line; control characters and brackets would change what the line means.
+/// True for a word of a source line: without control characters and brackets, which would change
+/// the meaning of the line.
 bool isSourceWord(std::string_view word) {
     return std::all_of(word.begin(), word.end(), [](unsigned char c) {
         return c > ' ' && c != 0x7f && c != '[' && c != ']' && c != '"' && c != '#';
@@ -155,7 +156,7 @@ KrManifest manifestAt(const std::string& path, const std::string& name, const st
     return manifest;
 }
 
-/// Names of the entries that `accept` turns into a template's name.
+/// The template names that `accept` makes from the entries of a folder.
 template <typename Accept>
 std::vector<std::string> namesIn(const fs::path& folder, const Accept& accept) {
     std::vector<std::string> names;
@@ -188,7 +189,7 @@ const char* krPackagingName(KrPackaging packaging) {
 }
 
 bool KrRepository::needsNetwork() const {
-    // What a file of source lines names is not looked into; mirrors are what such files are for.
+    // Files of source lines are not read here; they normally name mirrors.
     return !sources.empty() || url.starts_with("http:") || url.starts_with("https:");
 }
 
