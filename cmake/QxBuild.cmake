@@ -9,9 +9,15 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_C_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# Programs find their libraries from where they are themselves, in the build tree as below any prefix:
+# both have the same folders. (CMake would give a program of the build tree a path to be replaced when
+# it is installed, with an empty element, and such an element means the current folder.)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR}")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "\$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+set(QX_LIBRARY_RPATH "\$ORIGIN")
 
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
@@ -25,9 +31,15 @@ if(QX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 add_compile_definitions(_GNU_SOURCE _FILE_OFFSET_BITS=64)
-# Calls into libraries are bound once, at the start, and cannot be led elsewhere afterwards.
-add_link_options(LINKER:-z,relro,-z,now)
+# Calls into libraries are bound once, at the start, and cannot be led elsewhere afterwards; programs
+# are loaded at any address; no stack holds instructions.
+add_link_options(LINKER:-z,relro,-z,now,-z,noexecstack)
+include(CheckPIESupported)
+check_pie_supported()
+# Libraries name everything that they need; with clang's sanitizers their programs bring some of it.
+set(QX_NO_UNDEFINED LINKER:--no-undefined)
 if(QX_SANITIZE)
+  set(QX_NO_UNDEFINED)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
@@ -42,9 +54,21 @@ if(QX_BUILD_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# What an overwritten stack or a buffer that is too small must not be used for. qx_target() adds it to
+# whatever is not a test: a sanitizer finds the same and more, and replaces some of it.
+set(QX_HARDENING)
+if(NOT QX_SANITIZE AND NOT QX_BUILD_FUZZ)
+  set(QX_HARDENING -fstack-protector-strong -fstack-clash-protection)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i.86)$")
+    list(APPEND QX_HARDENING -fcf-protection)
+  endif()
+  # The checked functions of libc need an optimiser, which is told when a size is known.
+  list(APPEND QX_HARDENING "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+endif()
+
 # qx_target(<target>): our warnings, and the repository root as include root.
 function(qx_target target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Werror)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Werror ${QX_HARDENING})
   # g++ 12 sees overlaps in std::string's operator+ that are not there (GCC bug 105651).
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
@@ -66,7 +90,8 @@ set(QX_INTERFACE_NUMBER 0)
 function(qx_install_library target)
   set_target_properties(${target} PROPERTIES
     VERSION "${QX_INTERFACE_NUMBER}.${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}"
-    SOVERSION "${QX_INTERFACE_NUMBER}")
+    SOVERSION "${QX_INTERFACE_NUMBER}"
+    INSTALL_RPATH "${QX_LIBRARY_RPATH}")
   install(TARGETS ${target} EXPORT qxapkg LIBRARY
     DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT node NAMELINK_COMPONENT dev)
 endfunction()

@@ -1,4 +1,10 @@
-# Completion scripts, printed by the commands themselves.
+# Completion scripts, printed by the commands themselves. A build for another machine that cannot run
+# its programs goes without.
+if(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+  message(STATUS "No completion scripts: programs of ${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR} do not run here")
+  add_custom_target(completions)
+  return()
+endif()
 set(places
   "bash:${CMAKE_INSTALL_DATADIR}/bash-completion/completions:@"
   "zsh:${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions:_@"

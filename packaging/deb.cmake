@@ -35,6 +35,7 @@ set(CPACK_DEBIAN_NODE_PACKAGE_RECOMMENDS "apt, dnf, mmdebstrap, rpm")
 configure_file(node/shlibs.in shlibs @ONLY)
 set(CPACK_DEBIAN_NODE_PACKAGE_CONTROL_EXTRA
   "${CMAKE_CURRENT_SOURCE_DIR}/node/postinst"
+  "${CMAKE_CURRENT_SOURCE_DIR}/node/postrm"
   "${CMAKE_CURRENT_SOURCE_DIR}/triggers"
   "${CMAKE_CURRENT_BINARY_DIR}/shlibs")
 

@@ -1,13 +1,16 @@
 """Programs of others, built against what the project installs."""
 
 import gzip
+import os
+import pathlib
 import re
 import shutil
 import stat
 import subprocess
+import tempfile
 import unittest
 
-from installed_world import BUILD, InstalledTest, output_of, packages
+from installed_world import BUILD, SOURCE, InstalledTest, output_of, packages, why_not_hardened
 
 TEMPLATE = 'technology = "standard"\nname = "base"\nversion = "1"\nkind = "os"\nsummary = "A base"\n'
 
@@ -77,7 +80,7 @@ class Consumers:
     def test_the_examples_are_built_with_make_and_work(self):
         built = self.folder / "make"
         shutil.copytree(self.prefix / "share/doc/qxapkg/examples", built)
-        self.run_in(built, "make")
+        self.run_in(built, "make", f"LDFLAGS=-Wl,-rpath,{self.library}")
         self.programs_work(built)
 
     def programs_and_libraries(self):
@@ -86,13 +89,15 @@ class Consumers:
             if file.is_file() and not file.is_symlink() and file.read_bytes()[:4] == b"\x7fELF":
                 yield file, output_of("readelf", "-d", file)
 
-    def test_nothing_installed_says_where_to_look_for_libraries(self):
-        for file, dynamic in self.programs_and_libraries():
-            self.assertNotRegex(dynamic, r"RPATH|RUNPATH", str(file))
-
-    def test_calls_into_libraries_are_bound_at_the_start(self):
-        for file, dynamic in self.programs_and_libraries():
-            self.assertRegex(dynamic, r"FLAGS_1\).*NOW", str(file))
+    @unittest.skipIf(os.environ.get("QX_HARDENED") != "yes", "a build with sanitizers or for debugging")
+    def test_everything_is_hardened(self):
+        files = [file for file, _ in self.programs_and_libraries()]
+        self.assertLessEqual(8, len(files))
+        for file in files:
+            with self.subTest(file.name):
+                self.assertEqual([], why_not_hardened(file))
+        checked = output_of("readelf", "-W", "--dyn-syms", self.prefix / "bin/qxa")
+        self.assertRegex(checked, r"__\w+_chk\b.*GLIBC")
 
     def test_libraries_carry_the_number_of_their_interface(self):
         for file in [self.library / f"lib{name}.so" for name in ("qxagent", "qxctl", "qxtt")]:
@@ -141,6 +146,18 @@ class Consumers:
         )
 
 
+class CrossBuild(unittest.TestCase):
+    """A build for a machine whose programs do not run here."""
+
+    def test_no_program_is_run(self):
+        with tempfile.TemporaryDirectory() as folder:
+            output_of(
+                "cmake", "-G", "Ninja", "-S", SOURCE, "-B", folder,
+                "-DCMAKE_SYSTEM_NAME=Linux", "-DQX_BUILD_TESTS=OFF",
+            )
+            self.assertNotIn("completion bash", (pathlib.Path(folder) / "build.ninja").read_text())
+
+
 class Installation(Consumers, InstalledTest):
     """`cmake --install` into a staging folder."""
 
@@ -149,15 +166,40 @@ class Installation(Consumers, InstalledTest):
         output_of("cmake", "--install", BUILD, "--prefix", cls.root / "opt/qx")
         return cls.root / "opt/qx"
 
+    def test_programs_start_wherever_they_lie(self):
+        elsewhere = self.folder / "elsewhere"
+        shutil.copytree(self.prefix, elsewhere, symlinks=True)
+        environment = dict(self.environment, PATH=f"{elsewhere}/sbin:/usr/sbin:/usr/bin:/sbin:/bin")
+        for program in [*elsewhere.glob("bin/*"), *elsewhere.glob("sbin/*")]:
+            loaded = output_of("ldd", program, env=environment)
+            self.assertNotIn("not found", loaded, program.name)
+            output_of(program, "--version", env=environment)
+        node = self.node_with_a_template(self.folder / "of-its-own")
+        output_of(elsewhere / "bin/qxa", "--node-dir", node, "list", env=environment)
+
+    def test_nothing_built_looks_for_libraries_in_the_current_folder(self):
+        for file in [*BUILD.glob("bin/*"), *(BUILD / "lib").rglob("*.so")]:
+            if file.read_bytes()[:4] == b"\x7fELF":
+                self.assertNotRegex(output_of("readelf", "-d", file), r"PATH\).*\[(:|.*::|.*:\]|\])", file.name)
+
 
 class Packages(Consumers, InstalledTest):
     """The Debian packages, unpacked into a folder."""
+
+    needs_library_path = True
 
     @classmethod
     def install(cls):
         for file in packages().values():
             output_of("dpkg-deb", "-x", file, cls.root)
         return cls.root / "usr"
+
+    def test_nothing_says_where_to_look_for_libraries(self):
+        for file, dynamic in self.programs_and_libraries():
+            self.assertNotRegex(dynamic, r"RPATH|RUNPATH", str(file))
+
+    def test_the_development_files_say_what_they_are(self):
+        self.assertIn("pkg-config", (self.prefix / "share/doc/qxapkg-dev/README.md").read_text())
 
     def field(self, package, name):
         return output_of("dpkg-deb", "-f", packages()[f"qxapkg-{package}"], name)
@@ -214,9 +256,22 @@ class Packages(Consumers, InstalledTest):
     def test_removing_the_node_leaves_the_operators_trees(self):
         control = self.folder / "control"
         output_of("dpkg-deb", "-e", packages()["qxapkg-node"], control)
-        postrm = (control / "postrm").read_text() if (control / "postrm").exists() else ""
         self.assertIn("/qx/template", (control / "postinst").read_text())
-        self.assertNotIn("/qx", postrm)
+        postrm = (control / "postrm").read_text()
+        self.assertNotIn("/qx/", postrm)
+        self.assertNotIn("/var", postrm)
+
+    def test_a_purge_and_nothing_less_takes_the_agents_configuration(self):
+        control = self.folder / "purged"
+        output_of("dpkg-deb", "-e", packages()["qxapkg-node"], control)
+        configuration = self.folder / "etc/qxagent"
+        configuration.mkdir(parents=True)
+        (configuration / "agent.toml").write_text("# This node.\n")
+        script = (control / "postrm").read_text().replace("/etc/qxagent", str(configuration))
+        output_of("sh", "-c", script, "postrm", "remove")
+        self.assertTrue((configuration / "agent.toml").exists())
+        output_of("sh", "-c", script, "postrm", "purge")
+        self.assertFalse(configuration.exists())
 
 
 if __name__ == "__main__":
