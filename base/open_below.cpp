@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <utility>
 
 namespace base {
@@ -29,6 +30,29 @@ Fd openResolved(int directory, const std::string& path, int flags, mode_t mode, 
     }
 }
 
+// The kernel takes at most PATH_MAX bytes at once, so a longer path is gone down in pieces.
+Fd openPieces(int directory, const std::string& path, int flags, mode_t mode, __u64 resolve) {
+    Fd above;
+    std::size_t begin = 0;
+    while (path.size() - begin >= PATH_MAX) {
+        const std::size_t end = path.rfind('/', begin + PATH_MAX - 1);
+        if (end == std::string::npos || end <= begin) {
+            errno = ENAMETOOLONG;
+            return {};
+        }
+        Fd next = openResolved(above ? above.get() : directory, path.substr(begin, end - begin),
+                               O_PATH | O_DIRECTORY, 0, resolve);
+        if (!next) {
+            return next;
+        }
+        above = std::move(next);
+        begin = end + 1;
+    }
+    const std::string rest = path.substr(begin);
+    return openResolved(above ? above.get() : directory, rest.empty() ? "." : rest, flags, mode,
+                        resolve);
+}
+
 }  // namespace
 
 Fd openInRoot(int root, const std::string& path, int flags, mode_t mode) {
@@ -36,8 +60,12 @@ Fd openInRoot(int root, const std::string& path, int flags, mode_t mode) {
 }
 
 Fd openBelow(int directory, const std::string& path, int flags, mode_t mode) {
-    return openResolved(directory, path.empty() ? "." : path, flags, mode,
-                        RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS);
+    return openPieces(directory, path, flags, mode, RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS);
+}
+
+Fd openOnSameMount(int directory, const std::string& path, int flags) {
+    return openPieces(directory, path, flags, 0,
+                      RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV);
 }
 
 Fd openParent(int directory, const std::string& path, std::string& name) {

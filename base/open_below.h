@@ -17,8 +17,11 @@ Fd openInRoot(int root, const std::string& path, int flags, mode_t mode = 0);
 
 /// Opens a path below `directory` ("" or "." is the directory itself) that holds no link at all: an
 /// empty Fd with ELOOP where any component is one, EXDEV where the path leads out. `mode` counts
-/// with O_CREAT only.
+/// with O_CREAT only. The path may be longer than PATH_MAX.
 Fd openBelow(int directory, const std::string& path, int flags, mode_t mode = 0);
+
+/// As openBelow(), but EXDEV also where something is mounted on the path.
+Fd openOnSameMount(int directory, const std::string& path, int flags);
 
 /// Opens the directory that holds `path`; `name` gets the last component.
 Fd openParent(int directory, const std::string& path, std::string& name);

@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 
 #include "base/content.h"
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
+#include "tests/support/private_root.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -156,6 +158,38 @@ TEST_F(ConfinedTest, OpensNoPathWithALinkWhenNoneIsAllowed) {
     EXPECT_EQ(errno, ELOOP);
     EXPECT_FALSE(base::openBelow(root.get(), "../outside/secret", O_RDONLY));
     EXPECT_EQ(errno, EXDEV);
+}
+
+TEST_F(ConfinedTest, OpensWhatLiesDeeperThanTheLongestPath) {
+    std::string path;
+    for (int level = 0; level < 500; ++level) {
+        path += (level == 0 ? "" : "/") + std::string("directory");
+    }
+    ASSERT_GT(path.size(), PATH_MAX);
+    ASSERT_TRUE(base::makeBelow(root.get(), path));
+    EXPECT_TRUE(base::openBelow(root.get(), path + "/file", O_WRONLY | O_CREAT, 0644));
+    EXPECT_TRUE(base::openOnSameMount(root.get(), path + "/file", O_RDONLY));
+    EXPECT_FALSE(base::openBelow(root.get(), path + "/absent", O_RDONLY));
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(OpenOnSameMountTest, RefusesWhatIsMountedThere) {
+    const TempDir dir;
+    dir.make_dir("root/mounted");
+    dir.write("other/below/file", "text");
+    qx_test::PrivateRoot view;
+    view.show(dir.path("other"), dir.path("root/mounted"));
+    const auto result = view.run([&] {
+        const Fd opened(open(dir.path("root").c_str(), O_PATH | O_DIRECTORY));
+        const bool refused = !base::openOnSameMount(opened.get(), "mounted/below/file", O_RDONLY);
+        const bool mount = errno == EXDEV;
+        const bool same = static_cast<bool>(base::openOnSameMount(opened.get(), ".", O_RDONLY));
+        return std::string(refused && mount && same ? "refused" : "opened");
+    });
+    if (!result.ran) {
+        GTEST_SKIP() << result.text;
+    }
+    EXPECT_EQ("refused", result.text);
 }
 
 }  // namespace
