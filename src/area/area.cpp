@@ -1,7 +1,6 @@
 // Opens areas and reads their directories.
 #include "src/area/area.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,74 +8,48 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <memory>
+#include <optional>
 
 #include "base/fd.h"
 #include "base/name_table.h"
 #include "base/open_below.h"
-#include "src/area/confined.h"
+#include "base/tree.h"
 #include "src/area_format.h"
 
 namespace qxfs {
 
 namespace {
 
-struct CloseDirectory {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
-
 /// Content of a sticky regular file, of which at most 4096 bytes count.
-bool readShortcut(int directory, const std::string& name, std::string& text) {
+std::optional<std::string> readShortcut(int directory, const std::string& name) {
     const base::Fd file(
         openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     std::array<char, qxfs::kLinkTextMax> buffer;
     const auto got = file ? read(file.get(), buffer.data(), buffer.size()) : -1;
-    if (got < 0) {
-        return false;
-    }
-    text.assign(buffer.data(), static_cast<std::size_t>(got));
-    return true;
+    return got < 0 ? std::nullopt
+                   : std::optional(std::string(buffer.data(), static_cast<std::size_t>(got)));
 }
 
-bool readSymlink(int directory, const std::string& name, std::string& text) {
+std::optional<std::string> readSymlink(int directory, const std::string& name) {
     std::array<char, qxfs::kLinkTextMax> buffer;
     const auto got = readlinkat(directory, name.c_str(), buffer.data(), buffer.size());
-    if (got < 0) {
-        return false;
-    }
-    text.assign(buffer.data(), static_cast<std::size_t>(got));
-    return true;
+    return got < 0 ? std::nullopt
+                   : std::optional(std::string(buffer.data(), static_cast<std::size_t>(got)));
 }
 
 void readLink(int directory, DirectoryItem& item) {
-    const bool sticky = S_ISREG(item.info.st_mode) && (item.info.st_mode & S_ISVTX) != 0;
-    if (!sticky && !S_ISLNK(item.info.st_mode)) {
+    const bool sticky = qxfs::is_shortcut_mode(item.info.st_mode);
+    if (!sticky && !item.isSymlink()) {
         return;
     }
-    std::string text;
-    const bool read =
-        sticky ? readShortcut(directory, item.name, text) : readSymlink(directory, item.name, text);
-    if (!read) {
+    auto text = sticky ? readShortcut(directory, item.name) : readSymlink(directory, item.name);
+    if (!text.has_value()) {
         item.linkUnreadable = true;
         item.failure = errno;
+        return;
     }
-    if (read && qxfs::is_magic_link(text.c_str())) {
-        item.link = std::move(text);
-    }
-}
-
-/// @return 0 or an errno.
-int readNames(DIR* stream, std::vector<std::string>& names) {
-    errno = 0;
-    while (const auto* entry = readdir(stream)) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.emplace_back(name);
-        }
-    }
-    return errno;
+    (qxfs::is_magic_link(text->c_str()) ? item.link : item.text) = std::move(*text);
 }
 
 void readItem(int directory, DirectoryItem& item) {
@@ -87,11 +60,24 @@ void readItem(int directory, DirectoryItem& item) {
     }
 }
 
+bool isDirectory(const std::string& path) {
+    struct stat info {};
+    return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+/// A private area is known by more than its root, which it may have lost.
+bool looksPrivate(const std::string& path) {
+    std::error_code ignored;
+    const auto version = std::filesystem::read_symlink(path + "/VERSION", ignored).string();
+    return isDirectory(path + "/root") || isDirectory(path + "/lost_files") ||
+           (!version.empty() && version.find_first_not_of("0123456789.") == std::string::npos);
+}
+
 }  // namespace
 
 base::Fd openDirectory(const Area& area, const std::string& inside) {
     const base::Fd root(open(area.root.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    return root ? base::openBelow(root.get(), inside.substr(1), O_RDONLY | O_DIRECTORY)
+    return root ? base::openOnSameMount(root.get(), inside.substr(1), O_RDONLY | O_DIRECTORY)
                 : base::Fd();
 }
 
@@ -110,7 +96,7 @@ std::string Area::templateFile(const std::string& link) const {
 }
 
 bool openArea(const std::string& path, const std::string& templateRoot, Area& area,
-              std::string& error) {
+              std::string& error, bool knownPrivate) {
     std::error_code failure;
     const auto absolute = std::filesystem::canonical(path, failure);
     if (failure || !std::filesystem::is_directory(absolute)) {
@@ -119,10 +105,10 @@ bool openArea(const std::string& path, const std::string& templateRoot, Area& ar
     }
     area.name = path;
     area.privateDir = absolute.string();
-    struct stat info {};
-    const auto root = area.privateDir + "/root";
-    const bool isPrivate = lstat(root.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-    area.root = isPrivate ? root : area.privateDir;
+    area.root = area.privateDir;
+    if (knownPrivate || looksPrivate(area.privateDir)) {
+        area.root += "/root";
+    }
     area.templateRoot.clear();
     if (templateRoot.empty()) {
         return true;
@@ -159,30 +145,23 @@ const DirectoryItem* DirectoryListing::find(const std::string& name) const {
     return found != items.end() && found->name == name ? &*found : nullptr;
 }
 
-int readDirectory(const Area& area, const std::string& inside, DirectoryListing& listing) {
-    auto directory = openDirectory(area, inside);
-    if (!directory) {
+int readDirectory(int directory, DirectoryListing& listing) {
+    auto names = fstat(directory, &listing.info) == 0 ? base::namesIn(directory) : std::nullopt;
+    if (!names.has_value()) {
         return errno;
     }
-    const std::unique_ptr<DIR, CloseDirectory> stream(fdopendir(directory.get()));
-    if (stream == nullptr) {
-        return errno;
-    }
-    const int descriptor = directory.release();
-    if (fstat(descriptor, &listing.info) != 0) {
-        return errno;
-    }
-    std::vector<std::string> names;
-    const int failure = readNames(stream.get(), names);
-    // Names are a sixth of an item, so they are what is sorted.
-    std::sort(names.begin(), names.end());
-    std::vector<DirectoryItem> items(names.size());
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        items[i].name = std::move(names[i]);
-        readItem(descriptor, items[i]);
+    std::vector<DirectoryItem> items(names->size());
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        items[i].name = std::move((*names)[i]);
+        readItem(directory, items[i]);
     }
     listing.assign(std::move(items));
-    return failure;
+    return 0;
+}
+
+int readDirectory(const Area& area, const std::string& inside, DirectoryListing& listing) {
+    const auto directory = openDirectory(area, inside);
+    return directory ? readDirectory(directory.get(), listing) : errno;
 }
 
 }  // namespace qxfs

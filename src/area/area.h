@@ -29,16 +29,19 @@ struct Area {
     [[nodiscard]] bool looksAtTemplates() const { return !templateRoot.empty(); }
 };
 
-/// Opens an area by its path: a private area when it holds "root", else the tree itself.
+/// Opens an area by its path: a private area when it holds "root", a VERSION link or lost_files, or
+/// when the caller knows that it is one; else the tree itself. A private area opens without its
+/// root, too: nothing but its check and what brings things back to it can then be done.
 /// @return false with the reason in `error`.
 bool openArea(const std::string& path, const std::string& templateRoot, Area& area,
-              std::string& error);
+              std::string& error, bool knownPrivate = false);
 
 /// A name in a directory.
 struct DirectoryItem {
     std::string name;
     struct stat info {};
     std::string link;  ///< link text of a shortcut or magic symlink; empty for everything else
+    std::string text;  ///< of a symlink or sticky file that is no magic link: what it holds
     bool linkUnreadable = false;
     int failure = 0;  ///< errno when the item could not be looked at
 
@@ -67,12 +70,12 @@ private:
     base::NameTable m_places;
 };
 
-/// Reads a directory of an area without following a link, and the links in it.
-/// @return 0 or an errno.
+/// Reads a directory without following a link, and the links in it. @return 0 or an errno.
+int readDirectory(int directory, DirectoryListing& listing);
 int readDirectory(const Area& area, const std::string& inside, DirectoryListing& listing);
 
 /// Opens a directory below the area's root; no component may be a link, so that a planted one
-/// cannot lead out of the area. Invalid with errno when that fails.
+/// cannot lead out of the area, nor a mount (EXDEV). Invalid with errno when that fails.
 base::Fd openDirectory(const Area& area, const std::string& inside);
 
 /// The path of `name` in the directory `inside`.

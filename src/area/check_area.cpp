@@ -2,6 +2,7 @@
 #include "src/area/check_area.h"
 
 #include <algorithm>
+#include <set>
 
 namespace qxfs {
 
@@ -44,8 +45,15 @@ CheckSummary checkArea(const Area& area, const RepairPolicy& policy, UndoRecord&
                        const FindingSink& sink, const ProgressSink& progress) {
     CheckSummary summary;
     summary.area = area.name;
+    TemplateLookup templates(area, policy.dropMissing);
+    std::set<std::string> missing;
     walkArea([&](const std::string& path) {
-        auto check = checkDirectory(area, path);
+        auto check = checkDirectory(area, path, templates);
+        // Each directory that refers to a missing template says so; once is enough.
+        std::erase_if(check.findings, [&](const DirectoryFinding& found) {
+            return found.finding.code == FindingCode::templateMissing &&
+                   !missing.insert(found.finding.templateFile).second;
+        });
         if (policy.mode != RepairMode::report && !check.findings.empty()) {
             auto failures = DirectoryRepair(area, check, undo).run(policy);
             std::move(failures.begin(), failures.end(), std::back_inserter(summary.failures));

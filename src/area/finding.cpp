@@ -16,6 +16,8 @@ const std::vector<FindingKind>& findingKinds() {
          false},
         {templateMissing, "template-missing", error,
          "a template that the area refers to is missing as a whole", none, "", false},
+        {templateUnreadable, "template-unreadable", error, "a template file cannot be looked at",
+         none, "", false},
         {mountLeftOut, "mount-left-out", note,
          "another file system is mounted here; it was left out", none, "", false},
         {directoryUnreadable, "directory-unreadable", error, "the directory cannot be read", none,

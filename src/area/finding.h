@@ -11,6 +11,7 @@ namespace qxfs {
 enum class FindingCode {
     rootMissing,
     templateMissing,
+    templateUnreadable,
     mountLeftOut,
     directoryUnreadable,
     indexUnreadable,

@@ -274,7 +274,8 @@ private:
             return;
         }
         outcome.result = IndexResult::already;
-        for (const auto& [finding, name, entry] : check.findings) {
+        for (const auto& found : check.findings) {
+            const auto& finding = found.finding;
             const auto& kind = kindOf(finding.code);
             if (finding.repaired || (m_options.dryRun && kind.preen)) {
                 outcome.result = IndexResult::completed;

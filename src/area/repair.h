@@ -37,6 +37,9 @@ struct RepairPolicy {
     RepairMode mode;
     /// Answers for each finding in the mode `ask`; without it, everything is left.
     std::function<Disposal(const Finding&)> ask;
+    /// What belongs to a template that is missing as a whole is found and dropped like any other
+    /// loss, instead of kept for the template's return.
+    bool dropMissing = false;
 };
 
 /// Repairs the findings of one directory and marks those that were repaired. Works in that
