@@ -1,13 +1,99 @@
-// A table of names that are kept elsewhere, for one pass over a directory.
+// Tables of names and numbers that others choose. Both are spread by a number drawn anew in each
+// process, so nobody can prepare ones that collide and make a look-up cost as much as a walk.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string_view>
 #include <vector>
 
 namespace base {
+
+/// A hash that is another one in every process.
+std::uint32_t seededHash(std::string_view text);
+/// The same one to one: different numbers have different hashes.
+std::uint32_t seededHash(std::uint32_t number);
+
+/// An open-addressing table from hashes to small values that are kept, or point to what is kept,
+/// elsewhere. `Value{}` marks an empty place and cannot be stored. Several may have one hash.
+template <typename Value>
+class HashTable {
+public:
+    /// The first value of that hash that `matches` accepts; Value{} without one.
+    template <typename Matches>
+    Value find(std::uint32_t hash, Matches matches) const {
+        for (std::size_t i = hash & m_mask; !m_slots.empty(); i = (i + 1) & m_mask) {
+            const Slot& slot = m_slots[i];
+            if (slot.value == Value{} || (slot.hash == hash && matches(slot.value))) {
+                return slot.value;
+            }
+        }
+        return Value{};
+    }
+
+    void add(std::uint32_t hash, Value value) {
+        if (2 * (m_used + 1) > m_slots.size()) {
+            resize(std::max<std::size_t>(16, 4 * m_slots.size()));
+        }
+        put({hash, value});
+        ++m_used;
+    }
+
+    /// Makes room for so many values; it grows beyond that.
+    void reserve(std::size_t values) {
+        std::size_t size = 16;
+        while (size < 2 * values) {
+            size *= 2;
+        }
+        if (size > m_slots.size()) {
+            resize(size);
+        }
+    }
+
+    /// Frees the places, too.
+    void clear() { *this = {}; }
+
+    /// How many places the most expensive look-up of a value that is there goes through.
+    [[nodiscard]] std::size_t longestSearch() const {
+        std::size_t longest = 0;
+        for (std::size_t i = 0; i < m_slots.size(); ++i) {
+            if (m_slots[i].value != Value{}) {
+                longest = std::max(longest, ((i - m_slots[i].hash) & m_mask) + 1);
+            }
+        }
+        return longest;
+    }
+
+private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        Value value{};
+    };
+
+    void put(const Slot& slot) {
+        std::size_t i = slot.hash & m_mask;
+        while (m_slots[i].value != Value{}) {
+            i = (i + 1) & m_mask;
+        }
+        m_slots[i] = slot;
+    }
+
+    void resize(std::size_t size) {
+        std::vector<Slot> old(size);
+        old.swap(m_slots);
+        m_mask = size - 1;
+        for (const Slot& slot : old) {
+            if (slot.value != Value{}) {
+                put(slot);
+            }
+        }
+    }
+
+    std::vector<Slot> m_slots;
+    std::size_t m_mask = 0;
+    std::size_t m_used = 0;
+};
 
 /// Numbers names from 0 in the order in which they come. Two blocks of memory for all names:
 /// directories are many and mostly small, and a table with a node for each name would spend its
@@ -18,70 +104,36 @@ public:
 
     /// Makes room for so many names; it grows beyond that.
     void reserve(std::size_t names) {
-        std::size_t size = 16;
-        while (size < names * 2) {
-            size *= 2;
-        }
-        if (size > m_slots.size()) {
-            m_names.reserve(size / 2);
-            rebuild(size);
-        }
+        m_table.reserve(names);
+        m_names.reserve(names);
     }
 
     /// @return false when the name was there already.
     bool insert(std::string_view name) {
-        if ((m_names.size() + 1) * 2 > m_slots.size()) {
-            reserve((m_names.size() + 1) * 2);
-        }
-        const auto hash = hashOf(name);
-        auto& slot = m_slots[place(name, hash)];
-        if (slot.number != kNone) {
+        const auto hash = seededHash(name);
+        if (placeOf(name, hash) != 0) {
             return false;
         }
-        slot = {hash, static_cast<std::uint32_t>(m_names.size())};
         m_names.push_back(name);
+        m_table.add(hash, static_cast<std::uint32_t>(m_names.size()));
         return true;
     }
 
     /// The name's number, or kNone.
     [[nodiscard]] std::uint32_t find(std::string_view name) const {
-        return m_slots.empty() ? kNone : m_slots[place(name, hashOf(name))].number;
+        return placeOf(name, seededHash(name)) - 1;
     }
+
+    /// As HashTable::longestSearch().
+    [[nodiscard]] std::size_t longestSearch() const { return m_table.longestSearch(); }
 
 private:
-    /// Names are looked at only where their hash agrees: most questions are answered by a slot, and
-    /// slots are small enough for a processor's cache.
-    struct Slot {
-        std::uint32_t hash = 0;
-        std::uint32_t number = kNone;
-    };
-
-    static std::uint32_t hashOf(std::string_view name) {
-        return static_cast<std::uint32_t>(std::hash<std::string_view>{}(name));
+    /// The name's number and 1, or 0.
+    [[nodiscard]] std::uint32_t placeOf(std::string_view name, std::uint32_t hash) const {
+        return m_table.find(hash, [&](std::uint32_t place) { return m_names[place - 1] == name; });
     }
 
-    /// The slot that holds the name, or the empty one where it belongs.
-    [[nodiscard]] std::size_t place(std::string_view name, std::uint32_t hash) const {
-        const std::size_t mask = m_slots.size() - 1;
-        std::size_t place = hash & mask;
-        while (m_slots[place].number != kNone &&
-               (m_slots[place].hash != hash || m_names[m_slots[place].number] != name)) {
-            place = (place + 1) & mask;
-        }
-        return place;
-    }
-
-    void rebuild(std::size_t size) {
-        std::vector<Slot> old(size);
-        old.swap(m_slots);
-        for (const auto& slot : old) {
-            if (slot.number != kNone) {
-                m_slots[place(m_names[slot.number], slot.hash)] = slot;
-            }
-        }
-    }
-
-    std::vector<Slot> m_slots;
+    HashTable<std::uint32_t> m_table;
     std::vector<std::string_view> m_names;
 };
 

@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-#include "src/area_format.h"
+#include "src/index/area_format.h"
 #include "src/qxfsutil.h"
 
 namespace {

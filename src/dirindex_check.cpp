@@ -1,11 +1,7 @@
-// Checks the structure of an index, gathers its entries, and writes it anew without lost links.
-//
-//   1. header: signature, checksum (a warning only), bucket count, start
-//   2. hash walk: every record that a bucket reaches is sound and reached once (it is marked)
-//   3. linear walk: the records from the first to the end of the file become the entry list;
-//      those whose template file is gone stay out
-//   4. with lost links and an out path, the list is written as a new index
+// The exported check of an index: says what src/index/structure.h finds, gathers the entries, those
+// whose template file is gone left out, and writes the index anew without them.
 #include <fcntl.h>
+#include <md5.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,12 +13,12 @@
 #include <string>
 
 #include "base/fd.h"
+#include "base/name_table.h"
 #include "base/open_below.h"
 #include "src/common.h"
-#include "src/dirindex_bytes.h"
 #include "src/dirindex_model.h"
-#include "src/dirindex_reader.h"
-#include "src/dirindex_table.h"
+#include "src/index/bytes.h"
+#include "src/index/structure.h"
 
 namespace {
 
@@ -35,7 +31,47 @@ constexpr int kNotWritten = -1;
 constexpr int kSound = 0;
 constexpr int kLost = 1;
 
-class Check {
+struct Text {
+    int level;
+    const char* words;
+};
+
+// What is said of a remark that has nothing to say beside itself.
+Text text_of(Remark remark) {
+    switch (remark) {
+        case Remark::startBehindEnd:
+            return {kLevelFaults, "FATAL: start index is after EOF\n"};
+        case Remark::emptyDirectory:
+            return {kLevelDetails, "WARNING: empty dir\n"};
+        case Remark::startInHashTable:
+            return {kLevelFaults, "FATAL: start points inside hash table\n"};
+        case Remark::bucketToNowhere:
+            return {kLevelFaults, "FATAL: hash points to nowhere\n"};
+        case Remark::truncatedRecord:
+            return {kLevelFaults, "FATAL: truncated dentry\n"};
+        case Remark::bucketsCross:
+            return {kLevelFaults, "FATAL: hash buckets cross\n"};
+        case Remark::recordBehindEnd:
+            return {kLevelDetails, "WARNING: entry after EOF\n"};
+        case Remark::endInsideBucket:
+            return {kLevelDetails, "WARNING: EOF?\n"};
+        case Remark::badReclen:
+            return {kLevelFaults, "FATAL: bad reclen\n"};
+        case Remark::linkForward:
+            return {kLevelFaults, "FATAL: link points forward\n"};
+        case Remark::truncated:
+            return {kLevelFaults, "FATAL: truncated...\n"};
+        case Remark::inNoBucket:
+            return {kLevelDetails, "WARNING: dentry is not in hash\n"};
+        case Remark::endInside:
+            return {kLevelDetails, "WARNING: EOF is in the middle\n"};
+        default:
+            return {kLevelDetails, "WARNING: last dentry is not EOF\n"};
+    }
+}
+
+// Says what the check finds, and gathers what it lists.
+class Check : public CheckListener {
 public:
     Check(const char* name, void* base, size_t size, const char* root)
         : name_(name),
@@ -46,21 +82,17 @@ public:
 
     // kFault, kSound or kLost; the entry list holds what was kept.
     int run() {
-        if (!header_is_sound() || !hash_is_sound() || !records_are_sound()) {
+        if (!checkStructure(index_, *this)) {
             return kFault;
         }
         return lost_ ? kLost : kSound;
     }
 
+    void header(const Header& header) override;
+    void remark(Remark remark, const Header& header, const Record& record) override;
+    bool entry(const Record& record, const char* entry_name, const char* link) override;
+
 private:
-    bool header_is_sound();
-    bool checksum_holds() const;
-    bool hash_is_sound();
-    bool bucket_is_sound(uint64_t offset);
-    bool reached_record_is_sound(const Record& record);
-    bool records_are_sound();
-    bool listed_record_is_sound(const Record& record);
-    bool take(const Record& record);
     bool keep(const Record& record, const char* entry_name, const char* link);
     bool template_exists(const char* entry_name, const char* link);
     poolstr* pooled(uint32_t link, const char* text);
@@ -70,171 +102,55 @@ private:
     void* base_;
     MarkingReader index_;
     const char* root_;
-    Header header_{};
-    bool eof_seen_ = false;
     bool lost_ = false;
     // Names and distinct link strings of a well-formed index lie apart and are together shorter
     // than the file. Overlapping ones could make memory grow with its square.
     uint64_t copies_left_;
-    StringTable links_;
+    base::HashTable<poolstr*> links_;  // by the hash of a link record's place
     uint32_t last_link_ = 0;
     poolstr* last_string_ = nullptr;
     std::string path_;
 };
 
-// With the checksum's field cleared.
-bool Check::checksum_holds() const {
-    uint8_t expected[kChecksumSize];
-    store32(expected, header_.checksum);
-    return verify_checksum(base_, index_.size(), expected) == 0;
-}
-
-bool Check::header_is_sound() {
-    header_ = index_.header();
-    if (!index_.has_header() || header_.signature != kSignature) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: wrong signature '%s' %08x\n", name_, header_.signature);
-        return false;
-    }
-    index_.clear_checksum();
+void Check::header(const Header& header) {
     // Nothing but the warning depends on it, and it costs more than the rest of the check: nobody
     // listens, nothing is computed.
-    if (qxfsutil_debug_level >= kLevelDetails && !checksum_holds()) {
-        QXFS_DEBUG(kLevelDetails, "WARNING: wrong checksum '%s'\n", name_);
+    if (qxfsutil_debug_level < kLevelDetails) {
+        return;
     }
-    if (header_.prime == 0) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: zero hash prime '%s'\n", name_);
-        return false;
-    }
-    if (header_.start >= index_.size()) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: start index is after EOF\n");
-        return false;
-    }
-    if (header_.start == 0) {
-        QXFS_DEBUG(kLevelDetails, "WARNING: empty dir\n");
-    } else if (header_.start < kHashTableOffset + kHashSlotSize * header_.prime) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: start points inside hash table\n");
-        return false;
-    }
-    return true;
-}
-
-bool Check::hash_is_sound() {
-    const uint64_t slots = index_.slots(header_.prime);
-    for (uint64_t i = 0; i < slots; ++i) {
-        const uint32_t offset = index_.slot(i);
-        if (offset != 0 && !bucket_is_sound(offset)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool Check::bucket_is_sound(uint64_t offset) {
-    for (;;) {
-        if (offset < header_.start || offset >= index_.size()) {
-            QXFS_DEBUG(kLevelFaults, "FATAL: hash points to nowhere\n");
-            return false;
-        }
-        if (!index_.has_head(offset)) {
-            QXFS_DEBUG(kLevelFaults, "FATAL: truncated dentry\n");
-            return false;
-        }
-        const Record record = index_.record(offset);
-        if ((record.flags & kReservedFlags) != 0) {
-            QXFS_DEBUG(kLevelFaults, "FATAL: hash buckets cross\n");
-            return false;
-        }
-        if (eof_seen_) {
-            QXFS_DEBUG(kLevelDetails, "WARNING: entry after EOF\n");
-        }
-        index_.mark_visited(record);
-        if (!reached_record_is_sound(record)) {
-            return false;
-        }
-        const bool last_of_file = (record.flags & kLastOfFile) != 0;
-        eof_seen_ = eof_seen_ || last_of_file;
-        if ((record.flags & kLastOfBucket) != 0) {
-            return true;
-        }
-        if (last_of_file) {
-            QXFS_DEBUG(kLevelDetails, "WARNING: EOF?\n");
-        }
-        offset += record.reclen;
+    uint8_t expected[kChecksumSize];
+    store32(expected, header.checksum);
+    if (verify_checksum(base_, index_.size(), expected) != 0) {
+        debug_print(kLevelDetails, "WARNING: wrong checksum '%s'\n", name_);
     }
 }
 
-bool Check::reached_record_is_sound(const Record& record) {
-    if (record.reclen < kMinReclen || record.reclen > kMaxReclen || !index_.holds_record(record)) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: bad reclen\n");
-        return false;
+void Check::remark(Remark remark, const Header& header, const Record& record) {
+    switch (remark) {
+        case Remark::wrongSignature:
+            QXFS_DEBUG(kLevelFaults, "FATAL: wrong signature '%s' %08x\n", name_, header.signature);
+            break;
+        case Remark::noBuckets:
+            QXFS_DEBUG(kLevelFaults, "FATAL: zero hash prime '%s'\n", name_);
+            break;
+        case Remark::badNamelen: {
+            const std::string_view text = index_.name_to_end(record);
+            QXFS_DEBUG(kLevelFaults, "FATAL: bad namelen %d for %.*s\n", record.namelen,
+                       static_cast<int>(std::min<size_t>(text.size(), INT_MAX)), text.data());
+            break;
+        }
+        case Remark::linkToHashTable:
+            QXFS_DEBUG(kLevelFaults, "FATAL: link %u points to hash\n", record.link);
+            break;
+        default: {
+            const Text text = text_of(remark);
+            QXFS_DEBUG(text.level, "%s", text.words);
+        }
     }
-    if (record.namelen > kMaxNamelen || !index_.holds_padded_name(record)) {
-        const std::string_view text = index_.name_to_end(record);
-        QXFS_DEBUG(kLevelFaults, "FATAL: bad namelen %d for %.*s\n", record.namelen,
-                   static_cast<int>(std::min<size_t>(text.size(), INT_MAX)), text.data());
-        return false;
-    }
-    if (record.link == 0) {
-        return true;
-    }
-    if (record.link <= header_.start) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: link %u points to hash\n", record.link);
-        return false;
-    }
-    if (record.link > record.offset + record.reclen || index_.link_text(record.link) == nullptr) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: link points forward\n");
-        return false;
-    }
-    return true;
 }
 
-bool Check::records_are_sound() {
-    eof_seen_ = false;
-    uint64_t offset = header_.start;
-    while (offset != index_.size()) {
-        // Without a start the walk would read the header as a record, whose reclen is that start.
-        if (header_.start == 0 || !index_.has_head(offset)) {
-            QXFS_DEBUG(kLevelFaults, "FATAL: truncated...\n");
-            return false;
-        }
-        const Record record = index_.record(offset);
-        if (!listed_record_is_sound(record) || !take(record)) {
-            return false;
-        }
-        offset += record.reclen;
-        if ((record.flags & kVisited) == 0) {
-            QXFS_DEBUG(kLevelDetails, "WARNING: dentry is not in hash\n");
-        }
-        if ((record.flags & kLastOfFile) != 0) {
-            if (offset != index_.size()) {
-                QXFS_DEBUG(kLevelDetails, "WARNING: EOF is in the middle\n");
-            }
-            eof_seen_ = true;
-        }
-    }
-    if (!eof_seen_) {
-        QXFS_DEBUG(kLevelDetails, "WARNING: last dentry is not EOF\n");
-    }
-    return true;
-}
-
-bool Check::listed_record_is_sound(const Record& record) {
-    if (record.reclen < kMinReclen || !index_.holds_record(record) ||
-        index_.name(record) == nullptr) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: truncated...\n");
-        return false;
-    }
-    if (record.link != 0 && index_.link_text(record.link) == nullptr) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: link points forward\n");
-        return false;
-    }
-    return true;
-}
-
-// Lists the record's entry and keeps it, unless its template file is lost.
-bool Check::take(const Record& record) {
-    const char* entry_name = index_.name(record);
-    const char* link = record.link != 0 ? index_.link_text(record.link) : nullptr;
+// Keeps the entry, unless its template file is lost.
+bool Check::entry(const Record& record, const char* entry_name, const char* link) {
     QXFS_DEBUG(kLevelDetails, "%s\t%s", type_str(record.type), entry_name);
     if (link != nullptr) {
         QXFS_DEBUG(kLevelDetails, " -> %s/%s", link, entry_name);
@@ -278,13 +194,14 @@ poolstr* Check::pooled(uint32_t link, const char* text) {
     if (link == last_link_) {
         return last_string_;
     }
-    poolstr* known = links_.find(link, [](const poolstr&) { return true; });
+    const uint32_t hash = base::seededHash(link);
+    poolstr* known = links_.find(hash, [](const poolstr*) { return true; });
     if (known == nullptr) {
         if (!copy_allowed(strlen(text))) {
             return nullptr;
         }
         known = pool_add(text);
-        links_.add(link, known);
+        links_.add(hash, known);
     }
     last_link_ = link;
     last_string_ = known;
@@ -293,7 +210,6 @@ poolstr* Check::pooled(uint32_t link, const char* text) {
 
 bool Check::copy_allowed(size_t length) {
     if (length > copies_left_) {
-        QXFS_DEBUG(kLevelFaults, "FATAL: truncated...\n");
         return false;
     }
     copies_left_ -= length;
@@ -380,6 +296,15 @@ void* read_into_mapping(int descriptor, struct stat& st) {
 }
 
 }  // namespace
+
+int verify_checksum(const void* base, size_t size, const void* expected) {
+    MD5_CTX context;
+    uint8_t digest[MD5_DIGEST_LENGTH];
+    MD5Init(&context);
+    MD5Update(&context, static_cast<const uint8_t*>(base), size);
+    MD5Final(digest, &context);
+    return std::memcmp(digest, expected, dirindex::kChecksumSize);
+}
 
 void* mmap_file(const char* path, struct stat* st) {
     // A pipe planted in the index's place must not hold the checker up.

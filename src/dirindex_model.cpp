@@ -7,11 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
+#include "base/name_table.h"
 #include "src/dirindex_chains.h"
-#include "src/dirindex_format.h"
 #include "src/dirindex_slab.h"
-#include "src/dirindex_table.h"
+#include "src/index/format.h"
 
 dent* dlist;
 dent* dlist_end;
@@ -26,6 +27,16 @@ char current_path[4096];
 
 namespace {
 
+using namespace dirindex;
+
+// The entry's numbers lie in memory as in a record's head.
+static_assert(offsetof(dent, flags) - offsetof(dent, type) == kFlagsInRecord);
+static_assert(offsetof(dent, namelen) - offsetof(dent, type) == kNamelenInRecord);
+static_assert(offsetof(dent, reclen) - offsetof(dent, type) == kReclenInRecord);
+static_assert(offsetof(dent, ino) - offsetof(dent, type) == kInoInRecord);
+static_assert(offsetof(dent, link) - offsetof(dent, type) == kLinkInRecord);
+static_assert(offsetof(dent, link) + sizeof(uint32_t) - offsetof(dent, type) == kRecordHeadSize);
+
 // Finds pool strings by their text in constant time. The list itself is the truth and may be
 // changed by whoever links the library, so the index remembers the head that it describes.
 class PoolIndex {
@@ -35,7 +46,7 @@ public:
             rebuild();
         }
         return strings_.find(
-            hash, [text](const poolstr& string) { return strcmp(string.text, text) == 0; });
+            hash, [text](const poolstr* string) { return strcmp(string->text, text) == 0; });
     }
 
     void add(poolstr* string, uint32_t hash) {
@@ -53,12 +64,12 @@ private:
     void rebuild() {
         strings_.clear();
         for (poolstr* string = pool; string != nullptr; string = string->next) {
-            strings_.add(dirindex::text_hash(string->text), string);
+            strings_.add(base::seededHash(string->text), string);
         }
         head_ = pool;
     }
 
-    dirindex::StringTable strings_;
+    base::HashTable<poolstr*> strings_;
     const poolstr* head_ = nullptr;
 };
 
@@ -106,7 +117,7 @@ void append(dent*& head, dent*& tail, dent* entry) {
 poolstr* pool_add(const char* text) {
     PoolIndex& index = pool_index();
     const size_t length = strlen(text);
-    const uint32_t hash = dirindex::text_hash({text, length});
+    const uint32_t hash = base::seededHash(std::string_view(text, length));
     poolstr* string = index.find(text, hash);
     if (string == nullptr) {
         string = static_cast<poolstr*>(dirindex::slab_allocate(sizeof *string + length + 1));
@@ -149,10 +160,7 @@ void clean_memory(void) {
 }
 
 void select_prime(void) {
-    using namespace dirindex;
-    prime = tot <= kMaxEntriesSmall    ? kPrimeSmall
-            : tot <= kMaxEntriesMiddle ? kPrimeMiddle
-                                       : kPrimeLarge;
+    prime = dirindex::bucketsFor(tot);
 }
 
 void create_hash_table(void) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "src/index/format.h"  // name_hash
 #include "src/qxfsutil.h"
 
 namespace dirindex {
@@ -21,9 +22,6 @@ dent* new_dent(uint8_t type, const char* name, size_t name_length, uint32_t ino,
 
 // Appends to dlist and counts in tot.
 void append_dent(dent* entry);
-
-// The bucket-placing hash of a name; the terminator is not hashed.
-uint32_t name_hash(const char* name, size_t length);
 
 }  // namespace dirindex
 

@@ -6,9 +6,9 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <string_view>
-#include <unordered_set>
+
+#include "base/name_table.h"
 
 namespace {
 
@@ -22,39 +22,21 @@ struct Node {
     bool has_inodes;
 };
 
-struct ByName {
-    using is_transparent = void;
-    static std::string_view key(const struct namelist* entry) { return entry->name; }
-    static std::string_view key(std::string_view name) { return name; }
-    template <class T>
-    size_t operator()(const T& value) const {
-        return std::hash<std::string_view>()(key(value));
-    }
-    template <class A, class B>
-    bool operator()(const A& a, const B& b) const {
-        return key(a) == key(b);
-    }
-};
-
 struct InodePair {
     ino_t inode;
     ino_t template_inode;
-    bool operator==(const InodePair&) const = default;
 };
 
-struct InodeHash {
-    size_t operator()(const InodePair& pair) const {
-        // Inode numbers are small and dense; the odd factor spreads the first over the high bits.
-        return std::hash<ino_t>()(pair.inode * 0x9E3779B97F4A7C15ULL ^ pair.template_inode);
-    }
-};
+uint32_t hash_of(const InodePair& pair) {
+    return base::seededHash({reinterpret_cast<const char*>(&pair), sizeof pair});
+}
 
 struct ListIndex {
     struct namelist* tail = nullptr;
     struct namelist* names_upto = nullptr;   // last node that `names` knows
     struct namelist* inodes_upto = nullptr;  // last node that `inodes` knows
-    std::unordered_set<const struct namelist*, ByName, ByName> names;
-    std::unordered_set<InodePair, InodeHash> inodes;
+    base::HashTable<const struct namelist*> names;
+    base::HashTable<const struct namelist*> inodes;
 };
 
 Node* node_of(struct namelist* entry) {
@@ -109,8 +91,18 @@ int namelist_search(struct namelist* list, const char* name) {
         return 1;
     }
     ListIndex& index = *node_of(list)->index;
-    catch_up(list, index.names_upto, [&](struct namelist* entry) { index.names.insert(entry); });
-    return index.names.contains(std::string_view(name)) ? 0 : 1;
+    const auto find = [&](const char* wanted, uint32_t hash) {
+        return index.names.find(hash, [wanted](const struct namelist* entry) {
+            return strcmp(entry->name, wanted) == 0;
+        });
+    };
+    catch_up(list, index.names_upto, [&](struct namelist* entry) {
+        const uint32_t hash = base::seededHash(std::string_view(entry->name));
+        if (find(entry->name, hash) == nullptr) {
+            index.names.add(hash, entry);
+        }
+    });
+    return find(name, base::seededHash(std::string_view(name))) != nullptr ? 0 : 1;
 }
 
 int namelist_search_inode(struct namelist* list, ino_t inode, ino_t template_inode) {
@@ -118,12 +110,19 @@ int namelist_search_inode(struct namelist* list, ino_t inode, ino_t template_ino
         return 1;
     }
     ListIndex& index = *node_of(list)->index;
+    const auto find = [&](const InodePair& wanted, uint32_t hash) {
+        return index.inodes.find(hash, [&](const struct namelist* entry) {
+            return entry->inode == wanted.inode && entry->template_inode == wanted.template_inode;
+        });
+    };
     catch_up(list, index.inodes_upto, [&](struct namelist* entry) {
-        if (node_of(entry)->has_inodes) {
-            index.inodes.insert({entry->inode, entry->template_inode});
+        const InodePair pair{entry->inode, entry->template_inode};
+        if (node_of(entry)->has_inodes && find(pair, hash_of(pair)) == nullptr) {
+            index.inodes.add(hash_of(pair), entry);
         }
     });
-    return index.inodes.contains({inode, template_inode}) ? 0 : 1;
+    const InodePair wanted{inode, template_inode};
+    return find(wanted, hash_of(wanted)) != nullptr ? 0 : 1;
 }
 
 void namelist_clean(struct namelist** list) {

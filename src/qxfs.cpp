@@ -12,8 +12,8 @@
 
 #include "base/fd.h"
 #include "qxctl/qxctl.h"
-#include "src/area_format.h"
 #include "src/common.h"
+#include "src/index/area_format.h"
 #include "src/qxfsutil.h"
 
 namespace {

@@ -14,11 +14,11 @@
 
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "src/area_format.h"
 #include "src/common.h"
-#include "src/dirindex_format.h"
 #include "src/dirindex_model.h"
-#include "src/dirindex_reader.h"
+#include "src/index/area_format.h"
+#include "src/index/format.h"
+#include "src/index/reader.h"
 #include "src/namelist.h"
 #include "src/qxfsutil.h"
 

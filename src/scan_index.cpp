@@ -17,9 +17,9 @@
 
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "src/area_format.h"
 #include "src/common.h"
 #include "src/dirindex_model.h"
+#include "src/index/area_format.h"
 #include "src/inode_flags.h"
 #include "src/qxfsutil.h"
 

@@ -17,8 +17,8 @@
 #include <new>
 #include <string>
 
-#include "src/area_format.h"
 #include "src/common.h"
+#include "src/index/area_format.h"
 #include "src/namelist.h"
 #include "src/qxfsutil.h"
 

@@ -13,7 +13,7 @@
 #include "base/content.h"
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "src/area_format.h"
+#include "src/index/area_format.h"
 #include "src/qxfsutil.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include "base/name_table.h"
 #include "base/open_below.h"
 #include "base/tree.h"
-#include "src/area_format.h"
+#include "src/index/area_format.h"
 
 namespace qxfs {
 

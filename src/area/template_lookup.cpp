@@ -9,7 +9,7 @@
 #include <set>
 
 #include "base/tree.h"
-#include "src/area_format.h"
+#include "src/index/area_format.h"
 #include "src/index/index_file.h"
 
 namespace qxfs {

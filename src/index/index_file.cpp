@@ -1,79 +1,230 @@
-// Reads and writes directory indexes through the library's own reader and writer.
+// Decodes and encodes directory indexes.
 #include "src/index/index_file.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
+#include <md5.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <optional>
 
 #include "base/content.h"
 #include "base/durable.h"
-#include "src/dirindex_format.h"
-#include "src/dirindex_model.h"
-#include "src/dirindex_reader.h"
-#include "src/qxfsutil.h"
+#include "base/name_table.h"
+#include "src/index/bytes.h"
+#include "src/index/record_writer.h"
+#include "src/index/structure.h"
 
 namespace dirindex {
 
 namespace {
 
-struct CloseStream {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-using Stream = std::unique_ptr<std::FILE, CloseStream>;
+/// The first bytes of the digest of an index whose checksum's field is zeroed.
+std::uint32_t sumOf(std::string_view bytes) {
+    std::uint8_t digest[MD5_DIGEST_LENGTH];
+    MD5_CTX context;
+    MD5Init(&context);
+    MD5Update(&context, reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    MD5Final(digest, &context);
+    return load32(digest);
+}
 
-/// Looks at the checksum, which is that of the index with the checksum's field zeroed.
-ChecksumState checksumOf(dirindex::MarkingReader& reader, std::string& bytes) {
-    // The digest's bytes as a little-endian number, which is how the field is read.
-    constexpr std::uint32_t kAbsentChecksum = 0xd98c1dd4;
-    const auto found = reader.header().checksum;
-    const unsigned char expected[dirindex::kChecksumSize] = {
-        static_cast<unsigned char>(found), static_cast<unsigned char>(found >> 8),
-        static_cast<unsigned char>(found >> 16), static_cast<unsigned char>(found >> 24)};
-    reader.clear_checksum();
-    const bool good = verify_checksum(bytes.data(), bytes.size(), expected) == 0;
-    // The check of the structure warns of a wrong one, too, when its messages are shown.
-    std::memcpy(bytes.data() + dirindex::kChecksumOffset, expected, sizeof expected);
-    if (good) {
+ChecksumState checksumOf(std::string_view bytes, std::uint32_t found) {
+    if (sumOf(bytes) == found) {
         return ChecksumState::good;
     }
-    return found == kAbsentChecksum ? ChecksumState::absent : ChecksumState::wrong;
+    return found == sumOf({}) ? ChecksumState::absent : ChecksumState::wrong;
 }
 
-/// Hands the entries to the library's writer.
-void giveEntries(const std::vector<IndexEntry>& entries) {
-    dirindex::begin_operation();
-    for (const auto& entry : entries) {
-        auto* link = entry.link.has_value() ? pool_add(entry.link->c_str()) : nullptr;
-        dirindex::append_dent(
-            dirindex::new_dent(entry.type, entry.name.data(), entry.name.size(), entry.ino, link));
-        dtot += entry.type == dirindex::kTypeDirectory ? 1 : 0;
+/// Gathers the entries of an index.
+class Collector : public CheckListener {
+public:
+    Collector(IndexFile& index, std::string_view bytes)
+        : m_index(index), m_bytes(bytes), m_copiesLeft(bytes.size()) {}
+
+    void header(const Header& header) override {
+        m_index.checksum = checksumOf(m_bytes, header.checksum);
     }
-}
 
-bool writeEntries(const std::vector<IndexEntry>& entries, std::FILE* stream, std::string& error) {
-    for (const auto& entry : entries) {
-        if (entry.name.size() > dirindex::kMaxNamelen) {
-            error = "the name " + escaped(entry.name) + " is too long for an index";
+    bool entry(const Record& record, const char* name, const char* link) override {
+        IndexEntry& entry = m_index.entries.emplace_back();
+        entry.type = record.type;
+        entry.ino = record.ino;
+        if (!copyAllowed(name) || (link != nullptr && !place(record.link, link))) {
             return false;
         }
+        entry.name = name;
+        if (link != nullptr) {
+            entry.link = m_lastText;
+        }
+        return true;
     }
-    giveEntries(entries);
-    select_prime();
-    create_hash_table();
-    const bool written = emit_dirindex(stream) == 0 && std::fflush(stream) == 0;
-    const int failure = errno;
-    clean_memory();
-    if (!written) {
-        error = std::string("can't write the index: ") + std::strerror(failure);
+
+private:
+    /// Names and distinct link strings of a written index lie apart. Overlapping ones could make
+    /// memory grow with the square of the file.
+    bool copyAllowed(const char* text) {
+        const std::size_t length = std::strlen(text);
+        const bool allowed = length <= m_copiesLeft;
+        m_copiesLeft -= allowed ? length : 0;
+        return allowed;
     }
-    return written;
+
+    /// Makes m_lastText the text of a link record. Entries of one mostly follow each other.
+    bool place(std::uint32_t link, const char* text) {
+        if (link == m_lastLink) {
+            return true;
+        }
+        const auto hash = base::seededHash(link);
+        auto number = m_places.find(hash, [](std::uint32_t) { return true; });
+        if (number == 0) {
+            if (!copyAllowed(text)) {
+                return false;
+            }
+            m_texts.emplace_back(text);
+            number = static_cast<std::uint32_t>(m_texts.size());
+            m_places.add(hash, number);
+        }
+        m_lastLink = link;
+        m_lastText = m_texts[number - 1];
+        return true;
+    }
+
+    IndexFile& m_index;
+    std::string_view m_bytes;
+    std::size_t m_copiesLeft;
+    base::HashTable<std::uint32_t> m_places;  ///< numbers from 1 into m_texts
+    std::vector<SharedText> m_texts;
+    std::uint32_t m_lastLink = 0;
+    SharedText m_lastText;
+};
+
+/// How many records an index has at most that can be listed.
+std::size_t recordsIn(const Reader& reader) {
+    std::size_t count = 0;
+    std::uint64_t at = reader.header().start;
+    while (at != 0 && reader.has_head(at) && reader.record(at).reclen >= kMinReclen) {
+        ++count;
+        at += reader.record(at).reclen;
+    }
+    return count;
 }
+
+/// The places of entries in the order of the file: bucket after bucket, each in the order given.
+struct BucketOrder {
+    explicit BucketOrder(const std::vector<IndexEntry>& entries)
+        : prime(bucketsFor(entries.size())), ends(prime + 1), places(entries.size()) {
+        std::vector<std::uint32_t> buckets;
+        buckets.reserve(entries.size());
+        for (const auto& entry : entries) {
+            buckets.push_back(name_hash(entry.name.data(), entry.name.size()) % prime);
+            ++ends[buckets.back() + 1];
+        }
+        for (unsigned bucket = 0; bucket < prime; ++bucket) {
+            ends[bucket + 1] += ends[bucket];
+        }
+        std::vector<std::uint32_t> next(ends.begin(), ends.end() - 1);
+        for (std::uint32_t place = 0; place < entries.size(); ++place) {
+            places[next[buckets[place]]++] = place;
+        }
+    }
+
+    unsigned prime;
+    std::vector<std::uint32_t> ends;  ///< of the bucket before, that is, where each one begins
+    std::vector<std::uint32_t> places;
+};
+
+/// Makes the bytes of an index: header, hash table, records, checksum.
+class Encoder {
+public:
+    Encoder(const std::vector<IndexEntry>& entries, std::string& bytes, std::string& error)
+        : m_entries(entries),
+          m_bytes(bytes),
+          m_error(error),
+          m_order(entries),
+          m_writer(kHeaderSize + kHashSlotSize * m_order.prime,
+                   [&](const std::uint8_t* taken, std::size_t size) {
+                       bytes.append(reinterpret_cast<const char*>(taken), size);
+                       return true;
+                   }) {}
+
+    bool run() {
+        m_bytes.assign(m_writer.end(), '\0');
+        for (unsigned bucket = 0; bucket < m_order.prime; ++bucket) {
+            const auto end = m_order.ends[bucket + 1];
+            for (auto i = m_order.ends[bucket]; i < end; ++i) {
+                const bool last = i + 1 == end;
+                const bool lastOfAll = last && end == m_entries.size();
+                const int flags = (last ? kLastOfBucket : 0) | (lastOfAll ? kLastOfFile : 0);
+                if (!add(m_entries[m_order.places[i]], static_cast<std::uint8_t>(flags))) {
+                    return false;
+                }
+                if (i == m_order.ends[bucket]) {
+                    put32(kHashTableOffset + bucket * kHashSlotSize, m_writer.last());
+                }
+            }
+        }
+        m_writer.finish();
+        put32(kSignatureOffset, kSignature);
+        put32(kStartOffset, m_writer.first());
+        put32(kDirsOffset, static_cast<std::uint64_t>(std::count_if(
+                               m_entries.begin(), m_entries.end(), [](const IndexEntry& entry) {
+                                   return entry.type == kTypeDirectory;
+                               })));
+        put32(kPrimeOffset, m_order.prime);
+        put32(kChecksumOffset, sumOf(m_bytes));
+        return true;
+    }
+
+private:
+    bool add(const IndexEntry& entry, std::uint8_t flags) {
+        Record record{0, entry.type, flags, static_cast<std::uint16_t>(entry.name.size()),
+                      0, entry.ino,  0};
+        std::optional<std::string_view> link;
+        std::uint32_t hash = 0;
+        if (entry.link.has_value()) {
+            hash = base::seededHash(*entry.link);
+            const auto known =
+                m_links.find(hash, [&](const Link& other) { return *other.text == *entry.link; });
+            record.link = known.offset;
+            link =
+                known.text == nullptr ? std::optional<std::string_view>(*entry.link) : std::nullopt;
+        }
+        const auto size = RecordWriter::sizeOf(entry.name.size(),
+                                               link ? std::optional(link->size()) : std::nullopt);
+        if (entry.name.size() > kMaxNamelen || size > kBlockSize) {
+            m_error = (entry.name.size() > kMaxNamelen ? "the name " : "the entry ") +
+                      escaped(entry.name) + " is too long for an index";
+            return false;
+        }
+        if (!m_writer.add(record, entry.name, link)) {
+            m_error = std::string("the index cannot be made: ") + std::strerror(errno);
+            return false;
+        }
+        if (link) {
+            m_links.add(hash, {&*entry.link, record.link});
+        }
+        return true;
+    }
+
+    void put32(std::uint64_t at, std::uint64_t value) {
+        store32(reinterpret_cast<std::uint8_t*>(m_bytes.data()) + at,
+                static_cast<std::uint32_t>(value));
+    }
+
+    struct Link {
+        const std::string* text = nullptr;
+        std::uint32_t offset = 0;
+        bool operator==(const Link&) const = default;
+    };
+
+    const std::vector<IndexEntry>& m_entries;
+    std::string& m_bytes;
+    std::string& m_error;
+    BucketOrder m_order;
+    RecordWriter m_writer;
+    base::HashTable<Link> m_links;
+};
 
 std::string ofEntries(std::uint64_t some, std::size_t all) {
     return std::to_string(some) + " of " + std::to_string(all) + " entries ";
@@ -112,7 +263,10 @@ std::string unkeptPromiseOf(const Reader& reader, const Header& header, std::siz
             at = (record.flags & kLastOfBucket) != 0 ? 0 : at + record.reclen;
         }
     }
-    if (found != entries) {
+    if (found > entries) {
+        return "names are found that no listing shows";
+    }
+    if (found < entries) {
         return ofEntries(entries - found, entries) + "are not found by their names";
     }
     if (listed != entries || !ended) {
@@ -133,35 +287,16 @@ bool failed(const char* what, const std::string& path, std::string& error) {
 
 }  // namespace
 
-std::vector<IndexEntry> takeEntries() {
-    std::vector<IndexEntry> entries;
-    entries.reserve(tot);
-    // Entries of one link string mostly follow each other.
-    const poolstr* lastString = nullptr;
-    SharedText lastLink;
-    for (const auto* dentry = dlist; dentry != nullptr; dentry = dentry->next) {
-        IndexEntry& entry = entries.emplace_back();
-        entry.type = dentry->type;
-        entry.ino = dentry->ino;
-        entry.name.assign(dentry->name, dentry->namelen);
-        if (dentry->poolstr != nullptr) {
-            if (dentry->poolstr != lastString) {
-                lastString = dentry->poolstr;
-                lastLink = SharedText(lastString->text);
-            }
-            entry.link = lastLink;
-        }
-    }
-    return entries;
-}
-
 IndexFile readIndexFile(int directory, const std::string& path) {
     auto bytes = base::readSuspect(directory, path, kMaxIndexSize);
     if (bytes && !bytes->empty()) {
         return decodeIndex(*std::move(bytes));
     }
     IndexFile index;
+    // What no index can be is as good as a damaged one: it was read and says nothing.
+    index.readable = bytes || errno == EFBIG;
     index.reason = bytes             ? "the file is empty"
+                   : errno == EFBIG  ? "the file is too large"
                    : errno == EINVAL ? "not a regular file"
                                      : std::strerror(errno);
     return index;
@@ -171,54 +306,35 @@ IndexFile decodeIndex(std::string bytes) {
     IndexFile index;
     index.readable = true;
     index.size = bytes.size();
-    dirindex::MarkingReader reader(bytes.data(), bytes.size());
-    if (reader.has_header()) {
-        index.prime = reader.header().prime;
-        index.directories = reader.header().dirs;
-        index.checksum = checksumOf(reader, bytes);
-    }
-    const int result = fsck_in_core("index", bytes.data(), bytes.size(), nullptr, nullptr);
-    index.sound = result == 0;
+    MarkingReader reader(bytes.data(), bytes.size());
+    const Header header = reader.header();
+    index.prime = header.prime;
+    index.directories = header.dirs;
+    index.entries.reserve(recordsIn(reader));
+    Collector collector(index, bytes);
+    index.sound = checkStructure(reader, collector);
     if (index.sound) {
-        index.entries = takeEntries();
-        index.unkeptPromise = unkeptPromiseOf(reader, reader.header(), index.entries.size());
+        index.unkeptPromise = unkeptPromiseOf(reader, header, index.entries.size());
     } else {
+        index.entries = {};
         index.reason = "its structure does not hold";
     }
-    clean_memory();
     return index;
 }
 
 bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std::string& error) {
-    const Stream stream(std::tmpfile());
-    if (stream == nullptr) {
-        return failed("create", "a temporary file", error);
-    }
-    if (!writeEntries(entries, stream.get(), error)) {
-        return false;
-    }
-    struct stat info {};
-    if (fstat(fileno(stream.get()), &info) != 0) {
-        return failed("look at", "a temporary file", error);
-    }
-    bytes.resize(static_cast<std::size_t>(info.st_size));
-    const auto got = pread(fileno(stream.get()), bytes.data(), bytes.size(), 0);
-    return got == info.st_size || failed("read", "a temporary file", error);
+    return Encoder(entries, bytes, error).run();
 }
 
 bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error) {
     std::string bytes;
-    if (!buildIndex(entries, bytes, error)) {
+    if (entries.empty()) {
+        error = "an index without entries cannot be read";
         return false;
     }
-    const auto index = decodeIndex(bytes);
-    if (!index.sound || index.checksum != ChecksumState::good ||
-        index.entries.size() != entries.size()) {
-        error = "the new index would not read back; an entry may be too long";
-        return false;
-    }
-    return base::writeFileDurably(directory, kIndexName, bytes, 0644, kNewIndexName) ||
-           failed("write", kIndexName, error);
+    return buildIndex(entries, bytes, error) &&
+           (base::writeFileDurably(directory, kIndexName, bytes, 0644, kNewIndexName) ||
+            failed("write", kIndexName, error));
 }
 
 std::vector<IndexEntry> salvageEntries(const std::string& bytes) {

@@ -1,11 +1,12 @@
-// One directory index, read and written through the library.
+// One directory index as a value: decoded, encoded, read and replaced. Nothing here keeps state, so
+// threads may work on indexes of their own.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "src/area_format.h"
+#include "src/index/area_format.h"
 #include "src/index/index_text.h"
 
 namespace dirindex {
@@ -24,10 +25,10 @@ enum class ChecksumState {
 
 /// What an index file holds.
 struct IndexFile {
-    bool readable = false;  ///< the file could be opened and read
+    bool readable = false;  ///< the file could be opened and read, whatever it holds
     bool sound = false;     ///< its structure holds; `entries` are all of it
     ChecksumState checksum = ChecksumState::wrong;
-    std::string reason;               ///< why it is not readable
+    std::string reason;               ///< why it is not readable or not sound
     std::vector<IndexEntry> entries;  ///< in the order of the file's records
     std::uint32_t prime = 0;
     std::uint32_t directories = 0;
@@ -38,8 +39,8 @@ struct IndexFile {
     std::string unkeptPromise;
 };
 
-/// Longest index that is read. A directory of a million long names stays below it.
-inline constexpr std::uint64_t kMaxIndexSize = kMaxBuiltSize;
+/// Longest index that is read: a million names of two hundred characters.
+inline constexpr std::uint64_t kMaxIndexSize = 256ULL << 20;
 
 /// Reads and checks an index file. No link in the last component is followed, nothing blocks, and
 /// only a regular file is read, once and whole: what others change meanwhile does not matter.
@@ -50,10 +51,8 @@ IndexFile readIndexFile(int directory, const std::string& path);
 /// Checks the bytes of an index.
 IndexFile decodeIndex(std::string bytes);
 
-/// The entries that the library's last successful check left in its list.
-std::vector<IndexEntry> takeEntries();
-
-/// The bytes that the library writes for the entries.
+/// The bytes of an index with these entries. They are in bucket order; entries of one bucket keep
+/// theirs.
 /// @return false with the reason in `error`.
 bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std::string& error);
 

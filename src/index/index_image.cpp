@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "src/index/index_file.h"
-#include "src/qxfsutil.h"
 
 namespace dirindex {
 
@@ -38,17 +37,13 @@ std::vector<IndexPatch> differences(const std::string& wanted, std::string built
 }  // namespace
 
 bool dumpImage(const std::string& bytes, IndexText& text, std::string& error) {
-    // The check marks what it has seen, so it works on a copy.
-    auto copy = bytes;
-    const int result = fsck_in_core("index", copy.data(), copy.size(), nullptr, nullptr);
-    if (result != 0) {
-        clean_memory();
-        error = "its structure does not hold";
+    auto index = decodeIndex(bytes);
+    if (!index.sound) {
+        error = index.reason;
         return false;
     }
     text = {};
-    text.entries = takeEntries();
-    clean_memory();
+    text.entries = std::move(index.entries);
     std::string built;
     if (!buildIndex(text.entries, built, error)) {
         return false;

@@ -5,8 +5,7 @@
 #include <set>
 #include <vector>
 
-#include "src/dirindex_format.h"
-#include "src/dirindex_model.h"
+#include "src/index/format.h"
 
 namespace dirindex {
 

@@ -50,7 +50,8 @@ TEST_F(PlantedFiles, StayInMemoryAsTheyWereRead) {
 
 TEST_F(PlantedFiles, AreNotReadWhenTheyAreNoFiles) {
     struct stat st {};
-    for (const std::string& path : {pipe(), m_folder.make_dir("folder"), std::string("/dev/zero")}) {
+    for (const std::string& path :
+         {pipe(), m_folder.make_dir("folder"), std::string("/dev/zero")}) {
         const auto said = qx_test::captured([&] {
             qxfsutil_debug_level = 2;
             EXPECT_EQ(nullptr, mmap_file(path.c_str(), &st));

@@ -6,9 +6,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <cstring>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include "src/qxfsutil.h"
@@ -61,15 +66,63 @@ TEST_F(IndexFiles, aSmallOneReadAfterALargeOneHoldsNothingOfIt) {
     EXPECT_EQ((std::vector<IndexEntry>{{8, 2, "a", std::nullopt}}), index.entries);
 }
 
-TEST_F(IndexFiles, areNotWarnedOfWhenTheyAreSoundAndMessagesAreShown) {
-    const auto path = indexOf({{8, 2, "a", std::nullopt}});
+TEST_F(IndexFiles, areReadWithoutAWordAndLeaveNothingBehind) {
+    const auto path = indexOf({{8, 3, "a", "////os"}});
+    clean_memory();
     qxfsutil_debug_level = 4;
 
     const auto output = qx_test::captured([&] { readIndexFile(AT_FDCWD, path); });
 
     qxfsutil_debug_level = 0;
-    EXPECT_EQ(std::string::npos, (output.out + output.err).find("WARNING"));
-    EXPECT_NE(std::string::npos, (output.out + output.err).find("\ta\n"));
+    EXPECT_EQ("", output.out + output.err);
+    EXPECT_EQ(nullptr, dlist);
+    EXPECT_EQ(nullptr, pool);
+}
+
+TEST_F(IndexFiles, areReadAndMadeByManyThreadsAtOnce) {
+    std::vector<std::vector<IndexEntry>> all;
+    for (std::uint32_t thread = 0; thread < 4; ++thread) {
+        auto& entries = all.emplace_back();
+        for (std::uint32_t i = 0; i < 2000; ++i) {
+            entries.push_back({8, i, "t" + std::to_string(thread) + "n" + std::to_string(i),
+                               "////d" + std::to_string(i % 7)});
+        }
+    }
+    std::array<bool, 4> same{};
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        threads.emplace_back([&, i] {
+            bool good = true;
+            for (int round = 0; round < 20; ++round) {
+                std::string bytes;
+                std::string error;
+                good = good && buildIndex(all[i], bytes, error);
+                const auto index = decodeIndex(bytes);
+                good = good && index.checksum == ChecksumState::good &&
+                       index.unkeptPromise.empty() && index.entries.size() == all[i].size();
+                for (const auto& entry : index.entries) {
+                    good = good && all[i][entry.ino] == entry;
+                }
+            }
+            same[i] = good;
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+
+    EXPECT_EQ((std::array<bool, 4>{true, true, true, true}), same);
+}
+
+TEST_F(IndexFiles, thatAreTooLargeAreReadableButNotSound) {
+    const auto path = m_folder.write("large", "");
+    ASSERT_EQ(0, truncate(path.c_str(), static_cast<off_t>(kMaxIndexSize) + 1));
+
+    const auto index = readIndexFile(AT_FDCWD, path);
+
+    EXPECT_TRUE(index.readable);
+    EXPECT_FALSE(index.sound);
+    EXPECT_EQ("the file is too large", index.reason);
 }
 
 TEST_F(IndexFiles, thatCannotBeReadSayWhy) {
@@ -173,6 +226,23 @@ TEST(NameTables, numberEveryNameOnceWhileTheyGrow) {
         EXPECT_EQ(number, table.find(names[number]));
     }
     EXPECT_EQ(base::NameTable::kNone, table.find("n5000"));
+}
+
+TEST(NameTables, costNoMoreForNamesThatCollideForAPlainHash) {
+    constexpr std::size_t kNames = 500;
+    std::vector<std::string> names;
+    for (std::size_t i = 0; names.size() < kNames; ++i) {
+        auto name = "n" + std::to_string(i);
+        if (std::hash<std::string_view>{}(name) % 1024 == 0) {
+            names.push_back(std::move(name));
+        }
+    }
+    base::NameTable table;
+    for (const auto& name : names) {
+        table.insert(name);
+    }
+
+    EXPECT_LT(table.longestSearch(), kNames / 5);
 }
 
 TEST(SharedTexts, areEqualByWhatTheySay) {

@@ -1,10 +1,10 @@
-// The bounded reader of index files; see dirindex_reader.h.
-#include "src/dirindex_reader.h"
+// The bounded reader of index files; see reader.h.
+#include "src/index/reader.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "src/dirindex_bytes.h"
+#include "src/index/bytes.h"
 
 namespace dirindex {
 
@@ -61,6 +61,20 @@ void MarkingReader::clear_checksum() {
     std::memset(writable_ + kChecksumOffset, 0, kChecksumSize);
     // Zeroes may only move the end of texts back to where they stand when there was no NUL behind.
     text_end_ = std::max(text_end_, kChecksumOffset + kChecksumSize);
+}
+
+uint32_t name_hash(const char* name, size_t length) {
+    uint32_t hash = 0;
+    for (; length >= 4; length -= 4, name += 4) {
+        uint8_t word[4];
+        std::memcpy(word, name, sizeof word);
+        hash = (hash << 4) ^ (hash >> 4) ^ load32(word);
+    }
+    // Signed on purpose: bytes from 0x80 on flip the upper 24 bits, and readers rely on it.
+    for (; length > 0; --length, ++name) {
+        hash = (hash << 4) ^ (hash >> 4) ^ static_cast<uint32_t>(static_cast<signed char>(*name));
+    }
+    return hash;
 }
 
 }  // namespace dirindex

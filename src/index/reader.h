@@ -1,13 +1,12 @@
 // The bounded reader through which every byte of an index passes. Nothing else casts file bytes or
 // does arithmetic on file offsets; nothing here reads outside the file, whatever stands in it.
-#ifndef SRC_DIRINDEX_READER_H
-#define SRC_DIRINDEX_READER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-#include "src/dirindex_format.h"
+#include "src/index/format.h"
 
 namespace dirindex {
 
@@ -109,5 +108,3 @@ private:
 };
 
 }  // namespace dirindex
-
-#endif

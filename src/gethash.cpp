@@ -1,10 +1,4 @@
-// The hashes: of names into buckets, of whole files, and the general one that the library exports.
-#include <md5.h>
-
-#include <cstring>
-
-#include "src/dirindex_bytes.h"
-#include "src/dirindex_format.h"
+// The general hash of bytes that the library exports.
 #include "src/dirindex_model.h"
 
 uint32_t gethash_result;
@@ -69,27 +63,4 @@ uint32_t gethash(const char* data, size_t length) {
     mix(a, b, c);
     gethash_result = c;
     return c;
-}
-
-int verify_checksum(const void* base, size_t size, const void* expected) {
-    MD5_CTX context;
-    uint8_t digest[MD5_DIGEST_LENGTH];
-    MD5Init(&context);
-    MD5Update(&context, static_cast<const uint8_t*>(base), size);
-    MD5Final(digest, &context);
-    return std::memcmp(digest, expected, dirindex::kChecksumSize);
-}
-
-uint32_t dirindex::name_hash(const char* name, size_t length) {
-    uint32_t hash = 0;
-    for (; length >= 4; length -= 4, name += 4) {
-        uint8_t word[4];
-        std::memcpy(word, name, sizeof word);
-        hash = (hash << 4) ^ (hash >> 4) ^ load32(word);
-    }
-    // Signed on purpose: bytes from 0x80 on flip the upper 24 bits, and readers rely on it.
-    for (; length > 0; --length, ++name) {
-        hash = (hash << 4) ^ (hash >> 4) ^ sign_extended(*name);
-    }
-    return hash;
 }

@@ -1,12 +1,9 @@
 // The directory index on disk: every offset, width, flag and limit of the format, and nothing else.
 // docs/dirindex-format.md describes it with pictures. All integers are little-endian.
-#ifndef SRC_DIRINDEX_FORMAT_H
-#define SRC_DIRINDEX_FORMAT_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
-
-#include "src/qxfsutil.h"
 
 namespace dirindex {
 
@@ -68,14 +65,15 @@ static_assert(kChecksumOffset + kChecksumSize == kHeaderSize);
 static_assert(kLinkInRecord + sizeof(uint32_t) == kRecordHeadSize);
 static_assert(padded(0) == 4 && padded(3) == 4 && padded(4) == 8);
 static_assert((kVisited & kReservedFlags) == kVisited);
-// The entry's numbers lie in memory as in a record's head.
-static_assert(offsetof(dent, flags) - offsetof(dent, type) == kFlagsInRecord);
-static_assert(offsetof(dent, namelen) - offsetof(dent, type) == kNamelenInRecord);
-static_assert(offsetof(dent, reclen) - offsetof(dent, type) == kReclenInRecord);
-static_assert(offsetof(dent, ino) - offsetof(dent, type) == kInoInRecord);
-static_assert(offsetof(dent, link) - offsetof(dent, type) == kLinkInRecord);
-static_assert(offsetof(dent, link) + sizeof(uint32_t) - offsetof(dent, type) == kRecordHeadSize);
+
+/// The hash by whose remainder a name's bucket is chosen; the terminator is not hashed.
+std::uint32_t name_hash(const char* name, std::size_t length);
+
+/// How many buckets an index of so many entries gets.
+constexpr unsigned bucketsFor(std::uint64_t entries) {
+    return entries <= kMaxEntriesSmall    ? kPrimeSmall
+           : entries <= kMaxEntriesMiddle ? kPrimeMiddle
+                                          : kPrimeLarge;
+}
 
 }  // namespace dirindex
-
-#endif

@@ -1,6 +1,5 @@
 // Little-endian numbers in bytes, for the reader and the writer of indexes only.
-#ifndef SRC_DIRINDEX_BYTES_H
-#define SRC_DIRINDEX_BYTES_H
+#pragma once
 
 #include <cstdint>
 
@@ -27,5 +26,3 @@ inline void store32(uint8_t* at, uint32_t value) {
 }
 
 }  // namespace dirindex
-
-#endif
