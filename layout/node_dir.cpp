@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <uuid/uuid.h>
@@ -58,7 +59,32 @@ void enterNamespaces() {
         writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
         writeText("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
     }
+}
+
+/// Makes all mounts private, and the root of a process in a chroot a mount of its own: only a mount
+/// can be exchanged for another root. In a chroot the topmost mount has no name; ".." leads to it
+/// from outside of the root, which `inside`, a folder below it, becomes for that time.
+void makeMountsPrivate(const fs::path& inside) {
+    const base::Fd root(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    require(root && chroot(inside.c_str()) == 0 && fchdir(root.get()) == 0, "leave", "/");
+    struct stat here {};
+    struct stat above {};
+    do {
+        require(stat(".", &here) == 0 && chdir("..") == 0 && stat(".", &above) == 0, "leave", "/");
+    } while (here.st_dev != above.st_dev || here.st_ino != above.st_ino);
+    require(chroot(".") == 0, "enter", "the topmost folder");
     require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "make private", "/");
+    struct stat ours {};
+    require(fstat(root.get(), &ours) == 0, "look at", "/");
+    if (ours.st_dev == above.st_dev && ours.st_ino == above.st_ino) {
+        return;
+    }
+    const base::Fd own(open_tree(
+        root.get(), "", AT_EMPTY_PATH | AT_RECURSIVE | OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC));
+    require(own && move_mount(own.get(), "", root.get(), "",
+                              MOVE_MOUNT_F_EMPTY_PATH | MOVE_MOUNT_T_EMPTY_PATH) == 0,
+            "make a mount of", "/");
+    require(fchdir(own.get()) == 0 && chroot(".") == 0, "enter", "/");
 }
 
 void bind(const fs::path& source, const fs::path& target) {
@@ -134,6 +160,7 @@ void enter(const std::string& dir) {
     }
     const fs::path before = fs::current_path();
     enterNamespaces();
+    makeMountsPrivate(node);
     pivotToEmptyRoot(node);
     bindEntries(kOldRoot, "/");
     makeMountPoints({kTrees.begin(), kTrees.end()});

@@ -175,6 +175,37 @@ TEST_F(EnteredNodeTest, CanBeEnteredFromWithinAnother) {
     });
 }
 
+/// Ends the process: with 0 when the node directory "node" of the folder, which becomes the root,
+/// can be entered from there.
+[[noreturn]] void enterInChroot(const std::string& folder) {
+    std::string error;
+    const bool entered = chroot(folder.c_str()) == 0 && chdir("/") == 0 &&
+                         qxnode::enterNodeDirectory("/node", error) == 0 &&
+                         fs::exists("/qx/mark") && fs::exists("/beside");
+    std::fprintf(stderr, "%s", error.c_str());
+    _exit(entered ? 0 : 1);
+}
+
+TEST_F(EnteredNodeTest, CanBeEnteredInAChrootThatIsNoMountPoint) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "changing the root wants root";
+    }
+    const TempDir folder;
+    std::string error;
+    ASSERT_EQ(qxnode::initNodeDirectory(folder.path("node"), error), 0) << error;
+    folder.write("node/qx/mark", "");
+    folder.write("beside/file", "");
+    const std::string mounts = read_file("/proc/self/mountinfo");
+    const pid_t child = fork();
+    if (child == 0) {
+        enterInChroot(folder.path());
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(read_file("/proc/self/mountinfo"), mounts);
+}
+
 TEST_F(EnteredNodeTest, CanBeEnteredWithoutRoot) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "every other test here shows it when not run as root";
