@@ -1,5 +1,6 @@
 // Checks any bytes as a directory index: by themselves, and against a template area with every link
 // lost and the cleaned index written. What was written must pass a check again.
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,6 +49,7 @@ void checkWritten(const std::string& path) {
     }
     const auto* bytes = static_cast<const char*>(base);
     const std::vector<char> written(bytes, bytes + info.st_size);
+    munmap(base, static_cast<std::size_t>(info.st_size));
     // An index from which every entry was lost is empty, and no check takes an empty one.
     const bool empty = written.size() < 8 ||
                        (written[4] == 0 && written[5] == 0 && written[6] == 0 && written[7] == 0);
