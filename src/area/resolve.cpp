@@ -13,7 +13,7 @@
 
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "src/area/confined.h"
+#include "src/area/template_lookup.h"
 #include "src/index/index_file.h"
 
 namespace qxfs {
@@ -35,41 +35,71 @@ void prepend(const std::string& path, std::deque<std::string>& components) {
     components.insert(components.begin(), parts.begin(), parts.end());
 }
 
-/// Entries that a directory of the area has only through its index, by name: link texts.
-std::map<std::string, std::string> indexedNames(const Area& area, const std::string& inside,
-                                                const DirectoryListing& listing) {
-    std::map<std::string, std::string> names;
-    const auto* item = listing.find(dirindex::kIndexName);
-    if (item == nullptr || !S_ISREG(item->info.st_mode) || !listing.isMarked()) {
-        return names;
-    }
+/// What a directory of the area shows.
+struct SeenDirectory {
+    int failure = 0;  ///< errno when it could not be read
+    DirectoryListing listing;
+    std::map<std::string, std::string> indexed;  ///< names that only its index has: link texts
+    std::string magic;                           ///< its link when it is a magic directory
+};
+
+SeenDirectory readSeen(const Area& area, const std::string& inside) {
+    SeenDirectory seen;
     const auto directory = openDirectory(area, inside);
-    for (const auto& entry :
-         dirindex::readIndexFile(directory.get(), dirindex::kIndexName).entries) {
-        if (entry.link.has_value() && listing.find(entry.name) == nullptr) {
-            names.emplace(entry.name, *entry.link + "/" + entry.name);
+    seen.failure = directory ? readDirectory(directory.get(), seen.listing) : errno;
+    const auto* item = seen.listing.find(kIndexName);
+    if (seen.failure != 0 || item == nullptr || !seen.listing.isMarked()) {
+        return seen;
+    }
+    if (item->isSymlink()) {
+        seen.magic = item->link;
+    } else if (S_ISREG(item->info.st_mode)) {
+        for (const auto& entry : dirindex::readIndexFile(directory.get(), kIndexName).entries) {
+            if (entry.link.has_value() && seen.listing.find(entry.name) == nullptr) {
+                seen.indexed.emplace(entry.name, *entry.link + "/" + entry.name);
+            }
         }
     }
-    return names;
+    return seen;
 }
 
-/// The link text of a directory whose "._qxlnk_." is a magic symlink.
-std::string magicOf(const DirectoryListing& listing) {
-    const auto* item = listing.find(dirindex::kIndexName);
-    return item != nullptr && item->isSymlink() && listing.isMarked() ? item->link : "";
-}
+/// Directories of the area by their paths inside the container, each read once.
+class SeenDirectories {
+public:
+    explicit SeenDirectories(const Area& area) : area(area) {}
+
+    const SeenDirectory& at(const std::string& inside) {
+        const auto found = m_directories.find(inside);
+        return found != m_directories.end()
+                   ? found->second
+                   : m_directories.emplace(inside, readSeen(area, inside)).first->second;
+    }
+
+    const Area& area;
+
+private:
+    std::map<std::string, SeenDirectory> m_directories;
+};
 
 bool failed(const std::string& path, int failure, std::string& error) {
-    error = "can't look at '" + path + "': " + std::strerror(failure);
+    error = "can't look at '" + path + "': " +
+            (failure == EXDEV ? "another file system is mounted there" : std::strerror(failure));
     return false;
 }
 
 bool lookAt(Resolved& resolved, std::string& error) {
-    return lstat(resolved.file.c_str(), &resolved.info) == 0 || failed(resolved.file, errno, error);
+    if (lstat(resolved.file.c_str(), &resolved.info) != 0) {
+        return failed(resolved.file, errno, error);
+    }
+    std::error_code failure;
+    resolved.target = S_ISLNK(resolved.info.st_mode)
+                          ? std::filesystem::read_symlink(resolved.file, failure).string()
+                          : "";
+    return !failure || failed(resolved.file, failure.value(), error);
 }
 
 bool toTemplate(const Area& area, const std::string& link, Resolved& resolved, std::string& error) {
-    if ((link + "/").find("/../") != std::string::npos) {
+    if (leadsOut(link)) {
         error = "the link '" + link + "' leads out of the template area";
         return false;
     }
@@ -80,34 +110,34 @@ bool toTemplate(const Area& area, const std::string& link, Resolved& resolved, s
 }
 
 /// One step down from a directory of the area.
-bool stepInArea(const Area& area, const std::string& name, Resolved& resolved, std::string& error) {
-    DirectoryListing listing;
-    const int failure = readDirectory(area, resolved.inside, listing);
-    if (failure != 0) {
-        return failed(resolved.inside, failure, error);
+bool stepInArea(SeenDirectories& directories, const std::string& name, Resolved& resolved,
+                std::string& error) {
+    const auto& area = directories.area;
+    const auto& seen = directories.at(resolved.inside);
+    if (seen.failure != 0) {
+        return failed(resolved.inside, seen.failure, error);
     }
-    if (const auto* item = listing.find(name)) {
+    if (const auto* item = seen.listing.find(name)) {
         if (item->isLink()) {
             return toTemplate(area, item->link, resolved, error);
         }
         resolved.inside = joined(resolved.inside, name);
         resolved.file = area.absolute(resolved.inside);
         resolved.info = item->info;
+        resolved.target = item->isSymlink() ? item->text : "";
         return item->failure == 0 || failed(resolved.file, item->failure, error);
     }
-    const auto magic = magicOf(listing);
-    if (!magic.empty()) {
-        return toTemplate(area, magic + "/" + name, resolved, error);
+    if (!seen.magic.empty()) {
+        return toTemplate(area, seen.magic + "/" + name, resolved, error);
     }
-    const auto names = indexedNames(area, resolved.inside, listing);
-    const auto found = names.find(name);
-    return found == names.end() ? failed(joined(resolved.inside, name), ENOENT, error)
-                                : toTemplate(area, found->second, resolved, error);
+    const auto found = seen.indexed.find(name);
+    return found == seen.indexed.end() ? failed(joined(resolved.inside, name), ENOENT, error)
+                                       : toTemplate(area, found->second, resolved, error);
 }
 
 class Resolver {
 public:
-    Resolver(const Area& area, const std::string& path) : m_area(area) {
+    Resolver(SeenDirectories& directories, const std::string& path) : m_directories(directories) {
         prepend(path, m_components);
     }
 
@@ -143,7 +173,7 @@ private:
     void toRoot(Resolved& resolved) {
         resolved = {};
         resolved.inside = "/";
-        resolved.file = m_area.root;
+        resolved.file = m_directories.area.root;
         resolved.info.st_mode = S_IFDIR;
         m_seen.clear();
     }
@@ -151,7 +181,7 @@ private:
     bool step(const std::string& name, Resolved& resolved, std::string& error) {
         m_seen += "/" + name;
         if (!resolved.fromTemplate) {
-            return stepInArea(m_area, name, resolved, error);
+            return stepInArea(m_directories, name, resolved, error);
         }
         resolved.file += "/" + name;
         return lookAt(resolved, error);
@@ -159,8 +189,7 @@ private:
 
     /// Goes back to the start and takes the path again, with the link's target in its place.
     void followSymlink(const std::string& directory, Resolved& resolved) {
-        std::error_code ignored;
-        const auto target = std::filesystem::read_symlink(resolved.file, ignored).string();
+        const auto target = resolved.target;
         prepend(target, m_components);
         if (!target.starts_with('/')) {
             prepend(directory, m_components);
@@ -175,52 +204,47 @@ private:
         toRoot(resolved);
     }
 
-    const Area& m_area;
+    SeenDirectories& m_directories;
     std::deque<std::string> m_components;
     std::string m_seen;  ///< path inside the container that has been resolved
     int m_symlinks = 0;
 };
 
-std::string targetOf(const Resolved& resolved) {
-    std::error_code ignored;
-    return S_ISLNK(resolved.info.st_mode)
-               ? std::filesystem::read_symlink(resolved.file, ignored).string()
-               : "";
+bool addTemplateNames(const std::string& path, std::vector<std::string>& names,
+                      std::string& error) {
+    std::error_code failure;
+    for (const auto& entry : std::filesystem::directory_iterator(path, failure)) {
+        names.push_back(entry.path().filename());
+    }
+    return !failure || failed(path, failure.value(), error);
 }
 
-bool namesIn(const Area& area, const Resolved& directory, std::vector<std::string>& names,
-             std::string& error) {
-    const auto addPlain = [&](const std::string& path) {
-        std::error_code failure;
-        for (const auto& entry : std::filesystem::directory_iterator(path, failure)) {
-            names.push_back(entry.path().filename());
-        }
-        return !failure || failed(path, failure.value(), error);
-    };
+bool namesIn(SeenDirectories& directories, const Resolved& directory,
+             std::vector<std::string>& names, std::string& error) {
     if (directory.fromTemplate) {
-        return addPlain(directory.file);
+        return addTemplateNames(directory.file, names, error);
     }
-    DirectoryListing listing;
-    const int failure = readDirectory(area, directory.inside, listing);
-    if (failure != 0) {
-        return failed(directory.inside, failure, error);
+    const auto& seen = directories.at(directory.inside);
+    if (seen.failure != 0) {
+        return failed(directory.inside, seen.failure, error);
     }
-    for (const auto& item : listing.items) {
-        if (item.name != dirindex::kIndexName && item.name != dirindex::kPackageRefName) {
+    for (const auto& item : seen.listing.items) {
+        if (item.name != kIndexName && item.name != kPackageRefName) {
             names.push_back(item.name);
         }
     }
-    for (const auto& [name, link] : indexedNames(area, directory.inside, listing)) {
+    for (const auto& [name, link] : seen.indexed) {
         names.push_back(name);
     }
-    const auto magic = magicOf(listing);
-    return magic.empty() || addPlain(area.templateFile(magic));
+    return seen.magic.empty() ||
+           addTemplateNames(directories.area.templateFile(seen.magic), names, error);
 }
 
 }  // namespace
 
 bool resolve(const Area& area, const std::string& path, Resolved& resolved, std::string& error) {
-    return Resolver(area, path).run(true, resolved, error);
+    SeenDirectories directories(area);
+    return Resolver(directories, path).run(true, resolved, error);
 }
 
 base::Fd openResolved(const Area& area, const Resolved& resolved) {
@@ -233,16 +257,17 @@ base::Fd openResolved(const Area& area, const Resolved& resolved) {
 
 bool listSeen(const Area& area, const std::string& path, std::vector<SeenEntry>& entries,
               std::string& error) {
+    SeenDirectories directories(area);
     Resolved resolved;
-    if (!resolve(area, path, resolved, error)) {
+    if (!Resolver(directories, path).run(true, resolved, error)) {
         return false;
     }
     if (!S_ISDIR(resolved.info.st_mode)) {
-        entries.push_back({path, resolved, targetOf(resolved)});
+        entries.push_back({path, resolved, resolved.target});
         return true;
     }
     std::vector<std::string> names;
-    if (!namesIn(area, resolved, names, error)) {
+    if (!namesIn(directories, resolved, names, error)) {
         return false;
     }
     std::sort(names.begin(), names.end());
@@ -251,8 +276,8 @@ bool listSeen(const Area& area, const std::string& path, std::vector<SeenEntry>&
         SeenEntry entry;
         entry.name = name;
         std::string ignored;
-        if (Resolver(area, path + "/" + name).run(false, entry.resolved, ignored)) {
-            entry.target = targetOf(entry.resolved);
+        if (Resolver(directories, path + "/" + name).run(false, entry.resolved, ignored)) {
+            entry.target = entry.resolved.target;
         }
         entries.push_back(std::move(entry));
     }

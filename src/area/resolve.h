@@ -17,6 +17,7 @@ struct Resolved {
     std::string inside;   ///< path inside the container; empty once it is in the template area
     struct stat info {};  ///< of `file`
     bool fromTemplate = false;
+    std::string target;  ///< of a symbolic link
 };
 
 /// @return false with the reason in `error`.

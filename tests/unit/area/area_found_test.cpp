@@ -1,7 +1,7 @@
 // Damage of every kind is found, exactly once and as what it is; what is no damage is not.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,7 +10,11 @@
 #include <fstream>
 #include <random>
 
+#include "base/content.h"
+#include "base/open_below.h"
 #include "src/area/index_area.h"
+#include "src/area/resolve.h"
+#include "src/area/usage.h"
 #include "tests/support/area_builder.h"
 #include "tests/support/index_image.h"
 #include "tests/support/private_root.h"
@@ -334,6 +338,34 @@ TEST(MountBelowTheRoot, isLeftOutAndTold) {
         GTEST_SKIP() << result.text;
     }
     EXPECT_EQ("mount-left-out /srv/one\nmount-left-out /srv/mnt\n", result.text);
+}
+
+TEST(DeepArea, isCheckedResolvedAndSearchedBeyondTheLongestPath) {
+    constexpr int kLevels = 1000;
+    IndexedArea area;
+    std::string deep;
+    for (int level = 0; level < kLevels; ++level) {
+        deep += "/directory";
+    }
+    const base::Fd root(open(area.builder().root().c_str(), O_RDONLY | O_DIRECTORY));
+    const auto bottom = base::makeBelow(root.get(), deep.substr(1));
+    ASSERT_TRUE(bottom);
+    for (const char* name : {"sh", "gone"}) {
+        const base::Fd link(openat(bottom.get(), name, O_WRONLY | O_CREAT, 0600));
+        ASSERT_TRUE(base::writeContent(link.get(), "////os/1/root/bin/" + std::string(name)));
+        fchmod(link.get(), 01755);
+    }
+    std::string error;
+    std::vector<SeenEntry> seen;
+    std::set<std::string> used;
+
+    EXPECT_THAT(area.check(RepairMode::preen),
+                ElementsAre("name-not-indexed /directory", "shortcut-lost " + deep + "/gone"));
+    EXPECT_EQ(kLevels + 5U, area.summary().directories);
+    EXPECT_TRUE(listSeen(area.area(), deep, seen, error)) << error;
+    EXPECT_EQ(2U, seen.size());
+    EXPECT_THAT(collectUsed(area.area(), used), IsEmpty());
+    EXPECT_THAT(used, Contains(area.templateFile("bin/gone")));
 }
 
 class Flips {
