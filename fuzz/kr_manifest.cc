@@ -45,7 +45,7 @@ void check(const KrManifest& manifest) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     try {
         check(qxnode::parseKrManifest({reinterpret_cast<const char*>(data), size}, "input"));
-    } catch (const qxnode::ConfigError& error) {
+    } catch (const qxnode::Failure& error) {
         require(std::string_view(error.what()).starts_with("input"));
     }
     return 0;

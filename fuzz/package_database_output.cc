@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "node/qxtt/failure.h"
 #include "node/qxtt/list_output.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace {
@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
         }
         output.finish();
-    } catch (const qxtt::Failure& failure) {
+    } catch (const qxnode::Failure& failure) {
         require(failure.code() == QXTT_E_BAD_DATABASE);
     }
     return 0;

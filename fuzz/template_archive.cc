@@ -15,8 +15,8 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/package_reader.h"
+#include "node/support/failure.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         PackageReader reader("/proc/self/fd/" + std::to_string(file.get()),
                              PackageLimits{1000, 1 << 20});
         reader.unpack(sandbox.inner());
-    } catch (const Failure&) {
+    } catch (const qxnode::Failure&) {
         // Refused, as most inputs are.
     }
     if (!sandbox.isTight()) {

@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/version_order.h"
+#include "node/support/failure.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace QXA::tem;
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!sound) {
             std::abort();
         }
-    } catch (const Failure&) {
+    } catch (const qxnode::Failure&) {
         return 0;
     }
     return 0;

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "node/agent/tem/area_record.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/template_journal.h"
+#include "node/support/failure.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace QXA::tem;
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (formatRecord(parseRecord(written, "written")) != written) {
             std::abort();
         }
-    } catch (const Failure&) {
+    } catch (const qxnode::Failure&) {
         // No record; perhaps a journal.
     }
     try {
@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!(parseJournal(formatJournal(journal)) == journal)) {
             std::abort();
         }
-    } catch (const Failure&) {
+    } catch (const qxnode::Failure&) {
         return 0;
     }
     return 0;

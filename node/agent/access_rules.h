@@ -46,7 +46,7 @@ public:
     /// Without grants.
     AccessRules() = default;
 
-    /// @throws qxnode::ConfigError naming file, line and key of the first mistake.
+    /// @throws qxnode::Failure naming file, line and key of the first mistake.
     static AccessRules parse(const qxnode::TomlTable& file);
 
     /// The rules of the node. A file that is not there grants nothing; nor does a broken one, which

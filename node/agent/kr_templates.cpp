@@ -11,7 +11,7 @@ std::vector<qxnode::KrManifest> readKrTemplates(
     const auto add = [&](const auto& read) {
         try {
             templates.push_back(read());
-        } catch (const qxnode::ConfigError& failure) {
+        } catch (const qxnode::Failure& failure) {
             report(failure.what());
         }
     };

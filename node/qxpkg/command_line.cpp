@@ -13,6 +13,7 @@
 
 #include "cli/command_line.h"
 #include "node/qxpkg/container_names.h"
+#include "node/qxpkg/failure.h"
 
 namespace qxpkg {
 
@@ -36,12 +37,6 @@ Exit status: 0 done, 1 failed, 2 wrong usage, 27 refused (already there, in conf
 or in use), 33 a file is not a KR template package, 75 the lock stayed busy,
 130 interrupted. The last line on standard error gives the reason.)";
 
-/// A command line that CLI11 finds right and that still makes no sense.
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
 /// What CLI11 fills in, before the words are given their meaning.
 struct Raw {
     CommandLine& line;
@@ -60,7 +55,7 @@ int containerId(const std::string& word) {
     const char* const end = word.data() + word.size();
     const auto [stopped, failure] = std::from_chars(word.data(), end, veid);
     if (!allDigits(word) || failure != std::errc() || stopped != end || veid == 0) {
-        throw UsageError("'" + word + "' is no container's number");
+        throw Failure("'" + word + "' is no container's number");
     }
     return veid;
 }
@@ -76,13 +71,13 @@ bool takeWord(std::vector<std::string>& words, const char* expected) {
 
 void requireNames(const CommandLine& line, std::size_t atLeast, const char* what) {
     if (line.names.size() < atLeast) {
-        throw UsageError(std::string(what) + " expected");
+        throw Failure(std::string(what) + " expected");
     }
 }
 
 void refuseOption(bool given, const char* option, const char* where) {
     if (given) {
-        throw UsageError(std::string(option) + " has no meaning " + where);
+        throw Failure(std::string(option) + " has no meaning " + where);
     }
 }
 
@@ -114,7 +109,7 @@ void readContainer(Raw& raw) {
     CommandLine& line = raw.line;
     line.object = Object::container;
     if (raw.words.empty()) {
-        throw UsageError("a container's number expected");
+        throw Failure("a container's number expected");
     }
     line.veid = containerId(raw.words.front());
     raw.words.erase(raw.words.begin());
@@ -124,7 +119,7 @@ void readContainer(Raw& raw) {
         // Without names both kinds of an update are one: everything.
         line.kind = line.verb == Verb::update ? Names::packages : line.kind;
         if (line.verb == Verb::install && !raw.packages) {
-            throw UsageError("a template's name expected");
+            throw Failure("a template's name expected");
         }
     }
 }
@@ -142,7 +137,7 @@ void readChange(Raw& raw) {
 
 void readVerify(Raw& raw) {
     if (!takeWord(raw.words, kAreaWord) || raw.words.size() != 1) {
-        throw UsageError("'area' and a container's number expected");
+        throw Failure("'area' and a container's number expected");
     }
     raw.line.object = Object::container;
     raw.line.veid = containerId(raw.words.front());
@@ -164,7 +159,7 @@ void readWords(Raw& raw) {
             break;
         case Verb::create:
             if (!takeWord(raw.words, kCacheWord)) {
-                throw UsageError("'cache' expected");
+                throw Failure("'cache' expected");
             }
             readCaches(raw);
             break;
@@ -290,7 +285,7 @@ Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line) {
         return Parsed::answered;
     } catch (const CLI::ParseError& error) {
         return wrong(cli::usageReason(app, error));
-    } catch (const UsageError& error) {
+    } catch (const Failure& error) {
         return wrong(cli::usageReason(app, error.what()));
     }
     return Parsed::command;

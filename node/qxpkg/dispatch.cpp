@@ -32,7 +32,7 @@ int guarded(const Output& output, const Operation& operation) {
         output.endProgress();
         return kDone;
     } catch (const Failure& failure) {
-        return failed(output, failure.code(), failure.what());
+        return failed(output, exitCodeOf(failure), failure.what());
     } catch (const std::exception& failure) {
         return failed(output, kFailed, failure.what());
     }

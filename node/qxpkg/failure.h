@@ -1,8 +1,7 @@
-// Exit codes of qxpkg, and the exception that carries one with its reason.
+// Exit codes of qxpkg, and the failures that carry one.
 #pragma once
 
-#include <stdexcept>
-#include <string>
+#include "node/support/failure.h"
 
 namespace qxpkg {
 
@@ -16,14 +15,12 @@ enum ExitCode {
     kInterrupted = 130,
 };
 
-/// Ends a command: `what()` is the reason for people, `code()` the process's exit code.
-class Failure : public std::runtime_error {
-public:
-    Failure(int code, const std::string& reason) : std::runtime_error(reason), m_code(code) {}
-    [[nodiscard]] int code() const { return m_code; }
+using qxnode::Failure;
+using qxnode::systemFailure;
 
-private:
-    int m_code;
-};
+/// kFailed for a failure that has no exit code of its own.
+inline int exitCodeOf(const Failure& failure) {
+    return failure.code() > 0 ? failure.code() : kFailed;
+}
 
 }  // namespace qxpkg

@@ -18,7 +18,7 @@ qxnode::FileLock lockFile(const std::string& path, const qxnode::LockWait& wait,
         case qxnode::FileLock::Result::failed:
             break;
     }
-    throw Failure(kFailed, error);
+    throw Failure(error);
 }
 
 }  // namespace qxpkg

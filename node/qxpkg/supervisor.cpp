@@ -110,7 +110,7 @@ int runInterruptibly(const std::function<int()>& change, const std::function<voi
     const pid_t supervisor = getpid();
     const pid_t worker = fork();
     if (worker < 0) {
-        throw Failure(kFailed, base::systemError("start", "a process of its own"));
+        throw Failure(base::systemError("start", "a process of its own"));
     }
     if (worker == 0) {
         work(change, signals, supervisor);

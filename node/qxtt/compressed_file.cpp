@@ -11,10 +11,12 @@
 
 #include "base/fd.h"
 #include "base/system_error.h"
-#include "node/qxtt/failure.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

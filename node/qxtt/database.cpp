@@ -17,13 +17,15 @@
 #include "base/open_below.h"
 #include "base/subprocess.h"
 #include "base/system_error.h"
-#include "node/qxtt/failure.h"
 #include "node/qxtt/list_output.h"
 #include "node/qxtt/sandbox.h"
 #include "node/qxtt/text.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

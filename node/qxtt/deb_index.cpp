@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "node/qxtt/failure.h"
 #include "node/qxtt/text.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

@@ -5,11 +5,13 @@
 #include <array>
 #include <utility>
 
-#include "node/qxtt/failure.h"
 #include "node/qxtt/text.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

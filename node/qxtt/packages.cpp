@@ -7,12 +7,14 @@
 #include <utility>
 
 #include "node/qxtt/database.h"
-#include "node/qxtt/failure.h"
 #include "node/qxtt/repository.h"
 #include "node/qxtt/templates.h"
 #include "node/qxtt/version_order.h"
+#include "node/support/failure.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

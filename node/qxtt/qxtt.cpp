@@ -10,15 +10,15 @@
 #include <new>
 #include <string_view>
 
-#include "node/qxtt/failure.h"
 #include "node/qxtt/packages.h"
 #include "node/qxtt/records.h"
 #include "node/qxtt/templates.h"
+#include "node/support/failure.h"
 #include "node/support/kr_manifest.h"
 
 namespace {
 
-using qxtt::Failure;
+using qxnode::Failure;
 
 std::uint32_t wordOf(const qxtt_options& options, std::size_t offset) {
     return options.words[offset / sizeof(std::uint32_t)];
@@ -46,7 +46,7 @@ int answer(const Query& query, const qxtt_options* options, const Pointers*... p
         return 0;
     } catch (const Failure& failure) {
         tell(options, failure.what());
-        return failure.code();
+        return failure.code() > 0 ? failure.code() : QXTT_E_INTERNAL;
     } catch (const std::bad_alloc& failure) {
         tell(options, failure.what());
         return QXTT_E_MEMORY;

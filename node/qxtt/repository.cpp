@@ -7,11 +7,13 @@
 
 #include "node/qxtt/compressed_file.h"
 #include "node/qxtt/deb_index.h"
-#include "node/qxtt/failure.h"
 #include "node/qxtt/rpm_index.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

@@ -3,11 +3,13 @@
 
 #include <pugixml.hpp>
 
-#include "node/qxtt/failure.h"
 #include "node/qxtt/text.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Failure;
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "layout/paths.h"
-#include "node/qxtt/failure.h"
+#include "node/support/failure.h"
 #include "node/support/kr_cache.h"
 #include "qxtt/qxtt.h"
 
@@ -20,8 +20,8 @@ namespace qxtt {
 
 namespace {
 
-using qxnode::ConfigError;
 using qxnode::ContainerConfig;
+using qxnode::Failure;
 
 /// @throws Failure unless something lies at the path.
 void requireThere(const std::string& path, int code, const std::string& what) {
@@ -79,7 +79,7 @@ KrManifest osTemplate(std::string_view os) {
             manifest.architecture = nodeArchitecture(manifest.packaging);
         }
         return manifest;
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
     }
 }
@@ -100,7 +100,7 @@ KrManifest applicationTemplate(std::string_view os, std::string_view name) {
             manifest.architecture = osManifest.architecture;
         }
         return manifest;
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
     }
 }
@@ -115,7 +115,7 @@ std::vector<std::string> osTemplateNames() {
                 continue;  // whoever asks for it by name gets the code
             }
         }
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
     }
     return names;
@@ -131,7 +131,7 @@ std::vector<KrManifest> templatesOf(std::string_view os) {
                 continue;  // as above
             }
         }
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
     }
     return templates;
@@ -144,7 +144,7 @@ std::optional<std::string> cacheRoot(std::string_view os) {
         // The tree may have gone since: that is no cache, and no failure.
         return cache && stat(cache->root.c_str(), &st) == 0 ? std::optional(cache->root)
                                                             : std::nullopt;
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         throw Failure(QXTT_E_BAD_TEMPLATE, error.what());
     }
 }

@@ -20,7 +20,7 @@ std::string formatKrCache(const KrCache& cache);
 
 /// The record of an OS template; nullopt without one. Whether its tree is still there is not
 /// looked at.
-/// @throws ConfigError when the record cannot be read, its "uuid" is no UUID, or its "path" does
+/// @throws Failure when the record cannot be read, its "uuid" is no UUID, or its "path" does
 ///         not lie in the folder of that cache.
 std::optional<KrCache> readKrCache(std::string_view os);
 

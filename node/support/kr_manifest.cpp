@@ -138,8 +138,8 @@ void readRest(const TomlTable& table, KrManifest& manifest) {
 KrManifest manifestOf(const TomlTable& table, const std::string& source) {
     const std::string technology = table.requiredText("technology");
     if (technology != kKrTechnology) {
-        throw ConfigError(source + ": key 'technology': '" + technology + "' is not '" +
-                          kKrTechnology + "'");
+        throw Failure(source + ": key 'technology': '" + technology + "' is not '" + kKrTechnology +
+                      "'");
     }
     KrManifest manifest;
     readNames(table, manifest);
@@ -169,7 +169,7 @@ std::vector<std::string> namesIn(const fs::path& folder, const Accept& accept) {
         }
     }
     if (failure && failure != std::errc::no_such_file_or_directory) {
-        throw ConfigError("cannot read '" + folder.string() + "': " + failure.message());
+        throw Failure("cannot read '" + folder.string() + "': " + failure.message());
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -177,7 +177,7 @@ std::vector<std::string> namesIn(const fs::path& folder, const Accept& accept) {
 
 std::string checkedName(std::string_view name) {
     if (!isKrName(name)) {
-        throw ConfigError("'" + std::string(name) + "' cannot be a template's name");
+        throw Failure("'" + std::string(name) + "' cannot be a template's name");
     }
     return dottedKrName(name);
 }

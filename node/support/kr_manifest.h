@@ -81,11 +81,11 @@ std::string krApplicationManifestPath(std::string_view os, std::string_view appl
 
 /// A manifest that says itself whose it is, as in a template package.
 /// @param source  what to call the text in errors.
-/// @throws ConfigError with source, line and key.
+/// @throws Failure with source, line and key.
 KrManifest parseKrManifest(std::string_view text, const std::string& source);
 
 /// The manifest of a template on the node. What the file says of names must agree with its place.
-/// @throws ConfigError also when it cannot be read.
+/// @throws Failure also when it cannot be read.
 KrManifest readKrOsManifest(std::string_view os);
 KrManifest readKrApplicationManifest(std::string_view os, std::string_view application);
 
@@ -96,7 +96,7 @@ KrManifest readKrApplicationManifest(const std::string& folder, std::string_view
 
 /// Names of the OS templates below `folder`, and of an OS template's application templates, plain,
 /// sorted; names that begin with a dot are passed over.
-/// @throws ConfigError when a folder that is there cannot be read; one that is not is empty.
+/// @throws Failure when a folder that is there cannot be read; one that is not is empty.
 std::vector<std::string> krOsNames(const std::string& folder);
 std::vector<std::string> krApplicationNames(const std::string& folder, std::string_view os);
 

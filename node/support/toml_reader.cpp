@@ -36,15 +36,15 @@ struct TomlTable::Node {
     const toml::table* table;
     std::string prefix;  ///< of its keys in messages, "node." or ""
 
-    [[nodiscard]] ConfigError fault(const std::string& key, const toml::node* node,
-                                    const std::string& reason) const {
+    [[nodiscard]] Failure fault(const std::string& key, const toml::node* node,
+                                const std::string& reason) const {
         const toml::node& place = node == nullptr ? *table : *node;
-        return ConfigError(at(document->source, place.source()) + "key '" + prefix + key +
-                           "': " + reason);
+        return Failure(at(document->source, place.source()) + "key '" + prefix + key +
+                       "': " + reason);
     }
 
-    [[nodiscard]] ConfigError wrongType(const std::string& key, const toml::node& node,
-                                        const std::string& expected) const {
+    [[nodiscard]] Failure wrongType(const std::string& key, const toml::node& node,
+                                    const std::string& expected) const {
         return fault(key, &node, "expected " + expected + ", found " + typeName(node));
     }
 
@@ -79,14 +79,14 @@ struct TomlTable::Node {
 
 TomlTable TomlTable::parse(std::string_view text, const std::string& source, std::size_t maxBytes) {
     if (text.size() > maxBytes) {
-        throw ConfigError(source + ": longer than " + std::to_string(maxBytes) + " bytes");
+        throw Failure(source + ": longer than " + std::to_string(maxBytes) + " bytes");
     }
     try {
         auto document = std::make_shared<Document>(Document{toml::parse(text, source), source});
         const toml::table* root = &document->root;
         return TomlTable(std::make_shared<Node>(Node{std::move(document), root, ""}));
     } catch (const toml::parse_error& failure) {
-        throw ConfigError(at(source, failure.source()) + std::string(failure.description()));
+        throw Failure(at(source, failure.source()) + std::string(failure.description()));
     }
 }
 
@@ -94,7 +94,7 @@ TomlTable TomlTable::read(const std::string& path, std::size_t maxBytes) {
     std::string error;
     const auto content = base::readFile(path, maxBytes, error);
     if (!content) {
-        throw ConfigError(error);
+        throw Failure(error);
     }
     return parse(*content, path, maxBytes);
 }
@@ -180,7 +180,7 @@ std::vector<std::string> TomlTable::keys() const {
     return names;
 }
 
-ConfigError TomlTable::fault(const std::string& key, const std::string& reason) const {
+Failure TomlTable::fault(const std::string& key, const std::string& reason) const {
     return m_node->fault(key, m_node->table->get(key), reason);
 }
 

@@ -6,34 +6,30 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "node/support/failure.h"
+
 namespace qxnode {
 
-/// "FILE:LINE: reason", or "FILE: reason" when no line is to blame.
-class ConfigError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// A table of a TOML document; copies share the document.
+/// A table of a TOML document; copies share the document. Failures say "FILE:LINE: reason", or
+/// "FILE: reason" when no line is to blame.
 class TomlTable {
 public:
     /// Longest document unless the caller says otherwise.
     static constexpr std::size_t kMaxBytes = 1U << 20;
 
     /// @param source  what to call the document in errors.
-    /// @throws ConfigError when it is too long or no TOML.
+    /// @throws Failure when it is too long or no TOML.
     static TomlTable parse(std::string_view text, const std::string& source,
                            std::size_t maxBytes = kMaxBytes);
 
-    /// @throws ConfigError when the file cannot be read, is too long or no TOML.
+    /// @throws Failure when the file cannot be read, is too long or no TOML.
     static TomlTable read(const std::string& path, std::size_t maxBytes = kMaxBytes);
 
-    // Getters give nullopt (or an empty list) for a key that is not there, and throw ConfigError
+    // Getters give nullopt (or an empty list) for a key that is not there, and throw Failure
     // when its value is of another type.
     [[nodiscard]] std::optional<std::string> text(const std::string& key) const;
     [[nodiscard]] std::optional<std::int64_t> integer(const std::string& key) const;
@@ -42,7 +38,7 @@ public:
     [[nodiscard]] std::vector<std::string> texts(const std::string& key) const;
     [[nodiscard]] std::vector<TomlTable> tables(const std::string& key) const;
 
-    /// @throws ConfigError also when the key is not there.
+    /// @throws Failure also when the key is not there.
     [[nodiscard]] std::string requiredText(const std::string& key) const;
 
     /// A list whose elements are texts or integers, integers in decimal digits.
@@ -52,7 +48,7 @@ public:
     [[nodiscard]] std::vector<std::string> keys() const;
 
     /// For readers' own findings about a value. @return "FILE:LINE: key 'KEY': reason".
-    [[nodiscard]] ConfigError fault(const std::string& key, const std::string& reason) const;
+    [[nodiscard]] Failure fault(const std::string& key, const std::string& reason) const;
 
 private:
     struct Node;

@@ -33,7 +33,7 @@ namespace QXA {
 
 namespace {
 
-using tem::Failure;
+using qxnode::Failure;
 
 QXL::QXLEID newEid() {
     uuid_t uuid;
@@ -77,8 +77,8 @@ std::vector<QXAEnvRecord> readAll() {
         }
     }
     if (failure && failure != std::errc::no_such_file_or_directory) {
-        throw Failure(tem::kTemFailed, std::string("cannot read '") + qxnode::kContainerConfigDir +
-                                           "': " + failure.message());
+        throw Failure(std::string("cannot read '") + qxnode::kContainerConfigDir +
+                      "': " + failure.message());
     }
     return records;
 }
@@ -99,14 +99,10 @@ std::optional<std::string> krCacheRoot(const std::string& osTemplate) {
     struct stat st {};
     if (!qxnode::isKrName(osTemplate) ||
         stat(qxnode::krOsManifestPath(osTemplate).c_str(), &st) != 0) {
-        throw tem::Failure(kTemUnknownTemplate, "OS template '" + osTemplate + "' is not known");
+        throw Failure(kTemUnknownTemplate, "OS template '" + osTemplate + "' is not known");
     }
-    try {
-        const auto cache = qxnode::readKrCache(osTemplate);
-        return cache ? std::optional(cache->root) : std::nullopt;
-    } catch (const qxnode::ConfigError& error) {
-        throw tem::Failure(tem::kTemFailed, error.what());
-    }
+    const auto cache = qxnode::readKrCache(osTemplate);
+    return cache ? std::optional(cache->root) : std::nullopt;
 }
 
 /// Copies a root tree into an empty directory, with reflinks if the file system supports them.
@@ -117,7 +113,7 @@ void copyTree(const std::string& from, int directory) {
     const base::ProcessResult result =
         base::runProcess({"cp", "--archive", "--reflink=auto", "--", from + "/.", to});
     if (!result.succeeded()) {
-        throw tem::Failure(tem::kTemFailed, "cannot copy '" + from + "': " + result.reason());
+        throw Failure("cannot copy '" + from + "': " + result.reason());
     }
 }
 
@@ -144,11 +140,11 @@ Start startOf(const std::string& osTemplate) {
 void fill(int area, const Start& start, const std::string& name, const tem::Reporter& reporter) {
     if (start.krRoot) {
         if (mkdirat(area, "root", 0755) != 0) {
-            throw tem::systemFailure("make directory", "root");
+            throw qxnode::systemFailure("make directory", "root");
         }
         const base::Fd root = base::openBelow(area, "root", O_RDONLY | O_DIRECTORY);
         if (!root) {
-            throw tem::systemFailure("open directory", "root");
+            throw qxnode::systemFailure("open directory", "root");
         }
         copyTree(*start.krRoot, root.get());
     } else if (start.standard) {
@@ -165,8 +161,7 @@ void writeConfig(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& st
     qxnode::ContainerConfig config;
     const auto set = [&](const char* name, const std::string& value) {
         if (!config.set(name, value)) {
-            throw Failure(tem::kTemFailed,
-                          std::string(name) + " cannot have the value '" + value + "'");
+            throw Failure(std::string(name) + " cannot have the value '" + value + "'");
         }
     };
     set(kPrivateArea, spec.privateArea.value_or(qxnode::kDefaultPrivateArea));
@@ -182,7 +177,7 @@ void writeConfig(const QXAEnvSpec& spec, const QXL::QXLEID& eid, const Start& st
     }
     std::string error;
     if (!config.write(qxnode::containerConfigPath(spec.veid), error)) {
-        throw Failure(tem::kTemFailed, error);
+        throw Failure(error);
     }
 }
 
@@ -190,9 +185,9 @@ std::string privateAreaOf(const QXAEnvSpec& spec) {
     qxnode::ContainerConfig config;
     if (!config.set(qxnode::parameter::kPrivateArea,
                     spec.privateArea.value_or(qxnode::kDefaultPrivateArea))) {
-        throw Failure(tem::kTemFailed,
-                      "the private area's path holds characters that a "
-                      "configuration cannot");
+        throw Failure(
+            "the private area's path holds characters that a "
+            "configuration cannot");
     }
     return config.privateArea(spec.veid);
 }
@@ -212,7 +207,7 @@ void refuseTaken(const QXAEnvSpec& spec, const QXL::QXLEID& eid) {
 void removeConfig(int veid) {
     const std::string path = qxnode::containerConfigPath(veid);
     if (unlink(path.c_str()) != 0) {
-        throw tem::systemFailure("remove", path);
+        throw qxnode::systemFailure("remove", path);
     }
     // The container is removed. If the flush fails, only a crash could bring it back.
     std::string error;
@@ -243,7 +238,7 @@ void removeContainer(int veid) {
     std::string error;
     const auto config = qxnode::ContainerConfig::read(qxnode::containerConfigPath(veid), error);
     if (!config) {
-        throw Failure(hasConfig(veid) ? tem::kTemFailed : kEnvMUnknown,
+        throw Failure(hasConfig(veid) ? Failure::kNoCode : kEnvMUnknown,
                       hasConfig(veid) ? error : "no container " + std::to_string(veid));
     }
     const std::string area = config->privateArea(veid);

@@ -13,14 +13,14 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "node/agent/tem/area_record.h"
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::env {
 
 namespace {
 
-using tem::Failure;
-using tem::systemFailure;
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 constexpr const char* kMarkName = "unfinished";
 
@@ -43,7 +43,7 @@ Place placeOf(const std::string& path) {
     }
     if (path.empty() || path.front() != '/' || place.folder.empty() || place.name.empty() ||
         place.name == "." || place.name == "..") {
-        throw Failure(tem::kTemFailed, "'" + path + "' cannot be a container's private area");
+        throw Failure("'" + path + "' cannot be a container's private area");
     }
     return place;
 }
@@ -96,7 +96,7 @@ void makeArea(const std::string& path, const std::function<void(int)>& fill) {
     const Place place = placeOf(path);
     std::string error;
     if (!base::makeDirectories(place.folder, error)) {
-        throw Failure(tem::kTemFailed, error);
+        throw Failure(error);
     }
     const base::Fd folder = openFolder(place);
     if (base::statBelow(folder.get(), place.name)) {
@@ -152,9 +152,9 @@ void leaveArea(const std::string& path) {
     const auto root = base::statBelow(area.get(), "root");
     const auto version = base::statBelow(area.get(), kVersionLink);
     if (!root || !S_ISDIR(root->st_mode) || !version || !S_ISLNK(version->st_mode)) {
-        throw Failure(tem::kTemFailed, "'" + path +
-                                           "' does not look like a private area (no root, no "
-                                           "VERSION link); it is not removed");
+        throw Failure("'" + path +
+                      "' does not look like a private area (no root, no "
+                      "VERSION link); it is not removed");
     }
     setMark(area.get(), path);
 }

@@ -19,14 +19,14 @@ inline constexpr const char* kLostFilesName = "lost_files";
 /// @param path  absolute; must not exist, unless it is marked as unfinished.
 /// @param fill  gets a descriptor of the area's directory, which has its layout's version but no
 ///              "root": that is to be made by it or left.
-/// @throws tem::Failure kTemConflict when there is something else, kTemFailed.
+/// @throws qxnode::Failure kTemConflict when there is something else, kNoCode.
 void makeArea(const std::string& path, const std::function<void(int directory)>& fill);
 
 /// Takes the mark away: the area now belongs to a container.
 void finishArea(const std::string& path);
 
 /// Marks an area as left, before its container's configuration goes. An area that is not there is
-/// no failure. @throws tem::Failure kTemFailed, also for a path that is no container's area.
+/// no failure. @throws qxnode::Failure, also for a path that is no container's area.
 void leaveArea(const std::string& path);
 
 /// Removes a marked area.

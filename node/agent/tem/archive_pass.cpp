@@ -6,6 +6,8 @@
 
 namespace QXA::tem {
 
+using qxnode::systemFailure;
+
 namespace {
 
 constexpr std::size_t kReadBlock = std::size_t{128} * 1024;

@@ -9,13 +9,13 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/archive_handle.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/package_limits.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
 
 /// What is wrong with the archive itself; the message names its file.
-class ArchiveFailure : public Failure {
+class ArchiveFailure : public qxnode::Failure {
 public:
     using Failure::Failure;
 };
@@ -25,7 +25,7 @@ class ArchivePass {
 public:
     /// @param file  borrowed, read from its beginning.
     /// @param path  its name in messages.
-    /// @throws ArchiveFailure kTemDamaged when it is no archive; Failure kTemFailed.
+    /// @throws ArchiveFailure kTemDamaged when it is no archive; Failure.
     ArchivePass(int file, std::string path, const PackageLimits& limits);
 
     /// The next entry, borrowed until the next call; null at the archive's end.

@@ -18,10 +18,13 @@
 #include "base/tree.h"
 #include "layout/container_config.h"
 #include "node/agent/tem/area_steps.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/record_heading.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -99,8 +102,8 @@ AreaJournal parseJournal(const std::string& text) {
         }
     }
     if (!good) {
-        throw Failure(kTemFailed, std::string(kAreaStateName) + "/" + kJournalName +
-                                      ": bad line '" + line + "'");
+        throw Failure(std::string(kAreaStateName) + "/" + kJournalName + ": bad line '" + line +
+                      "'");
     }
     return journal;
 }

@@ -27,14 +27,14 @@ struct ConfiguredTemplates {
 class Area {
 public:
     /// Makes the root and the state directory when they are missing.
-    /// @throws Failure kTemFailed.
+    /// @throws Failure.
     explicit Area(const std::string& privateArea);
 
     [[nodiscard]] int directory() const { return m_directory.get(); }
     [[nodiscard]] int root() const { return m_root.get(); }
     [[nodiscard]] int state() const { return m_state.get(); }
 
-    /// First number above those of all saved files. @throws Failure kTemFailed.
+    /// First number above those of all saved files. @throws Failure.
     [[nodiscard]] unsigned nextSaved() const;
 
 private:

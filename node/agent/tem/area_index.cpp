@@ -26,12 +26,15 @@
 #include "node/agent/tem/area_steps.h"
 #include "node/agent/tem/checker_session.h"
 #include "node/agent/tem/directory_index.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/index_record.h"
 #include "node/agent/tem/links.h"
+#include "node/support/failure.h"
 #include "src/qxfsutil.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -330,7 +333,7 @@ void AreaIndexes::index() {
     }
     // Steps that are still to be done or undone need the directories as they are.
     if (isCutShort(m_area)) {
-        throw Failure(kTemFailed, "a change could not be finished");
+        throw Failure("a change could not be finished");
     }
     const auto reason = unsuitable(m_area);
     if (reason) {

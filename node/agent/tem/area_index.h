@@ -31,7 +31,7 @@ public:
     /// Takes away the indexes of these directories, and of those that an unfinished writer had
     /// begun with. Directories that are not there are passed over.
     /// @param records  of the templates in the container: they tell what shortcuts were.
-    /// @throws Failure kTemFailed; what this call did is undone then, as far as it can be.
+    /// @throws Failure; what this call did is undone then, as far as it can be.
     void makePlain(const std::set<std::string>& directories,
                    const std::vector<AreaRecord>& records);
 
@@ -41,7 +41,7 @@ public:
     void makeIndexed();
 
     /// Indexes the directories of an area that nobody uses yet.
-    /// @throws Failure kTemFailed after a failure of the system.
+    /// @throws Failure after a failure of the system.
     void makeNewIndexed(const std::set<std::string>& directories);
 
 private:
@@ -54,7 +54,7 @@ private:
 };
 
 /// Indexes what its records say was put into a new area, which stands complete in `directory`.
-/// @throws Failure kTemFailed after a failure of the system.
+/// @throws Failure after a failure of the system.
 void indexNewArea(int directory, const std::string& name, const Reporter& reporter);
 
 }  // namespace QXA::tem

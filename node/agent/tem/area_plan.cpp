@@ -10,10 +10,13 @@
 
 #include "base/content.h"
 #include "base/tree.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/links.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -38,8 +41,8 @@ AreaEntry entryFor(int templateRoot, const QXATemplate& key, const std::string& 
         }
         entry.text = std::move(*target);
     } else {
-        throw Failure(kTemFailed, "template '" + key.toString() + "': '" + path +
-                                      "' is neither a file, a directory nor a link");
+        throw Failure("template '" + key.toString() + "': '" + path +
+                      "' is neither a file, a directory nor a link");
     }
     return entry;
 }

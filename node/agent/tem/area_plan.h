@@ -11,7 +11,7 @@ namespace QXA::tem {
 
 /// What an entry of a template becomes in a container, by path.
 /// @param templateRoot  the template's files, opened.
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 std::map<std::string, AreaEntry> entriesOf(int templateRoot, const QXATemplate& key);
 
 /// A container's root as the records say it was made, and what comes and goes.

@@ -12,12 +12,15 @@
 #include "base/content.h"
 #include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/links.h"
 #include "node/agent/tem/record_heading.h"
 #include "node/agent/tem/version_order.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -149,9 +152,7 @@ AreaRecord parseRecord(std::string_view text, const std::string& source) {
     takeHeading(lines, kHeading, source);
     std::string line;
     std::size_t number = 2;
-    const auto refuse = [&]() {
-        throw Failure(kTemFailed, source + ": bad line " + std::to_string(number));
-    };
+    const auto refuse = [&]() { throw Failure(source + ": bad line " + std::to_string(number)); };
     AreaRecord record;
     std::string word;
     std::string kind;
@@ -179,7 +180,7 @@ AreaRecord readRecord(int state, const std::string& name) {
     }
     AreaRecord record = parseRecord(*text, source);
     if (recordName(record.key) != name) {
-        throw Failure(kTemFailed, source + ": is the record of '" + record.key.toString() + "'");
+        throw Failure(source + ": is the record of '" + record.key.toString() + "'");
     }
     return record;
 }

@@ -51,14 +51,14 @@ std::string recordName(const QXATemplate& key);
 /// Any byte that a file name may hold survives: blanks, line ends and bytes above 126 are escaped.
 std::string formatRecord(const AreaRecord& record);
 
-/// @throws Failure kTemFailed when the text is no record.
+/// @throws Failure when the text is no record.
 /// @param source  what to call it in messages.
 AreaRecord parseRecord(std::string_view text, const std::string& source);
 
-/// Records of a state directory, in the order of names. @throws Failure kTemFailed.
+/// Records of a state directory, in the order of names. @throws Failure.
 std::vector<AreaRecord> readRecords(int state);
 
-/// One record. @throws Failure kTemFailed, also when it is not there.
+/// One record. @throws Failure, also when it is not there.
 AreaRecord readRecord(int state, const std::string& name);
 
 }  // namespace QXA::tem

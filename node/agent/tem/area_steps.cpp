@@ -15,9 +15,12 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "node/agent/tem/area_plan.h"
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 

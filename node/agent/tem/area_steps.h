@@ -26,11 +26,11 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
 /// Does a step, or finds it done. What the container has changed meanwhile is left as it is.
 /// @param root   the container's root.
 /// @param saved  directory of the container's saved files.
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void doStep(int root, int saved, const AreaStep& step);
 
 /// Puts a file or link into its place in one step, over what may stand there.
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void putEntry(int root, const std::string& path, const AreaEntry& entry);
 
 /// Undoes a step, or finds it undone.

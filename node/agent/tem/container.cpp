@@ -7,9 +7,11 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "layout/paths.h"
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
 
 namespace {
 
@@ -18,7 +20,7 @@ qxnode::ContainerConfig readConfig(int veid) {
     std::optional<qxnode::ContainerConfig> config =
         qxnode::ContainerConfig::read(qxnode::containerConfigPath(veid), error);
     if (!config) {
-        throw Failure(kTemFailed, error);
+        throw Failure(error);
     }
     return std::move(*config);
 }
@@ -37,8 +39,8 @@ Container Container::find(const QXL::QXLEID& eid) {
     std::error_code failure;
     const std::vector<int> numbers = qxnode::containerNumbers(qxnode::kContainerConfigDir, failure);
     if (failure) {
-        throw Failure(kTemFailed, std::string("cannot read directory '") +
-                                      qxnode::kContainerConfigDir + "': " + failure.message());
+        throw Failure(std::string("cannot read directory '") + qxnode::kContainerConfigDir +
+                      "': " + failure.message());
     }
     // Of two with one EID the smaller number counts: access was checked for that one.
     for (const int veid : numbers) {
@@ -50,7 +52,7 @@ Container Container::find(const QXL::QXLEID& eid) {
             return Container(veid);
         }
     }
-    throw Failure(kTemFailed, "no container has the EID '" + eid.toString() + "'");
+    throw Failure("no container has the EID '" + eid.toString() + "'");
 }
 
 ConfiguredTemplates Container::configured() const {
@@ -85,16 +87,16 @@ void Container::write(const ConfiguredTemplates& templates) {
     if (templates.osTemplate.empty()) {
         config.remove(qxnode::parameter::kOsTemplate);
     } else if (!config.set(qxnode::parameter::kOsTemplate, templates.osTemplate)) {
-        throw Failure(kTemFailed, "cannot record OS template '" + templates.osTemplate + "'");
+        throw Failure("cannot record OS template '" + templates.osTemplate + "'");
     }
     if (templates.templates.empty()) {
         config.remove(qxnode::parameter::kTemplates);
     } else if (!config.setTemplates(templates.templates)) {
-        throw Failure(kTemFailed, "cannot record the container's templates");
+        throw Failure("cannot record the container's templates");
     }
     std::string error;
     if (!config.write(qxnode::containerConfigPath(m_veid), error)) {
-        throw Failure(kTemFailed, error);
+        throw Failure(error);
     }
     m_config = std::move(config);
 }

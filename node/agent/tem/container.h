@@ -15,10 +15,10 @@ namespace QXA::tem {
 
 class Container {
 public:
-    /// @throws Failure kTemFailed when the configuration cannot be read.
+    /// @throws Failure when the configuration cannot be read.
     explicit Container(int veid);
 
-    /// The container with this EID. @throws Failure kTemFailed when there is none.
+    /// The container with this EID. @throws Failure when there is none.
     static Container find(const QXL::QXLEID& eid);
 
     [[nodiscard]] int veid() const { return m_veid; }
@@ -32,7 +32,7 @@ public:
     /// Whether its OS template is of the other technology: the name begins with a dot.
     [[nodiscard]] bool isKr() const;
 
-    /// Writes the configuration with other templates. @throws Failure kTemFailed.
+    /// Writes the configuration with other templates. @throws Failure.
     void write(const ConfiguredTemplates& templates);
 
 private:

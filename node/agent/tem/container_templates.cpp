@@ -10,11 +10,13 @@
 #include "layout/paths.h"
 #include "node/agent/tem/area_index.h"
 #include "node/agent/tem/area_plan.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/version_order.h"
 #include "node/agent/tem/writer_lock.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
 
 namespace {
 

@@ -18,11 +18,14 @@
 #include "base/tree.h"
 #include "layout/paths.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/links.h"
+#include "node/support/failure.h"
 #include "src/qxfsutil.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -85,7 +88,7 @@ private:
 };
 
 Failure damaged(const std::string& path, const std::string& what) {
-    return {kTemFailed, "the index of '/" + path + "' " + what + "; check the container's area"};
+    return Failure("the index of '/" + path + "' " + what + "; check the container's area");
 }
 
 // A text of an index is what somebody wrote there: it must name a file below the template area, and

@@ -14,12 +14,12 @@ struct DirectoryMarks {
     bool hasIndex = false;  ///< an index file stands in it
 };
 
-/// @throws Failure kTemFailed. @param path  for messages, as everywhere here.
+/// @throws Failure. @param path  for messages, as everywhere here.
 DirectoryMarks marksOf(int directory, const std::string& path);
 
 /// Link texts of the template files that a directory's index stands for, each with the entry's name
 /// as its last component. The caller holds the checker's lock.
-/// @throws Failure kTemFailed for an index that cannot be read, is damaged, or holds a text that
+/// @throws Failure for an index that cannot be read, is damaged, or holds a text that
 ///         leads out of the template area.
 std::vector<std::string> textsOfIndex(int directory, const std::string& path);
 
@@ -44,15 +44,15 @@ struct WrittenIndex {
 /// equal directories get equal indexes, and marks the directory. Nothing is flushed, and the links
 /// stay. The caller holds the checker's lock and runs with a working directory of its own.
 /// @param withoutLinks  whether to write one for a directory without references, too.
-/// @throws Failure kTemFailed, the directory being as before.
+/// @throws Failure, the directory being as before.
 WrittenIndex writeIndex(int directory, const std::string& path, bool withoutLinks);
 
 /// Removes a link that an index made superfluous, unless the container changed it meanwhile.
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void removeSuperfluous(int directory, const std::string& path, const SuperfluousLink& link);
 
 /// Takes a directory's mark and its index away. What the index stood for must be in place.
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void removeIndex(int directory, const std::string& path);
 
 }  // namespace QXA::tem

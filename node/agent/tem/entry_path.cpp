@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "QXA/QXATEMLocal.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/links.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
 
 namespace {
 

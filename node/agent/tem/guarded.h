@@ -6,8 +6,8 @@
 #include "QXL/QXLError.h"
 #include "QXL/QXLLockPolicy.h"
 #include "node/agent/error_store.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/writer_lock.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
 
@@ -21,13 +21,13 @@ int guarded(Operation operation) {
         QXL::setErrorMessage("%s", timeout.what());
         QXL::setLastErrorData(QXL::kErrorLockTimeout, timeout.what());
         return timeout.code();
-    } catch (const Failure& failure) {
+    } catch (const qxnode::Failure& failure) {
         QXL::setErrorMessage("%s", failure.what());
         return failure.code();
     } catch (const std::exception& failure) {
         // Out of memory, as a rule: no request may take the agent down.
         QXL::setErrorMessage("%s", failure.what());
-        return kTemFailed;
+        return qxnode::Failure::kNoCode;
     }
 }
 

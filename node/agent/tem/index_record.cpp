@@ -11,9 +11,12 @@
 #include "base/content.h"
 #include "base/durable.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 

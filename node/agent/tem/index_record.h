@@ -19,10 +19,10 @@ struct IndexRecord {
     std::map<std::string, AreaEntry> shortcuts;
 };
 
-/// Gives an empty one when there is none. @throws Failure kTemFailed.
+/// Gives an empty one when there is none. @throws Failure.
 IndexRecord readIndexRecord(int state);
 
-/// Shortcuts whose path is too long for a record are left out. @throws Failure kTemFailed.
+/// Shortcuts whose path is too long for a record are left out. @throws Failure.
 void writeIndexRecord(int state, const IndexRecord& record);
 
 /// Directories from which indexes are taken for as long as a change is at work, and whether they
@@ -30,13 +30,13 @@ void writeIndexRecord(int state, const IndexRecord& record);
 /// made again.
 using PlainDirectories = std::map<std::string, bool>;
 
-/// Gives nothing when no change is, or was, at work. @throws Failure kTemFailed.
+/// Gives nothing when no change is, or was, at work. @throws Failure.
 PlainDirectories readPlainDirectories(int state);
 
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void writePlainDirectories(int state, const PlainDirectories& directories);
 
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void removePlainDirectories(int state);
 
 }  // namespace QXA::tem

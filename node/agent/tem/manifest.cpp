@@ -8,10 +8,12 @@
 #include <sstream>
 
 #include "QXA/QXATEMLocal.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/version_order.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
 
 namespace {
 

@@ -8,9 +8,12 @@
 #include <unordered_map>
 
 #include "base/content.h"
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -79,7 +82,7 @@ std::shared_ptr<const Manifest> cachedManifest(int directory, const std::string&
         manifest = std::make_shared<const Manifest>(parseManifest(*text, source));
     } catch (const Failure& failure) {
         // On the node a bad manifest is a damaged area, not a damaged package.
-        throw Failure(kTemFailed, failure.what());
+        throw Failure(failure.what());
     }
     store().keep(path, st, manifest);
     return manifest;

@@ -14,7 +14,7 @@ namespace QXA::tem {
 /// The manifest of an open template directory.
 /// @param directory  "<name>/<version>".
 /// @param path       its path in messages.
-/// @throws Failure kTemFailed when it cannot be read or is not right.
+/// @throws Failure when it cannot be read or is not right.
 std::shared_ptr<const Manifest> cachedManifest(int directory, const std::string& path);
 
 }  // namespace QXA::tem

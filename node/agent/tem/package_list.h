@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "node/support/failure.h"
+
 namespace QXA::tem {
 
 /// Reads every package of a list. One of another kind anywhere in it counts before any damage,
@@ -13,15 +15,15 @@ namespace QXA::tem {
 /// @param otherKind  code of the Failure that says so.
 /// @param read       gives the package of a path, or throws Failure.
 /// @throws Failure the first one, or that of the first package of another kind.
-template <typename Failure, typename Read>
+template <typename Read>
 auto readPackageList(const std::vector<std::string>& paths, int otherKind, const Read& read) {
     std::vector<decltype(read(paths.front()))> packages;
     packages.reserve(paths.size());
-    std::optional<Failure> first;
+    std::optional<qxnode::Failure> first;
     for (const std::string& path : paths) {
         try {
             packages.push_back(read(path));
-        } catch (const Failure& failure) {
+        } catch (const qxnode::Failure& failure) {
             if (failure.code() == otherKind) {
                 throw;
             }
@@ -31,7 +33,7 @@ auto readPackageList(const std::vector<std::string>& paths, int otherKind, const
         }
     }
     if (first) {
-        throw Failure(*first);
+        throw qxnode::Failure(*first);
     }
     return packages;
 }

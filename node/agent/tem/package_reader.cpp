@@ -11,10 +11,13 @@
 #include "base/open_below.h"
 #include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/tree_writer.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 

@@ -20,7 +20,7 @@ public:
     [[nodiscard]] const Manifest& manifest() const { return m_manifest; }
 
     /// Unpacks into an empty directory: "template.toml" and "root/". Nothing is flushed.
-    /// @throws Failure kTemDamaged for an entry that is not allowed; kTemFailed when something
+    /// @throws Failure kTemDamaged for an entry that is not allowed; kNoCode when something
     ///         could not be written. What was unpacked until then stays for the caller to remove.
     void unpack(int directory);
 

@@ -16,11 +16,14 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/tar_writer.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -71,7 +74,7 @@ private:
             throw systemFailure("read", path);
         }
         if (now.st_ino != st.st_ino || now.st_dev != st.st_dev) {
-            throw Failure(kTemFailed, "cannot read '" + path + "': it was replaced meanwhile");
+            throw Failure("cannot read '" + path + "': it was replaced meanwhile");
         }
         m_tar.file(name, content.get(), now);
     }
@@ -128,7 +131,7 @@ void packFolder(const std::string& folder, const std::string& file) {
     }
     tar.finish();
     if (std::string error; !out.finish(0644, error)) {
-        throw Failure(kTemFailed, error);
+        throw Failure(error);
     }
 }
 

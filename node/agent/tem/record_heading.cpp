@@ -3,9 +3,11 @@
 
 #include <istream>
 
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
 
 void takeHeading(std::istream& lines, const std::string& heading, const std::string& source) {
     std::string line;
@@ -16,8 +18,7 @@ void takeHeading(std::istream& lines, const std::string& heading, const std::str
     const bool newer = line.starts_with(heading.substr(0, version)) && line.size() > version &&
                        line.size() < version + 10 &&
                        line.find_first_not_of("0123456789", version) == std::string::npos;
-    throw Failure(kTemFailed,
-                  source + (newer ? ": '" + line + "' is of a newer version of this program"
+    throw Failure(source + (newer ? ": '" + line + "' is of a newer version of this program"
                                   : ": bad line 1"));
 }
 

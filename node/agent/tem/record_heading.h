@@ -8,7 +8,7 @@ namespace QXA::tem {
 
 /// Takes the first line, which must be `heading` ("NAME VERSION").
 /// @param source  the file's name for messages.
-/// @throws Failure kTemFailed; a higher version is told as that and not as damage.
+/// @throws Failure; a higher version is told as that and not as damage.
 void takeHeading(std::istream& lines, const std::string& heading, const std::string& source);
 
 }  // namespace QXA::tem

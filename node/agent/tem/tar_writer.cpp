@@ -8,9 +8,12 @@
 #include <cerrno>
 #include <vector>
 
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -41,8 +44,8 @@ int addFilter(archive* handle, const std::string& name) {
     if (name.ends_with(".tar.zst")) {
         return archive_write_add_filter_zstd(handle);
     }
-    throw Failure(kTemFailed, "cannot write '" + name +
-                                  "': its name must end in .tar, .tar.gz, .tar.xz or .tar.zst");
+    throw Failure("cannot write '" + name +
+                  "': its name must end in .tar, .tar.gz, .tar.xz or .tar.zst");
 }
 
 }  // namespace
@@ -60,7 +63,7 @@ TarWriter::TarWriter(int file, const std::string& name)
 }
 
 void TarWriter::fail() {
-    throw Failure(kTemFailed, "cannot write '" + m_name + "': " + archiveReason(m_archive.get()));
+    throw Failure("cannot write '" + m_name + "': " + archiveReason(m_archive.get()));
 }
 
 void TarWriter::header(archive_entry* entry) {
@@ -119,7 +122,7 @@ void TarWriter::file(const std::string& path, int content, const struct stat& at
             throw systemFailure("read", path);
         }
         if (got == 0) {
-            throw Failure(kTemFailed, "cannot read '" + path + "': it became shorter meanwhile");
+            throw Failure("cannot read '" + path + "': it became shorter meanwhile");
         }
         data(block.data(), static_cast<std::size_t>(got));
         left -= static_cast<std::size_t>(got);

@@ -9,7 +9,7 @@
 
 namespace QXA::tem {
 
-/// Methods throw Failure kTemFailed.
+/// Methods throw Failure.
 class TarWriter {
 public:
     /// @param file    borrowed descriptor to write to.

@@ -12,11 +12,14 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/manifest_cache.h"
 #include "node/agent/tem/version_order.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -123,8 +126,8 @@ std::shared_ptr<const Manifest> TemplateArea::manifest(const QXATemplate& key) c
     const base::Fd directory = openVersion(key);
     std::shared_ptr<const Manifest> manifest = cachedManifest(directory.get(), pathOf(key));
     if (!(manifest->key() == key)) {
-        throw Failure(kTemFailed, pathOf(key) + "/" + kManifestName + ": is the manifest of '" +
-                                      manifest->key().toString() + "'");
+        throw Failure(pathOf(key) + "/" + kManifestName + ": is the manifest of '" +
+                      manifest->key().toString() + "'");
     }
     return manifest;
 }

@@ -17,7 +17,7 @@ namespace QXA::tem {
 /// The template area as it stands when the object is made. Methods throw Failure.
 class TemplateArea {
 public:
-    /// @throws Failure kTemFailed when /qx/template cannot be opened.
+    /// @throws Failure when /qx/template cannot be opened.
     TemplateArea();
 
     [[nodiscard]] int root() const { return m_root.get(); }
@@ -28,7 +28,7 @@ public:
     /// Versions of a template, the newest last; empty for an unknown one.
     [[nodiscard]] std::vector<std::string> versions(const std::string& name) const;
 
-    /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kTemFailed when the manifest cannot
+    /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kNoCode when the manifest cannot
     ///         be read or is not right.
     [[nodiscard]] std::shared_ptr<const Manifest> manifest(const QXATemplate& key) const;
 

@@ -13,11 +13,14 @@
 #include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/area_plan.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/tar_writer.h"
 #include "node/agent/tem/tree_writer.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -86,8 +89,8 @@ std::vector<QXATemplate> cachesToBuild(const TemplateArea& area,
     for (const QXATemplate& asked : keys) {
         const QXATemplate key = area.resolve(asked);
         if (!area.manifest(key)->config.isOsTemplate) {
-            throw Failure(kTemFailed, "template '" + key.toString() +
-                                          "' is no OS template and so has no cache");
+            throw Failure("template '" + key.toString() +
+                          "' is no OS template and so has no cache");
         }
         if (std::find(out.begin(), out.end(), key) == out.end()) {
             out.push_back(key);

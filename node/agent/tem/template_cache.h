@@ -14,7 +14,7 @@ inline constexpr const char* kCacheName = "cache.tar.gz";
 
 /// Builds the caches of OS templates; an empty list means every OS template of the node, an empty
 /// version the newest.
-/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kTemFailed, also for an application
+/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kNoCode, also for an application
 ///         template.
 void renewCaches(const std::vector<QXATemplate>& keys);
 

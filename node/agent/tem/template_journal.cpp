@@ -17,11 +17,14 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/record_heading.h"
 #include "node/agent/tem/version_order.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -32,8 +35,8 @@ constexpr const char* kJournalName = "journal";
 constexpr std::size_t kMaxJournalSize = std::size_t{64} << 20;
 
 Failure badJournal(const std::string& line) {
-    return {kTemFailed,
-            std::string(kTemplateAreaPath) + "/" + kJournalPath + ": bad line '" + line + "'"};
+    return Failure(std::string(kTemplateAreaPath) + "/" + kJournalPath + ": bad line '" + line +
+                   "'");
 }
 
 // Paths of steps come back as renames: none may leave the template area.
@@ -90,8 +93,8 @@ void place(int area, const JournalStep& step) {
         return;
     }
     if (inodeOf(area, step.source) != step.inode) {
-        throw Failure(kTemFailed, "cannot finish a change of templates: '" + step.source +
-                                      "' is not what was to become '" + step.target + "'");
+        throw Failure("cannot finish a change of templates: '" + step.source +
+                      "' is not what was to become '" + step.target + "'");
     }
     moveTo(area, step.source, step.target, there == 0 ? 0 : RENAME_EXCHANGE);
 }
@@ -139,7 +142,7 @@ void prepare(int area, TemplateJournal& journal) {
         const bool places = step.kind == JournalStep::Kind::place;
         step.inode = inodeOf(area, places ? step.source : step.target);
         if (step.inode == 0) {
-            throw Failure(kTemFailed, "cannot change '" + step.target + "': it is gone");
+            throw Failure("cannot change '" + step.target + "': it is gone");
         }
         // An empty one is not seen as a template.
         const std::size_t slash = step.target.rfind('/');

@@ -48,7 +48,7 @@ struct TemplateJournal {
 
 std::string formatJournal(const TemplateJournal& journal);
 
-/// @throws Failure kTemFailed when the text is no journal.
+/// @throws Failure when the text is no journal.
 TemplateJournal parseJournal(std::string_view text);
 
 /// The journal as it stands; a missing one is that of generation 0, done. Cheap to repeat.
@@ -56,7 +56,7 @@ std::shared_ptr<const TemplateJournal> readJournal(int area);
 
 /// For writers, under the templates' lock: finishes a change that was committed and removes what is
 /// left of one that was not. Makes the state directories when they are missing.
-/// @throws Failure kTemFailed.
+/// @throws Failure.
 void recoverTemplates(int area);
 
 /// A change that is being prepared in staging. Unless it may have been committed, what was staged

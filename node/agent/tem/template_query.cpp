@@ -3,10 +3,12 @@
 
 #include <algorithm>
 
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/template_store.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
 
 namespace {
 

@@ -10,12 +10,15 @@
 #include "QXA/QXATEMLocal.h"
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/machine.h"
 #include "node/agent/tem/package_list.h"
 #include "node/agent/tem/template_area.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 
@@ -179,9 +182,9 @@ QXAPackageVersion versionOf(const Manifest& manifest) {
 
 std::vector<QXAPackageInfo> installPackages(const std::vector<std::string>& paths, bool force,
                                             const PackageLimits& limits) {
-    std::vector<PackageReader> packages = readPackageList<Failure>(
-        paths, kTemNotStandard,
-        [&](const std::string& path) { return PackageReader(path, limits); });
+    std::vector<PackageReader> packages =
+        readPackageList(paths, kTemNotStandard,
+                        [&](const std::string& path) { return PackageReader(path, limits); });
     std::vector<ManifestSP> manifests;
     manifests.reserve(packages.size());
     for (const PackageReader& package : packages) {

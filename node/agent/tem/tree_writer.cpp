@@ -11,9 +11,12 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
-#include "node/agent/tem/failure.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
+
+using qxnode::Failure;
+using qxnode::systemFailure;
 
 namespace {
 

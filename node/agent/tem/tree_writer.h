@@ -13,7 +13,7 @@ namespace QXA::tem {
 
 /// Paths are relative and already checked (no "..", not absolute). Directories that are missing in
 /// a path are made; a path through a link, or a second entry of one name, throws Failure
-/// kTemDamaged; what cannot be written throws kTemFailed.
+/// kTemDamaged; what cannot be written throws kNoCode.
 class TreeWriter {
 public:
     /// @param root  borrowed; must stay open.

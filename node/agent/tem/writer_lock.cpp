@@ -3,6 +3,8 @@
 
 namespace QXA::tem {
 
+using qxnode::Failure;
+
 namespace {
 
 using qxnode::FileLock;
@@ -14,11 +16,11 @@ FileLock lock(const std::string& path, const Reporter& reporter, FileLock::Mode 
         case FileLock::Result::acquired:
             return held;
         case FileLock::Result::timeout:
-            throw LockTimeout(kTemFailed, "lock not had in time: " + error);
+            throw LockTimeout("lock not had in time: " + error);
         case FileLock::Result::failed:
             break;
     }
-    throw Failure(kTemFailed, error);
+    throw Failure(error);
 }
 
 }  // namespace

@@ -4,15 +4,15 @@
 #include <string>
 
 #include "layout/lock.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/reporter.h"
+#include "node/support/failure.h"
 
 namespace QXA::tem {
 
 /// A lock that was not had in time; the message names its holder.
-class LockTimeout : public Failure {
+class LockTimeout : public qxnode::Failure {
 public:
-    using Failure::Failure;
+    using qxnode::Failure::Failure;
 };
 
 /// Takes the lock at `path`, waiting as QX_LOCK_WAIT says. @throws LockTimeout, Failure.

@@ -103,7 +103,7 @@ private:
         }
         for (const std::string& name : m_names) {
             if (packagesNamed(m_before, name).empty()) {
-                throw Failure(kFailed, "package '" + name + "' is not installed");
+                throw Failure("package '" + name + "' is not installed");
             }
         }
     }
@@ -144,11 +144,11 @@ private:
         for (const std::string& name : m_names) {
             const bool there = !packagesNamed(after, name).empty();
             if (m_action == Action::remove && there) {
-                throw Failure(kFailed, "package '" + name + "' is still installed");
+                throw Failure("package '" + name + "' is still installed");
             }
             // A name that another package provides is not listed itself.
             if (m_action == Action::install && !there && difference(after, m_before).empty()) {
-                throw Failure(kFailed, "package '" + name + "' was not installed");
+                throw Failure("package '" + name + "' was not installed");
             }
         }
     }
@@ -214,7 +214,7 @@ void changePackages(const Place& place, Action action, const std::vector<std::st
                     const Options& options, const Output& output) {
     for (const std::string& name : names) {
         if (!qxnode::isKrPackageName(name)) {
-            throw Failure(kFailed, "'" + name + "' cannot be a package's name");
+            throw Failure("'" + name + "' cannot be a package's name");
         }
     }
     Change(place, action, names, options, output).run();

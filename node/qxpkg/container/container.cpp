@@ -26,33 +26,33 @@ Container::Container(int veid, const Options& options, const Output& output) : m
     const std::string who = "container " + std::to_string(veid);
     std::string error;
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
-        throw Failure(kFailed, "there is no " + who);
+        throw Failure("there is no " + who);
     }
     // Before the lock: a number that means nothing must not leave a lock file behind.
     if (!qxnode::ContainerConfig::read(path, error)) {
-        throw Failure(kFailed, who + ": " + error);
+        throw Failure(who + ": " + error);
     }
     m_lock = lockFile(qxnode::containerLockPath(veid), options.wait, output);
     auto config = qxnode::ContainerConfig::read(path, error);
     if (!config) {
-        throw Failure(kFailed, who + ": " + error);
+        throw Failure(who + ": " + error);
     }
     m_config = std::move(*config);
     const std::string os = m_config.get(qxnode::parameter::kOsTemplate).value_or("");
     if (!os.starts_with('.')) {
-        throw Failure(kFailed, who + " is not made from a KR template");
+        throw Failure(who + " is not made from a KR template");
     }
     try {
         m_os = qxnode::readKrOsManifest(os);
-    } catch (const qxnode::ConfigError& failure) {
-        throw Failure(kFailed, who + ": OS template '" + os + "': " + failure.what());
+    } catch (const Failure& failure) {
+        throw Failure(who + ": OS template '" + os + "': " + failure.what());
     }
     for (const std::string& name : m_config.templates()) {
         m_applications.push_back(qxnode::dottedKrName(name));
     }
     m_root = m_config.privateArea(veid) + "/root";
     if (!isFolder(m_root)) {
-        throw Failure(kFailed, who + " has no root folder '" + m_root + "'");
+        throw Failure(who + " has no root folder '" + m_root + "'");
     }
 }
 
@@ -63,7 +63,7 @@ Place Container::place() const {
     for (const std::string& name : m_applications) {
         try {
             addRepositories(place, qxnode::readKrApplicationManifest(m_os.name, name));
-        } catch (const qxnode::ConfigError&) {
+        } catch (const Failure&) {
             // A template whose metadata is gone or broken brings no sources; it is still there to
             // be removed, and the others work.
             continue;
@@ -75,10 +75,10 @@ Place Container::place() const {
 void Container::setApplications(const std::vector<std::string>& applications) {
     std::string error;
     if (!m_config.setTemplates(applications)) {
-        throw Failure(kFailed, "the container's list of templates cannot be written");
+        throw Failure("the container's list of templates cannot be written");
     }
     if (!m_config.write(qxnode::containerConfigPath(m_veid), error)) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
     m_applications = applications;
 }

@@ -28,7 +28,7 @@ std::vector<KrManifest> applicationsOf(const KrManifest& os, const Output& outpu
     for (const std::string& name : qxnode::krApplicationNames(qxnode::kKrTemplateDir, os.name)) {
         try {
             applications.push_back(qxnode::readKrApplicationManifest(os.name, name));
-        } catch (const qxnode::ConfigError& failure) {
+        } catch (const Failure& failure) {
             output.notice(failure.what());
         }
     }
@@ -43,7 +43,7 @@ std::vector<Wanted> allTemplates(const Output& output) {
             Wanted wanted{os, applicationsOf(os, output)};
             wanted.templates.push_back(os);
             all.push_back(wanted);
-        } catch (const qxnode::ConfigError& failure) {
+        } catch (const Failure& failure) {
             output.notice(failure.what());
         }
     }
@@ -61,8 +61,7 @@ std::vector<Wanted> namedTemplates(const std::vector<std::string>& names, const 
                                });
         });
         if (!known) {
-            throw Failure(kFailed,
-                          "template '" + qxnode::dottedKrName(name) + "' is not on this node");
+            throw Failure("template '" + qxnode::dottedKrName(name) + "' is not on this node");
         }
     }
     for (Wanted& wanted : all) {
@@ -83,7 +82,7 @@ std::vector<Wanted> wantedTemplates(const std::vector<std::string>& names, const
 void makeFolder(const std::string& path) {
     std::string error;
     if (!base::makeDirectories(path, error)) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
 }
 
@@ -124,7 +123,7 @@ void fetchFromAny(const std::vector<Wanted>& all, const std::string& name, const
         }
     }
     if (!found) {
-        throw Failure(kFailed, "no OS template offers package '" + name + "'" + reasons);
+        throw Failure("no OS template offers package '" + name + "'" + reasons);
     }
 }
 
@@ -132,7 +131,7 @@ void fetchByName(const std::vector<std::string>& names, const Options& options,
                  const Output& output) {
     for (const std::string& name : names) {
         if (!qxnode::isKrPackageName(name)) {
-            throw Failure(kFailed, "'" + name + "' cannot be a package's name");
+            throw Failure("'" + name + "' cannot be a package's name");
         }
     }
     const std::vector<Wanted> all = allTemplates(output);

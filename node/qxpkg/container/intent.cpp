@@ -28,7 +28,7 @@ void writeIntent(const Place& place, const PackageList& installed) {
     }
     std::string error;
     if (!base::replaceFile(recordPath(place), text, error)) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
 }
 

@@ -35,8 +35,8 @@ std::vector<std::string> removableTemplates(const Container& container,
                                         std::to_string(container.veid()) + ", which is made of it");
         }
         if (!holds(container.applications(), name)) {
-            throw Failure(kFailed, "template '" + name + "' is not in container " +
-                                       std::to_string(container.veid()));
+            throw Failure("template '" + name + "' is not in container " +
+                          std::to_string(container.veid()));
         }
         if (!holds(removable, name)) {
             removable.push_back(name);
@@ -93,8 +93,8 @@ void updateTemplates(Container& container, const std::vector<std::string>& names
     const std::vector<qxnode::KrManifest> manifests = resolveTemplates(container, names);
     for (const qxnode::KrManifest& manifest : manifests) {
         if (!manifest.isOsTemplate && !holds(container.applications(), manifest.name)) {
-            throw Failure(kFailed, "template '" + manifest.name + "' is not in container " +
-                                       std::to_string(container.veid()));
+            throw Failure("template '" + manifest.name + "' is not in container " +
+                          std::to_string(container.veid()));
         }
     }
     const Place place = placeWith(container, manifests);

@@ -30,7 +30,7 @@ void copyInto(int directory, const fs::path& from, const std::string& to) {
     const base::Fd source(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     const base::Fd folder = base::makeBelow(directory, fs::path(to).parent_path().string());
     if (!source || !folder) {
-        throw Failure(kFailed, base::systemError("copy", from.string()));
+        throw Failure(base::systemError("copy", from.string()));
     }
     const std::string name = fs::path(to).filename().string();
     const std::string beside = name + ".qxpkg-new";
@@ -45,7 +45,7 @@ void copyInto(int directory, const fs::path& from, const std::string& to) {
     if (got < 0 || renameat(folder.get(), beside.c_str(), folder.get(), name.c_str()) != 0) {
         const std::string error = base::systemError("copy", from.string());
         unlinkat(folder.get(), beside.c_str(), 0);
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
 }
 
@@ -104,7 +104,7 @@ int removeDownloads(const std::string& store, const std::function<bool(const std
     }
     for (const fs::path& file : files) {
         if (!fs::remove(file, failure) && failure) {
-            throw Failure(kFailed, "cannot remove '" + file.string() + "': " + failure.message());
+            throw Failure("cannot remove '" + file.string() + "': " + failure.message());
         }
     }
     return static_cast<int>(files.size());

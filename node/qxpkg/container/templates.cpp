@@ -30,9 +30,9 @@ std::vector<qxnode::KrManifest> resolveTemplates(const Container& container,
         }
         try {
             manifests.push_back(qxnode::readKrApplicationManifest(os, name));
-        } catch (const qxnode::ConfigError& failure) {
-            throw Failure(kFailed, "template '" + qxnode::dottedKrName(name) +
-                                       "' of OS template '" + os + "': " + failure.what());
+        } catch (const Failure& failure) {
+            throw Failure("template '" + qxnode::dottedKrName(name) + "' of OS template '" + os +
+                          "': " + failure.what());
         }
     }
     return manifests;
@@ -60,7 +60,7 @@ std::vector<std::string> packagesOfOthers(const Container& container,
         try {
             addOnce(packages,
                     packagesOf(qxnode::readKrApplicationManifest(container.os().name, name)));
-        } catch (const qxnode::ConfigError&) {
+        } catch (const Failure&) {
             continue;
         }
     }

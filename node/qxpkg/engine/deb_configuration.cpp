@@ -115,7 +115,7 @@ std::vector<ConfigurationFile> debConfiguration(const Place& place, const std::s
         std::string error;
         const auto content = base::readFile(repository.sources, kMaxSources, error);
         if (!content) {
-            throw Failure(kFailed, error);
+            throw Failure(error);
         }
         // apt tells the two syntaxes apart by the name's ending.
         const char* ending = repository.sources.ends_with(".sources") ? ".sources" : ".list";

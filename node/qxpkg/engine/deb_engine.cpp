@@ -26,7 +26,7 @@ void requireStatusFile(const Place& place, const std::string& adminDir) {
     const base::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!root || !base::openInRoot(root.get(), adminDir + "/status",
                                    O_RDONLY | O_CREAT | O_NONBLOCK, 0644)) {
-        throw Failure(kFailed, base::systemError("open the container's", adminDir + "/status"));
+        throw Failure(base::systemError("open the container's", adminDir + "/status"));
     }
 }
 
@@ -252,7 +252,7 @@ void DebEngine::runApt(const std::vector<std::string>& argv, bool network,
         sandbox(network).run(argv, [&](const std::string& line) { report.line(line); });
     if (!result.succeeded()) {
         const std::string reason = report.reason();
-        failWith(result, what + (reason.empty() ? "" : ": " + reason), m_output, kFailed);
+        failWith(result, what + (reason.empty() ? "" : ": " + reason), m_output);
     }
 }
 
@@ -277,7 +277,7 @@ PackageList DebEngine::planOf(Action action, const std::vector<std::string>& nam
         for (const std::string& line : answer.tail) {
             report.line(line);
         }
-        failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output, kFailed);
+        failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output);
     }
     PackageList packages;
     for (const std::string& line : answer.lines) {

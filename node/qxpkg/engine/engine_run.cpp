@@ -27,7 +27,7 @@ void keep(std::deque<std::string>& tail, const std::string& line) {
 
 void requireStart(const base::ProcessResult& process) {
     if (process.kind == base::ProcessResult::Kind::notStarted) {
-        throw Failure(kFailed, process.reason());
+        throw Failure(process.reason());
     }
 }
 
@@ -76,7 +76,7 @@ EngineResult EngineRun::query(const std::vector<std::string>& argv) const {
         base::runProcess(confinedCommand(m_confinement, argv), options);
     requireStart(process);
     if (bytes > kMaxAnswerBytes) {
-        throw Failure(kFailed, "'" + argv.front() + "' answers without end");
+        throw Failure("'" + argv.front() + "' answers without end");
     }
     result.code = process.exitStatus();
     return result;
@@ -91,7 +91,7 @@ PackageList installedFrom(const EngineResult& answer,
                           const Output& output) {
     if (!answer.succeeded()) {
         failWith(answer, "cannot read the container's package database: " + lastWords(answer),
-                 output, kFailed);
+                 output);
     }
     PackageList packages;
     for (const std::string& line : answer.lines) {
@@ -104,13 +104,13 @@ PackageList installedFrom(const EngineResult& answer,
     return packages;
 }
 
-void failWith(const EngineResult& result, const std::string& what, const Output& output, int code) {
+void failWith(const EngineResult& result, const std::string& what, const Output& output) {
     if (!output.keepsProgress()) {
         for (const std::string& line : result.tail) {
             output.notice(line);
         }
     }
-    throw Failure(code, what);
+    throw Failure(what);
 }
 
 }  // namespace qxpkg

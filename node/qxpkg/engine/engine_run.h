@@ -60,6 +60,6 @@ PackageList installedFrom(const EngineResult& answer,
 /// Ends the command: the engine's own last lines as notices, unless people can read them already,
 /// then the reason.
 [[noreturn]] void failWith(const EngineResult& result, const std::string& what,
-                           const Output& output, int code);
+                           const Output& output);
 
 }  // namespace qxpkg

@@ -26,7 +26,7 @@ constexpr const char* kHostTrustedKeys = "/etc/apt/trusted.gpg.d";
 base::Fd openFolder(const std::string& path) {
     base::Fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!fd) {
-        throw Failure(kFailed, base::systemError("open", path));
+        throw Failure(base::systemError("open", path));
     }
     return fd;
 }
@@ -47,7 +47,7 @@ void makeFolder(int directory, const std::string& path) {
         const std::string name = slash == std::string::npos ? sofar : sofar.substr(slash + 1);
         const base::Fd folder = base::openBelow(directory, parent, O_RDONLY | O_DIRECTORY);
         if (!folder || (mkdirat(folder.get(), name.c_str(), 0755) != 0 && errno != EEXIST)) {
-            throw Failure(kFailed, base::systemError("make", sofar));
+            throw Failure(base::systemError("make", sofar));
         }
     }
 }
@@ -55,7 +55,7 @@ void makeFolder(int directory, const std::string& path) {
 void makeHostFolder(const std::string& path) {
     std::string error;
     if (!base::makeDirectories(path, error)) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
 }
 
@@ -68,7 +68,7 @@ void writeFile(const std::string& path, const std::string& content) {
         return;
     }
     if (!base::replaceFile(path, content, error)) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
 }
 
@@ -100,10 +100,10 @@ std::string accountsOf(const Place& place, const std::string& file, const std::s
 /// there is an error and not a detour.
 void requireMountPoint(int root, const char* name) {
     if (mkdirat(root, name, 0755) != 0 && errno != EEXIST) {
-        throw Failure(kFailed, base::systemError("make the container's", "/" + std::string(name)));
+        throw Failure(base::systemError("make the container's", "/" + std::string(name)));
     }
     if (!base::openBelow(root, name, O_RDONLY | O_DIRECTORY)) {
-        throw Failure(kFailed, "'/" + std::string(name) + "' of the container is no folder");
+        throw Failure("'/" + std::string(name) + "' of the container is no folder");
     }
 }
 
@@ -222,7 +222,7 @@ std::string folderInRoot(const Place& place, const std::string& path) {
         const base::Fd parent = base::openInRoot(root.get(), part.substr(0, part.rfind('/') + 1),
                                                  O_RDONLY | O_DIRECTORY);
         if (!parent || mkdirat(parent.get(), part.substr(part.rfind('/') + 1).c_str(), 0755) != 0) {
-            throw Failure(kFailed, base::systemError("make the container's", part));
+            throw Failure(base::systemError("make the container's", part));
         }
     }
     const base::Fd folder = base::openInRoot(root.get(), path, O_RDONLY | O_DIRECTORY);
@@ -232,13 +232,13 @@ std::string folderInRoot(const Place& place, const std::string& path) {
     const std::string top = pathOf(root);
     const std::string found = folder ? pathOf(folder) : "";
     if (!found.starts_with(top + "/")) {
-        throw Failure(kFailed, "'" + path + "' does not lie in the container");
+        throw Failure("'" + path + "' does not lie in the container");
     }
     const std::string inRoot = found.substr(top.size());
     if (!std::all_of(inRoot.begin(), inRoot.end(), isPlain)) {
-        throw Failure(kFailed, "'" + path +
-                                   "' of the container leads to a folder whose name "
-                                   "engines would misread");
+        throw Failure("'" + path +
+                      "' of the container leads to a folder whose name "
+                      "engines would misread");
     }
     return inRoot;
 }

@@ -127,7 +127,7 @@ void RpmEngine::run(const std::vector<std::string>& argv, bool network, const st
     m_scriptFailures = report.failedPackages();
     if (!result.succeeded() || report.scriptFailed()) {
         const std::string reason = report.reason();
-        failWith(result, what + (reason.empty() ? "" : ": " + reason), m_output, kFailed);
+        failWith(result, what + (reason.empty() ? "" : ": " + reason), m_output);
     }
 }
 
@@ -178,7 +178,7 @@ PackageList RpmEngine::planByTable(Action action, const std::vector<std::string>
     }
     // Saying no to a plan ends dnf with 1, as a failure does.
     if (!answer.succeeded() && table.packages().empty()) {
-        failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output, kFailed);
+        failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output);
     }
     repositoriesAnswered();
     return table.packages();

@@ -24,7 +24,7 @@ std::string attempt(const KrManifest& os) {
 
 void require(const EngineResult& result, const KrManifest& os, const Output& output) {
     if (!result.succeeded()) {
-        failWith(result, attempt(os) + ": " + lastWords(result), output, kFailed);
+        failWith(result, attempt(os) + ": " + lastWords(result), output);
     }
 }
 

@@ -1,6 +1,7 @@
 // Caches of OS templates; see operations.h. A cache is built in staging and lies in a folder of a
 // new name, so that the old one stays whole until its template's "cache.toml" names the new one.
 #include <algorithm>
+#include <exception>
 
 #include "base/tree.h"
 #include "layout/paths.h"
@@ -30,7 +31,7 @@ std::vector<KrManifest> manifestsOf(const std::vector<std::string>& names) {
     for (const std::string& name : names) {
         const std::string dotted = qxnode::dottedKrName(name);
         if (std::find(known.begin(), known.end(), qxnode::plainKrName(name)) == known.end()) {
-            throw Failure(kFailed, "OS template '" + dotted + "' is not known");
+            throw Failure("OS template '" + dotted + "' is not known");
         }
         if (std::none_of(manifests.begin(), manifests.end(),
                          [&](const KrManifest& manifest) { return manifest.name == dotted; })) {
@@ -68,7 +69,7 @@ std::vector<std::string> namesWithCache() {
     std::erase_if(names, [](const std::string& name) {
         try {
             return !qxnode::readKrCache(name);
-        } catch (const qxnode::ConfigError&) {
+        } catch (const Failure&) {
             return false;
         }
     });
@@ -111,21 +112,20 @@ void updateCaches(const std::vector<std::string>& names, const Options& options,
     const TemplateWriter writer(options.wait, output);
     // Unknown names are found before anything is built.
     manifestsOf(names);
-    std::optional<Failure> first;
+    std::exception_ptr first;
     for (const std::string& name : names.empty() ? namesWithCache() : names) {
         try {
             renewCache(writer.area(), name, output);
         } catch (const std::exception& failure) {
-            const auto* known = dynamic_cast<const Failure*>(&failure);
             if (first) {
                 output.notice(failure.what());
             } else {
-                first = known != nullptr ? *known : Failure(kFailed, failure.what());
+                first = std::current_exception();
             }
         }
     }
     if (first) {
-        throw Failure(*first);
+        std::rethrow_exception(first);
     }
 }
 

@@ -53,8 +53,8 @@ bool anyNamesKey(const NodeOsTemplate& os, const std::string& key) {
 void requireKeys(const KrManifest& manifest, const std::map<std::string, std::string>& keys) {
     for (const qxnode::KrRepository& repository : manifest.repositories) {
         if (!repository.key.empty() && !keys.contains(repository.key)) {
-            throw Failure(kFailed, nameOf(manifest) + " names the key '" + repository.key +
-                                       "', which is neither in its package nor on the node");
+            throw Failure(nameOf(manifest) + " names the key '" + repository.key +
+                          "', which is neither in its package nor on the node");
         }
     }
 }
@@ -189,13 +189,13 @@ void InstallPlan::check(const Record& record) const {
     const KrManifest& manifest =
         os.applications.at(qxnode::plainKrName(record.application)).manifest;
     if (!os.main) {
-        throw Failure(kFailed, nameOf(manifest) + " lacks its OS template '" + record.os + "'");
+        throw Failure(nameOf(manifest) + " lacks its OS template '" + record.os + "'");
     }
     const qxnode::KrPackaging packaging = os.main->manifest.packaging;
     if (manifest.packagingGiven && manifest.packaging != packaging) {
-        throw Failure(kFailed, nameOf(manifest) + " is packed as " +
-                                   qxnode::krPackagingName(manifest.packaging) +
-                                   ", its OS template as " + qxnode::krPackagingName(packaging));
+        throw Failure(nameOf(manifest) + " is packed as " +
+                      qxnode::krPackagingName(manifest.packaging) + ", its OS template as " +
+                      qxnode::krPackagingName(packaging));
     }
     requireKeys(manifest, os.keys);
 }

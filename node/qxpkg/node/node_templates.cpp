@@ -28,7 +28,7 @@ std::string textOf(const std::string& path, std::size_t limit) {
     std::string error;
     std::optional<std::string> text = base::readFile(path, limit, error);
     if (!text) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
     return std::move(*text);
 }
@@ -38,7 +38,7 @@ ManifestFile manifestFile(const std::string& path, const std::string& name, cons
     file.text = textOf(path, qxnode::TomlTable::kMaxBytes);
     try {
         file.manifest = qxnode::parseKrManifest(file.text, path);
-    } catch (const qxnode::ConfigError&) {
+    } catch (const Failure&) {
         file.manifest = {};
     }
     file.manifest.name = qxnode::dottedKrName(name);
@@ -55,7 +55,7 @@ std::map<std::string, std::string> keysIn(const std::string& folder) {
         keys.emplace(entry->path().filename().string(), textOf(entry->path(), kMaxKeyBytes));
     }
     if (failure && failure != std::errc::no_such_file_or_directory) {
-        throw Failure(kFailed, "cannot read directory '" + folder + "': " + failure.message());
+        throw Failure("cannot read directory '" + folder + "': " + failure.message());
     }
     return keys;
 }
@@ -85,7 +85,7 @@ std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os) {
 NodeOsTemplate knownOsTemplate(const std::string& os) {
     std::optional<NodeOsTemplate> found = readNodeOsTemplate(os);
     if (!found || !found->main) {
-        throw Failure(kFailed, "OS template '" + qxnode::dottedKrName(os) + "' is not known");
+        throw Failure("OS template '" + qxnode::dottedKrName(os) + "' is not known");
     }
     return std::move(*found);
 }
@@ -94,7 +94,7 @@ std::optional<qxnode::KrCache> usableCache(const std::string& os, const Output& 
                                            const std::string& prefix) {
     try {
         return qxnode::readKrCache(os);
-    } catch (const qxnode::ConfigError& error) {
+    } catch (const Failure& error) {
         output.notice(prefix + error.what());
         return std::nullopt;
     }

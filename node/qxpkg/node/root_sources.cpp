@@ -30,7 +30,7 @@ public:
     explicit Root(const std::string& path)
         : m_fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
         if (!m_fd) {
-            throw Failure(kFailed, base::systemError("open", path));
+            throw Failure(base::systemError("open", path));
         }
     }
 
@@ -43,7 +43,7 @@ public:
         const base::Fd above = folder(path.substr(0, slash + 1));
         if (!above ||
             (mkdirat(above.get(), path.substr(slash + 1).c_str(), 0755) != 0 && errno != EEXIST)) {
-            throw Failure(kFailed, base::systemError("make the tree's", path));
+            throw Failure(base::systemError("make the tree's", path));
         }
     }
 
@@ -60,7 +60,7 @@ public:
             written += got > 0 ? static_cast<std::size_t>(got) : 0;
         }
         if (!file || written < content.size()) {
-            throw Failure(kFailed, base::systemError("write the tree's", path));
+            throw Failure(base::systemError("write the tree's", path));
         }
     }
 
@@ -95,7 +95,7 @@ void copyKeys(const Place& place, const Root& root) {
         std::string error;
         const auto key = base::readFile(place.keys + "/" + repository.key, kMaxKey, error);
         if (!key) {
-            throw Failure(kFailed, error);
+            throw Failure(error);
         }
         root.makeFolder(kKeyrings);
         root.write(std::string(kKeyrings) + "/" + repository.key, *key);

@@ -11,7 +11,6 @@
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/tree.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/tar_writer.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/template_package.h"
@@ -34,7 +33,7 @@ std::string contentOf(int folder, const std::string& path, struct stat& st) {
         base::readFileBelow(folder, path, TemplatePackageLimits{}.bytes);
     const std::optional<struct stat> found = base::statBelow(folder, path);
     if (!content || !found) {
-        throw tem::systemFailure("read", path);
+        throw systemFailure("read", path);
     }
     st = attributes(S_IFREG | 0644, found->st_mtim);
     return std::move(*content);
@@ -56,11 +55,11 @@ void add(tem::TarWriter& tar, int folder, const std::string& path) {
 void packTemplate(const std::string& folder, const std::string& file) {
     const base::Fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory) {
-        throw tem::systemFailure("open folder", folder);
+        throw systemFailure("open folder", folder);
     }
     base::FileBeside out(file);
     if (!out) {
-        throw tem::systemFailure("create a file beside", file);
+        throw systemFailure("create a file beside", file);
     }
     tem::TarWriter tar(out.get(), file);
     // First, so that a reader finds it without going through the rest.
@@ -75,13 +74,13 @@ void packTemplate(const std::string& folder, const std::string& file) {
         },
         failed);
     if (!walked) {
-        throw tem::systemFailure("read", folder + "/" + failed);
+        throw systemFailure("read", folder + "/" + failed);
     }
     tar.finish();
     // The reader knows what a package may hold.
     readTemplatePackage(out.get(), file);
     if (std::string error; !out.finish(0644, error)) {
-        throw tem::Failure(tem::kTemFailed, error);
+        throw Failure(error);
     }
 }
 

@@ -13,7 +13,6 @@
 #include "base/system_error.h"
 #include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/qxpkg/failure.h"
 
 namespace qxpkg {
@@ -205,7 +204,7 @@ TemplatePackage readTemplatePackage(int file, const std::string& path,
         Contents(package, limits).read(file);
     } catch (const std::exception& failure) {
         const std::string reason = failure.what();
-        throw Failure(kFailed, reason.starts_with(named(path)) ? reason : named(path) + reason);
+        throw Failure(reason.starts_with(named(path)) ? reason : named(path) + reason);
     }
     return package;
 }
@@ -215,7 +214,7 @@ TemplatePackage readTemplatePackage(const std::string& path, const TemplatePacka
     const base::Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat st {};
     if (!file || fstat(file.get(), &st) != 0) {
-        throw Failure(kFailed, base::systemError("open template package", path));
+        throw Failure(base::systemError("open template package", path));
     }
     if (!S_ISREG(st.st_mode)) {
         throw Failure(kNotKrTemplate, named(path) + "is no regular file");

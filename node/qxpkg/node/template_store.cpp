@@ -56,7 +56,7 @@ void report(const InstallPlan& plan, const Output& output) {
 
 void placePackages(const std::vector<std::string>& files, Placing placing, const Options& options,
                    const Output& output) {
-    const std::vector<TemplatePackage> packages = QXA::tem::readPackageList<Failure>(
+    const std::vector<TemplatePackage> packages = QXA::tem::readPackageList(
         files, kNotKrTemplate, [](const std::string& file) { return readTemplatePackage(file); });
     const Placing how = options.force ? Placing::unconditional : placing;
     if (options.dryRun) {
@@ -102,8 +102,8 @@ Removal applicationRemoval(const std::string& osName, const std::vector<std::str
     for (const std::string& name : names) {
         const std::string dotted = qxnode::dottedKrName(name);
         if (!os.applications.contains(qxnode::plainKrName(name))) {
-            throw Failure(kFailed, "application template '" + dotted + "' of '" + removal.os +
-                                       "' is not known");
+            throw Failure("application template '" + dotted + "' of '" + removal.os +
+                          "' is not known");
         }
         if (!options.force) {
             refuseUsedApplication(uses, removal.os, dotted);

@@ -68,9 +68,8 @@ std::vector<TemplateUse> templateUses() {
     }
     // Without the folder nobody knows what is in use.
     if (failure) {
-        throw Failure(kFailed, "cannot tell which templates are in use: cannot read '" +
-                                   std::string(qxnode::kContainerConfigDir) +
-                                   "': " + failure.message());
+        throw Failure("cannot tell which templates are in use: cannot read '" +
+                      std::string(qxnode::kContainerConfigDir) + "': " + failure.message());
     }
     return uses;
 }

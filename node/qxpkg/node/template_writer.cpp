@@ -7,7 +7,6 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "layout/paths.h"
-#include "node/agent/tem/failure.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
 #include "node/qxpkg/node/operations.h"
@@ -23,7 +22,7 @@ namespace {
 qxnode::FileLock locked(const qxnode::LockWait& wait, const Output& output) {
     std::string error;
     if (!base::makeDirectories(qxnode::kTemplateDir, error)) {
-        throw Failure(kFailed, error);
+        throw Failure(error);
     }
     return lockFile(qxnode::kTemplateLock, wait, output);
 }
@@ -31,7 +30,7 @@ qxnode::FileLock locked(const qxnode::LockWait& wait, const Output& output) {
 base::Fd openArea() {
     base::Fd area(open(qxnode::kTemplateDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!area) {
-        throw tem::systemFailure("open directory", qxnode::kTemplateDir);
+        throw systemFailure("open directory", qxnode::kTemplateDir);
     }
     return area;
 }
@@ -52,13 +51,13 @@ void writeStaged(int area, const std::string& path, const std::string& content) 
     const std::size_t slash = path.rfind('/');
     const base::Fd folder = base::makeBelow(area, path.substr(0, slash));
     if (!folder || !base::writeFileDurably(folder.get(), path.substr(slash + 1), content)) {
-        throw tem::systemFailure("write", path);
+        throw systemFailure("write", path);
     }
 }
 
 void makeStagedFolder(int area, const std::string& path) {
     if (!base::makeBelow(area, path)) {
-        throw tem::systemFailure("make directory", path);
+        throw systemFailure("make directory", path);
     }
 }
 

@@ -29,7 +29,7 @@ template <typename Read>
 void checkManifest(const Read& read, std::vector<std::string>& findings) {
     try {
         read();
-    } catch (const qxnode::ConfigError& error) {
+    } catch (const Failure& error) {
         findings.emplace_back(error.what());
     }
 }
@@ -68,14 +68,14 @@ void verifyContainer(int veid, const Output& output) {
         output.notice(container + ": " + findings[i]);
     }
     if (!findings.empty()) {
-        throw Failure(kFailed, container + " is not as it should be: " + findings.front());
+        throw Failure(container + " is not as it should be: " + findings.front());
     }
     base::ProcessOptions run;
     run.onLine = run.onErrorLine = [&](const std::string& line) { output.notice(line); };
     const base::ProcessResult result =
         base::runProcess({kAreaChecker, "check", "--ct", std::to_string(veid)}, run);
     if (!result.succeeded()) {
-        throw Failure(kFailed, container + ": the area is not as it should be: " + result.reason());
+        throw Failure(container + ": the area is not as it should be: " + result.reason());
     }
     output.step(container + " is as it should be");
 }

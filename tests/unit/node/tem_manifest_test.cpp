@@ -5,10 +5,10 @@
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/area_record.h"
 #include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/failure.h"
 #include "node/agent/tem/manifest.h"
 #include "node/agent/tem/template_journal.h"
 #include "node/agent/tem/version_order.h"
+#include "node/support/failure.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ template <class Call>
 std::pair<int, std::string> refusal(Call call) {
     try {
         call();
-    } catch (const Failure& failure) {
+    } catch (const qxnode::Failure& failure) {
         return {failure.code(), failure.what()};
     }
     return {0, ""};
@@ -242,7 +242,7 @@ TEST(TemJournal, DamagedTextIsRefused) {
           std::string("qxtem-journal 1\ngeneration 1\nstate odd\n"), head + "place 1 a\n",
           head + "place 1 a ../b\n", head + "place 1 /a b\n", head + "move 1 a b\n",
           head + "place 1 a b c\n"}) {
-        EXPECT_EQ(refusal([&] { parseJournal(text); }).first, kTemFailed) << text;
+        EXPECT_EQ(refusal([&] { parseJournal(text); }).first, qxnode::Failure::kNoCode) << text;
     }
 }
 

@@ -118,7 +118,7 @@ TEST_P(BadRulesTest, AreRefusedWithTheReason) {
     try {
         rulesOf(GetParam().text);
         FAIL() << "taken";
-    } catch (const qxnode::ConfigError& error) {
+    } catch (const qxnode::Failure& error) {
         EXPECT_STREQ(error.what(), GetParam().error);
     }
 }

@@ -96,7 +96,7 @@ Outcome outcomeOf(const std::function<void()>& action) {
         try {
             action();
         } catch (const qxpkg::Failure& failure) {
-            outcome.code = failure.code();
+            outcome.code = qxpkg::exitCodeOf(failure);
             outcome.reason = failure.what();
         } catch (const std::exception& failure) {
             outcome.code = qxpkg::kFailed;

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "node/qxtt/deb_index.h"
-#include "node/qxtt/failure.h"
 #include "node/qxtt/list_output.h"
 #include "node/qxtt/rpm_index.h"
 #include "node/qxtt/text.h"
+#include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
@@ -24,7 +24,7 @@ int code_of(const Action& action) {
     try {
         action();
         return 0;
-    } catch (const Failure& failure) {
+    } catch (const qxnode::Failure& failure) {
         return failure.code();
     }
 }

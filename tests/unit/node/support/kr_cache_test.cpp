@@ -31,7 +31,7 @@ protected:
             try {
                 readKrCache("base");
                 ADD_FAILURE() << text;
-            } catch (const ConfigError& error) {
+            } catch (const Failure& error) {
                 EXPECT_NE(std::string(error.what()).find(reason), std::string::npos)
                     << error.what();
             }

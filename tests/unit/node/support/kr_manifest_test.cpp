@@ -46,7 +46,7 @@ constexpr const char* kApplication =
 std::string refusal(const std::string& text) {
     try {
         parseKrManifest(text, "t.toml");
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         return error.what();
     }
     return "";
@@ -200,13 +200,13 @@ TEST_F(KrTemplateFolder, aManifestInTheWrongPlaceIsRefused) {
     put("ubuntu/template.toml", kOs);
     put("ubuntu/app/mail.toml", kApplication);
 
-    EXPECT_THROW(readKrOsManifest(m_folder.path(), "ubuntu"), ConfigError);
-    EXPECT_THROW(readKrApplicationManifest(m_folder.path(), "ubuntu", "mail"), ConfigError);
+    EXPECT_THROW(readKrOsManifest(m_folder.path(), "ubuntu"), Failure);
+    EXPECT_THROW(readKrApplicationManifest(m_folder.path(), "ubuntu", "mail"), Failure);
 }
 
 TEST_F(KrTemplateFolder, aNameThatIsAPathIsRefusedBeforeAnythingIsOpened) {
-    EXPECT_THROW(readKrOsManifest(m_folder.path(), "../debian"), ConfigError);
-    EXPECT_THROW(readKrApplicationManifest(m_folder.path(), "debian", "a/b"), ConfigError);
+    EXPECT_THROW(readKrOsManifest(m_folder.path(), "../debian"), Failure);
+    EXPECT_THROW(readKrApplicationManifest(m_folder.path(), "debian", "a/b"), Failure);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 
 namespace {
 
-using qxnode::ConfigError;
+using qxnode::Failure;
 using qxnode::TomlTable;
 
 TomlTable table(std::string_view text) {
@@ -19,7 +19,7 @@ TomlTable table(std::string_view text) {
 std::string errorOf(const std::function<void()>& action) {
     try {
         action();
-    } catch (const ConfigError& error) {
+    } catch (const Failure& error) {
         return error.what();
     }
     return "no error";
