@@ -7,8 +7,8 @@
 #include <string_view>
 
 #include "node/agent/tem/manifest.h"
-#include "node/agent/tem/version_order.h"
 #include "node/support/failure.h"
+#include "node/template/version_order.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace QXA::tem;

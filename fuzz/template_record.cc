@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "node/agent/tem/area_record.h"
-#include "node/agent/tem/template_journal.h"
 #include "node/support/failure.h"
+#include "node/template/template_journal.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace QXA::tem;

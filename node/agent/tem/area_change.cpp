@@ -18,8 +18,8 @@
 #include "base/tree.h"
 #include "layout/container_config.h"
 #include "node/agent/tem/area_steps.h"
-#include "node/agent/tem/record_heading.h"
 #include "node/support/failure.h"
+#include "node/template/record_heading.h"
 
 namespace QXA::tem {
 

@@ -27,8 +27,8 @@
 #include "node/agent/tem/checker_session.h"
 #include "node/agent/tem/directory_index.h"
 #include "node/agent/tem/index_record.h"
-#include "node/agent/tem/links.h"
 #include "node/support/failure.h"
+#include "node/template/links.h"
 #include "src/qxfsutil.h"
 
 namespace QXA::tem {

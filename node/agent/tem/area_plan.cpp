@@ -10,8 +10,8 @@
 
 #include "base/content.h"
 #include "base/tree.h"
-#include "node/agent/tem/links.h"
 #include "node/support/failure.h"
+#include "node/template/links.h"
 
 namespace QXA::tem {
 

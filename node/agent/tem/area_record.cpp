@@ -11,11 +11,11 @@
 
 #include "base/content.h"
 #include "base/tree.h"
-#include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/links.h"
-#include "node/agent/tem/record_heading.h"
-#include "node/agent/tem/version_order.h"
 #include "node/support/failure.h"
+#include "node/template/entry_path.h"
+#include "node/template/links.h"
+#include "node/template/record_heading.h"
+#include "node/template/version_order.h"
 
 namespace QXA::tem {
 

@@ -10,9 +10,9 @@
 #include "layout/paths.h"
 #include "node/agent/tem/area_index.h"
 #include "node/agent/tem/area_plan.h"
-#include "node/agent/tem/version_order.h"
 #include "node/agent/tem/writer_lock.h"
 #include "node/support/failure.h"
+#include "node/template/version_order.h"
 
 namespace QXA::tem {
 

@@ -17,9 +17,9 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "layout/paths.h"
-#include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/links.h"
 #include "node/support/failure.h"
+#include "node/template/entry_path.h"
+#include "node/template/links.h"
 #include "src/qxfsutil.h"
 
 namespace QXA::tem {

@@ -10,8 +10,8 @@
 
 #include "base/content.h"
 #include "base/durable.h"
-#include "node/agent/tem/entry_path.h"
 #include "node/support/failure.h"
+#include "node/template/entry_path.h"
 
 namespace QXA::tem {
 

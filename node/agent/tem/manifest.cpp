@@ -8,8 +8,8 @@
 #include <sstream>
 
 #include "QXA/QXATEMLocal.h"
-#include "node/agent/tem/version_order.h"
 #include "node/support/failure.h"
+#include "node/template/version_order.h"
 
 namespace QXA::tem {
 

@@ -9,10 +9,10 @@
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "node/agent/tem/archive_pass.h"
-#include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/tree_writer.h"
 #include "node/support/failure.h"
+#include "node/template/archive_pass.h"
+#include "node/template/entry_path.h"
 
 namespace QXA::tem {
 
@@ -66,7 +66,7 @@ public:
             return;
         }
         const struct stat st = attributesOf(entry);
-        refuseSetId(path, st.st_mode, m_manifest);
+        refuseSetId(path, st.st_mode, m_manifest.setIdFiles);
         switch (archive_entry_filetype(entry)) {
             case AE_IFDIR:
                 m_tree.directory(path, st);
@@ -109,7 +109,7 @@ private:
                           "entry '" + path + "' is a hard link that leads out: '" + target + "'");
         }
         const mode_t mode = m_tree.hardLink(path, *inside);
-        refuseSetId(path, mode, m_manifest);
+        refuseSetId(path, mode, m_manifest.setIdFiles);
     }
 
     ArchivePass& m_pass;

@@ -5,7 +5,7 @@
 
 #include "base/fd.h"
 #include "node/agent/tem/manifest.h"
-#include "node/agent/tem/package_limits.h"
+#include "node/template/archive_pass.h"
 
 namespace QXA::tem {
 

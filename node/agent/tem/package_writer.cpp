@@ -15,10 +15,10 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
-#include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/manifest.h"
-#include "node/agent/tem/tar_writer.h"
 #include "node/support/failure.h"
+#include "node/template/entry_path.h"
+#include "node/template/tar_writer.h"
 
 namespace QXA::tem {
 
@@ -37,12 +37,12 @@ public:
         refuseReservedName(path);
         const std::string name = std::string(kRootName) + "/" + path;
         if (S_ISDIR(st.st_mode)) {
-            refuseSetId(path, st.st_mode, m_manifest);
+            refuseSetId(path, st.st_mode, m_manifest.setIdFiles);
             m_tar.directory(name, st);
         } else if (S_ISLNK(st.st_mode)) {
             addLink(path, name, st);
         } else if (S_ISREG(st.st_mode)) {
-            refuseSetId(path, st.st_mode, m_manifest);
+            refuseSetId(path, st.st_mode, m_manifest.setIdFiles);
             addFile(path, name, st);
         } else {
             throw Failure(kTemDamaged,

@@ -13,8 +13,8 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "node/agent/tem/manifest_cache.h"
-#include "node/agent/tem/version_order.h"
 #include "node/support/failure.h"
+#include "node/template/version_order.h"
 
 namespace QXA::tem {
 

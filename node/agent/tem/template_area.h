@@ -10,7 +10,7 @@
 #include "QXA/QXATemplate.h"
 #include "base/fd.h"
 #include "node/agent/tem/manifest.h"
-#include "node/agent/tem/template_journal.h"
+#include "node/template/template_journal.h"
 
 namespace QXA::tem {
 

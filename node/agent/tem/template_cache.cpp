@@ -10,12 +10,12 @@
 #include "QXA/QXATEMLocal.h"
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "node/agent/tem/archive_pass.h"
 #include "node/agent/tem/area_plan.h"
-#include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/tar_writer.h"
 #include "node/agent/tem/tree_writer.h"
 #include "node/support/failure.h"
+#include "node/template/archive_pass.h"
+#include "node/template/entry_path.h"
+#include "node/template/tar_writer.h"
 
 namespace QXA::tem {
 

@@ -10,10 +10,10 @@
 #include "QXA/QXATEMLocal.h"
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "node/agent/tem/machine.h"
-#include "node/agent/tem/package_list.h"
 #include "node/agent/tem/template_area.h"
 #include "node/support/failure.h"
+#include "node/template/machine.h"
+#include "node/template/package_list.h"
 
 namespace QXA::tem {
 

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "node/agent/tem/machine.h"
-#include "node/agent/tem/version_order.h"
 #include "node/qxpkg/failure.h"
+#include "node/template/machine.h"
+#include "node/template/version_order.h"
 
 namespace qxpkg {
 

@@ -11,9 +11,9 @@
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/tree.h"
-#include "node/agent/tem/tar_writer.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/template_package.h"
+#include "node/template/tar_writer.h"
 
 namespace qxpkg {
 

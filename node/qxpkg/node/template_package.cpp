@@ -11,9 +11,9 @@
 
 #include "base/fd.h"
 #include "base/system_error.h"
-#include "node/agent/tem/archive_pass.h"
-#include "node/agent/tem/entry_path.h"
 #include "node/qxpkg/failure.h"
+#include "node/template/archive_pass.h"
+#include "node/template/entry_path.h"
 
 namespace qxpkg {
 

@@ -3,13 +3,13 @@
 #include <set>
 
 #include "base/tree.h"
-#include "node/agent/tem/package_list.h"
 #include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/install_plan.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_usage.h"
 #include "node/qxpkg/node/template_writer.h"
+#include "node/template/package_list.h"
 
 namespace qxpkg {
 

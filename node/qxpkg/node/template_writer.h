@@ -3,9 +3,9 @@
 
 #include "base/fd.h"
 #include "layout/lock.h"
-#include "node/agent/tem/template_journal.h"
 #include "node/qxpkg/options.h"
 #include "node/qxpkg/output.h"
+#include "node/template/template_journal.h"
 
 namespace qxpkg {
 

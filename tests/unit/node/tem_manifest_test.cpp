@@ -4,11 +4,11 @@
 
 #include "QXA/QXATEMLocal.h"
 #include "node/agent/tem/area_record.h"
-#include "node/agent/tem/entry_path.h"
 #include "node/agent/tem/manifest.h"
-#include "node/agent/tem/template_journal.h"
-#include "node/agent/tem/version_order.h"
 #include "node/support/failure.h"
+#include "node/template/entry_path.h"
+#include "node/template/template_journal.h"
+#include "node/template/version_order.h"
 
 namespace {
 

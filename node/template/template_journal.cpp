@@ -1,5 +1,5 @@
 // The template area's record of intent.
-#include "node/agent/tem/template_journal.h"
+#include "node/template/template_journal.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,10 +16,10 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/tree.h"
-#include "node/agent/tem/entry_path.h"
-#include "node/agent/tem/record_heading.h"
-#include "node/agent/tem/version_order.h"
 #include "node/support/failure.h"
+#include "node/template/entry_path.h"
+#include "node/template/record_heading.h"
+#include "node/template/version_order.h"
 
 namespace QXA::tem {
 

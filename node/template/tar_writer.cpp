@@ -1,5 +1,5 @@
 // Writes reproducible tar archives.
-#include "node/agent/tem/tar_writer.h"
+#include "node/template/tar_writer.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

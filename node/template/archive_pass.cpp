@@ -1,5 +1,5 @@
 // One pass over the entries of an archive that nobody vouches for.
-#include "node/agent/tem/archive_pass.h"
+#include "node/template/archive_pass.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // Which paths and links a template package may hold.
-#include "node/agent/tem/entry_path.h"
+#include "node/template/entry_path.h"
 
 #include <sys/stat.h>
 
@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "QXA/QXATEMLocal.h"
-#include "node/agent/tem/links.h"
 #include "node/support/failure.h"
+#include "node/template/links.h"
 
 namespace QXA::tem {
 
@@ -88,13 +88,12 @@ void refuseUnsafeLink(const std::string& path, const std::string& target) {
     }
 }
 
-void refuseSetId(const std::string& path, mode_t mode, const Manifest& manifest) {
-    const bool listed =
-        std::binary_search(manifest.setIdFiles.begin(), manifest.setIdFiles.end(), path);
+void refuseSetId(const std::string& path, mode_t mode, const std::vector<std::string>& listed) {
     // A directory's set-user-id bit marks an index in a container's area. Its set-group-id bit
     // only hands the group on and needs no word of the manifest.
     const mode_t bits = S_ISDIR(mode) ? S_ISUID : S_ISUID | S_ISGID;
-    if ((mode & bits) != 0 && (S_ISDIR(mode) || !listed)) {
+    if ((mode & bits) != 0 &&
+        (S_ISDIR(mode) || !std::binary_search(listed.begin(), listed.end(), path))) {
         throw Failure(kTemDamaged, "entry '" + path + "' is set-id and not in the manifest's list");
     }
 }

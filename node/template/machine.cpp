@@ -1,5 +1,5 @@
 // Which architectures run on this machine.
-#include "node/agent/tem/machine.h"
+#include "node/template/machine.h"
 
 #include <sys/utsname.h>
 

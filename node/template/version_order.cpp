@@ -1,5 +1,5 @@
 // Names and versions of templates.
-#include "node/agent/tem/version_order.h"
+#include "node/template/version_order.h"
 
 #include <algorithm>
 #include <cstring>

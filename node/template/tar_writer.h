@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "node/agent/tem/archive_handle.h"
+#include "node/template/archive_handle.h"
 
 namespace QXA::tem {
 

@@ -5,8 +5,7 @@
 
 #include <string>
 #include <string_view>
-
-#include "node/agent/tem/manifest.h"
+#include <vector>
 
 namespace QXA::tem {
 
@@ -26,9 +25,10 @@ void refuseReservedName(const std::string& path);
 /// @throws Failure kTemDamaged.
 void refuseUnsafeLink(const std::string& path, const std::string& target);
 
-/// Refuses a set-id file that the manifest does not list, and a set-user-id directory.
-/// @param path  relative to root/.
+/// Refuses a set-id file that is not listed, and a set-user-id directory.
+/// @param path    relative to root/.
+/// @param listed  paths of the manifest, sorted.
 /// @throws Failure kTemDamaged.
-void refuseSetId(const std::string& path, mode_t mode, const Manifest& manifest);
+void refuseSetId(const std::string& path, mode_t mode, const std::vector<std::string>& listed);
 
 }  // namespace QXA::tem

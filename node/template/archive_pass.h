@@ -8,11 +8,16 @@
 #include <string>
 
 #include "QXA/QXATEMLocal.h"
-#include "node/agent/tem/archive_handle.h"
-#include "node/agent/tem/package_limits.h"
 #include "node/support/failure.h"
+#include "node/template/archive_handle.h"
 
 namespace QXA::tem {
+
+/// Bounds of what one archive may hold, against archives that unpack without end.
+struct PackageLimits {
+    std::uint64_t entries = 1'000'000;
+    std::uint64_t bytes = std::uint64_t{64} << 30;
+};
 
 /// What is wrong with the archive itself; the message names its file.
 class ArchiveFailure : public qxnode::Failure {

@@ -1,5 +1,5 @@
 // Reads first lines; see record_heading.h.
-#include "node/agent/tem/record_heading.h"
+#include "node/template/record_heading.h"
 
 #include <istream>
 
