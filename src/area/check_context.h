@@ -1,6 +1,7 @@
 // One directory while it is checked: what its checkers share. Private to the check.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,8 +47,8 @@ public:
     const std::string place;  ///< the directory's path as links have it
 
 private:
-    std::vector<std::string> m_missing;  ///< templates
-    std::vector<bool> m_faulty;          ///< items with a finding
+    std::set<std::string> m_missing;  ///< templates
+    std::vector<bool> m_faulty;       ///< items with a finding
 };
 
 /// Checks what stands in place, and notes the directories to go on with.

@@ -11,7 +11,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -85,8 +84,7 @@ void CheckContext::addMissing(const std::string& name, const DirectoryItem* item
     if (item != nullptr) {
         m_faulty[placeOf(*item)] = true;
     }
-    if (std::find(m_missing.begin(), m_missing.end(), name) == m_missing.end()) {
-        m_missing.push_back(name);
+    if (m_missing.insert(name).second) {
         add(FindingCode::templateMissing, "", area.templateRoot + "/" + name,
             "template " + dirindex::escaped(name) + " is not below " + area.templateRoot)
             .finding.path = "/";

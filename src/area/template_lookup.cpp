@@ -43,29 +43,37 @@ bool isAbsence(int failure) {
     return failure == ENOENT || failure == ENOTDIR || failure == ELOOP || failure == ENAMETOOLONG;
 }
 
-/// What names the template in one directory: each link there, and each link string of its index.
-std::size_t countNames(const Area& area, const std::string& path, const std::string& name,
-                       std::vector<std::string>& pending) {
+int bitsApart(std::string_view a, std::string_view b) {
+    int bits = 0;
+    for (std::size_t i = 0; i < a.size() && bits < 2; ++i) {
+        bits += std::popcount(static_cast<unsigned char>(a[i] ^ b[i]));
+    }
+    return bits;
+}
+
+/// Counts what names templates in one directory: each link there, and each link string of its
+/// index.
+void countNames(const Area& area, const std::string& path, std::map<std::string, int>& counts,
+                std::vector<std::string>& pending) {
     const auto directory = openDirectory(area, path);
     DirectoryListing listing;
     if (!directory || readDirectory(directory.get(), listing) != 0) {
-        return 0;
+        return;
     }
-    std::size_t count = 0;
     std::set<std::string> strings;
     for (const auto& item : listing.items) {
-        count += item.isLink() && cut(item.link).name == name ? 1 : 0;
-        if (item.isDirectory()) {
+        if (item.isLink()) {
+            ++counts[cut(item.link).name];
+        } else if (item.isDirectory()) {
             pending.push_back(joined(path, item.name));
         } else if (item.name == kIndexName && S_ISREG(item.info.st_mode)) {
             for (const auto& entry : dirindex::readIndexFile(directory.get(), item.name).entries) {
-                if (entry.link.has_value() && cut(*entry.link).name == name) {
-                    strings.insert(*entry.link);
+                if (entry.link.has_value() && strings.insert(*entry.link).second) {
+                    ++counts[cut(*entry.link).name];
                 }
             }
         }
     }
-    return count + strings.size();
 }
 
 }  // namespace
@@ -86,11 +94,7 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
 }
 
 bool oneBitApart(std::string_view a, std::string_view b) {
-    int bits = 0;
-    for (std::size_t i = 0; a.size() == b.size() && i < a.size() && bits < 2; ++i) {
-        bits += std::popcount(static_cast<unsigned char>(a[i] ^ b[i]));
-    }
-    return a.size() == b.size() && bits == 1;
+    return a.size() == b.size() && bitsApart(a, b) == 1;
 }
 
 std::string placeInTemplate(const std::string& link) {
@@ -118,13 +122,13 @@ TemplateState TemplateLookup::find(const std::string& link, const std::string& n
     return state;
 }
 
-TemplateLookup::Template& TemplateLookup::templateOf(const std::string& name) {
-    const auto [place, fresh] = m_templates.try_emplace(name);
+bool TemplateLookup::isMissing(const std::string& name) {
+    const auto [place, fresh] = m_missing.try_emplace(name);
     if (fresh) {
         const base::Fd directory(
             open((m_area.templateRoot + "/" + name).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         const auto names = directory ? base::namesIn(directory.get()) : std::nullopt;
-        place->second.missing = names.has_value() ? names->empty() : isAbsence(errno);
+        place->second = names.has_value() ? names->empty() : isAbsence(errno);
     }
     return place->second;
 }
@@ -134,8 +138,7 @@ std::optional<std::string> TemplateLookup::missingTemplate(const std::string& li
         return std::nullopt;
     }
     const auto parts = cut(link);
-    if (templateOf(parts.name).missing ||
-        (parts.throughRoot && templateOf(parts.name + kRoot).missing)) {
+    if (isMissing(parts.name) || (parts.throughRoot && isMissing(parts.name + kRoot))) {
         return parts.name;
     }
     return std::nullopt;
@@ -158,18 +161,16 @@ const std::vector<std::string>& TemplateLookup::present() {
 }
 
 bool TemplateLookup::isNamedOnce(const std::string& name) {
-    auto& known = templateOf(name).namedOnce;
-    if (!known.has_value()) {
-        std::size_t count = 0;
+    if (!m_counts.has_value()) {
+        m_counts.emplace();
         std::vector<std::string> pending{"/"};
-        while (!pending.empty() && count < 2) {
+        while (!pending.empty()) {
             const auto path = std::move(pending.back());
             pending.pop_back();
-            count += countNames(m_area, path, name, pending);
+            countNames(m_area, path, *m_counts, pending);
         }
-        known = count < 2;
     }
-    return *known;
+    return (*m_counts)[name] < 2;
 }
 
 std::vector<std::string> TemplateLookup::intended(const std::string& text,
@@ -186,11 +187,11 @@ std::vector<std::string> TemplateLookup::intended(const std::string& text,
     };
     const bool known = std::find(present().begin(), present().end(), own) != present().end();
     for (const auto& name : present()) {
+        const auto head = prefix + name;
         // What names a template that is there does not mean another one.
-        if (known && name != own) {
+        if ((known && name != own) || text.size() < head.size() || bitsApart(head, text) > 1) {
             continue;
         }
-        const auto head = prefix + name;
         take(name, head + ownPath);
         take(name, head + kRoot + ownPath);
         if (text.size() > head.size()) {

@@ -60,12 +60,7 @@ public:
     std::vector<std::string> intended(const std::string& text, const std::string& ownPath);
 
 private:
-    struct Template {
-        bool missing = false;
-        std::optional<bool> namedOnce;
-    };
-
-    Template& templateOf(const std::string& name);
+    bool isMissing(const std::string& name);
     const std::vector<std::string>& present();
     bool isNamedOnce(const std::string& name);
 
@@ -73,9 +68,10 @@ private:
     bool m_missingIsLost;
     std::string m_link;
     std::optional<base::Fd> m_directory;
-    int m_failure = 0;  ///< errno of m_directory
-    std::map<std::string, Template> m_templates;
-    std::optional<std::vector<std::string>> m_present;
+    int m_failure = 0;                                   ///< errno of m_directory
+    std::map<std::string, bool> m_missing;               ///< templates that were asked for
+    std::optional<std::vector<std::string>> m_present;   ///< templates
+    std::optional<std::map<std::string, int>> m_counts;  ///< how often the area names a template
 };
 
 }  // namespace qxfs

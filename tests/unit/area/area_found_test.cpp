@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
+#include <thread>
 
 #include "base/content.h"
 #include "base/open_below.h"
@@ -366,6 +368,25 @@ TEST(DeepArea, isCheckedResolvedAndSearchedBeyondTheLongestPath) {
     EXPECT_EQ(2U, seen.size());
     EXPECT_THAT(collectUsed(area.area(), used), IsEmpty());
     EXPECT_THAT(used, Contains(area.templateFile("bin/gone")));
+}
+
+TEST(Checks, runAtOnceInThreadsOfOneProcess) {
+    constexpr int kAreas = 4;
+    std::vector<std::unique_ptr<IndexedArea>> areas;
+    std::vector<std::vector<std::string>> found(kAreas);
+    for (int i = 0; i < kAreas; ++i) {
+        areas.push_back(std::make_unique<IndexedArea>());
+        write(areas.back()->path("bin/new" + std::to_string(i)), "new");
+    }
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < kAreas; ++i) {
+            threads.emplace_back([&, i] { found[i] = areas[i]->check(); });
+        }
+    }
+    for (int i = 0; i < kAreas; ++i) {
+        EXPECT_THAT(found[i], ElementsAre("name-not-indexed /bin/new" + std::to_string(i)));
+    }
 }
 
 class Flips {
