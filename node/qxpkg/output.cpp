@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/escape.h"
+
 namespace qxpkg {
 
 namespace {
@@ -32,9 +34,11 @@ void put(std::FILE* stream, const std::string& text) {
 
 /// Text of packages goes here: nothing of it may steer the terminal, or wrap, which could not be
 /// taken back.
-std::string fitted(std::string text) {
+std::string fitted(const std::string& line) {
+    std::string text = base::printable(line);
+    // A character of several bytes must not be cut.
     std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
+        text.begin(), text.end(), [](unsigned char c) { return c >= 0x7f; }, '?');
     return text.substr(0, terminalWidth() - 1);
 }
 
@@ -42,7 +46,7 @@ std::string fitted(std::string text) {
 
 void Output::line(std::FILE* stream, const std::string& text) const {
     endProgress();
-    put(stream, text + "\n");
+    put(stream, base::printable(text) + "\n");
 }
 
 void Output::progress(const std::string& text) const {

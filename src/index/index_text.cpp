@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 
+#include "base/escape.h"
+
 namespace dirindex {
 
 namespace {
@@ -214,17 +216,7 @@ const char* readLine(std::string_view text, IndexText& index) {
 }  // namespace
 
 std::string escaped(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte < 0x7f && c != '"' && c != '\\') {
-            out += c;
-        } else {
-            out += "\\x";
-            appendHex(out, byte);
-        }
-    }
-    return out + '"';
+    return base::quoted(text);
 }
 
 std::string formatIndex(const IndexText& index) {

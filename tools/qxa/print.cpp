@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "base/escape.h"
+
 namespace qxa {
 
 namespace {
@@ -18,7 +20,8 @@ void reportFailure(const CommonOptions& common, const Outcome& outcome) {
         return;
     }
     const auto& reason = outcome.message.empty() ? "no reason was given" : outcome.message;
-    line(stderr, "qxa: " + outcome.operation + " on " + outcome.target + " failed: " + reason +
+    line(stderr, base::printable("qxa: " + outcome.operation + " on " + outcome.target +
+                                 " failed: " + reason) +
                      " (code " + std::to_string(outcome.code) + ")");
 }
 
@@ -71,7 +74,7 @@ int printFailure(const CommonOptions& common, const std::string& what, const std
     if (common.format == Format::json) {
         line(stderr, failureAsJson(outcome));
     } else {
-        line(stderr, "qxa: " + what + ": " + message);
+        line(stderr, base::printable("qxa: " + what + ": " + message));
     }
     return exitCode;
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "base/escape.h"
 #include "tools/qxa/print.h"
 
 namespace qxa {
@@ -74,7 +75,7 @@ std::string resultText(int result) {
 
 void field(const char* name, const std::string& value) {
     if (!value.empty()) {
-        std::printf("%-14s %s\n", name, value.c_str());
+        std::printf("%-14s %s\n", name, base::printable(value).c_str());
     }
 }
 
@@ -120,7 +121,7 @@ void printPackageDetails(const std::vector<PackageView>& packages) {
         field("Technologies:", joined(view.technologies, ", "));
         field("Summary:", view.summary);
         if (!view.description.empty()) {
-            std::printf("Description:\n%s%s", view.description.c_str(),
+            std::printf("Description:\n%s%s", base::printableLines(view.description).c_str(),
                         view.description.ends_with('\n') ? "" : "\n");
         }
     }

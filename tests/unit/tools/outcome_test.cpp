@@ -128,7 +128,7 @@ TEST(RunOnTargets, aRequestThatDiesTakesNoOtherWithIt) {
     ASSERT_EQ(3U, outcomes.size());
     EXPECT_EQ(kExitDone, outcomes[0].exitCode);
     EXPECT_EQ(kExitFailed, outcomes[1].exitCode);
-    EXPECT_EQ("the request was ended by signal Killed", outcomes[1].message);
+    EXPECT_EQ("the request was ended by signal 9 (Killed)", outcomes[1].message);
     EXPECT_EQ("install", outcomes[1].operation);
     EXPECT_EQ(kExitDone, outcomes[2].exitCode);
 }

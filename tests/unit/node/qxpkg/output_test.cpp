@@ -85,7 +85,17 @@ TEST(QxpkgOutput, ATerminalShowsProgressInPlace) {
 TEST(QxpkgOutput, ProgressNeitherWrapsNorSteersATerminal) {
     const std::string shown =
         onTerminal(10, [] { Output(false).progress("\033]0;title\007 and more"); });
-    EXPECT_EQ(shown, "\r\033[K?]0;title");
+    EXPECT_EQ(shown, "\r\033[K\\x1b]0;ti");
+}
+
+TEST(QxpkgOutput, TextOfPackagesNeitherInventsLinesNorSteersATerminal) {
+    const auto said = qx_test::captured([] {
+        const Output output(false);
+        output.notice("script says\r\033[2Kno error");
+        output.package("one\ntwo", "all", "1.0");
+    });
+    EXPECT_EQ(said.err, "script says\\x0d\\x1b[2Kno error\n");
+    EXPECT_EQ(said.out, "one\\x0atwo all 1.0\n");
 }
 
 TEST(QxpkgOutput, AQuietTerminalGetsNoticesAlone) {
