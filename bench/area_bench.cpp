@@ -22,11 +22,11 @@
 #include <string>
 #include <vector>
 
+#include "base/child_pool.h"
 #include "src/area/check_area.h"
 #include "src/area/index_area.h"
 #include "src/qxfsutil.h"
 #include "tests/support/area_builder.h"
-#include "tools/qxfsutil/processes.h"
 
 namespace {
 
@@ -252,9 +252,12 @@ void measureJobs(const std::string& folder, unsigned rounds) {
     }
     const auto all = [&](unsigned jobs) {
         return seconds([&] {
-            qxfsutil::runProcesses(10, jobs, [&](std::size_t place) {
-                return check(folder + "/" + std::to_string(place), true) == 0 ? 0 : 1;
-            });
+            base::runChildren(
+                10, jobs,
+                [&](std::size_t place, int) {
+                    return check(folder + "/" + std::to_string(place), true) == 0 ? 0 : 1;
+                },
+                [](std::size_t, const base::ChildResult&) {});
         });
     };
     std::vector<double> one;

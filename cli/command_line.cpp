@@ -55,6 +55,13 @@ void addCommonParts(CLI::App& app) {
     });
 }
 
+CLI::Option* addNodeDirectory(CLI::App& app, std::string& directory) {
+    return app
+        .add_option("--node-dir", directory, "Work in this node directory, not on the machine")
+        ->envname("QXA_NODE_DIR")
+        ->type_name("DIR");
+}
+
 std::string usageReason(const CLI::App& app, const std::string& reason) {
     return reason + "; see " + pathOf(namedCommand(app)) + " --help";
 }

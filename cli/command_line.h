@@ -26,6 +26,9 @@ void addCommonParts(CLI::App& app);
 /// "there is no command 'lsit'; see qxa --help".
 std::string usageReason(const CLI::App& app, const CLI::ParseError& error);
 
+/// Adds the option --node-dir, which the environment variable QXA_NODE_DIR gives, too.
+CLI::Option* addNodeDirectory(CLI::App& app, std::string& directory);
+
 /// The same for a reason that the tool itself found.
 std::string usageReason(const CLI::App& app, const std::string& reason);
 

@@ -203,6 +203,9 @@ int initNodeDirectory(const std::string& dir, std::string& error) {
 int enterNodeDirectory(const std::string& dir, std::string& error) {
     try {
         enter(dir);
+        // Programs that are started from here are in the node already, maybe in another one than
+        // the environment says.
+        unsetenv("QXA_NODE_DIR");
         return 0;
     } catch (const std::exception& failure) {
         error = "cannot enter the node directory '" + dir + "': " + failure.what();

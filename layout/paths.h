@@ -34,6 +34,13 @@ inline std::string containerConfigPath(int veid, const std::string& folder = kCo
     return folder + "/" + std::to_string(veid) + kContainerConfigSuffix;
 }
 
+/// Below a private area: what standard templates put into it is remembered here.
+inline constexpr const char* kAreaState = ".qxtemplates";
+/// The directories that a change of templates took indexes from; it is there only while a change is
+/// at work, or after one was interrupted.
+inline constexpr const char* kPlainRecord = "plain";
+inline constexpr const char* kInterruptedChange = ".qxtemplates/plain";
+
 /// One writer at a time changes a container. The lock lies beside the configuration, which is
 /// replaced when it changes and so cannot carry the lock itself.
 inline std::string containerLockPath(int veid) {

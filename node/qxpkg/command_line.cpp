@@ -251,9 +251,7 @@ void addCommonOptions(CLI::App& app, Raw& raw) {
     app.add_option("--wait", raw.waitSeconds, "Seconds to wait for a lock (default: no limit)")
         ->check(CLI::Range(0.0, 1e9))
         ->type_name("SECONDS");
-    app.add_option("--node-dir", raw.line.nodeDirectory,
-                   "Work in this node directory, not on the machine")
-        ->type_name("DIR");
+    cli::addNodeDirectory(app, raw.line.nodeDirectory);
 }
 
 Parsed wrong(const std::string& reason) {

@@ -11,6 +11,7 @@
 
 #include "cli/command_line.h"
 #include "layout/container_config.h"
+#include "layout/node_dir.h"
 #include "layout/paths.h"
 #include "node/qxquota/usage.h"
 
@@ -74,6 +75,8 @@ int main(int argc, char** argv) {
     bool batch = false;
     int veid = 0;
     app.add_flag("-b,--batch", batch, "Print only the numbers");
+    std::string nodeDirectory;
+    cli::addNodeDirectory(app, nodeDirectory);
     CLI::App* command = app.add_subcommand("stat", "Show usage and limits of a container");
     command->add_option("ID", veid, "The container's number")
         ->required()
@@ -84,6 +87,10 @@ int main(int argc, char** argv) {
     constexpr cli::ExitCodes codes{kFailed, kUsage};
     if (const auto ended = cli::parse(app, argc, argv, codes)) {
         return *ended;
+    }
+    std::string error;
+    if (!nodeDirectory.empty() && qxnode::enterNodeDirectory(nodeDirectory, error) != 0) {
+        return fail(kFailed, error);
     }
     return cli::finish(app.get_name(), stat(veid, batch), codes);
 }

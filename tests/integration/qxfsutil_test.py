@@ -1,16 +1,21 @@
 """qxfsutil as an operator has it: what is refused, how it ends, and what programs read of it."""
 
+import fcntl
 import json
 import os
 import pathlib
 import pty
 import select
+import shutil
+import signal
 import subprocess
 import tempfile
 import unittest
 
+import qxa_world
+
 QXFSUTIL = pathlib.Path(os.environ["QX_BIN"]) / "qxfsutil"
-CLEAN, CORRECTED, ERRORS_LEFT, OPERATIONAL, USAGE = 0, 1, 4, 8, 16
+CLEAN, CORRECTED, ERRORS_LEFT, OPERATIONAL, USAGE, CANCELLED = 0, 1, 4, 8, 16, 32
 LINK = "////os/1/root/bin/sh"
 
 
@@ -44,7 +49,10 @@ class Operator(unittest.TestCase):
         return ended
 
     def answer(self, answers, *words, status) -> str:
-        """Runs the tool on a terminal, answers each question when it is shown; what the terminal shows."""
+        """Runs the tool on a terminal, answers each question when it is shown; what the terminal shows.
+
+        An answer is a text to type, or a signal to send.
+        """
         terminal, end = pty.openpty()
         tool = subprocess.Popen(
             [QXFSUTIL, "--template-root", self.folder / "template", *words], stdin=end, stdout=end, stderr=end
@@ -56,8 +64,12 @@ class Operator(unittest.TestCase):
             while piece := os.read(terminal, 4096) if select.select([terminal], [], [], 10)[0] else b"":
                 shown += piece.decode()
                 if answered < min(shown.count(">? "), len(answers)):
-                    os.write(terminal, answers[answered].encode() + b"\n")
+                    answer = answers[answered]
                     answered += 1
+                    if isinstance(answer, signal.Signals):
+                        tool.send_signal(answer)
+                    else:
+                        os.write(terminal, answer.encode())
         except OSError:  # how a terminal says that its other end is closed
             pass
         finally:
@@ -85,11 +97,11 @@ class Refusals(Operator):
     def test_commands_on_areas_want_one(self):
         for command in ("check", "index", "used", "missing"):
             with self.subTest(command):
-                self.assertIn("AREA or --ct is required", self.run_tool(command, status=USAGE).stderr)
+                self.assertIn("AREA, --ct or --all-ct is required", self.run_tool(command, status=USAGE).stderr)
 
     def test_a_container_without_configuration_is_an_operational_failure(self):
         said = self.run_tool("check", "--ct", "2147483646", status=OPERATIONAL).stderr
-        self.assertIn("qxfsutil: container 2147483646: Can't stat ", said)
+        self.assertIn("qxfsutil: container 2147483646: cannot read ", said)
         self.assertIn("No such file or directory", said)
 
     def test_a_word_behind_containers_is_an_area(self):
@@ -180,8 +192,10 @@ class Several(Operator):
         (other / "root/bin").mkdir(parents=True)
         for area in (self.area, other):
             (area / "root/bin").chmod(0o4755)
-        shown = self.answer(("y", "n"), "check", "--no-undo", self.area, other, status=ERRORS_LEFT)
-        self.assertEqual(2, shown.count("('Y'/'N')<y>? "), shown)
+        shown = self.answer(
+            ("y\n", "n\n"), "check", "--no-undo", self.area, other, status=CORRECTED | ERRORS_LEFT
+        )
+        self.assertEqual(2, shown.count("('Y'/'N')<n>? "), shown)
         self.assertEqual(0o755, (self.root / "bin").stat().st_mode & 0o7777)
         self.assertEqual(0o4755, (other / "root/bin").stat().st_mode & 0o7777)
 
@@ -190,6 +204,184 @@ class Several(Operator):
         (other / "root").mkdir(parents=True)
         said = self.run_tool("check", "-j", "2", self.area, other).stdout.splitlines()
         self.assertEqual([str(self.area), str(other)], [line.split(": ")[0] for line in said])
+
+    def test_exit_codes_of_all_areas_are_combined(self):
+        other = self.folder / "other"
+        (other / "root/lib").mkdir(parents=True)
+        (other / "root/lib").chmod(0o4755)
+        self.shortcut("bin/sh", "////gone/1/root/bin/sh")
+        self.run_tool("check", "-y", self.area, other, status=CORRECTED | ERRORS_LEFT)
+
+    def test_what_belongs_to_a_missing_template_is_dropped_only_when_asked_for(self):
+        link = self.shortcut("bin/sh", "////gone/1/root/bin/sh")
+        self.run_tool("check", "-y", self.area, status=ERRORS_LEFT)
+        self.assertTrue(link.exists())
+        self.run_tool("check", "-y", "--drop-missing-templates", self.area, status=CORRECTED)
+        self.assertFalse(link.exists())
+
+    def test_an_area_that_cannot_be_opened_does_not_keep_others_from_being_checked(self):
+        said = self.run_tool("check", self.folder / "none", self.area, status=OPERATIONAL)
+        self.assertIn(f"{self.area}: ", said.stdout)
+
+
+class Questions(Operator):
+    """Two directories that wrongly say that they have an index."""
+
+    def setUp(self):
+        super().setUp()
+        self.marked = [self.root / "bin", self.root / "lib"]
+        for directory in self.marked:
+            directory.mkdir(exist_ok=True)
+            directory.chmod(0o4755)
+
+    def left(self) -> int:
+        return sum(1 for directory in self.marked if directory.stat().st_mode & 0o4000)
+
+    def test_the_end_of_input_answers_no_to_this_and_all_later_ones(self):
+        self.answer(("\x04", "y\n"), "check", "--no-undo", self.area, status=ERRORS_LEFT)
+        self.assertEqual(2, self.left())
+
+    def test_an_answer_that_input_ended_in_is_none(self):
+        self.answer(("y\x04\x04",), "check", "--no-undo", self.area, status=ERRORS_LEFT)
+        self.assertEqual(2, self.left())
+
+    def test_a_signal_ends_the_check_and_keeps_what_was_found(self):
+        for sent in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(sent):
+                shown = self.answer(
+                    (sent,), "check", "--no-undo", self.area, status=ERRORS_LEFT | CANCELLED
+                )
+                self.assertEqual(2, self.left())
+                self.assertIn("; a repair would: ", shown)
+                self.assertIn("cancelled; the rest was not looked at", shown)
+
+
+class Names(Operator):
+    def test_an_empty_index_is_damaged_for_every_command(self):
+        index = self.folder / "._qxlnk_."
+        index.touch()
+        for command in ("check", "dump", "stat"):
+            with self.subTest(command):
+                self.run_tool(command, index, status=ERRORS_LEFT)
+
+    def test_a_failure_is_one_line_whatever_the_name_holds(self):
+        said = self.run_tool("check", self.folder / "a\033[2J\nb", status=OPERATIONAL).stderr
+        self.assertIn("/a\\x1b[2J\\x0ab: ", said)
+        self.assertEqual(1, said.count("\n"))
+
+    def test_listings_in_json_tell_names_apart_that_are_no_text(self):
+        names = (b"\xff", b"\xfe", b"\\xff")
+        for name in names:
+            pathlib.Path(os.fsdecode(os.fsencode(self.root) + b"/" + name)).touch()
+        seen = {entry["name"] for entry in self.objects("ls", self.area, "/")}
+        self.assertLessEqual({"\\xff", "\\xfe", "\\\\xff"}, seen)
+
+
+class Completion(Operator):
+    def test_is_shown_in_percent_when_asked_for(self):
+        self.assertEqual("", self.run_tool("check", self.area).stderr)
+        said = self.run_tool("check", "-C", self.area).stderr.splitlines()
+        self.assertEqual(f"{self.area}: 100%", said[-1])
+
+
+class Containers(qxa_world.NodeTest):
+    """Containers of a node directory, made by hand: 101 is sound, 102 has a finding to repair."""
+
+    def setUp(self):
+        super().setUp()
+        self.configurations = self.node / "etc/sysconfig/qx-scripts"
+        for veid in (101, 102):
+            (self.configurations / f"{veid}.conf").write_text("OSTEMPLATE=\"os\"\n")
+            (self.node / f"qx/private/{veid}/root/bin").mkdir(parents=True)
+        self.marked = self.node / "qx/private/102/root/bin"
+        self.marked.chmod(0o4755)
+
+    def run_tool(self, *words, status=CLEAN, **variables):
+        ended = subprocess.run(
+            [QXFSUTIL, *words], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False,
+            env=os.environ | {"QXA_NODE_DIR": str(self.node)} | variables,
+        )
+        self.assertEqual(status, ended.returncode, ended.stdout + ended.stderr)
+        return ended
+
+    def lock(self, veid: int, how: int):
+        lock = open(self.configurations / f".{veid}.lock", "w", encoding="utf-8")
+        self.addCleanup(lock.close)
+        fcntl.flock(lock, how)
+        lock.write("pid 7 (somebody) since today\n")
+        lock.flush()
+        return lock
+
+    def test_of_a_node_directory_are_found_by_option_and_by_variable(self):
+        self.assertIn("/qx/private/101: ", self.run_tool("check", "--ct", "101").stdout)
+        said = self.run_tool("--node-dir", self.node, "check", "--ct", "101", QXA_NODE_DIR="").stdout
+        self.assertIn("/qx/private/101: ", said)
+        self.run_tool("--node-dir", self.folder, "check", "--ct", "101", status=OPERATIONAL)
+
+    def test_are_all_checked_at_once(self):
+        said = self.run_tool("check", "-n", "--all-ct", "-j", "2", status=ERRORS_LEFT).stdout
+        self.assertEqual(
+            ["/qx/private/101", "/qx/private/102", "/qx/private/102"],
+            [line.split(": ")[0] for line in said.splitlines()],
+        )
+        self.run_tool("check", "-y", "--all-ct", "-j", "2", status=CORRECTED)
+        self.run_tool("check", "-n", "--all-ct", status=CLEAN)
+
+    def test_none_are_no_error(self):
+        for configuration in self.configurations.glob("*.conf"):
+            configuration.unlink()
+        self.run_tool("check", "--all-ct")
+
+    def test_are_not_changed_while_somebody_holds_their_lock(self):
+        self.lock(102, fcntl.LOCK_SH)
+        commands = (
+            ("check", "-p", "--ct", "102"), ("check", "-p", "/qx/private/102"),
+            ("check", "-p", "/qx/private/102/root"), ("index", "--ct", "102"),
+            ("restore", "/qx/private/102", "/bin/x"), ("clone", "/qx/private/102", "a", "b"),
+        )
+        for command in commands:
+            with self.subTest(command):
+                said = self.run_tool("--wait", "0", *command, status=OPERATIONAL).stderr
+                self.assertIn("is held by pid 7 (somebody) since today", said)
+        self.assertTrue(self.marked.stat().st_mode & 0o4000)
+
+    def test_are_only_looked_at_together(self):
+        self.lock(102, fcntl.LOCK_SH)
+        self.run_tool("check", "-n", "--ct", "102", status=ERRORS_LEFT, QX_LOCK_WAIT="0")
+        self.lock(101, fcntl.LOCK_EX)
+        self.run_tool("check", "-n", "--ct", "101", status=OPERATIONAL, QX_LOCK_WAIT="0")
+
+    def test_repairs_are_undone_under_the_lock(self):
+        said = self.run_tool("--json", "check", "-y", "--ct", "102", status=CORRECTED).stdout
+        record = json.loads(said.splitlines()[-1])["summary"]["undoRecord"]
+        lock = self.lock(102, fcntl.LOCK_EX)
+        self.run_tool("--wait", "0", "undo", record, status=OPERATIONAL)
+        lock.close()
+        self.run_tool("undo", record)
+        self.assertTrue(self.marked.stat().st_mode & 0o4000)
+
+    def test_whose_last_change_was_interrupted_are_named(self):
+        state = self.node / "qx/private/101/.qxtemplates"
+        state.mkdir()
+        (state / "plain").touch()
+        said = self.run_tool("check", "--ct", "101").stderr
+        self.assertIn("/qx/private/101: a change of this container's templates was interrupted", said)
+
+    def test_that_are_missing_do_not_keep_others_from_being_checked(self):
+        shutil.rmtree(self.node / "qx/private/101")
+        said = self.run_tool("check", "-y", "--all-ct", status=CORRECTED | OPERATIONAL)
+        self.assertIn("/qx/private/101: '/qx/private/101' is no directory: No such file or directory", said.stderr)
+        self.assertIn("/qx/private/102: ", said.stdout)
+
+    def test_have_quotas_in_a_node_directory_too(self):
+        for words, variable in ((("--node-dir", self.node), ""), ((), str(self.node))):
+            with self.subTest(words):
+                shown = subprocess.run(
+                    [QXFSUTIL.parent / "qxquota", *words, "stat", "101"], capture_output=True, text=True,
+                    check=False, env=os.environ | {"QXA_NODE_DIR": variable},
+                )
+                self.assertEqual(0, shown.returncode, shown.stderr)
+                self.assertIn("inodes", shown.stdout)
 
 
 if __name__ == "__main__":

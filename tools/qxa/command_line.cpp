@@ -227,9 +227,7 @@ void addCommonOptions(CLI::App& app, CommonOptions& common) {
         ->type_name("FORMAT");
     app.add_flag("-q,--quiet", common.quiet, "Print only results and failures");
     app.add_flag("-v,--verbose", common.verbose, "Say what is being done");
-    app.add_option("--node-dir", common.nodeDir, "Work in this node directory, not on the machine")
-        ->envname("QXA_NODE_DIR")
-        ->type_name("DIR");
+    cli::addNodeDirectory(app, common.nodeDir);
     app.add_option("--plugin", common.pluginPath, "The plug-in library to load")
         ->envname("QXA_PLUGIN")
         ->type_name("FILE");

@@ -10,35 +10,53 @@
 #include <cstring>
 #include <memory>
 
+#include "base/escape.h"
 #include "src/area/lost_files.h"
 #include "src/area/undo.h"
 #include "src/area/usage.h"
-#include "src/qxfsutil.h"
+#include "tools/qxfsutil/cancel.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
-#include "tools/qxfsutil/processes.h"
 #include "tools/qxfsutil/report.h"
+#include "tools/qxfsutil/targets.h"
 
 namespace qxfsutil {
 
 namespace {
 
-int indexOneArea(const Options& options, const qxfs::Area& area) {
-    int exitCode = kExitClean;
+constexpr auto kShared = qxnode::FileLock::Mode::shared;
+constexpr auto kExclusive = qxnode::FileLock::Mode::exclusive;
+
+int indexOneArea(const Options& options, const Target& target) {
+    HeldArea held;
+    int exitCode = holdArea(options, target, options.dryRun ? kShared : kExclusive, held);
+    if (exitCode != kExitClean) {
+        return exitCode;
+    }
+    const Cancellable meanwhile;
     const qxfs::IndexOptions indexOptions{options.convertSymlinks, options.dryRun};
-    qxfs::indexArea(area, indexOptions, [&](const qxfs::IndexOutcome& outcome) {
+    const auto show = [&](const qxfs::IndexOutcome& outcome) {
         const bool quietly = options.quiet && outcome.reasons.empty();
         if (options.json) {
-            std::fputs(indexedAsJson(area.name, outcome).c_str(), stdout);
+            std::fputs(indexedAsJson(held.area.name, outcome).c_str(), stdout);
         } else if (!quietly) {
-            std::fputs(indexedAsText(area.name, outcome).c_str(), stdout);
+            std::fputs(indexedAsText(held.area.name, outcome).c_str(), stdout);
         }
         if (outcome.result == qxfs::IndexResult::failed) {
-            exitCode = kExitOperational;
+            exitCode |= kExitOperational;
         } else if (outcome.result == qxfs::IndexResult::faulty) {
-            exitCode = std::max<int>(exitCode, kExitErrorsLeft);
+            exitCode |= kExitErrorsLeft;
         }
-    });
+        if (cancelled()) {
+            throw Cancelled();
+        }
+    };
+    try {
+        qxfs::indexArea(held.area, indexOptions, show);
+    } catch (const Cancelled&) {
+        reportNote(options, held.area.name, "cancelled; the rest was not looked at");
+        exitCode |= kExitCancelled;
+    }
     return exitCode;
 }
 
@@ -53,25 +71,7 @@ bool copyToOutput(int file) {
     return got == 0;
 }
 
-/// The private area of a container. The library ends the process when it cannot tell, with an exit
-/// code that means something else here.
-/// @return false with the reason in `path`.
-bool privateAreaOf(int container, std::string& path) {
-    const bool known = textFromChild(
-        [container] {
-            const std::unique_ptr<char, decltype(&std::free)> found(read_ve_private(container),
-                                                                    &std::free);
-            return std::string(found.get());
-        },
-        path);
-    constexpr std::string_view kMark = "Error: ";
-    if (!known && path.starts_with(kMark)) {
-        path.erase(0, kMark.size());
-    }
-    return known;
-}
-
-/// The one area of commands that take it as their first word.
+/// The one area of commands that only look at it.
 bool openOne(const Options& options, qxfs::Area& area) {
     std::string error;
     if (qxfs::openArea(options.area, options.templateRoot, area, error)) {
@@ -88,40 +88,25 @@ int reportFailure(const Options& options, const std::string& what, const std::st
     if (options.json) {
         std::fputs(failureAsJson(what, message).c_str(), stderr);
     } else {
-        std::fprintf(stderr, "qxfsutil: %s: %s\n", what.c_str(), message.c_str());
+        std::fprintf(stderr, "%s\n", base::printable("qxfsutil: " + what + ": " + message).c_str());
     }
     return kExitOperational;
 }
 
-bool openAreas(const Options& options, std::vector<qxfs::Area>& areas) {
-    auto paths = options.names;
-    for (const int container : options.containers) {
-        std::string path;
-        if (!privateAreaOf(container, path)) {
-            reportFailure(options, "container " + std::to_string(container), path);
-            return false;
-        }
-        paths.push_back(std::move(path));
-    }
-    for (const auto& path : paths) {
-        qxfs::Area area;
-        std::string error;
-        if (!qxfs::openArea(path, options.templateRoot, area, error)) {
-            reportFailure(options, path, error);
-            return false;
-        }
-        areas.push_back(std::move(area));
-    }
-    return true;
+void reportNote(const Options& options, const std::string& what, const std::string& message) {
+    std::fflush(stdout);
+    std::fputs(options.json
+                   ? noteAsJson(what, message).c_str()
+                   : base::printable("qxfsutil: " + what + ": " + message).append("\n").c_str(),
+               stderr);
 }
 
 int runIndex(const Options& options) {
-    std::vector<qxfs::Area> areas;
-    if (!openAreas(options, areas)) {
-        return kExitOperational;
-    }
-    return runProcesses(areas.size(), options.jobs,
-                        [&](std::size_t place) { return indexOneArea(options, areas[place]); });
+    std::vector<Target> targets;
+    const int exitCode = collectTargets(options, targets);
+    return exitCode | runOnTargets(options, targets, [&](const Target& target) {
+               return indexOneArea(options, target);
+           });
 }
 
 int runUndo(const Options& options) {
@@ -129,6 +114,10 @@ int runUndo(const Options& options) {
     std::string error;
     if (!qxfs::readRecord(options.undoFile, changes, error)) {
         return reportFailure(options, "undo", error);
+    }
+    qxnode::FileLock lock;
+    if (const int failed = lockArea(options, targetAt(changes.area), kExclusive, lock)) {
+        return failed;
     }
     const auto failures = qxfs::undoChanges(changes);
     for (const auto& failure : failures) {
@@ -140,7 +129,8 @@ int runUndo(const Options& options) {
     if (options.json) {
         std::fputs(undoneAsJson(changes.area, changes.steps.size()).c_str(), stdout);
     } else if (!options.quiet) {
-        std::printf("%zu changes undone in %s\n", changes.steps.size(), changes.area.c_str());
+        std::printf("%zu changes undone in %s\n", changes.steps.size(),
+                    base::printable(changes.area).c_str());
     }
     return kExitClean;
 }
@@ -149,13 +139,13 @@ int runRestore(const Options& options) {
     // What was moved aside comes back whether or not there are templates.
     auto withoutTemplates = options;
     withoutTemplates.templateRoot.clear();
-    qxfs::Area area;
-    if (!openOne(withoutTemplates, area)) {
-        return kExitOperational;
+    HeldArea held;
+    if (const int failed = holdArea(withoutTemplates, targetAt(options.area), kExclusive, held)) {
+        return failed;
     }
     for (const auto& name : options.names) {
         std::string error;
-        if (!qxfs::restoreLost(area, name, error)) {
+        if (!qxfs::restoreLost(held.area, name, error)) {
             return reportFailure(options, "restore", error);
         }
     }
@@ -205,14 +195,15 @@ int runCat(const Options& options) {
 }
 
 int runClone(const Options& options) {
-    qxfs::Area area;
-    if (!openOne(options, area)) {
-        return kExitOperational;
-    }
     if (options.oldId.size() != options.newId.size() || options.oldId.empty()) {
         reportFailure(options, "clone", "both identifiers must have the same length");
         return kExitUsage;
     }
+    HeldArea held;
+    if (const int failed = holdArea(options, targetAt(options.area), kExclusive, held)) {
+        return failed;
+    }
+    const auto& area = held.area;
     std::uint64_t changed = 0;
     const auto failures = qxfs::cloneArea(area, options.oldId, options.newId, changed);
     for (const auto& failure : failures) {
@@ -221,22 +212,25 @@ int runClone(const Options& options) {
     if (options.json) {
         std::fputs(clonedAsJson(area.name, changed).c_str(), stdout);
     } else if (!options.quiet) {
-        std::printf("%s: %llu links and indexes changed\n", area.name.c_str(),
+        std::printf("%s: %llu links and indexes changed\n", base::printable(area.name).c_str(),
                     static_cast<unsigned long long>(changed));
     }
     return failures.empty() ? kExitClean : kExitOperational;
 }
 
 int runUsed(const Options& options, bool missingOnly) {
-    std::vector<qxfs::Area> areas;
-    if (!openAreas(options, areas)) {
-        return kExitOperational;
-    }
+    std::vector<Target> targets;
+    int exitCode = collectTargets(options, targets);
     std::set<std::string> files;
-    int exitCode = kExitClean;
-    for (const auto& area : areas) {
+    for (const auto& target : targets) {
+        qxfs::Area area;
+        std::string error;
+        if (!qxfs::openArea(target.path, options.templateRoot, area, error)) {
+            exitCode |= reportFailure(options, target.path, error);
+            continue;
+        }
         for (const auto& failure : qxfs::collectUsed(area, files)) {
-            exitCode = reportFailure(options, area.name, failure);
+            exitCode |= reportFailure(options, area.name, failure);
         }
     }
     for (const auto& file : files) {
@@ -244,10 +238,11 @@ int runUsed(const Options& options, bool missingOnly) {
         if (missingOnly && lstat(file.c_str(), &info) == 0) {
             continue;
         }
-        if (missingOnly && exitCode == kExitClean) {
-            exitCode = kExitErrorsLeft;
+        if (missingOnly) {
+            exitCode |= kExitErrorsLeft;
         }
-        std::fputs((options.json ? templateAsJson(file) : file + '\n').c_str(), stdout);
+        std::fputs((options.json ? templateAsJson(file) : base::printable(file) + '\n').c_str(),
+                   stdout);
     }
     return exitCode;
 }

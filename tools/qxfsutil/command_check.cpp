@@ -8,46 +8,18 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/escape.h"
 #include "src/qxfsutil.h"
+#include "tools/qxfsutil/cancel.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
-#include "tools/qxfsutil/processes.h"
+#include "tools/qxfsutil/progress.h"
 #include "tools/qxfsutil/report.h"
+#include "tools/qxfsutil/targets.h"
 
 namespace qxfsutil {
 
 namespace {
-
-/// Shows on a terminal how far a check has come, on one line that the next result replaces.
-class Progress {
-public:
-    explicit Progress(bool wanted) : m_wanted(wanted && isatty(STDERR_FILENO) == 1) {}
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
-    ~Progress() { clear(); }
-
-    void show(const qxfs::CheckSummary& summary) {
-        constexpr std::uint64_t kStride = 64;
-        if (!m_wanted || summary.directories % kStride != 0) {
-            return;
-        }
-        std::fprintf(stderr, "\r%s: %llu directories, %llu findings", summary.area.c_str(),
-                     static_cast<unsigned long long>(summary.directories),
-                     static_cast<unsigned long long>(summary.findings));
-        m_shown = true;
-    }
-
-    void clear() {
-        if (m_shown) {
-            std::fputs("\r\033[K", stderr);
-            m_shown = false;
-        }
-    }
-
-private:
-    bool m_wanted;
-    bool m_shown = false;
-};
 
 void showFinding(const Options& options, const std::string& area, const qxfs::Finding& finding) {
     const auto text = options.json ? findingAsJson(area, finding) : findingAsText(area, finding);
@@ -83,15 +55,25 @@ bool openUndo(const Options& options, const qxfs::Area& area, qxfs::UndoRecord& 
                      area.privateDir, error);
 }
 
+/// True once standard input has ended, or was interrupted: then nothing is an answer.
+bool inputEnded() {
+    return std::feof(stdin) != 0 || std::ferror(stdin) != 0;
+}
+
 /// Asks on the terminal. The end of input means that nothing is to be done.
 qxfs::Disposal askFor(const qxfs::Finding& finding) {
     const auto& kind = qxfs::kindOf(finding.code);
-    const auto question = qxfs::describe(finding) + "\n  " + kind.repair + " ";
+    if (inputEnded()) {
+        return qxfs::Disposal::leave;
+    }
+    const auto question = base::printable(qxfs::describe(finding)) + "\n  " + kind.repair + " ";
     if (kind.question == qxfs::Question::approve) {
         const int answer = ask_approve(question.c_str(), QXFS_ANSWER_NO);
-        return answer == QXFS_ANSWER_YES ? qxfs::Disposal::repair : qxfs::Disposal::leave;
+        return answer == QXFS_ANSWER_YES && !inputEnded() ? qxfs::Disposal::repair
+                                                          : qxfs::Disposal::leave;
     }
-    switch (ask_proc(question.c_str(), QXFS_ANSWER_IGNORE)) {
+    const int answer = ask_proc(question.c_str(), QXFS_ANSWER_IGNORE);
+    switch (inputEnded() ? QXFS_ANSWER_IGNORE : answer) {
         case QXFS_ANSWER_MOVE:
             return qxfs::Disposal::moveAside;
         case QXFS_ANSWER_REMOVE:
@@ -101,22 +83,37 @@ qxfs::Disposal askFor(const qxfs::Finding& finding) {
     }
 }
 
-int checkOneArea(const Options& options, const qxfs::Area& area) {
+int checkHeldArea(const Options& options, const qxfs::Area& area) {
     qxfs::UndoRecord undo;
     std::string error;
     if (!openUndo(options, area, undo, error)) {
         return reportFailure(options, "check", error);
     }
-    Progress progress(!options.quiet && options.mode != qxfs::RepairMode::ask);
+    Progress progress(options, area);
     qxfs::RepairPolicy policy(options.mode);
     policy.ask = askFor;
-    const auto summary = qxfs::checkArea(
-        area, policy, undo,
-        [&](const qxfs::Finding& finding) {
-            progress.clear();
-            showFinding(options, area.name, finding);
-        },
-        [&](const qxfs::CheckSummary& sofar) { progress.show(sofar); });
+    policy.dropMissing = options.dropMissing;
+    const Cancellable meanwhile;
+    qxfs::CheckSummary summary;
+    bool stopped = false;
+    try {
+        summary = qxfs::checkArea(
+            area, policy, undo,
+            [&](const qxfs::Finding& finding) {
+                progress.clear();
+                showFinding(options, area.name, finding);
+            },
+            [&](const qxfs::CheckSummary& sofar) {
+                progress.show(sofar);
+                if (cancelled()) {
+                    summary = sofar;
+                    throw Cancelled();
+                }
+            });
+    } catch (const Cancelled&) {
+        stopped = true;
+        summary.undoRecord = undo.isOpen() && undo.hasSteps() ? undo.file() : "";
+    }
     progress.clear();
     if (undo.isOpen() && !undo.hasSteps()) {
         unlink(undo.file().c_str());
@@ -124,7 +121,18 @@ int checkOneArea(const Options& options, const qxfs::Area& area) {
     for (const auto& failure : summary.failures) {
         reportFailure(options, area.name, failure);
     }
-    return showSummary(options, summary);
+    if (stopped) {
+        reportNote(options, area.name, "cancelled; the rest was not looked at");
+    }
+    return showSummary(options, summary) | (stopped ? kExitCancelled : kExitClean);
+}
+
+int checkTarget(const Options& options, const Target& target) {
+    using Mode = qxnode::FileLock::Mode;
+    HeldArea held;
+    const bool changes = options.mode != qxfs::RepairMode::report;
+    const int failed = holdArea(options, target, changes ? Mode::exclusive : Mode::shared, held);
+    return failed != kExitClean ? failed : checkHeldArea(options, held.area);
 }
 
 /// An index file by itself: structure and checksum, and lost links when a root is given.
@@ -181,14 +189,14 @@ Named whatIs(const std::string& path) {
 
 /// Checks the areas, each in a process of its own unless something is to be asked: what such a
 /// process prints is held back until it ends, and its questions would be, too.
-int checkAreas(const Options& options, const std::vector<qxfs::Area>& areas) {
+int checkTargets(const Options& options, const std::vector<Target>& targets) {
     if (options.mode != qxfs::RepairMode::ask) {
-        return runProcesses(areas.size(), options.jobs,
-                            [&](std::size_t place) { return checkOneArea(options, areas[place]); });
+        return runOnTargets(options, targets,
+                            [&](const Target& target) { return checkTarget(options, target); });
     }
     int exitCode = kExitClean;
-    for (const auto& area : areas) {
-        exitCode = std::max(exitCode, checkOneArea(options, area));
+    for (auto target = targets.begin(); target != targets.end() && !cancelled(); ++target) {
+        exitCode |= checkTarget(options, *target);
     }
     return exitCode;
 }
@@ -209,17 +217,15 @@ int runCheck(const Options& options) {
     }
     int exitCode = kExitClean;
     for (const auto& file : files) {
-        exitCode = std::max(exitCode, checkIndexFile(options, file));
+        exitCode |= checkIndexFile(options, file);
     }
-    std::vector<qxfs::Area> areas;
-    if (!openAreas(areasOnly, areas)) {
-        return kExitOperational;
-    }
-    if (areas.size() > 1 && !options.undoFile.empty()) {
+    std::vector<Target> targets;
+    exitCode |= collectTargets(areasOnly, targets);
+    if (targets.size() > 1 && !options.undoFile.empty()) {
         reportFailure(options, "check", "one undo record is for one area; name one area");
         return kExitUsage;
     }
-    return std::max(exitCode, checkAreas(options, areas));
+    return exitCode | checkTargets(options, targets);
 }
 
 }  // namespace qxfsutil

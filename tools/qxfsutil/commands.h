@@ -27,8 +27,7 @@ int runFindings(const Options& options);
 /// Reports that a command could not do its work. @return kExitOperational.
 int reportFailure(const Options& options, const std::string& what, const std::string& message);
 
-/// Opens the areas that the options name, by path and by container.
-/// @return false when one could not be opened; it has been reported.
-bool openAreas(const Options& options, std::vector<qxfs::Area>& areas);
+/// Tells on standard error what is no failure.
+void reportNote(const Options& options, const std::string& what, const std::string& message);
 
 }  // namespace qxfsutil

@@ -1,4 +1,4 @@
-// Exit codes of qxfsutil, as fsck tools have them.
+// Exit codes of qxfsutil, as fsck tools have them: bits, so that several areas give one.
 #pragma once
 
 #include "src/area/check_area.h"
@@ -11,6 +11,7 @@ enum ExitCode : int {
     kExitErrorsLeft = 4,   ///< faults are left
     kExitOperational = 8,  ///< the command could not do its work
     kExitUsage = 16,
+    kExitCancelled = 32,  ///< SIGINT or SIGTERM
 };
 
 /// The exit code for what the check of one area came to.

@@ -7,7 +7,9 @@
 #include <map>
 
 #include "cli/command_line.h"
+#include "layout/node_dir.h"
 #include "src/qxfsutil.h"
+#include "tools/qxfsutil/cancel.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
 
@@ -22,7 +24,8 @@ constexpr const char* kFooter =
 "lost_files") or any other directory tree.
 
 Exit status: 0 no errors, 1 all errors repaired, 4 errors remain,
-8 the command could not do its work, 16 wrong usage.)";
+8 the command could not do its work, 16 wrong usage, 32 cancelled; the sum of
+these for several areas.)";
 
 /// The option tree, what it was filled with, and the command that was chosen.
 struct CommandLine {
@@ -40,8 +43,9 @@ CLI::App* addCommand(CommandLine& line, const char* name, const char* help, cons
     }
     command->callback([&line, command, run] {
         const bool takesAreas = command->get_option_no_throw("--ct") != nullptr;
-        if (takesAreas && line.options.names.empty() && line.options.containers.empty()) {
-            throw CLI::RequiredError("AREA or --ct");
+        if (takesAreas && line.options.names.empty() && line.options.containers.empty() &&
+            !line.options.allContainers) {
+            throw CLI::RequiredError("AREA, --ct or --all-ct");
         }
         line.command = [&line, run] { return run(line.options); };
     });
@@ -54,6 +58,7 @@ void addAreas(CLI::App* command, Options& options, const char* help) {
         ->delimiter(',')
         ->allow_extra_args(false)
         ->check(CLI::Range(1, 2147483647));
+    command->add_flag("--all-ct", options.allContainers, "The areas of all containers");
     command->add_option("-j,--jobs", options.jobs, "Work on N areas at once")
         ->check(CLI::Range(1U, 256U));
 }
@@ -102,6 +107,10 @@ void addCheck(CommandLine& line) {
                                        "Write the undo record to FILE (default: in the private "
                                        "area, or beside a tree that is not a private area)");
     undoFile->type_name("FILE");
+    check->add_flag("--drop-missing-templates", options.dropMissing,
+                    "Also drop what belongs to templates that do not exist at all");
+    check->add_flag("-C,--completion", options.completion,
+                    "Show on standard error how much is done, in percent");
     check->add_flag("--no-undo", options.noUndo, "Write no undo record")->excludes(undoFile);
 }
 
@@ -182,6 +191,12 @@ void build(CommandLine& line) {
         .add_option("--template-root", options.templateRoot,
                     "The template area (default: /qx/template)")
         ->type_name("DIR");
+    cli::addNodeDirectory(line.app, options.nodeDirectory);
+    line.app
+        .add_option("--wait", options.waitSeconds,
+                    "Seconds to wait for a container's lock (default: QX_LOCK_WAIT, or no limit)")
+        ->check(CLI::Range(0.0, 1e9))
+        ->type_name("SECONDS");
     addIndex(line);
     addCheck(line);
     addChanges(line);
@@ -206,6 +221,12 @@ int main(int argc, char** argv) {
         constexpr int kEverything = 4;
         set_log(kEverything, nullptr, nullptr);
     }
+    std::string error;
+    if (!line.options.nodeDirectory.empty() &&
+        qxnode::enterNodeDirectory(line.options.nodeDirectory, error) != 0) {
+        return qxfsutil::reportFailure(line.options, "node directory", error);
+    }
+    qxfsutil::catchSignals();
     if (!line.options.modeGiven && canAsk() && !line.options.json) {
         line.options.mode = qxfs::RepairMode::ask;
     }

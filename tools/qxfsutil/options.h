@@ -19,12 +19,17 @@ struct Options {
 
     std::vector<std::string> names;  ///< areas, indexes, or paths
     std::vector<int> containers;     ///< areas by container number
+    bool allContainers = false;
+    std::string nodeDirectory;
+    double waitSeconds = -1;  ///< for a lock; negative: as the environment says
     std::string templateRoot = kDefaultTemplateRoot;
     std::string linkRoot;  ///< of `check INDEX`: look links up below it
     qxfs::RepairMode mode = qxfs::RepairMode::report;
     bool modeGiven = false;
     std::string undoFile;
     bool noUndo = false;
+    bool dropMissing = false;  ///< repair drops what belongs to templates that are missing
+    bool completion = false;   ///< show a percentage
     bool convertSymlinks = false;
     bool dryRun = false;
     std::string area;  ///< of commands that take one and something else

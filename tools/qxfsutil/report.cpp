@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "base/escape.h"
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/exit_code.h"
 
@@ -13,8 +14,20 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string line(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+/// Makes every text one that JSON can hold and that can be turned back.
+void makeReversible(Json& json) {
+    if (json.is_string()) {
+        json = base::reversible(json.get_ref<const std::string&>());
+    } else if (json.is_structured()) {
+        for (auto& part : json) {
+            makeReversible(part);
+        }
+    }
+}
+
+std::string line(Json json) {
+    makeReversible(json);
+    return json.dump() + '\n';
 }
 
 std::string modeText(mode_t mode) {
@@ -37,7 +50,7 @@ std::string findingAsText(const std::string& area, const qxfs::Finding& finding)
     } else if (kind.repair[0] != '\0') {
         text += std::string("; a repair would: ") + kind.repair;
     }
-    return text + '\n';
+    return base::printable(text) + '\n';
 }
 
 std::string findingAsJson(const std::string& area, const qxfs::Finding& finding) {
@@ -84,7 +97,7 @@ std::string summaryAsText(const qxfs::CheckSummary& summary) {
     if (!summary.undoRecord.empty()) {
         text += "; undo with: qxfsutil undo " + summary.undoRecord;
     }
-    return text + '\n';
+    return base::printable(text) + '\n';
 }
 
 std::string summaryAsJson(const qxfs::CheckSummary& summary) {
@@ -103,10 +116,10 @@ std::string summaryAsJson(const qxfs::CheckSummary& summary) {
 }
 
 std::string indexedAsText(const std::string& area, const qxfs::IndexOutcome& outcome) {
-    std::string text = area + ": " + qxfs::indexResultName(outcome.result) + ": " +
+    std::string text = base::printable(area) + ": " + qxfs::indexResultName(outcome.result) + ": " +
                        dirindex::escaped(outcome.path) + '\n';
     for (const auto& reason : outcome.reasons) {
-        text += "    " + reason + '\n';
+        text += "    " + base::printable(reason) + '\n';
     }
     return text;
 }
@@ -132,7 +145,7 @@ std::string statAsText(const std::string& name, const dirindex::IndexStat& stat)
                   stat.usedBuckets, stat.longestChain, "gaps",
                   static_cast<unsigned long long>(stat.gapBytes), "bytes per entry",
                   stat.bytesPerEntry, "checksum", dirindex::checksumName(stat.checksum));
-    return name + "\n" + text;
+    return base::printable(name) + "\n" + text;
 }
 
 std::string statAsJson(const std::string& name, const dirindex::IndexStat& stat) {
@@ -197,6 +210,10 @@ std::string undoneAsJson(const std::string& area, std::size_t changes) {
 
 std::string clonedAsJson(const std::string& area, std::uint64_t changed) {
     return line({{"area", area}, {"changed", changed}});
+}
+
+std::string noteAsJson(const std::string& what, const std::string& message) {
+    return line({{"note", what}, {"message", message}});
 }
 
 std::string failureAsJson(const std::string& what, const std::string& message) {

@@ -10,7 +10,8 @@
 
 namespace qxfsutil {
 
-// Every line below ends in a newline. Bytes that are no valid UTF-8 become U+FFFD in JSON.
+// Every line below ends in a newline. In JSON, a byte that is not UTF-8 becomes "\xNN" and a
+// backslash becomes two.
 std::string findingAsText(const std::string& area, const qxfs::Finding& finding);
 std::string findingAsJson(const std::string& area, const qxfs::Finding& finding);
 std::string kindAsText(const qxfs::FindingKind& kind);
@@ -28,6 +29,7 @@ std::string seenAsJson(const qxfs::SeenEntry& entry);
 std::string templateAsJson(const std::string& file);
 std::string undoneAsJson(const std::string& area, std::size_t changes);
 std::string clonedAsJson(const std::string& area, std::uint64_t changed);
+std::string noteAsJson(const std::string& what, const std::string& message);
 std::string failureAsJson(const std::string& what, const std::string& message);
 
 }  // namespace qxfsutil

@@ -12,10 +12,11 @@
 #include <vector>
 
 #include "QXA/QXATemplate.h"
+#include "layout/paths.h"
 
 namespace QXA::tem {
 
-inline constexpr const char* kAreaStateName = ".qxtemplates";
+inline constexpr const char* kAreaStateName = qxnode::kAreaState;
 
 /// One entry that a template put into a container's root. It describes itself, so that it can be
 /// made again, or told from one that the container changed, without the template.

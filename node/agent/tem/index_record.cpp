@@ -23,7 +23,7 @@ namespace {
 // Names without "@" are no template's.
 constexpr const char* kIndexesName = "indexes";
 constexpr const char* kShortcutsName = "shortcuts";
-constexpr const char* kPlainName = "plain";
+constexpr const char* kPlainName = qxnode::kPlainRecord;
 constexpr std::size_t kMaxSize = std::size_t{1} << 30;
 
 // As short as a name can be: a path that holds an entry of a template leaves room for it.

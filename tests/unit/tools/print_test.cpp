@@ -37,8 +37,8 @@ TEST(PrintTest, aTableHasOneLineForEachPackage) {
 }
 
 TEST(PrintTest, aReasonIsOneLine) {
-    const auto said = qx_test::captured(
-        [] { printFailure({}, "install", "a\nqxa: done\033[m", kExitFailed); });
+    const auto said =
+        qx_test::captured([] { printFailure({}, "install", "a\nqxa: done\033[m", kExitFailed); });
     EXPECT_EQ("qxa: install: a\\x0aqxa: done\\x1b[m\n", said.err);
 }
 
