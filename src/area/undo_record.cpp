@@ -16,6 +16,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <utility>
 
 #include "base/content.h"
 #include "base/durable.h"
@@ -30,7 +31,7 @@ using Json = nlohmann::json;
 constexpr std::array kStateNames{"absent", "regular", "symlink", "other"};
 
 /// The version of the form. One that is newer may say what this program does not understand.
-constexpr int kVersion = 1;
+constexpr std::uint64_t kVersion = 1;
 
 std::string hexOf(std::string_view bytes) {
     std::string text;
@@ -54,8 +55,21 @@ Json timeJson(const timespec& time) {
     return {time.tv_sec, time.tv_nsec};
 }
 
+/// A number that its field holds; the library would cut others.
+template <typename Number>
+Number numberOf(const Json& json) {
+    const bool holds =
+        json.is_number_unsigned()
+            ? std::in_range<Number>(json.get<std::uint64_t>())
+            : json.is_number_integer() && std::in_range<Number>(json.get<std::int64_t>());
+    if (!holds) {
+        throw std::invalid_argument("something else than a number of the field's range");
+    }
+    return json.get<Number>();
+}
+
 timespec timeOf(const Json& json) {
-    return {json.at(0).get<time_t>(), json.at(1).get<long>()};
+    return {numberOf<time_t>(json.at(0)), numberOf<long>(json.at(1))};
 }
 
 /// All but the content, which may be large and is written by itself.
@@ -76,9 +90,9 @@ PathState stateOf(const Json& json) {
         throw std::invalid_argument("unknown kind '" + kind + "'");
     }
     state.kind = static_cast<PathState::Kind>(found - kStateNames.begin());
-    state.mode = json.at("mode");
-    state.uid = json.at("uid");
-    state.gid = json.at("gid");
+    state.mode = numberOf<std::uint32_t>(json.at("mode"));
+    state.uid = numberOf<std::uint32_t>(json.at("uid"));
+    state.gid = numberOf<std::uint32_t>(json.at("gid"));
     state.accessed = timeOf(json.at("atime"));
     state.modified = timeOf(json.at("mtime"));
     state.content = bytesOf(json.at("content"));
@@ -259,7 +273,8 @@ bool readRecord(const std::string& file, RecordedChanges& changes, std::string& 
             const auto json = Json::parse(line);
             if (number == 1) {
                 changes.area = bytesOf(json.at("area"));
-                newer = json.value("version", kVersion) > kVersion;
+                newer = json.contains("version") &&
+                        numberOf<std::uint64_t>(json.at("version")) > kVersion;
             } else {
                 changes.steps.push_back(stepOf(json));
             }

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "tests/support/area_builder.h"
 #include "tests/support/temp_dir.h"
@@ -135,6 +136,20 @@ TEST_F(Undo, refusesARecordWithOtherThanHexadecimalDigits) {
     EXPECT_FALSE(readRecord(m_file, changes, error));
 
     EXPECT_NE(std::string::npos, error.find("hexadecimal digits"));
+}
+
+TEST_F(Undo, refusesNumbersThatTheirFieldsDoNotHold) {
+    write(stepFor(m_folder.write("area/a", "x")));
+    const std::string written = qx_test::read_file(m_file);
+    for (const char* number : {"-1", "4294967296", "1e300", "1.5", "\"7\"", "null"}) {
+        const std::regex mode(R"("uid":\d+)");
+        std::ofstream(m_file) << std::regex_replace(written, mode,
+                                                    std::string("\"uid\":") + number);
+        RecordedChanges changes;
+        std::string error;
+        EXPECT_FALSE(readRecord(m_file, changes, error)) << number;
+        EXPECT_NE(std::string::npos, error.find("number of the field's range")) << error;
+    }
 }
 
 TEST_F(Undo, refusesARecordThatIsNotThere) {
