@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -386,6 +387,26 @@ TEST(Checks, runAtOnceInThreadsOfOneProcess) {
     }
     for (int i = 0; i < kAreas; ++i) {
         EXPECT_THAT(found[i], ElementsAre("name-not-indexed /bin/new" + std::to_string(i)));
+    }
+}
+
+TEST(PlantedLink, neverLeadsTheReadingOfAnIndexElsewhere) {
+    constexpr int kChecks = 500;
+    IndexedArea area;
+    const qx_test::TempDir outside;
+    write(outside.path("._qxlnk_."), "no index, but long enough for one");
+    const auto link = area.area().privateDir + "/link";
+    const auto directory = area.path("bin");
+    fs::create_directory_symlink(outside.path(), link);
+    const std::jthread swapping([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            renameat2(AT_FDCWD, link.c_str(), AT_FDCWD, directory.c_str(), RENAME_EXCHANGE);
+        }
+    });
+    for (int i = 0; i < kChecks; ++i) {
+        for (const auto& found : checkDirectory(area.area(), "/bin").findings) {
+            ASSERT_EQ(FindingCode::directoryUnreadable, found.finding.code);
+        }
     }
 }
 
