@@ -75,21 +75,22 @@ bool replaceFile(const std::string& path, std::string_view content, std::string&
 }
 
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
-                      mode_t mode, std::string beside) {
+                      mode_t mode, std::string beside, int staging) {
     if (beside.empty()) {
         beside = "." + name + ".new";
     }
+    const int where = staging < 0 ? directory : staging;
     // Left by a writer that was killed: writers are alone under their lock.
-    if (unlinkat(directory, beside.c_str(), 0) != 0 && errno != ENOENT) {
+    if (unlinkat(where, beside.c_str(), 0) != 0 && errno != ENOENT) {
         return false;
     }
-    const Fd file = openBelow(directory, beside, O_WRONLY | O_CREAT | O_EXCL, 0600);
+    const Fd file = openBelow(where, beside, O_WRONLY | O_CREAT | O_EXCL, 0600);
     const bool renamed = file && base::writeContent(file.get(), content) &&
                          fchmod(file.get(), mode) == 0 && fsync(file.get()) == 0 &&
-                         renameat2(directory, beside.c_str(), directory, name.c_str(), 0) == 0;
+                         renameat2(where, beside.c_str(), directory, name.c_str(), 0) == 0;
     if (!renamed) {
         const int reason = errno;
-        unlinkat(directory, beside.c_str(), 0);
+        unlinkat(where, beside.c_str(), 0);
         errno = reason;
         return false;
     }

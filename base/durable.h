@@ -46,11 +46,12 @@ bool replaceFile(const std::string& path, std::string_view content, std::string&
 
 /// Writes a file beside, flushes it, and renames it to `name` in the opened `directory`. The
 /// temporary name is always the same, so callers hold a lock against other writers.
-/// @param beside  the temporary name; "." + name + ".new" when empty.
+/// @param beside   the temporary name; "." + name + ".new" when empty.
+/// @param staging  an opened directory that has the temporary name instead; -1: `directory` has it.
 /// False with errno, and nothing is left beside; when only the directory could not be flushed, the
 /// file is in place all the same.
 bool writeFileDurably(int directory, const std::string& name, const std::string& content,
-                      mode_t mode = 0644, std::string beside = {});
+                      mode_t mode = 0644, std::string beside = {}, int staging = -1);
 
 /// The path of the folder that holds a path: "." for a name alone, "/" for what is in the root.
 std::string folderOf(const std::string& path);

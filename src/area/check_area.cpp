@@ -49,15 +49,15 @@ CheckSummary checkArea(const Area& area, const RepairPolicy& policy, UndoRecord&
     std::set<std::string> missing;
     walkArea([&](const std::string& path) {
         auto check = checkDirectory(area, path, templates);
+        if (policy.mode != RepairMode::report && !check.findings.empty()) {
+            auto failures = DirectoryRepair(area, check, undo).run(policy);
+            std::move(failures.begin(), failures.end(), std::back_inserter(summary.failures));
+        }
         // Each directory that refers to a missing template says so; once is enough.
         std::erase_if(check.findings, [&](const DirectoryFinding& found) {
             return found.finding.code == FindingCode::templateMissing &&
                    !missing.insert(found.finding.templateFile).second;
         });
-        if (policy.mode != RepairMode::report && !check.findings.empty()) {
-            auto failures = DirectoryRepair(area, check, undo).run(policy);
-            std::move(failures.begin(), failures.end(), std::back_inserter(summary.failures));
-        }
         for (const auto& found : check.findings) {
             sink(found.finding);
         }

@@ -16,6 +16,8 @@
 
 #include "base/open_below.h"
 #include "src/area/check_context.h"
+#include "src/inode_flags.h"
+#include "src/qxfsutil.h"
 
 namespace qxfs {
 
@@ -100,6 +102,15 @@ bool CheckContext::isMounted(const DirectoryItem& item) {
     }
     m_faulty[placeOf(item)] = true;
     return true;
+}
+
+bool mustStay(int directory, const DirectoryItem& item, const struct stat& templateInfo) {
+    if (item.info.st_nlink > 1 || compare_stat(&item.info, &templateInfo) != 0) {
+        return true;
+    }
+    const auto file =
+        item.isSymlink() ? base::Fd() : base::openSuspect(directory, item.name.c_str(), O_RDONLY);
+    return file && has_user_flags(file.get());
 }
 
 std::uint32_t ownTag(const struct stat& info) {

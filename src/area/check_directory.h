@@ -38,6 +38,11 @@ struct DirectoryCheck {
 DirectoryCheck checkDirectory(const Area& area, const std::string& path, TemplateLookup& templates);
 DirectoryCheck checkDirectory(const Area& area, const std::string& path);
 
+/// True when a link stands in place on purpose although the index describes it: other names lead to
+/// it, or it has attributes of its own that the index cannot hold.
+/// @param directory  opened; it holds the item.
+bool mustStay(int directory, const DirectoryItem& item, const struct stat& templateInfo);
+
 /// Inode tags as an index holds them.
 std::uint32_t ownTag(const struct stat& info);
 std::uint32_t templateTag(const struct stat& info);

@@ -10,7 +10,6 @@
 #include "base/open_below.h"
 #include "base/tree.h"
 #include "src/area/check_context.h"
-#include "src/inode_flags.h"
 #include "src/qxfsutil.h"
 
 namespace qxfs {
@@ -203,7 +202,7 @@ private:
             }
         } else {
             checkTags(entry, place, state, sameLink);
-            if (sameLink && !mustStay(*item, state.info)) {
+            if (sameLink && !mustStay(m_context.directory, *item, state.info)) {
                 m_context.add(FindingCode::linkLeft, entry.name, file, {}, place);
             }
         }
@@ -235,18 +234,6 @@ private:
         const auto other = lookUpTemplate(m_context.area, link);
         return qxfs::is_magic_link(link.c_str()) && other.exists &&
                !isSameFile(other.info, state.info);
-    }
-
-    /// True when a link stands in place on purpose although the index describes it: other names
-    /// lead to it, or it has attributes of its own that the index cannot hold.
-    [[nodiscard]] bool mustStay(const DirectoryItem& item, const struct stat& templateInfo) const {
-        if (item.info.st_nlink > 1 || compare_stat(&item.info, &templateInfo) != 0) {
-            return true;
-        }
-        const auto file = item.isSymlink()
-                              ? base::Fd()
-                              : base::openSuspect(m_context.directory, item.name.c_str(), O_RDONLY);
-        return file && has_user_flags(file.get());
     }
 
     void checkOwnEntry(const dirindex::IndexEntry& entry, std::size_t place,

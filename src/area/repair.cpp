@@ -1,10 +1,10 @@
 // Repairs of one directory, in an order that loses nothing when it is cut short:
-//   1. decide about every finding;
-//   2. remove what an interrupted run left, move damaged items aside;
-//   3. write the new index beside the old one, check it, and rename it over;
-//   4. remove links that the new index describes;
-//   5. set the directory's mark and the attributes of links.
-// Every change is written to the undo record, and that to the device, before it is made.
+//   1. decide about every finding, and plan the new index;
+//   2. write down what everything was that may be changed, and flush that;
+//   3. remove what an interrupted run left, move damaged items aside;
+//   4. write the new index beside the old one, check it, and rename it over;
+//   5. remove links that the new index describes, correct others;
+//   6. set the directory's mark and the attributes of links.
 #include "src/area/repair.h"
 
 #include <fcntl.h>
@@ -13,14 +13,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
+#include <iterator>
 
-#include "base/content.h"
+#include "base/durable.h"
 #include "src/area/confined.h"
-#include "src/area/lost_files.h"
-#include "src/qxfsutil.h"
 
 namespace qxfs {
 
@@ -30,10 +27,15 @@ namespace {
 bool isIndexFinding(FindingCode code) {
     using enum FindingCode;
     switch (code) {
+        case indexWrongType:
+        case indexDamaged:
+        case indexOfOther:
+        case indexTableWrong:
+        case indexLinkDamaged:
         case checksumWrong:
         case checksumAbsent:
-        case indexDamaged:
         case linkLost:
+        case linkOutside:
         case templateTypeChanged:
         case templateInodeChanged:
         case entryGone:
@@ -58,15 +60,15 @@ Disposal RepairPolicy::decide(const Finding& finding) const {
     if (mode == RepairMode::ask) {
         return ask ? ask(finding) : Disposal::leave;
     }
-    if (mode == RepairMode::preen && !kind.preen) {
+    if ((mode == RepairMode::preen && !kind.preen) ||
+        (finding.code == FindingCode::attributesDiffer && !setAttributes)) {
         return Disposal::leave;
     }
     return kind.question == Question::dispose ? Disposal::moveAside : Disposal::repair;
 }
 
 std::vector<std::string> DirectoryRepair::run(const RepairPolicy& policy) {
-    const auto decisions = decideAll(policy);
-    if (decisions.empty()) {
+    if (!decideAll(policy)) {
         return {};
     }
     m_directory = openDirectory(m_area, m_check.path);
@@ -74,328 +76,299 @@ std::vector<std::string> DirectoryRepair::run(const RepairPolicy& policy) {
         fail("open", ".");
         return std::move(m_failures);
     }
-    const WorkingDirectory here(m_directory.get());
-    if (here.entered()) {
-        repairAll(decisions);
-    } else {
-        fail("work in", ".");
+    m_lost.emplace(m_area, m_check.path, m_directory.get());
+    m_index.emplace(m_area, m_check, m_directory.get(), policy.dropMissing);
+    m_index->mend();
+    m_marked = m_check.listing.isMarked();
+    for (const auto& [found, disposal] : m_decisions) {
+        plan(*found, disposal);
     }
+    recordAll();
+    if (m_undo.flush()) {
+        applyAll();
+    } else {
+        fail("flush the undo record of", ".");
+    }
+    auto told = m_index->takeTold();
+    std::move(told.begin(), told.end(), std::back_inserter(m_check.findings));
     return std::move(m_failures);
 }
 
-std::vector<DirectoryRepair::Decision> DirectoryRepair::decideAll(const RepairPolicy& policy) {
-    std::vector<Decision> decisions;
+/// @return false when nothing is to be done.
+bool DirectoryRepair::decideAll(const RepairPolicy& policy) {
     for (auto& found : m_check.findings) {
         const auto disposal = policy.decide(found.finding);
         if (disposal != Disposal::leave) {
-            decisions.push_back({&found, disposal});
+            m_decisions.emplace_back(&found, disposal);
         }
     }
-    return decisions;
+    return !m_decisions.empty();
 }
 
-void DirectoryRepair::repairAll(const std::vector<Decision>& decisions) {
-    if (m_check.index.has_value()) {
-        m_dropped.assign(m_check.index->entries.size(), false);
-        m_entries = m_check.index->entries;
-    }
-    std::vector<DirectoryFinding*> later;
-    for (const auto& [found, disposal] : decisions) {
-        // The place of a left-over is wanted for the new index.
-        if (disposal == Disposal::remove || found->finding.code == FindingCode::temporaryLeft) {
-            removeItem(*found);
-        } else if (disposal == Disposal::moveAside) {
-            moveAside(*found);
-        } else if (isIndexFinding(found->finding.code)) {
-            planEntry(*found);
-        } else {
-            later.push_back(found);
-        }
-    }
-    writeIndex();
-    for (auto* found : later) {
-        repairItem(*found);
-    }
-}
-
-void DirectoryRepair::planEntry(DirectoryFinding& found) {
+void DirectoryRepair::plan(DirectoryFinding& found, Disposal disposal) {
     using enum FindingCode;
-    m_rewrite = true;
-    m_byIndex.push_back(&found);
-    const auto place = found.entry;
+    const auto code = found.finding.code;
     const auto* item = m_check.listing.find(found.name);
-    switch (found.finding.code) {
-        case indexDamaged:
-            rebuildIndex();
-            break;
-        case linkLost:
-            recoverOrDrop(place);
-            break;
-        case entryGone:
-        case entryDouble:
-        case entryNameBad:
-            m_dropped[place] = true;
-            break;
-        case templateTypeChanged:
-        case templateInodeChanged:
-            takeTemplateState(m_entries[place]);
-            break;
-        case entryTypeChanged:
-        case entryInodeChanged:
-            takeOwnState(m_entries[place]);
-            break;
-        case nameNotIndexed:
-            if (const auto entry = item == nullptr ? entryOfDots(found.name) : entryOf(*item)) {
-                m_entries.push_back(*entry);
-                m_dropped.push_back(false);
-            }
-            break;
+    if (isIndexFinding(code) || m_index->wasMistaken(found)) {
+        return planIndex(found);
+    }
+    switch (code) {
+        case markMissing:
+        case indexMissing:
+            m_marked = code == markMissing;
+            m_marks.push_back(&found);
+            return;
+        case linkLeft:
+            m_links.push_back(&found);
+            return;
+        case shortcutDamaged:
+            m_texts.push_back(&found);
+            return;
+        case attributesDiffer:
+            m_attributes.push_back(&found);
+            return;
         default:
             break;
     }
-}
-
-void DirectoryRepair::takeTemplateState(dirindex::IndexEntry& entry) {
-    const auto state = lookUpTemplate(m_area, *entry.link + "/" + entry.name);
-    entry.type = qxfs::entry_type(state.info.st_mode);
-    entry.ino = templateTag(state.info);
-}
-
-void DirectoryRepair::takeOwnState(dirindex::IndexEntry& entry) {
-    struct stat info {};
-    if (lstat(entry.name.c_str(), &info) == 0) {
-        entry.type = qxfs::entry_type(info.st_mode);
-        entry.ino = ownTag(info);
+    // What a record cannot bring back is moved aside even if it was to be removed.
+    const bool plain = item == nullptr || S_ISREG(item->info.st_mode) || item->isSymlink();
+    const bool remove = disposal == Disposal::remove || code == temporaryLeft;
+    (remove && plain ? m_removals : m_moves).push_back(&found);
+    if (found.name == dirindex::kIndexName) {
+        m_marked = false;
     }
 }
 
-bool DirectoryRepair::hasEntry(const std::string& name) const {
-    return std::any_of(m_entries.begin(), m_entries.end(),
-                       [&](const dirindex::IndexEntry& entry) { return entry.name == name; });
+void DirectoryRepair::planIndex(DirectoryFinding& found) {
+    // Too large to be written down, or nothing that could be: it makes room for the new one.
+    const bool wrongType = found.finding.code == FindingCode::indexWrongType;
+    const auto* item = m_check.listing.find(dirindex::kIndexName);
+    if (wrongType || (found.finding.code == FindingCode::indexDamaged && item != nullptr &&
+                      static_cast<std::uint64_t>(item->info.st_size) > kMaxRecordedContent)) {
+        found.name = dirindex::kIndexName;
+        m_moves.push_back(&found);
+    }
+    if (!wrongType || m_marked) {
+        m_index->plan(found);
+        m_byIndex.push_back(&found);
+    }
 }
 
-/// A damaged name is found again by the inode tag, which is that of the template file.
-void DirectoryRepair::recoverOrDrop(std::size_t place) {
-    auto& entry = m_entries[place];
-    m_dropped[place] = true;
-    std::error_code failure;
-    for (const auto& candidate :
-         std::filesystem::directory_iterator(m_area.templateFile(*entry.link), failure)) {
-        const auto name = candidate.path().filename().string();
-        const auto state = lookUpTemplate(m_area, *entry.link + "/" + name);
-        if (state.exists && templateTag(state.info) == entry.ino && !hasEntry(name) &&
-            m_check.listing.find(name) == nullptr) {
-            entry.name = name;
-            entry.type = qxfs::entry_type(state.info.st_mode);
-            m_dropped[place] = false;
-            return;
+bool DirectoryRepair::isMoved(const std::string& name) const {
+    return std::any_of(m_moves.begin(), m_moves.end(),
+                       [&](const DirectoryFinding* found) { return found->name == name; });
+}
+
+bool DirectoryRepair::isGone(const std::string& name) const {
+    return std::binary_search(m_gone.begin(), m_gone.end(), name);
+}
+
+/// Writes down what is to be changed, and leaves what could not be written down.
+void DirectoryRepair::recordAll() {
+    std::string error;
+    keepRecorded(m_removals);
+    std::erase_if(m_moves, [&](const DirectoryFinding* found) {
+        const bool recorded = m_lost->record(found->name, m_undo, error);
+        if (!recorded) {
+            m_failures.push_back(error);
+        }
+        return !recorded;
+    });
+    recordIndex();
+    keepRecorded(m_links);
+    keepRecorded(m_texts);
+    keepRecorded(m_attributes);
+    if (m_marked != m_check.listing.isMarked() && !record(".", false)) {
+        m_marked = m_check.listing.isMarked();
+        m_marks.clear();
+    }
+}
+
+void DirectoryRepair::recordIndex() {
+    std::vector<std::string> names;
+    for (const auto* findings : {&m_removals, &m_moves}) {
+        for (const auto* found : *findings) {
+            names.push_back(found->name);
         }
     }
-}
-
-std::optional<dirindex::IndexEntry> DirectoryRepair::entryOf(const DirectoryItem& item) const {
-    if (item.failure != 0) {
-        return std::nullopt;
-    }
-    dirindex::IndexEntry entry;
-    entry.name = item.name;
-    entry.type = qxfs::entry_type(item.info.st_mode);
-    entry.ino = ownTag(item.info);
-    const auto slash = item.link.rfind('/');
-    // Only a link whose template file has the same name can be found again through an index.
-    if (!item.isLink() || !m_area.looksAtTemplates() || slash < 3 ||
-        item.link.substr(slash + 1) != item.name) {
-        return entry;
-    }
-    const auto state = lookUpTemplate(m_area, item.link);
-    if (state.exists) {
-        entry.type = qxfs::entry_type(state.info.st_mode);
-        entry.ino = templateTag(state.info);
-        entry.link = item.link.substr(0, slash);
-    }
-    return entry;
-}
-
-/// The directory itself or the one above it, which no listing holds.
-std::optional<dirindex::IndexEntry> DirectoryRepair::entryOfDots(const std::string& dots) const {
-    DirectoryItem item;
-    item.name = dots;
-    return lstat(dots.c_str(), &item.info) == 0 ? entryOf(item) : std::nullopt;
-}
-
-void DirectoryRepair::rebuildIndex() {
-    m_entries.clear();
-    for (const char* dots : {".", ".."}) {
-        if (const auto entry = entryOfDots(dots)) {
-            m_entries.push_back(*entry);
-        }
-    }
-    for (const auto& item : m_check.listing.items) {
-        const bool system = item.name == dirindex::kIndexName ||
-                            item.name == dirindex::kPackageRefName ||
-                            item.name == dirindex::kNewIndexName;
-        if (const auto entry = system ? std::nullopt : entryOf(item)) {
-            m_entries.push_back(*entry);
-        }
-    }
-    addSalvaged();
-    m_dropped.assign(m_entries.size(), false);
-}
-
-void DirectoryRepair::addSalvaged() {
-    const auto bytes =
-        base::readSuspect(m_directory.get(), dirindex::kIndexName, kMaxRecordedContent);
-    if (!bytes) {
-        fail("read", dirindex::kIndexName);
+    std::sort(names.begin(), names.end());
+    if (!m_index->isChanged() && !m_index->holdsAny(names)) {
         return;
     }
-    for (auto& entry : dirindex::salvageEntries(*bytes)) {
-        const auto state = m_area.looksAtTemplates()
-                               ? lookUpTemplate(m_area, *entry.link + "/" + entry.name)
-                               : TemplateState{};
-        if (state.exists && !hasEntry(entry.name)) {
-            entry.type = qxfs::entry_type(state.info.st_mode);
-            entry.ino = templateTag(state.info);
-            m_entries.push_back(std::move(entry));
+    if (std::binary_search(names.begin(), names.end(), dirindex::kIndexName)) {
+        // By then it has made room.
+        auto step = stepFor(dirindex::kIndexName);
+        m_recordedIndex = readState(m_directory.get(), ".", false, step.parent) && m_undo.add(step);
+    } else {
+        m_recordedIndex = record(dirindex::kIndexName, true);
+    }
+    for (const auto& name : m_index->replacedLinks()) {
+        m_recordedIndex =
+            m_recordedIndex &&
+            (std::binary_search(names.begin(), names.end(), name) || record(name, true));
+    }
+}
+
+void DirectoryRepair::keepRecorded(Findings& findings) {
+    std::erase_if(findings,
+                  [this](const DirectoryFinding* found) { return !record(found->name, true); });
+}
+
+void DirectoryRepair::applyAll() {
+    removeItems();
+    moveItems();
+    writeIndex();
+    for (auto* found : m_links) {
+        if (unlinkat(m_directory.get(), found->name.c_str(), 0) == 0) {
+            found->finding.repaired = true;
+        } else {
+            fail("remove", found->name);
         }
     }
+    for (auto* found : m_texts) {
+        correctText(*found);
+    }
+    setMark();
+    for (auto* found : m_attributes) {
+        setAttributes(*found);
+    }
+    if (!base::flushDirectory(m_directory.get())) {
+        fail("flush", ".");
+    }
+}
+
+void DirectoryRepair::removeItems() {
+    for (auto* found : m_removals) {
+        if (unlinkat(m_directory.get(), found->name.c_str(), 0) == 0) {
+            found->finding.repaired = true;
+            m_gone.push_back(found->name);
+        } else {
+            fail("remove", found->name);
+        }
+    }
+}
+
+void DirectoryRepair::moveItems() {
+    std::string error;
+    for (auto* found : m_moves) {
+        if (m_lost->move(found->name, error)) {
+            found->finding.repaired = true;
+            m_gone.push_back(found->name);
+        } else {
+            m_failures.push_back(error);
+        }
+    }
+    if (!m_lost->flush(error)) {
+        m_failures.push_back(error);
+    }
+    std::sort(m_gone.begin(), m_gone.end());
+    if (isMoved(dirindex::kIndexName) && !isGone(dirindex::kIndexName)) {
+        m_marked = m_check.listing.isMarked();
+    }
+    // What lies in lost_files is not looked at any more.
+    std::erase_if(m_check.subdirectories, [this](const std::string& path) {
+        return isGone(path.substr(path.rfind('/') + 1));
+    });
 }
 
 void DirectoryRepair::writeIndex() {
-    if (!m_rewrite) {
+    m_index->dropGone(m_gone);
+    if (!m_index->isChanged() || !m_recordedIndex) {
         return;
     }
-    std::vector<dirindex::IndexEntry> kept;
-    for (std::size_t place = 0; place < m_entries.size(); ++place) {
-        if (!m_dropped[place]) {
-            kept.push_back(m_entries[place]);
-        }
-    }
-    if (!record(dirindex::kIndexName, true)) {
-        return;
-    }
+    // What had to make room and did not is not written over.
+    const bool inPlace = isMoved(dirindex::kIndexName) && !isGone(dirindex::kIndexName);
     std::string error;
-    if (!dirindex::replaceIndex(m_directory.get(), kept, error)) {
-        m_failures.push_back(m_area.absolute(m_check.path) + ": " + error);
+    if (inPlace ||
+        !dirindex::replaceIndex(m_directory.get(), m_index->finish(), error, staging().folder())) {
+        if (!inPlace) {
+            m_failures.push_back(m_area.absolute(m_check.path) + ": " + error);
+        }
         return;
     }
     for (auto* found : m_byIndex) {
         found->finding.repaired = true;
     }
+    removeReplaced();
 }
 
-void DirectoryRepair::repairItem(DirectoryFinding& found) {
-    using enum FindingCode;
-    switch (found.finding.code) {
-        case markMissing:
-            setMark(found, true);
-            break;
-        case indexMissing:
-            setMark(found, false);
-            break;
-        case linkLeft:
-            removeItem(found);
-            break;
-        case attributesDiffer:
-            setAttributes(found);
-            break;
-        default:
-            break;
-    }
-}
-
-void DirectoryRepair::dropEntriesOf(const std::string& name) {
-    if (!m_check.index.has_value() || !m_check.index->sound) {
-        return;
-    }
-    // The name is gone from the directory; the index must not show it any more, unless it shows a
-    // template file that stands behind the item.
-    for (std::size_t place = 0; place < m_entries.size(); ++place) {
-        const auto& entry = m_entries[place];
-        const bool behind = entry.link.has_value() && m_area.looksAtTemplates() &&
-                            lookUpTemplate(m_area, *entry.link + "/" + entry.name).exists;
-        if (entry.name == name && !behind) {
-            m_dropped[place] = true;
-            m_rewrite = true;
+void DirectoryRepair::removeReplaced() {
+    for (const auto& name : m_index->replacedLinks()) {
+        if (!isGone(name) && unlinkat(m_directory.get(), name.c_str(), 0) != 0) {
+            fail("remove", name);
         }
     }
 }
 
-void DirectoryRepair::removeItem(DirectoryFinding& found) {
-    const auto* item = m_check.listing.find(found.name);
-    if (item != nullptr && !S_ISREG(item->info.st_mode) && !item->isSymlink()) {
-        // What a record cannot bring back is moved aside instead.
-        moveAside(found);
+void DirectoryRepair::setMark() {
+    const auto bits = m_check.listing.info.st_mode & kPermissionMask;
+    if (m_marked == m_check.listing.isMarked()) {
         return;
     }
-    if (!record(found.name, true)) {
-        return;
-    }
-    if (unlink(found.name.c_str()) != 0) {
-        fail("remove", found.name);
-        return;
-    }
-    found.finding.repaired = true;
-    dropEntriesOf(found.name);
-}
-
-void DirectoryRepair::moveAside(DirectoryFinding& found) {
-    std::string error;
-    LostDirectory lost(m_area, m_check.path, m_directory.get());
-    if (!lost.record(found.name, m_undo, error)) {
-        m_failures.push_back(error);
-        return;
-    }
-    if (!m_undo.flush()) {
-        fail("record the state of", found.name);
-        return;
-    }
-    if (!lost.move(found.name, error) || !lost.flush(error)) {
-        m_failures.push_back(error);
-        return;
-    }
-    found.finding.repaired = true;
-    dropEntriesOf(found.name);
-}
-
-void DirectoryRepair::setMark(DirectoryFinding& found, bool marked) {
-    if (!record(".", false)) {
-        return;
-    }
-    const auto bits = m_check.listing.info.st_mode & qxfs::kPermissionMask;
-    if (fchmod(m_directory.get(), marked ? bits | qxfs::kIndexedBit : bits & ~qxfs::kIndexedBit) !=
-        0) {
+    if (fchmod(m_directory.get(), m_marked ? bits | kIndexedBit : bits & ~kIndexedBit) != 0) {
         fail("change the mode of", ".");
         return;
     }
-    found.finding.repaired = true;
+    for (auto* found : m_marks) {
+        found->finding.repaired = true;
+    }
 }
 
 void DirectoryRepair::setAttributes(DirectoryFinding& found) {
     const auto* item = m_check.listing.find(found.name);
-    auto state = lookUpTemplate(m_area, item->link);
-    if (!state.exists || !record(found.name, true)) {
+    const auto wanted = lookUpTemplate(m_area, item->link);
+    PathState state;
+    if (!wanted.exists || !readState(m_directory.get(), found.name, false, state)) {
         return;
     }
+    // A symbolic link has no permissions that could be set.
+    state.uid = wanted.info.st_uid;
+    state.gid = wanted.info.st_gid;
     if (!item->isSymlink()) {
-        state.info.st_mode |= S_ISVTX;
+        state.mode = (state.mode & S_IFMT) | (wanted.info.st_mode & kPermissionMask) | S_ISVTX;
     }
-    state.info.st_atim = item->info.st_atim;
-    state.info.st_mtim = item->info.st_mtim;
-    if (set_attr(found.name.c_str(), &state.info) != 0) {
+    if (!writeAttributes(m_directory.get(), found.name, state)) {
         fail("set the attributes of", found.name);
         return;
     }
     found.finding.repaired = true;
 }
 
-bool DirectoryRepair::record(const std::string& name, bool withContent) {
-    const bool itself = name == ".";
+/// Writes a link anew with the text that it must have had.
+void DirectoryRepair::correctText(DirectoryFinding& found) {
+    PathState state;
+    if (readState(m_directory.get(), found.name, true, state)) {
+        state.content = found.link;
+        found.finding.repaired = recreate(staging(), m_directory.get(), found.name, state);
+    }
+    if (!found.finding.repaired) {
+        fail("write", found.name);
+    }
+}
+
+/// Made when it is needed first.
+const Staging& DirectoryRepair::staging() {
+    if (!m_staging.has_value()) {
+        const base::Fd privateDir(
+            m_area.isPrivate()
+                ? open(m_area.privateDir.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)
+                : -1);
+        m_staging.emplace(privateDir.get());
+    }
+    return *m_staging;
+}
+
+UndoStep DirectoryRepair::stepFor(const std::string& name) const {
     UndoStep step;
-    step.path = m_area.absolute(itself ? m_check.path : joined(m_check.path, name));
+    step.path = m_area.absolute(name == "." ? m_check.path : joined(m_check.path, name));
+    return step;
+}
+
+bool DirectoryRepair::record(const std::string& name, bool withContent) {
+    auto step = stepFor(name);
     if (readState(m_directory.get(), name, withContent, step.state) &&
-        readState(m_directory.get(), itself ? ".." : ".", false, step.parent) && m_undo.add(step) &&
-        m_undo.flush()) {
+        readState(m_directory.get(), name == "." ? ".." : ".", false, step.parent) &&
+        m_undo.add(step)) {
         return true;
     }
     fail("record the state of", name);

@@ -2,12 +2,17 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/fd.h"
 #include "src/area/area.h"
 #include "src/area/check_directory.h"
+#include "src/area/index_repair.h"
+#include "src/area/lost_files.h"
+#include "src/area/staging.h"
 #include "src/area/undo_record.h"
 
 namespace qxfs {
@@ -37,14 +42,17 @@ struct RepairPolicy {
     RepairMode mode;
     /// Answers for each finding in the mode `ask`; without it, everything is left.
     std::function<Disposal(const Finding&)> ask;
+    /// Attributes that a container may have given its links are set only when this says so.
+    bool setAttributes = false;
     /// What belongs to a template that is missing as a whole is found and dropped like any other
     /// loss, instead of kept for the template's return.
     bool dropMissing = false;
 };
 
-/// Repairs the findings of one directory and marks those that were repaired. Works in that
-/// directory, opened without following a link, so that one that was planted since the check leads
-/// nowhere.
+/// Repairs the findings of one directory, marks those that were repaired, and adds what it lost on
+/// the way. Everything is written to the undo record, and that to the device, before the first
+/// change. Works in that directory, opened without following a link, so that one that was planted
+/// since the check leads nowhere.
 class DirectoryRepair {
 public:
     /// @param undo gets every change before it is made.
@@ -55,42 +63,48 @@ public:
     std::vector<std::string> run(const RepairPolicy& policy);
 
 private:
-    struct Decision {
-        DirectoryFinding* found;
-        Disposal disposal;
-    };
+    using Findings = std::vector<DirectoryFinding*>;
 
-    std::vector<Decision> decideAll(const RepairPolicy& policy);
-    void repairAll(const std::vector<Decision>& decisions);
-    void repairItem(DirectoryFinding& found);
-    void planEntry(DirectoryFinding& found);
-    void takeTemplateState(dirindex::IndexEntry& entry);
-    static void takeOwnState(dirindex::IndexEntry& entry);
-    void rebuildIndex();
-    void addSalvaged();
+    void plan(DirectoryFinding& found, Disposal disposal);
+    void planIndex(DirectoryFinding& found);
+    bool decideAll(const RepairPolicy& policy);
+    void recordAll();
+    void recordIndex();
+    void applyAll();
+    void removeItems();
+    void moveItems();
     void writeIndex();
-    void recoverOrDrop(std::size_t place);
-    void dropEntriesOf(const std::string& name);
-    void removeItem(DirectoryFinding& found);
-    void moveAside(DirectoryFinding& found);
-    void setMark(DirectoryFinding& found, bool marked);
+    void removeReplaced();
+    void setMark();
     void setAttributes(DirectoryFinding& found);
+    void correctText(DirectoryFinding& found);
+    void keepRecorded(Findings& findings);
+    [[nodiscard]] bool isMoved(const std::string& name) const;
+    [[nodiscard]] bool isGone(const std::string& name) const;
+
+    const Staging& staging();
+    UndoStep stepFor(const std::string& name) const;
     bool record(const std::string& name, bool withContent);
     void fail(const std::string& what, const std::string& name);
-
-    /// The entry that describes an item as it stands in place; none when no index can describe it.
-    std::optional<dirindex::IndexEntry> entryOf(const DirectoryItem& item) const;
-    std::optional<dirindex::IndexEntry> entryOfDots(const std::string& dots) const;
-    [[nodiscard]] bool hasEntry(const std::string& name) const;
 
     const Area& m_area;
     DirectoryCheck& m_check;
     UndoRecord& m_undo;
-    base::Fd m_directory;  ///< the directory, and the working directory of a run
-    std::vector<dirindex::IndexEntry> m_entries;  ///< of the new index
-    std::vector<bool> m_dropped;  ///< entries of the old index that the new one leaves out
-    std::vector<DirectoryFinding*> m_byIndex;  ///< repaired once the new index is in its place
-    bool m_rewrite = false;
+    std::vector<std::pair<DirectoryFinding*, Disposal>> m_decisions;
+    base::Fd m_directory;
+    std::optional<LostDirectory> m_lost;
+    std::optional<IndexRepair> m_index;
+    std::optional<Staging> m_staging;
+    Findings m_removals;
+    Findings m_moves;
+    Findings m_byIndex;  ///< repaired once the new index is in its place
+    Findings m_links;    ///< links that the old index describes
+    Findings m_texts;
+    Findings m_attributes;
+    Findings m_marks;
+    std::vector<std::string> m_gone;  ///< names that were removed or moved
+    bool m_marked = false;            ///< how the directory is to be
+    bool m_recordedIndex = false;
     std::vector<std::string> m_failures;
 };
 

@@ -3,9 +3,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
+#include "base/content.h"
+#include "base/durable.h"
 #include "base/open_below.h"
 #include "base/tree.h"
 
@@ -14,6 +18,41 @@ namespace qxfs {
 namespace {
 
 constexpr const char* kFolderName = ".qxfsutil";
+
+/// A name that nothing in the directory has. It is to be created exclusively.
+std::string freeName(int directory) {
+    const std::string name = "._qxlnk_.~";
+    struct stat info {};
+    for (unsigned number = 0;; ++number) {
+        auto free = name + std::to_string(number);
+        if (fstatat(directory, free.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+            return free;
+        }
+    }
+}
+
+bool make(int directory, const std::string& name, const PathState& state) {
+    if (state.kind == PathState::Kind::symlink) {
+        return symlinkat(state.content.c_str(), directory, name.c_str()) == 0;
+    }
+    const base::Fd file(openat(directory, name.c_str(),
+                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    return file && base::writeContent(file.get(), state.content) && fsync(file.get()) == 0;
+}
+
+bool recreateIn(int where, int directory, const std::string& name, const PathState& state) {
+    const auto beside = freeName(where);
+    if (make(where, beside, state) && writeAttributes(where, beside, state) &&
+        renameat(where, beside.c_str(), directory, name.c_str()) == 0) {
+        return base::flushDirectory(directory);
+    }
+    const int reason = errno;
+    if (reason != EEXIST) {
+        unlinkat(where, beside.c_str(), 0);
+    }
+    errno = reason;
+    return false;
+}
 
 }  // namespace
 
@@ -48,15 +87,11 @@ Staging::~Staging() {
     }
 }
 
-std::string Staging::freeName(int directory) {
-    const std::string name = "._qxlnk_.~";
-    struct stat info {};
-    for (unsigned number = 0;; ++number) {
-        auto free = name + std::to_string(number);
-        if (fstatat(directory, free.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            return free;
-        }
-    }
+bool recreate(const Staging& staging, int directory, const std::string& name,
+              const PathState& state) {
+    const int folder = staging.folder();
+    return (folder >= 0 && recreateIn(folder, directory, name, state)) ||
+           ((folder < 0 || errno == EXDEV) && recreateIn(directory, directory, name, state));
 }
 
 }  // namespace qxfs

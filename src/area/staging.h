@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/fd.h"
+#include "src/area/undo_record.h"
 
 namespace qxfs {
 
@@ -21,9 +22,6 @@ public:
     /// The folder; -1 when there is none: a file is then made beside its place.
     [[nodiscard]] int folder() const { return m_folder.get(); }
 
-    /// A name that nothing in `directory` has. It is to be created exclusively.
-    static std::string freeName(int directory);
-
 private:
     template <typename Work>
     void withoutTrace(const Work& work) const;
@@ -31,5 +29,10 @@ private:
     base::Fd m_privateDir;
     base::Fd m_folder;
 };
+
+/// Makes a regular file or symbolic link as the state says and renames it to `name` in an opened
+/// directory, which is flushed then. @return false with errno; nothing is left beside.
+bool recreate(const Staging& staging, int directory, const std::string& name,
+              const PathState& state);
 
 }  // namespace qxfs

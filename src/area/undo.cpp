@@ -5,12 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
-#include "base/content.h"
 #include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
@@ -22,37 +20,11 @@ namespace qxfs {
 namespace {
 
 bool setTimes(const Place& place, const PathState& state) {
-    const std::array times{state.accessed, state.modified};
-    return utimensat(place.directory.get(), place.name.c_str(), times.data(),
-                     AT_SYMLINK_NOFOLLOW) == 0;
+    return writeTimes(place.directory.get(), place.name, state);
 }
 
-/// Through the opened path, since a change by name could meet something else.
 bool setAttributes(const Place& place, const PathState& state) {
-    const base::Fd path(
-        openat(place.directory.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info {};
-    if (!path || fstat(path.get(), &info) != 0) {
-        return false;
-    }
-    if ((info.st_mode & S_IFMT) != (state.mode & S_IFMT)) {
-        errno = S_ISLNK(info.st_mode) ? ELOOP : EINVAL;
-        return false;
-    }
-    // The mode after the owner: a change of owner takes set-id bits away.
-    const auto itself = "/proc/self/fd/" + std::to_string(path.get());
-    return fchownat(path.get(), "", state.uid, state.gid, AT_EMPTY_PATH) == 0 &&
-           (S_ISLNK(state.mode) || chmod(itself.c_str(), state.mode & 07777) == 0) &&
-           setTimes(place, state);
-}
-
-bool make(const Place& place, const PathState& state) {
-    if (state.kind == PathState::Kind::symlink) {
-        return symlinkat(state.content.c_str(), place.directory.get(), place.name.c_str()) == 0;
-    }
-    const base::Fd file(openat(place.directory.get(), place.name.c_str(),
-                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    return file && base::writeContent(file.get(), state.content) && fsync(file.get()) == 0;
+    return writeAttributes(place.directory.get(), place.name, state);
 }
 
 class Undoer {
@@ -108,25 +80,7 @@ private:
         if (readState(place.directory.get(), place.name, true, now) && now.holdsSame(state)) {
             return setTimes(place, state);
         }
-        const int staging = m_staging.folder();
-        return (staging >= 0 && recreate(staging, place, state)) ||
-               ((staging < 0 || errno == EXDEV) && recreate(place.directory.get(), place, state));
-    }
-
-    /// Makes the path again in `where` and renames it to its place.
-    static bool recreate(int where, const Place& place, const PathState& state) {
-        const Place beside{base::Fd(dup(where)), Staging::freeName(where)};
-        if (!make(beside, state)) {
-            return false;
-        }
-        if (!setAttributes(beside, state) ||
-            renameat(where, beside.name.c_str(), place.directory.get(), place.name.c_str()) != 0) {
-            const int reason = errno;
-            unlinkat(where, beside.name.c_str(), 0);
-            errno = reason;
-            return false;
-        }
-        return base::flushDirectory(place.directory.get());
+        return recreate(m_staging, place.directory.get(), place.name, state);
     }
 
     bool moveBack(const UndoStep& step) {

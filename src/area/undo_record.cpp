@@ -205,6 +205,29 @@ bool readState(int directory, const std::string& name, bool withContent, PathSta
     return content.has_value();
 }
 
+bool writeTimes(int directory, const std::string& name, const PathState& state) {
+    const timespec times[2] = {state.accessed, state.modified};
+    return utimensat(directory, name.c_str(), times, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+// Through the opened path, since a change by name could meet something else.
+bool writeAttributes(int directory, const std::string& name, const PathState& state) {
+    const base::Fd path(openat(directory, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat info {};
+    if (!path || fstat(path.get(), &info) != 0) {
+        return false;
+    }
+    if ((info.st_mode & S_IFMT) != (state.mode & S_IFMT)) {
+        errno = S_ISLNK(info.st_mode) ? ELOOP : EINVAL;
+        return false;
+    }
+    // The mode after the owner: a change of owner takes set-id bits away.
+    const auto itself = "/proc/self/fd/" + std::to_string(path.get());
+    return fchownat(path.get(), "", state.uid, state.gid, AT_EMPTY_PATH) == 0 &&
+           (S_ISLNK(state.mode) || chmod(itself.c_str(), state.mode & 07777) == 0) &&
+           writeTimes(directory, name, state);
+}
+
 bool UndoRecord::open(const std::string& file, const std::string& area, std::string& error) {
     m_descriptor = base::Fd(::open(
         file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0600));

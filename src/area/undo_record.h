@@ -56,6 +56,11 @@ inline constexpr std::uint64_t kMaxRecordedContent = 256ULL << 20;
 /// large.
 bool readState(int directory, const std::string& name, bool withContent, PathState& state);
 
+/// Gives a name in an opened directory owner, mode and times of a state. Follows no link; something
+/// of another type is left as it is. @return false with errno.
+bool writeAttributes(int directory, const std::string& name, const PathState& state);
+bool writeTimes(int directory, const std::string& name, const PathState& state);
+
 /// Appends steps to a record. What could not be written whole is cut off again, so that a full disk
 /// leaves a record that can be read.
 class UndoRecord {

@@ -326,33 +326,19 @@ bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std:
     return Encoder(entries, bytes, error).run();
 }
 
-bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error) {
+bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error,
+                  int staging) {
     std::string bytes;
     if (entries.empty()) {
         error = "an index without entries cannot be read";
         return false;
     }
+    const auto write = [&](int where) {
+        return base::writeFileDurably(directory, kIndexName, bytes, 0644, kNewIndexName, where);
+    };
     return buildIndex(entries, bytes, error) &&
-           (base::writeFileDurably(directory, kIndexName, bytes, 0644, kNewIndexName) ||
+           (write(staging) || (staging >= 0 && errno == EXDEV && write(-1)) ||
             failed("write", kIndexName, error));
-}
-
-std::vector<IndexEntry> salvageEntries(const std::string& bytes) {
-    std::vector<IndexEntry> entries;
-    const dirindex::Reader reader(bytes.data(), bytes.size());
-    for (std::uint64_t place = 0; reader.has_head(place); place += dirindex::kAlignment) {
-        const auto record = reader.record(place);
-        const char* name = reader.name(record);
-        const char* link = (record.ino & 1U) != 0 ? reader.link_text(record.link) : nullptr;
-        if (name == nullptr || link == nullptr || name[0] == '\0' ||
-            strnlen(name, dirindex::kMaxNamelen + 1U) > dirindex::kMaxNamelen ||
-            strnlen(link, dirindex::kBlockSize) == dirindex::kBlockSize ||
-            std::strncmp(link, dirindex::kLinkPrefix, dirindex::kLinkPrefixLength) != 0) {
-            continue;
-        }
-        entries.push_back({record.type, record.ino, name, link});
-    }
-    return entries;
 }
 
 }  // namespace dirindex

@@ -57,12 +57,10 @@ IndexFile decodeIndex(std::string bytes);
 bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std::string& error);
 
 /// Writes an index for an opened directory: checked, beside its place, flushed, renamed.
+/// @param staging  an opened directory of the same file system in which the file is made, so that
+///                 its temporary name meets no other; -1: it is made in `directory`.
 /// @return false with the reason in `error`; the old index is then untouched.
-bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error);
-
-/// Template-backed entries that can still be made out in a damaged index file: every aligned place
-/// that looks like a record whose name and link string are whole. The caller tells which of them
-/// are true by looking at the template files.
-std::vector<IndexEntry> salvageEntries(const std::string& bytes);
+bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error,
+                  int staging = -1);
 
 }  // namespace dirindex

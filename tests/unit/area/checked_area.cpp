@@ -25,22 +25,32 @@ void CheckedArea::index(bool convert) {
     });
 }
 
-std::vector<std::string> CheckedArea::check(RepairMode mode) {
+std::vector<std::string> CheckedArea::run(const RepairPolicy& policy) {
     UndoRecord undo;
     std::string error;
-    if (mode != RepairMode::report) {
+    if (policy.mode != RepairMode::report) {
         m_undoFile = m_folder.path("undo" + std::to_string(++m_runs));
         EXPECT_TRUE(undo.open(m_undoFile, m_area.privateDir, error)) << error;
     }
     std::vector<std::string> found;
     m_summary = checkArea(
-        m_area, mode, undo,
+        m_area, policy, undo,
         [&](const Finding& finding) {
             found.push_back(std::string(kindOf(finding.code).name) + " " + finding.path);
         },
         [](const CheckSummary&) {});
+    return found;
+}
+
+std::vector<std::string> CheckedArea::check(const RepairPolicy& policy) {
+    auto found = run(policy);
     EXPECT_THAT(m_summary.failures, testing::IsEmpty());
     return found;
+}
+
+std::vector<std::string> CheckedArea::checkFailing(const RepairPolicy& policy) {
+    run(policy);
+    return m_summary.failures;
 }
 
 void CheckedArea::undo() const {

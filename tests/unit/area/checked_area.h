@@ -29,7 +29,9 @@ public:
     void index(bool convert = false);
 
     /// Kind and path of everything that a check finds. One that repairs leaves an undo record.
-    std::vector<std::string> check(qxfs::RepairMode mode = qxfs::RepairMode::report);
+    std::vector<std::string> check(const qxfs::RepairPolicy& policy = qxfs::RepairMode::report);
+    /// The same, of a check that may fail: why it did.
+    std::vector<std::string> checkFailing(const qxfs::RepairPolicy& policy);
     /// Of the last check.
     [[nodiscard]] const qxfs::CheckSummary& summary() const { return m_summary; }
     /// Undoes the last repairing check.
@@ -42,6 +44,8 @@ public:
                      const std::function<void(dirindex::IndexEntry&)>& change) const;
 
 private:
+    std::vector<std::string> run(const qxfs::RepairPolicy& policy);
+
     qx_test::TempDir m_folder;
     qx_test::AreaBuilder m_builder;
     qxfs::Area m_area;
