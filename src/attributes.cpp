@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "src/index/area_format.h"
+#include "src/index/scan.h"
 #include "src/qxfsutil.h"
 
 namespace {
@@ -51,8 +52,5 @@ int set_attr(const char* path, const struct stat* st) {
 }
 
 int compare_stat(const struct stat* a, const struct stat* b) {
-    const auto bits = [](const struct stat* st) {
-        return (st->st_mode & qxfs::kPermissionMask) | qxfs::kShortcutBit;
-    };
-    return a->st_uid == b->st_uid && a->st_gid == b->st_gid && bits(a) == bits(b) ? 0 : 1;
+    return dirindex::sameAttributes(*a, *b) ? 0 : 1;
 }

@@ -6,7 +6,7 @@
 
 #include "base/fd.h"
 #include "base/open_below.h"
-#include "src/inode_flags.h"
+#include "src/index/scan.h"
 #include "src/qxfsutil.h"
 
 namespace {
@@ -25,17 +25,6 @@ bool read_flags(int fd, unsigned& flags) {
 
 }  // namespace
 
-// A file system marks every file with flags of its own layout (extents and the like), which say
-// nothing about the file: only what a user can set counts.
-unsigned qxfs::user_flags(unsigned flags) {
-    return flags & FS_FL_USER_MODIFIABLE;
-}
-
-bool qxfs::has_user_flags(int fd) {
-    unsigned flags = 0;
-    return read_flags(fd, flags) && user_flags(flags) != 0;
-}
-
 int get_eattr(const char* path, unsigned* flags) {
     const base::Fd fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     return fd && read_flags(fd.get(), *flags) ? 0 : -1;
@@ -53,7 +42,7 @@ int check_eattr(const char* path) {
     if (get_eattr(path, &flags) != 0) {
         return -1;
     }
-    return qxfs::user_flags(flags) != 0 ? 1 : 0;
+    return dirindex::userFlags(flags) != 0 ? 1 : 0;
 }
 
 int copy_eattr(const char* from, const char* to) {
@@ -68,7 +57,7 @@ int copy_eattr(const char* from, const char* to) {
     if (get_eattr(from, &flags) != 0) {
         return -1;
     }
-    if (qxfs::user_flags(flags) == 0) {
+    if (dirindex::userFlags(flags) == 0) {
         return 0;
     }
     // The target keeps its file system's own flags: clearing the one for extents, say, would ask
@@ -77,6 +66,6 @@ int copy_eattr(const char* from, const char* to) {
     if (get_eattr(to, &target_flags) != 0) {
         return -1;
     }
-    const unsigned kept = target_flags & ~qxfs::user_flags(target_flags);
-    return set_eattr(to, kept | qxfs::user_flags(flags));
+    const unsigned kept = target_flags & ~dirindex::userFlags(target_flags);
+    return set_eattr(to, kept | dirindex::userFlags(flags));
 }

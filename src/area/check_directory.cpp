@@ -16,7 +16,7 @@
 
 #include "base/open_below.h"
 #include "src/area/check_context.h"
-#include "src/inode_flags.h"
+#include "src/index/scan.h"
 #include "src/qxfsutil.h"
 
 namespace qxfs {
@@ -110,7 +110,7 @@ bool mustStay(int directory, const DirectoryItem& item, const struct stat& templ
     }
     const auto file =
         item.isSymlink() ? base::Fd() : base::openSuspect(directory, item.name.c_str(), O_RDONLY);
-    return file && has_user_flags(file.get());
+    return file && dirindex::hasUserFlags(file.get());
 }
 
 std::uint32_t ownTag(const struct stat& info) {

@@ -1,107 +1,28 @@
-// Creates indexes bottom up. What the library's own operation leaves behind when it is interrupted
-// is recognised here by the directory's mark, which it sets last:
+// Creates indexes bottom up. What an interrupted run leaves behind is told by the directory's mark.
+// (The exported words write an index in its place and set the mark last.)
 //   no index file              nothing was done yet: index the directory;
 //   unmarked, not whole        nothing was removed yet: drop the file and index the directory;
 //   unmarked and whole         links may have been removed: the index is the truth, complete it;
 //   marked                     bring it up to date with what stands in the directory.
 #include "src/area/index_area.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <cctype>
 #include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <string_view>
 
-#include "base/fd.h"
+#include "base/tree.h"
 #include "src/area/confined.h"
 #include "src/area/repair.h"
+#include "src/index/scan.h"
 #include "src/qxfsutil.h"
 
 namespace qxfs {
 
 namespace {
-
-constexpr int kScanIndexable = 0;
-constexpr int kScanNotIndexable = 3;
-
-/// Sends a standard stream to nowhere for as long as it lives.
-class Silenced {
-public:
-    explicit Silenced(int stream) : m_stream(stream), m_saved(dup(stream)) {
-        std::fflush(nullptr);
-        const base::Fd null(open("/dev/null", O_WRONLY | O_CLOEXEC));
-        // Without a way back the stream stays as it is: too much is said rather than too little.
-        if (m_saved && null) {
-            dup2(null.get(), stream);
-        }
-    }
-    Silenced(const Silenced&) = delete;
-    Silenced& operator=(const Silenced&) = delete;
-    ~Silenced() {
-        std::fflush(nullptr);
-        if (m_saved) {
-            dup2(m_saved.get(), m_stream);
-        }
-    }
-
-private:
-    int m_stream;
-    base::Fd m_saved;
-};
-
-/// Messages by which the scan says why an entry cannot be indexed. Others only remark on it.
-bool isReason(std::string_view message) {
-    constexpr std::array<std::string_view, 7> starts{
-        "can't ",           "Can't ",     "Too long name", "Special file",
-        "Not a magic link", "magic link", "readlink"};
-    return message.starts_with("Warning: name mistmatch") ||
-           std::any_of(starts.begin(), starts.end(),
-                       [&](std::string_view start) { return message.starts_with(start); });
-}
-
-std::vector<std::string> reasonsIn(const std::string& log) {
-    constexpr std::string_view kBeforeMessage = ": ";
-    std::vector<std::string> reasons;
-    std::ifstream stream(log, std::ios::binary);
-    for (std::string line; std::getline(stream, line);) {
-        const auto found = line.find(kBeforeMessage);
-        const auto message = found + kBeforeMessage.size();
-        if (found != std::string::npos && isReason(std::string_view(line).substr(message))) {
-            reasons.push_back(line.substr(message));
-        }
-    }
-    return reasons;
-}
-
-/// Scans the working directory once more, listening to what the library says about its entries.
-std::vector<std::string> whyNotIndexable(const Area& area) {
-    constexpr int kEverything = 4;
-    const base::Fd log(memfd_create("scan", MFD_CLOEXEC));
-    if (!log) {
-        return {std::string("can't listen to the scan: ") + std::strerror(errno)};
-    }
-    const auto path = "/proc/self/fd/" + std::to_string(log.get());
-    const int level = qxfsutil_debug_level;
-    {
-        const Silenced output(STDOUT_FILENO);
-        const Silenced errors(STDERR_FILENO);
-        set_log(kEverything, path.c_str(), nullptr);
-        scan_dir_for_index(area.templateRoot.c_str(), 0);
-        set_log(level, nullptr, nullptr);
-    }
-    clean_memory();
-    namelist_clean(&rl_info);
-    return reasonsIn(path);
-}
 
 struct DirectoryGlance {
     std::vector<std::string> subdirectories;  ///< names
@@ -109,37 +30,33 @@ struct DirectoryGlance {
 };
 
 /// @return false with errno: an index that is overlooked would be lost.
-bool glance(int descriptor, DirectoryGlance& seen) {
-    base::Fd own(dup(descriptor));
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(own ? fdopendir(own.get()) : nullptr,
-                                                     &closedir);
-    if (stream == nullptr) {
+bool glance(int directory, DirectoryGlance& seen) {
+    const auto names = base::namesIn(directory);
+    if (!names) {
         return false;
     }
-    own.release();
-    for (errno = 0; const auto* entry = readdir(stream.get()); errno = 0) {
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") {
-            continue;
-        }
-        unsigned char type = entry->d_type;
+    for (const auto& name : *names) {
         struct stat info {};
-        if (type == DT_UNKNOWN) {
-            if (fstatat(descriptor, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-                return false;
-            }
-            type = IFTODT(info.st_mode);
+        if (fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
+            return false;
         }
-        if (type == DT_DIR) {
-            seen.subdirectories.emplace_back(name);
+        if (S_ISDIR(info.st_mode)) {
+            seen.subdirectories.push_back(name);
         }
-        seen.hasIndex = seen.hasIndex || (name == dirindex::kIndexName && type == DT_REG);
+        seen.hasIndex = seen.hasIndex || (name == dirindex::kIndexName && S_ISREG(info.st_mode));
     }
-    if (errno != 0) {
-        return false;
-    }
-    std::sort(seen.subdirectories.begin(), seen.subdirectories.end());
     return true;
+}
+
+/// The name that make_shortcut() was to replace when it was interrupted; empty for other names.
+std::string replacedBy(const std::string& name) {
+    constexpr std::size_t kSuffix = sizeof("-XXXXXX") - 1;
+    if (name.size() <= kSuffix || name[name.size() - kSuffix] != '-' ||
+        !std::all_of(name.end() - kSuffix + 1, name.end(),
+                     [](unsigned char c) { return std::isalnum(c) != 0; })) {
+        return {};
+    }
+    return name.substr(0, name.size() - kSuffix);
 }
 
 void fail(IndexOutcome& outcome, const std::string& what) {
@@ -191,20 +108,20 @@ private:
         const auto directory = openDirectory(m_area, path);
         DirectoryGlance seen;
         struct stat info {};
+        if (!directory && errno == EXDEV) {
+            outcome.result = IndexResult::notIndexable;
+            outcome.reasons.emplace_back("another file system is mounted there; it is left out");
+            return outcome;
+        }
         if (!directory || !glance(directory.get(), seen) || fstat(directory.get(), &info) != 0) {
             fail(outcome, "can't look at the directory");
             return outcome;
         }
-        const WorkingDirectory here(directory.get());
-        if (!here.entered()) {
-            fail(outcome, "can't work in the directory");
-            return outcome;
-        }
         if (!seen.hasIndex) {
-            createIndex(outcome);
-        } else if ((info.st_mode & S_ISUID) == 0 && !isWhole()) {
-            if (m_options.dryRun || unlink(dirindex::kIndexName) == 0) {
-                createIndex(outcome);
+            createIndex(outcome, directory.get());
+        } else if ((info.st_mode & S_ISUID) == 0 && !isWhole(directory.get())) {
+            if (m_options.dryRun || unlinkat(directory.get(), dirindex::kIndexName, 0) == 0) {
+                createIndex(outcome, directory.get());
             } else {
                 fail(outcome, "can't remove the index that an interrupted run left");
             }
@@ -214,53 +131,74 @@ private:
         return outcome;
     }
 
-    static bool isWhole() {
-        const auto index = dirindex::readIndexFile(AT_FDCWD, dirindex::kIndexName);
+    static bool isWhole(int directory) {
+        const auto index = dirindex::readIndexFile(directory, dirindex::kIndexName);
         return index.sound && index.checksum == dirindex::ChecksumState::good;
     }
 
-    /// Turns magic symlinks into shortcuts, each made beside its link and renamed over it: the scan
-    /// would remove the link first, and a kill between the two steps would lose it.
-    void convertSymlinks(IndexOutcome& outcome) {
+    /// Turns magic symlinks into shortcuts, each made beside its link and renamed over it, so that
+    /// a kill between two steps loses nothing. What a killed run left beside a link goes first: it
+    /// is a shortcut of the same text.
+    static void convertSymlinks(IndexOutcome& outcome, int directory, bool convert) {
         DirectoryListing listing;
-        if (readDirectory(m_area, outcome.path, listing) != 0) {
+        if (readDirectory(directory, listing) != 0) {
             return;
         }
         for (auto& item : listing.items) {
-            if (!item.isSymlink() || !item.isLink() || item.name == dirindex::kIndexName) {
+            const auto* replaced = listing.find(replacedBy(item.name));
+            if (S_ISREG(item.info.st_mode) && item.isLink() && replaced != nullptr &&
+                replaced->link == item.link && unlinkat(directory, item.name.c_str(), 0) != 0) {
+                outcome.reasons.push_back("'" + item.name + "', which a killed run left, stays");
+            }
+            if (!convert || !item.isSymlink() || !item.isLink() ||
+                item.name == dirindex::kIndexName) {
                 continue;
             }
-            item.info.st_mode = (item.info.st_mode & qxfs::kPermissionMask) | S_IFREG | S_ISVTX;
-            if (make_shortcut(item.name.c_str(), item.link.data(), item.link.size(), &item.info) !=
-                0) {
+            auto info = item.info;
+            info.st_mode = (info.st_mode & qxfs::kPermissionMask) | S_IFREG | S_ISVTX;
+            const auto path = "/proc/self/fd/" + std::to_string(directory) + "/" + item.name;
+            if (make_shortcut(path.c_str(), item.link.data(), item.link.size(), &info) != 0) {
                 outcome.reasons.push_back("'" + item.name +
                                           "' could not be turned into a shortcut");
             }
         }
     }
 
-    void createIndex(IndexOutcome& outcome) {
-        int result = 0;
-        if (m_options.convertSymlinks && !m_options.dryRun) {
-            convertSymlinks(outcome);
+    void createIndex(IndexOutcome& outcome, int directory) const {
+        if (!m_options.dryRun) {
+            convertSymlinks(outcome, directory, m_options.convertSymlinks);
         }
+        const auto scan = dirindex::scanDirectory(directory, m_area.templateRoot);
+        if (!scan) {
+            fail(outcome, "can't read the directory");
+            return;
+        }
+        outcome.reasons.insert(outcome.reasons.end(), scan->reasons.begin(), scan->reasons.end());
+        if (!scan->names.empty() || !scan->hasContent()) {
+            outcome.result = scan->names.empty() ? IndexResult::empty : IndexResult::notIndexable;
+            return;
+        }
+        std::string error;
+        outcome.result = IndexResult::indexed;
         if (m_options.dryRun) {
-            result = scan_dir_for_index(m_area.templateRoot.c_str(), 0);
-            clean_memory();
-        } else {
-            result = create_dirindex(".", dirindex::kIndexName, m_area.templateRoot.c_str(), 0);
+            return;
         }
-        const int failure = errno;
-        namelist_clean(&rl_info);
-        if (result == kScanIndexable) {
-            outcome.result = IndexResult::indexed;
-        } else if (result == kScanNotIndexable) {
-            auto reasons = whyNotIndexable(m_area);
-            outcome.result = reasons.empty() ? IndexResult::empty : IndexResult::notIndexable;
-            std::move(reasons.begin(), reasons.end(), std::back_inserter(outcome.reasons));
-        } else {
-            errno = failure;
-            fail(outcome, "the index could not be created");
+        // The links go only once what replaces them is on the device and marked.
+        if (!dirindex::replaceIndex(directory, scan->entries, error)) {
+            outcome.result = IndexResult::failed;
+            outcome.reasons.push_back("the index could not be created: " + error);
+            return;
+        }
+        if (!dirindex::setIndexMark(directory, true)) {
+            fail(outcome, "can't mark the directory");
+            unlinkat(directory, dirindex::kIndexName, 0);
+            return;
+        }
+        for (const auto& link : scan->superfluous) {
+            if (!dirindex::removeSuperfluous(directory, link)) {
+                fail(outcome, "can't remove '" + link.name + "'");
+                return;
+            }
         }
     }
 

@@ -24,7 +24,6 @@
 #include "base/tree.h"
 #include "layout/paths.h"
 #include "node/agent/tem/area_steps.h"
-#include "node/agent/tem/checker_session.h"
 #include "node/agent/tem/directory_index.h"
 #include "node/agent/tem/index_record.h"
 #include "node/support/failure.h"
@@ -219,7 +218,7 @@ public:
         flush(m_area);
         for (const auto& [directory, links] : m_superfluous) {
             const base::Fd fd = openIfThere(m_area.root(), directory);
-            for (const SuperfluousLink& link : links) {
+            for (const dirindex::SuperfluousLink& link : links) {
                 if (fd) {
                     removeSuperfluous(fd.get(), directory, link);
                 }
@@ -242,8 +241,9 @@ private:
     }
 
     // A link with the template file's own time is told by that file.
-    void remember(const std::string& directory, const std::vector<SuperfluousLink>& links) {
-        for (const SuperfluousLink& link : links) {
+    void remember(const std::string& directory,
+                  const std::vector<dirindex::SuperfluousLink>& links) {
+        for (const dirindex::SuperfluousLink& link : links) {
             const std::string path = joined(directory, link.name);
             const auto text = base::readFileBelow(m_area.root(), path, kMaxShortcut);
             if (!S_ISREG(link.info.st_mode) || !text) {
@@ -262,12 +262,11 @@ private:
     IndexRecord m_record;
     std::optional<Failure>
         m_failure;  // the last of a directory; the others are indexed all the same
-    std::vector<std::pair<std::string, std::vector<SuperfluousLink>>> m_superfluous;
+    std::vector<std::pair<std::string, std::vector<dirindex::SuperfluousLink>>> m_superfluous;
 };
 
 // Why an area's directories cannot have indexes; nullopt when they can.
 std::optional<std::string> unsuitable(const Area& area) {
-    const CheckerLock lock;
     const std::string path = "/proc/self/fd/" + std::to_string(area.directory());
     const int layout = qxfs_version(path.c_str());
     if (layout == kIndexedLayout) {
@@ -308,7 +307,6 @@ void AreaIndexes::makePlain(const std::set<std::string>& directories,
         return;
     }
     writePlainDirectories(m_area.state(), listed);
-    const CheckerLock lock;
     Unfolding unfolding(m_area.root(), records, std::move(remembered));
     try {
         for (const auto& [directory, othersIndex] : listed) {
@@ -339,20 +337,14 @@ void AreaIndexes::index() {
     if (reason) {
         remark("the area is not indexed: " + *reason);
     }
-    const bool could = withOwnWorkingDirectory([&] {
-        const CheckerLock lock;
-        Folding folding(m_area, [this](const std::string& what) { remark(what); });
-        for (const auto& [directory, othersIndex] : listed) {
-            // Whoever gave it an index in such an area gets it back.
-            if (!reason || othersIndex) {
-                folding.fold(directory, othersIndex);
-            }
+    Folding folding(m_area, [this](const std::string& what) { remark(what); });
+    for (const auto& [directory, othersIndex] : listed) {
+        // Whoever gave it an index in such an area gets it back.
+        if (!reason || othersIndex) {
+            folding.fold(directory, othersIndex);
         }
-        folding.finish();
-    });
-    if (!could) {
-        remark("the area is not indexed: the system gives no working directory for it");
     }
+    folding.finish();
     removePlainDirectories(m_area.state());
 }
 

@@ -1,10 +1,12 @@
-// The index of one directory of a container's area, written and read through the checker library.
+// The index of one directory of a container's area.
 #pragma once
 
 #include <sys/stat.h>
 
 #include <string>
 #include <vector>
+
+#include "src/index/scan.h"
 
 namespace QXA::tem {
 
@@ -18,16 +20,10 @@ struct DirectoryMarks {
 DirectoryMarks marksOf(int directory, const std::string& path);
 
 /// Link texts of the template files that a directory's index stands for, each with the entry's name
-/// as its last component. The caller holds the checker's lock.
+/// as its last component.
 /// @throws Failure for an index that cannot be read, is damaged, or holds a text that
 ///         leads out of the template area.
 std::vector<std::string> textsOfIndex(int directory, const std::string& path);
-
-/// A link in the directory that its new index makes superfluous, as it stood when that was written.
-struct SuperfluousLink {
-    std::string name;
-    struct stat info {};
-};
 
 struct WrittenIndex {
     enum class Result {
@@ -37,19 +33,20 @@ struct WrittenIndex {
     };
     Result result = Result::written;
     std::string reason;
-    std::vector<SuperfluousLink> superfluous;
+    std::vector<dirindex::SuperfluousLink> superfluous;  ///< links that the index replaces
 };
 
 /// Writes the index of a directory that has none from what stands in it, names in order, so that
 /// equal directories get equal indexes, and marks the directory. Nothing is flushed, and the links
-/// stay. The caller holds the checker's lock and runs with a working directory of its own.
+/// stay.
 /// @param withoutLinks  whether to write one for a directory without references, too.
 /// @throws Failure, the directory being as before.
 WrittenIndex writeIndex(int directory, const std::string& path, bool withoutLinks);
 
 /// Removes a link that an index made superfluous, unless the container changed it meanwhile.
 /// @throws Failure.
-void removeSuperfluous(int directory, const std::string& path, const SuperfluousLink& link);
+void removeSuperfluous(int directory, const std::string& path,
+                       const dirindex::SuperfluousLink& link);
 
 /// Takes a directory's mark and its index away. What the index stood for must be in place.
 /// @throws Failure.
