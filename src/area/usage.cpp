@@ -2,15 +2,17 @@
 #include "src/area/usage.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <array>
+#include <map>
+#include <optional>
 
+#include "base/open_below.h"
 #include "src/area/check_area.h"
 #include "src/area/confined.h"
-#include "src/qxfsutil.h"
+#include "src/area/staging.h"
+#include "src/area/undo_record.h"
 
 namespace qxfs {
 
@@ -32,13 +34,17 @@ void collectDirectory(const Area& area, const DirectoryCheck& check, std::set<st
     }
 }
 
-/// Puts a symbolic link with another target in the place of one, made beside it first: under the
-/// name that a check knows as left over.
-bool replaceSymlink(const std::string& name, const std::string& target, const struct stat& info) {
-    unlink(dirindex::kNewIndexName);
-    return symlink(target.c_str(), dirindex::kNewIndexName) == 0 &&
-           set_attr(dirindex::kNewIndexName, &info) == 0 &&
-           rename(dirindex::kNewIndexName, name.c_str()) == 0;
+/// Gives a link text of one template cache another one of the same length.
+/// @return false for a link of anything else.
+bool rewrite(std::string& link, const std::string& oldId, const std::string& newId) {
+    constexpr std::string_view kCaches = "////vc/";
+    const auto id = link.find_first_not_of('/', std::min(kCaches.size(), link.size()));
+    if (!link.starts_with(kCaches) || id == std::string::npos ||
+        link.compare(id, oldId.size(), oldId) != 0) {
+        return false;
+    }
+    link.replace(id, oldId.size(), newId);
+    return true;
 }
 
 class Cloner {
@@ -47,18 +53,16 @@ public:
         : m_area(area), m_oldId(oldId), m_newId(newId) {}
 
     void visit(const DirectoryCheck& check) {
-        std::vector<const DirectoryItem*> links;
+        std::vector<std::pair<std::string, std::string>> links;
         for (const auto& item : check.listing.items) {
-            if (item.isLink() && isConcerned(item.link)) {
-                links.push_back(&item);
+            auto text = item.link;
+            if (rewrite(text, m_oldId, m_newId)) {
+                links.emplace_back(item.name, std::move(text));
             }
         }
+        std::vector<dirindex::IndexEntry> entries;
         const bool indexConcerned =
-            check.index.has_value() && check.index->sound &&
-            std::any_of(check.index->entries.begin(), check.index->entries.end(),
-                        [&](const dirindex::IndexEntry& entry) {
-                            return entry.link.has_value() && isConcerned(*entry.link);
-                        });
+            check.index.has_value() && check.index->sound && rewriteEntries(*check.index, entries);
         if (links.empty() && !indexConcerned) {
             return;
         }
@@ -68,16 +72,17 @@ public:
             fail("open the directory", m_area.absolute(check.path));
             return;
         }
-        const WorkingDirectory here(directory.get());
-        if (!here.entered()) {
-            fail("work in the directory", m_area.absolute(check.path));
-            return;
-        }
-        for (const auto* item : links) {
-            cloneLink(check.path, *item);
+        for (auto& [name, text] : links) {
+            replace(directory.get(), check.path, name, std::move(text));
         }
         if (indexConcerned) {
-            cloneIndex(check.path);
+            std::string bytes;
+            std::string error;
+            if (dirindex::buildIndex(entries, bytes, error)) {
+                replace(directory.get(), check.path, kIndexName, std::move(bytes));
+            } else {
+                failures.push_back(m_area.absolute(check.path) + ": " + error);
+            }
         }
     }
 
@@ -85,47 +90,56 @@ public:
     std::uint64_t changed = 0;
 
 private:
-    bool rewrite(std::string& link) const {
-        return correct_magic_uuid(link.data(), m_oldId.c_str(), m_newId.c_str()) == 1;
-    }
-    [[nodiscard]] bool isConcerned(std::string link) const { return rewrite(link); }
-
     void fail(const std::string& what, const std::string& path) {
         failures.push_back("can't " + what + " '" + path + "': " + reasonBelow());
     }
 
-    void cloneLink(const std::string& directory, const DirectoryItem& item) {
-        auto text = item.link;
-        rewrite(text);
-        const bool done = item.isSymlink() ? replaceSymlink(item.name, text, item.info)
-                                           : make_shortcut(item.name.c_str(), text.data(),
-                                                           text.size(), &item.info) == 0;
-        if (done) {
-            ++changed;
-        } else {
-            fail("rewrite the link", m_area.absolute(joined(directory, item.name)));
+    /// @return false when the index has no entry of the old cache.
+    bool rewriteEntries(const dirindex::IndexFile& index,
+                        std::vector<dirindex::IndexEntry>& entries) const {
+        // Entries share their link strings, before and after.
+        std::map<std::string, dirindex::SharedText> links;
+        entries = index.entries;
+        for (auto& entry : entries) {
+            auto text = entry.link.value_or("");
+            const auto known = links.find(text);
+            if (known != links.end()) {
+                entry.link = known->second;
+            } else if (const auto old = text; rewrite(text, m_oldId, m_newId)) {
+                entry.link = links.emplace(old, std::move(text)).first->second;
+            }
         }
+        return !links.empty();
     }
 
-    void cloneIndex(const std::string& directory) {
-        unlink(dirindex::kNewIndexName);
-        struct stat info {};
-        if (lstat(dirindex::kIndexName, &info) == 0 &&
-            clone_dirindex(dirindex::kIndexName, dirindex::kNewIndexName, m_oldId.c_str(),
-                           m_newId.c_str()) == 0 &&
-            set_attr(dirindex::kNewIndexName, &info) == 0 &&
-            dirindex::readIndexFile(AT_FDCWD, dirindex::kNewIndexName).sound &&
-            rename(dirindex::kNewIndexName, dirindex::kIndexName) == 0) {
-            ++changed;
-            return;
+    const Staging& staging() {
+        if (!m_staging.has_value()) {
+            const auto top = m_area.isPrivate() ? base::openSuspect(m_area.privateDir.c_str(),
+                                                                    O_RDONLY | O_DIRECTORY)
+                                                : base::Fd();
+            m_staging.emplace(top.get());
         }
-        fail("rewrite the index", m_area.absolute(joined(directory, dirindex::kIndexName)));
-        unlink(dirindex::kNewIndexName);
+        return *m_staging;
+    }
+
+    /// Gives a link or index another content; all else about it stays.
+    void replace(int directory, const std::string& inside, const std::string& name,
+                 std::string content) {
+        PathState state;
+        if (readState(directory, name, true, state)) {
+            state.content = std::move(content);
+            if (recreate(staging(), directory, name, state)) {
+                ++changed;
+                return;
+            }
+        }
+        fail("rewrite", m_area.absolute(joined(inside, name)));
     }
 
     const Area& m_area;
     const std::string& m_oldId;
     const std::string& m_newId;
+    std::optional<Staging> m_staging;
 };
 
 /// Visits every directory of an area as far as its directories and indexes can be read.
@@ -136,11 +150,13 @@ std::vector<std::string> visitDirectories(const Area& area, const Visit& visit) 
     auto blind = area;
     blind.templateRoot.clear();
     walkArea([&](const std::string& path) {
+        using enum FindingCode;
         auto check = checkDirectory(blind, path);
         for (const auto& found : check.findings) {
-            const auto code = found.finding.code;
-            if (code == FindingCode::directoryUnreadable || code == FindingCode::indexUnreadable ||
-                code == FindingCode::indexDamaged || code == FindingCode::shortcutUnreadable) {
+            constexpr std::array kUnread{rootMissing,       mountLeftOut,   directoryUnreadable,
+                                         indexUnreadable,   indexWrongType, indexDamaged,
+                                         shortcutUnreadable};
+            if (std::find(kUnread.begin(), kUnread.end(), found.finding.code) != kUnread.end()) {
                 failures.push_back(describe(found.finding));
             }
         }
