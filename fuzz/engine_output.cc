@@ -7,10 +7,10 @@
 #include <string>
 
 #include "node/qxpkg/container/package_cache.h"
-#include "node/qxpkg/engine/deb_engine.h"
-#include "node/qxpkg/engine/deb_report.h"
-#include "node/qxpkg/engine/rpm_engine.h"
-#include "node/qxpkg/engine/rpm_report.h"
+#include "node/qxpkg/engine/deb/engine.h"
+#include "node/qxpkg/engine/deb/report.h"
+#include "node/qxpkg/engine/rpm/engine.h"
+#include "node/qxpkg/engine/rpm/report.h"
 
 namespace {
 

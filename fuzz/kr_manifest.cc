@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "node/support/kr_manifest.h"
+#include "node/kr/manifest.h"
 
 namespace {
 

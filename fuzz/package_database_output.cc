@@ -6,13 +6,13 @@
 #include <string>
 #include <string_view>
 
-#include "node/qxtt/list_output.h"
+#include "node/kr/list_output.h"
 #include "node/support/failure.h"
 #include "qxtt/qxtt.h"
 
 namespace {
 
-using qxtt::Package;
+using qxnode::Package;
 
 void require(bool holds) {
     if (!holds) {
@@ -21,7 +21,7 @@ void require(bool holds) {
 }
 
 bool isOneField(const std::string& text) {
-    return text.find(qxtt::kFieldMark) == std::string::npos;
+    return text.find(qxnode::kFieldMark) == std::string::npos;
 }
 
 void check(const Package& package) {
@@ -35,7 +35,7 @@ void check(const Package& package) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view text(reinterpret_cast<const char*>(data), size);
-    qxtt::ListOutput output([](Package&& package) { check(package); });
+    qxnode::ListOutput output([](Package&& package) { check(package); });
     try {
         while (!text.empty()) {
             const std::size_t end = text.find('\n');

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "node/support/kr_manifest.h"
+#include "node/kr/manifest.h"
 
 namespace QXL {
 

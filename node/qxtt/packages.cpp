@@ -6,10 +6,8 @@
 #include <tuple>
 #include <utility>
 
-#include "node/qxtt/database.h"
-#include "node/qxtt/repository.h"
+#include "node/kr/database.h"
 #include "node/qxtt/templates.h"
-#include "node/qxtt/version_order.h"
 #include "node/support/failure.h"
 
 namespace qxtt {
@@ -19,31 +17,45 @@ using qxnode::Failure;
 namespace {
 
 using qxnode::KrManifest;
-using qxnode::KrPackaging;
+using qxnode::KrRepository;
+using qxnode::OnPackage;
+using qxnode::Packaging;
 
-std::optional<KrPackaging> packagingOf(const std::string& os) {
+const Packaging* packagingOf(const std::string& os) {
     try {
         return osTemplate(os).packaging;
     } catch (const Failure&) {
-        return std::nullopt;  // the container goes on without its template's metadata
+        return nullptr;  // the container goes on without its template's metadata
     }
 }
 
 /// By name and architecture; among these the newest first.
 class ListingOrder {
 public:
-    explicit ListingOrder(KrPackaging packaging) : m_packaging(packaging) {}
+    explicit ListingOrder(const Packaging& packaging) : m_packaging(packaging) {}
 
     bool operator()(const Package& a, const Package& b) const {
         const auto left = std::tie(a.name, a.architecture);
         const auto right = std::tie(b.name, b.architecture);
-        return left != right ? left < right
-                             : compareVersions(a.version, b.version, m_packaging) > 0;
+        return left != right ? left < right : m_packaging.compareVersions(a.version, b.version) > 0;
     }
 
 private:
-    KrPackaging m_packaging;
+    const Packaging& m_packaging;
 };
+
+/// Gives the packages of the local repositories of an OS template that its containers can install;
+/// repositories that need the network are passed over.
+void readRepositories(const KrManifest& os, const OnPackage& onPackage) {
+    for (const KrRepository& repository : os.repositories) {
+        if (!repository.needsNetwork()) {
+            os.packaging->readRepository(repository, os, [&](Package&& package) {
+                package.origin = repository.url;
+                onPackage(std::move(package));
+            });
+        }
+    }
+}
 
 bool isSamePackage(const Package& a, const Package& b) {
     return a.name == b.name && a.architecture == b.architecture;
@@ -52,14 +64,14 @@ bool isSamePackage(const Package& a, const Package& b) {
 /// Of packages with one name, those of the template's architecture or of none come first.
 void sortFound(std::vector<Package>& packages, const KrManifest& os) {
     const auto foreign = [&](const Package& package) {
-        return package.architecture != os.architecture && package.architecture != "all" &&
-               package.architecture != "noarch";
+        return package.architecture != os.architecture &&
+               package.architecture != os.packaging->anyArchitecture;
     };
     std::stable_sort(packages.begin(), packages.end(), [&](const Package& a, const Package& b) {
         if (foreign(a) != foreign(b)) {
             return foreign(b);
         }
-        return compareVersions(a.version, b.version, os.packaging) > 0;
+        return os.packaging->compareVersions(a.version, b.version) > 0;
     });
 }
 
@@ -93,7 +105,7 @@ public:
     }
 
     void askDatabase(const std::string& root, const std::string& origin) {
-        m_found = listDatabase({root, m_os.packaging, m_name, true});
+        m_found = qxnode::listDatabase({root, m_os.packaging, m_name, true});
         for (Package& package : m_found) {
             package.origin = origin;
         }
@@ -134,9 +146,10 @@ void askContainer(Search& search, int veid) {
 std::vector<Package> packagesOfContainer(int veid) {
     const Container container = containerOf(veid);
     const auto packaging = packagingOf(container.osName);
-    auto packages = listDatabase({container.root, packaging, "", false});
-    std::stable_sort(packages.begin(), packages.end(),
-                     ListingOrder(packaging.value_or(KrPackaging::deb)));
+    auto packages = qxnode::listDatabase({container.root, packaging, "", false});
+    std::stable_sort(
+        packages.begin(), packages.end(),
+        ListingOrder(packaging != nullptr ? *packaging : *qxnode::packagings().front()));
     return packages;
 }
 
@@ -147,7 +160,7 @@ std::vector<Package> packagesOfTemplate(std::string_view os) {
         package.description.clear();
         packages.push_back(std::move(package));
     });
-    std::stable_sort(packages.begin(), packages.end(), ListingOrder(manifest.packaging));
+    std::stable_sort(packages.begin(), packages.end(), ListingOrder(*manifest.packaging));
     packages.erase(std::unique(packages.begin(), packages.end(), isSamePackage), packages.end());
     return packages;
 }

@@ -5,9 +5,11 @@
 #include <string_view>
 #include <vector>
 
-#include "node/qxtt/package.h"
+#include "node/kr/package.h"
 
 namespace qxtt {
+
+using qxnode::Package;
 
 /// Packages in a container's own database, sorted by name.
 std::vector<Package> packagesOfContainer(int veid);

@@ -10,11 +10,11 @@
 #include <new>
 #include <string_view>
 
+#include "node/kr/manifest.h"
 #include "node/qxtt/packages.h"
 #include "node/qxtt/records.h"
 #include "node/qxtt/templates.h"
 #include "node/support/failure.h"
-#include "node/support/kr_manifest.h"
 
 namespace {
 

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <new>
 
+#include "node/kr/packaging.h"
+
 namespace qxtt {
 
 namespace {
@@ -70,7 +72,7 @@ void writeTemplate(Block& block, Place record, const KrManifest& manifest, std::
     out.text(offsetof(tmpl_info, name), manifest.name, kAlways);
     out.text(offsetof(tmpl_info, os_name), manifest.osName, QXTT_MASK_OS_NAME_BIT);
     out.text(offsetof(tmpl_info, packaging),
-             manifest.packagingGiven ? qxnode::krPackagingName(manifest.packaging) : "",
+             manifest.packaging != nullptr ? std::string(manifest.packaging->name) : "",
              QXTT_MASK_PACKAGING_BIT);
     out.text(offsetof(tmpl_info, architecture), manifest.architecture, QXTT_MASK_ARCHITECTURE_BIT);
     out.text(offsetof(tmpl_info, config_path), metadataFolder(manifest), QXTT_MASK_CONFIG_PATH_BIT);

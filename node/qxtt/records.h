@@ -5,12 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "node/kr/manifest.h"
+#include "node/kr/package.h"
 #include "node/qxtt/block.h"
-#include "node/qxtt/package.h"
-#include "node/support/kr_manifest.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
+
+using qxnode::Package;
 
 /// Fills the caller's record with the fields that the mask selects. The record then owns one block.
 void fillTemplate(tmpl_info& info, const qxnode::KrManifest& manifest, std::uint32_t mask);

@@ -6,14 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <system_error>
-#include <utility>
 
 #include "layout/paths.h"
+#include "node/kr/cache.h"
+#include "node/kr/packaging.h"
 #include "node/support/failure.h"
-#include "node/support/kr_cache.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {
@@ -48,27 +47,6 @@ KrManifest namedOnly(const std::string& name, const std::string& osName) {
 
 }  // namespace
 
-std::string nodeArchitecture(qxnode::KrPackaging packaging) {
-    utsname node{};
-    if (uname(&node) != 0) {
-        return {};
-    }
-    const std::string machine = node.machine;
-    if (packaging == qxnode::KrPackaging::rpm) {
-        return machine;
-    }
-    // Where the names of deb differ from the kernel's.
-    constexpr std::array<std::pair<std::string_view, std::string_view>, 5> names{
-        {{"x86_64", "amd64"},
-         {"aarch64", "arm64"},
-         {"i686", "i386"},
-         {"armv7l", "armhf"},
-         {"ppc64le", "ppc64el"}}};
-    const auto* const found = std::find_if(names.begin(), names.end(),
-                                           [&](const auto& pair) { return pair.first == machine; });
-    return found == names.end() ? machine : std::string(found->second);
-}
-
 KrManifest osTemplate(std::string_view os) {
     requireName(os);
     requireThere(qxnode::krOsManifestPath(os), QXTT_E_NO_TEMPLATE,
@@ -76,7 +54,9 @@ KrManifest osTemplate(std::string_view os) {
     try {
         KrManifest manifest = qxnode::readKrOsManifest(os);
         if (manifest.architecture.empty()) {
-            manifest.architecture = nodeArchitecture(manifest.packaging);
+            utsname node{};
+            uname(&node);
+            manifest.architecture = manifest.packaging->architecture(node.machine);
         }
         return manifest;
     } catch (const Failure& error) {
@@ -92,9 +72,8 @@ KrManifest applicationTemplate(std::string_view os, std::string_view name) {
                      qxnode::plainKrName(os) + "'");
     try {
         KrManifest manifest = qxnode::readKrApplicationManifest(os, name);
-        if (!manifest.packagingGiven) {
+        if (manifest.packaging == nullptr) {
             manifest.packaging = osManifest.packaging;
-            manifest.packagingGiven = true;
         }
         if (manifest.architecture.empty()) {
             manifest.architecture = osManifest.architecture;

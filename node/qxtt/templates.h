@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "layout/container_config.h"
-#include "node/support/kr_manifest.h"
+#include "node/kr/manifest.h"
 
 namespace qxtt {
 
@@ -50,8 +50,5 @@ std::vector<int> containerNumbers();
 
 /// Whether the container has a private area to work in.
 bool hasPrivateArea(const Container& container);
-
-/// The architecture that packages of this node have.
-std::string nodeArchitecture(qxnode::KrPackaging packaging);
 
 }  // namespace qxtt

@@ -26,8 +26,8 @@
 #include "node/agent/tem/container_templates.h"
 #include "node/agent/tem/guarded.h"
 #include "node/agent/tem/template_cache.h"
-#include "node/support/kr_cache.h"
-#include "node/support/kr_manifest.h"
+#include "node/kr/cache.h"
+#include "node/kr/manifest.h"
 
 namespace QXA {
 

@@ -8,10 +8,11 @@
 #include <cctype>
 #include <filesystem>
 
+#include "base/durable.h"
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/system_error.h"
-#include "node/qxpkg/engine/rpm_report.h"
+#include "node/qxpkg/engine/engine.h"
 #include "node/qxpkg/failure.h"
 
 namespace qxpkg {
@@ -19,11 +20,6 @@ namespace qxpkg {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* kDebEnding = ".deb";
-constexpr const char* kRpmEnding = ".rpm";
-/// What an engine looks up before it downloads; all of it lies below Place::work().
-constexpr const char* kDownloadFolders[] = {"archives", "lists", "dnf"};
 
 /// Copies a file into a folder that an engine writes to, through no link that it may have left.
 void copyInto(int directory, const fs::path& from, const std::string& to) {
@@ -42,7 +38,10 @@ void copyInto(int directory, const fs::path& from, const std::string& to) {
     while (got > 0) {
         got = copy_file_range(source.get(), nullptr, target.get(), nullptr, kBlock, 0);
     }
-    if (got < 0 || renameat(folder.get(), beside.c_str(), folder.get(), name.c_str()) != 0) {
+    // A name must not come before its content: what is there is not looked at again.
+    if (got < 0 || fsync(target.get()) != 0 ||
+        renameat(folder.get(), beside.c_str(), folder.get(), name.c_str()) != 0 ||
+        !base::flushDirectory(folder.get())) {
         const std::string error = base::systemError("copy", from.string());
         unlinkat(folder.get(), beside.c_str(), 0);
         throw Failure(error);
@@ -62,7 +61,7 @@ void seedDownloads(const Place& place) {
     if (place.downloads == place.store || !work) {
         return;
     }
-    for (const char* folder : kDownloadFolders) {
+    for (const char* folder : engineKindOf(place.packaging).downloadFolders) {
         const fs::path from = fs::path(workOf(place.downloads)) / folder;
         fs::recursive_directory_iterator entry(from, failure);
         for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
@@ -80,25 +79,18 @@ void seedDownloads(const Place& place) {
     }
 }
 
-std::string packageOfFile(const std::string& fileName) {
-    if (fileName.ends_with(kDebEnding)) {
-        return fileName.substr(0, fileName.find('_'));
-    }
-    if (fileName.ends_with(kRpmEnding)) {
-        return rpmNameOf(fileName.substr(0, fileName.size() - std::string(kRpmEnding).size()));
-    }
-    return "";
-}
-
 int removeDownloads(const std::string& store, const std::function<bool(const std::string&)>& drop) {
     std::error_code failure;
     std::vector<fs::path> files;
-    for (const char* folder : kDownloadFolders) {
-        fs::recursive_directory_iterator entry(fs::path(workOf(store)) / folder, failure);
-        for (; !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
-            const std::string package = packageOfFile(entry->path().filename().string());
-            if (entry->is_regular_file() && !package.empty() && drop(package)) {
-                files.push_back(entry->path());
+    for (const EngineKind& kind : engineKinds()) {
+        for (const char* folder : kind.downloadFolders) {
+            fs::recursive_directory_iterator entry(fs::path(workOf(store)) / folder, failure);
+            for (; !failure && entry != fs::recursive_directory_iterator();
+                 entry.increment(failure)) {
+                const std::string package = kind.packageOfFile(entry->path().filename().string());
+                if (entry->is_regular_file() && !package.empty() && drop(package)) {
+                    files.push_back(entry->path());
+                }
             }
         }
     }

@@ -19,9 +19,6 @@ void seedDownloads(const Place& place);
 /// @return how many files went. @throws Failure.
 int removeDownloads(const std::string& store, const std::function<bool(const std::string&)>& drop);
 
-/// The package's name in a file's name; "" for a file that is no package.
-std::string packageOfFile(const std::string& fileName);
-
 /// Every store that holds downloads: of OS templates and of containers.
 std::vector<std::string> storesWithDownloads();
 

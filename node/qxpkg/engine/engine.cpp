@@ -1,8 +1,9 @@
 // See engine.h.
 #include "node/qxpkg/engine/engine.h"
 
-#include "node/qxpkg/engine/deb_engine.h"
-#include "node/qxpkg/engine/rpm_engine.h"
+#include "node/qxpkg/engine/deb/engine.h"
+#include "node/qxpkg/engine/rpm/engine.h"
+#include "node/qxpkg/failure.h"
 
 namespace qxpkg {
 
@@ -27,12 +28,24 @@ std::string attemptText(Action action, const std::vector<std::string>& names) {
            (names.empty() ? "the container's packages" : enumeration(names));
 }
 
+std::vector<EngineKind>& engineKinds() {
+    static std::vector<EngineKind> all{debEngineKind(), rpmEngineKind()};
+    return all;
+}
+
+const EngineKind& engineKindOf(const qxnode::Packaging* packaging) {
+    for (const EngineKind& kind : engineKinds()) {
+        if (kind.packaging == packaging) {
+            return kind;
+        }
+    }
+    throw Failure("no engine changes packages of '" +
+                  std::string(packaging == nullptr ? "" : packaging->name) + "'");
+}
+
 std::unique_ptr<Engine> makeEngine(const Place& place, const Options& options,
                                    const Output& output) {
-    if (place.packaging == qxnode::KrPackaging::rpm) {
-        return std::make_unique<RpmEngine>(place, options, output);
-    }
-    return std::make_unique<DebEngine>(place, options, output);
+    return engineKindOf(place.packaging).make(place, options, output);
 }
 
 }  // namespace qxpkg

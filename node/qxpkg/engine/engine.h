@@ -1,10 +1,11 @@
-// What the two package engines have in common.
+// What package engines have in common, and which there are.
 #pragma once
 
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "node/kr/packaging.h"
 #include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/engine/place.h"
 #include "node/qxpkg/options.h"
@@ -56,7 +57,36 @@ public:
     virtual void download(const std::vector<std::string>& names) = 0;
 };
 
-/// The engine of the place's packaging. `place`, `options` and `output` are borrowed.
+/// What differs between packagings when packages are changed. One folder beside this file and one
+/// line in engine.cpp make another; node/kr describes its packages.
+struct EngineKind {
+    const qxnode::Packaging* packaging;
+
+    /// `place`, `options` and `output` are borrowed.
+    std::unique_ptr<Engine> (*make)(const Place& place, const Options& options,
+                                    const Output& output);
+
+    /// Folders below Place::work() with what the engine looks up before it downloads.
+    std::vector<const char*> downloadFolders;
+
+    /// The package of a file that it downloaded; "" for what is no package.
+    std::string (*packageOfFile)(const std::string& fileName);
+
+    /// The place's repositories as the engine is told of them.
+    std::string (*repositories)(const Place& place);
+
+    /// Makes the root tree of a cache where an empty one is not enough to install packages into;
+    /// nullptr: it is enough.
+    void (*bootstrap)(const qxnode::KrManifest& os, const Place& place, const Output& output);
+};
+
+/// All of them.
+std::vector<EngineKind>& engineKinds();
+
+/// The one of the packaging. @throws Failure when nothing changes its packages.
+const EngineKind& engineKindOf(const qxnode::Packaging* packaging);
+
+/// The engine of the place's packaging.
 std::unique_ptr<Engine> makeEngine(const Place& place, const Options& options,
                                    const Output& output);
 

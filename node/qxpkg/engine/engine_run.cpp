@@ -86,22 +86,11 @@ std::string lastWords(const EngineResult& result) {
     return result.tail.empty() ? "exit code " + std::to_string(result.code) : result.tail.back();
 }
 
-PackageList installedFrom(const EngineResult& answer,
-                          bool (*parse)(const std::string& line, Package& package),
-                          const Output& output) {
-    if (!answer.succeeded()) {
-        failWith(answer, "cannot read the container's package database: " + lastWords(answer),
+void requireBuilt(const EngineResult& result, const qxnode::KrManifest& os, const Output& output) {
+    if (!result.succeeded()) {
+        failWith(result, "cannot build the cache of '" + os.name + "': " + lastWords(result),
                  output);
     }
-    PackageList packages;
-    for (const std::string& line : answer.lines) {
-        Package package;
-        if (parse(line, package)) {
-            packages.push_back(package);
-        }
-    }
-    sortPackages(packages);
-    return packages;
 }
 
 void failWith(const EngineResult& result, const std::string& what, const Output& output) {

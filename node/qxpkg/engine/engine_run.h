@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "node/kr/manifest.h"
 #include "node/qxpkg/engine/confinement.h"
 #include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/output.h"
@@ -50,12 +51,8 @@ private:
 /// What the engine said last, for the reason of a failure; its exit code when it said nothing.
 std::string lastWords(const EngineResult& result);
 
-/// The packages that a query of the database gives, sorted.
-/// @param parse  reads a line; false for one that is no package.
-/// @throws Failure when the query failed.
-PackageList installedFrom(const EngineResult& answer,
-                          bool (*parse)(const std::string& line, Package& package),
-                          const Output& output);
+/// @throws Failure when a step of building a cache failed.
+void requireBuilt(const EngineResult& result, const qxnode::KrManifest& os, const Output& output);
 
 /// Ends the command: the engine's own last lines as notices, unless people can read them already,
 /// then the reason.

@@ -14,6 +14,7 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "base/system_error.h"
+#include "node/kr/database.h"
 #include "node/qxpkg/failure.h"
 
 namespace qxpkg {
@@ -139,15 +140,14 @@ Place placeOf(const qxnode::KrManifest& os) {
     return place;
 }
 
-std::string hostFolderOf(const qxnode::KrRepository& repository) {
-    for (const std::string scheme : {"file:", "copy:"}) {
-        if (repository.url.starts_with(scheme)) {
-            std::string path = repository.url.substr(scheme.size());
-            path.erase(0, std::min(path.find_first_not_of('/'), path.size()));
-            return std::filesystem::path("/" + path).lexically_normal().string();
-        }
+std::vector<qxnode::Package> databaseOf(const Place& place, bool absent) {
+    try {
+        return qxnode::listDatabase(
+            {.root = place.root, .packaging = place.packaging, .absent = absent});
+    } catch (const Failure& failure) {
+        throw Failure("cannot read the container's package database: " +
+                      std::string(failure.what()));
     }
-    return "";
 }
 
 void addRepositories(Place& place, const qxnode::KrManifest& application) {
@@ -199,7 +199,7 @@ Confinement confinementOf(const Place& place, bool network) {
         confinement.binds.push_back({place.keys, inside::kKeys, false});
     }
     for (const qxnode::KrRepository& repository : place.repositories) {
-        const std::string folder = hostFolderOf(repository);
+        const std::string folder = repository.hostFolder();
         if (!folder.empty() && isFolder(folder)) {
             confinement.binds.push_back({folder, folder, false});
         }

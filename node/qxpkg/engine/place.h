@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "node/kr/manifest.h"
+#include "node/kr/packaging.h"
 #include "node/qxpkg/engine/confinement.h"
-#include "node/support/kr_manifest.h"
 
 namespace qxpkg {
 
@@ -33,7 +34,7 @@ struct Place {
     std::string store;      ///< host folder of this place's lists, downloads and logs
     std::string downloads;  ///< host folder of the store that fetching for the OS template fills
     std::string keys;       ///< host folder of signing keys; need not exist
-    qxnode::KrPackaging packaging = qxnode::KrPackaging::deb;
+    const qxnode::Packaging* packaging = nullptr;
     std::string architecture;  ///< as the packages call it; empty: the node's
     std::string release;
     std::vector<qxnode::KrRepository> repositories;
@@ -49,8 +50,9 @@ struct Place {
 /// the caller's to fill.
 Place placeOf(const qxnode::KrManifest& os);
 
-/// Folder of the host that a repository is; empty for one that is reached otherwise.
-std::string hostFolderOf(const qxnode::KrRepository& repository);
+/// What the root's own database holds.
+/// @param absent  also what is removed and left something behind. @throws Failure.
+std::vector<qxnode::Package> databaseOf(const Place& place, bool absent = false);
 
 /// Adds the sources of an application template.
 void addRepositories(Place& place, const qxnode::KrManifest& application);

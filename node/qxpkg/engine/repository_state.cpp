@@ -8,8 +8,7 @@
 
 #include "base/content.h"
 #include "base/durable.h"
-#include "node/qxpkg/engine/deb_configuration.h"
-#include "node/qxpkg/engine/rpm_configuration.h"
+#include "node/qxpkg/engine/engine.h"
 
 namespace qxpkg {
 
@@ -33,7 +32,7 @@ std::string state(const std::string& path) {
 }  // namespace
 
 std::string repositoriesFingerprint(const Place& place) {
-    std::string text = aptSources(place) + dnfRepositories(place);
+    std::string text = engineKindOf(place.packaging).repositories(place);
     for (const qxnode::KrRepository& repository : place.repositories) {
         text += state(repository.sources);
         // Signatures are checked when lists are read: those that another key vouched for do not
@@ -41,7 +40,7 @@ std::string repositoriesFingerprint(const Place& place) {
         if (!repository.key.empty()) {
             text += state(place.keys + "/" + repository.key);
         }
-        const std::string folder = hostFolderOf(repository);
+        const std::string folder = repository.hostFolder();
         if (folder.empty()) {
             continue;
         }

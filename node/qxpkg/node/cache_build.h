@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "node/kr/manifest.h"
 #include "node/qxpkg/output.h"
-#include "node/support/kr_manifest.h"
 
 namespace qxpkg {
 

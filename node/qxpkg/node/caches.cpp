@@ -5,12 +5,12 @@
 
 #include "base/tree.h"
 #include "layout/paths.h"
+#include "node/kr/manifest.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/cache_build.h"
 #include "node/qxpkg/node/node_templates.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_writer.h"
-#include "node/support/kr_manifest.h"
 
 namespace qxpkg {
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "node/kr/packaging.h"
 #include "node/qxpkg/failure.h"
 #include "node/template/machine.h"
 #include "node/template/version_order.h"
@@ -191,11 +192,10 @@ void InstallPlan::check(const Record& record) const {
     if (!os.main) {
         throw Failure(nameOf(manifest) + " lacks its OS template '" + record.os + "'");
     }
-    const qxnode::KrPackaging packaging = os.main->manifest.packaging;
-    if (manifest.packagingGiven && manifest.packaging != packaging) {
-        throw Failure(nameOf(manifest) + " is packed as " +
-                      qxnode::krPackagingName(manifest.packaging) + ", its OS template as " +
-                      qxnode::krPackagingName(packaging));
+    const qxnode::Packaging* packaging = os.main->manifest.packaging;
+    if (manifest.packaging != nullptr && packaging != nullptr && manifest.packaging != packaging) {
+        throw Failure(nameOf(manifest) + " is packed as " + std::string(manifest.packaging->name) +
+                      ", its OS template as " + std::string(packaging->name));
     }
     requireKeys(manifest, os.keys);
 }

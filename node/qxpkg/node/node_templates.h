@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "node/kr/cache.h"
 #include "node/qxpkg/node/template_package.h"
 #include "node/qxpkg/output.h"
-#include "node/support/kr_cache.h"
 
 namespace qxpkg {
 

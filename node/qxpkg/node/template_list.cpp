@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "layout/paths.h"
+#include "node/kr/packaging.h"
 #include "node/qxpkg/node/node_templates.h"
 
 namespace qxpkg {
@@ -77,7 +78,7 @@ nlohmann::json jsonOf(const Row& row) {
         json["os"] = manifest.osName;
         return json;
     }
-    json["packaging"] = qxnode::krPackagingName(manifest.packaging);
+    json["packaging"] = manifest.packaging != nullptr ? manifest.packaging->name : "";
     json["base_packages"] = manifest.basePackages;
     json["cache"] = nullptr;
     if (row.cache) {

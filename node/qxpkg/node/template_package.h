@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "node/support/kr_manifest.h"
+#include "node/kr/manifest.h"
 
 namespace qxpkg {
 

@@ -8,8 +8,8 @@
 
 #include "layout/container_config.h"
 #include "layout/paths.h"
+#include "node/kr/manifest.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/kr_manifest.h"
 
 namespace qxpkg {
 

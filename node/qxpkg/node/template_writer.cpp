@@ -7,11 +7,11 @@
 #include "base/fd.h"
 #include "base/open_below.h"
 #include "layout/paths.h"
+#include "node/kr/cache.h"
+#include "node/kr/manifest.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/locking.h"
 #include "node/qxpkg/node/operations.h"
-#include "node/support/kr_cache.h"
-#include "node/support/kr_manifest.h"
 
 namespace qxpkg {
 

@@ -11,8 +11,8 @@
 #include "base/subprocess.h"
 #include "layout/container_config.h"
 #include "layout/paths.h"
+#include "node/kr/manifest.h"
 #include "node/qxpkg/failure.h"
-#include "node/support/kr_manifest.h"
 
 namespace qxpkg {
 

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "node/qxpkg/node/root_sources.h"
+#include "node/qxpkg/engine/deb/root_sources.h"
 #include "tests/support/test_node.h"
 #include "tests/unit/node/qxpkg/kr_packages.h"
 

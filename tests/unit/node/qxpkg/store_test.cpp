@@ -4,10 +4,10 @@
 
 #include "layout/lock.h"
 #include "layout/paths.h"
+#include "node/kr/cache.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_list.h"
-#include "node/support/kr_cache.h"
 #include "tests/unit/node/qxpkg/kr_packages.h"
 
 namespace {

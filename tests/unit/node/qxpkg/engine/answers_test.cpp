@@ -2,11 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "node/qxpkg/engine/deb_engine.h"
-#include "node/qxpkg/engine/deb_report.h"
+#include "node/qxpkg/engine/deb/engine.h"
+#include "node/qxpkg/engine/deb/report.h"
 #include "node/qxpkg/engine/engine_run.h"
-#include "node/qxpkg/engine/rpm_engine.h"
-#include "node/qxpkg/engine/rpm_report.h"
+#include "node/qxpkg/engine/rpm/engine.h"
+#include "node/qxpkg/engine/rpm/report.h"
 
 namespace qxpkg {
 namespace {
@@ -24,54 +24,53 @@ std::string reasonOf(const std::vector<std::string>& lines) {
     return report.reason();
 }
 
-TEST(DpkgLine, aPackageThatIsThereIsRead) {
+TEST(DpkgState, ofAPackageInOrderIsComplete) {
     Package package;
 
-    ASSERT_TRUE(parseDpkgLine("ii \tlibc6\tamd64\t2.36-9", package));
+    ASSERT_TRUE(readDpkgState("ii ", package));
 
-    EXPECT_EQ(package, (Package{"libc6", "amd64", "2.36-9", true}));
+    EXPECT_EQ(package, (Package{"", "", "", true}));
 }
 
-TEST(DpkgLine, whatIsUnpackedOrConfiguredInPartIsIncomplete) {
+TEST(DpkgState, whatIsUnpackedOrConfiguredInPartIsIncomplete) {
     for (const char* state : {"iU ", "iF ", "iH ", "iHR", "iW ", "it ", "iiR"}) {
         Package package;
-        ASSERT_TRUE(parseDpkgLine(std::string(state) + "\ta\tall\t1", package)) << state;
+        ASSERT_TRUE(readDpkgState(state, package)) << state;
         EXPECT_FALSE(package.complete) << state;
     }
 }
 
-TEST(DpkgLine, aRemovalThatDidNotEndIsNoBrokenInstallation) {
+TEST(DpkgState, aRemovalThatDidNotEndIsNoBrokenInstallation) {
     Package package;
 
-    ASSERT_TRUE(parseDpkgLine("rHR\ta\tall\t1", package));
+    ASSERT_TRUE(readDpkgState("rHR", package));
 
     EXPECT_TRUE(package.removing);
     EXPECT_FALSE(package.broken);
 }
 
-TEST(DpkgLine, onlyANewCopyHelpsWhatIsHalfInstalledOrMarkedSo) {
+TEST(DpkgState, onlyANewCopyHelpsWhatIsHalfInstalledOrMarkedSo) {
     Package package;
 
-    ASSERT_TRUE(parseDpkgLine("iH \ta\tall\t1", package));
+    ASSERT_TRUE(readDpkgState("iH ", package));
     EXPECT_TRUE(package.broken);
-    ASSERT_TRUE(parseDpkgLine("iUR\ta\tall\t1", package));
+    ASSERT_TRUE(readDpkgState("iUR", package));
     EXPECT_TRUE(package.broken);
-    ASSERT_TRUE(parseDpkgLine("iU \ta\tall\t1", package));
+    ASSERT_TRUE(readDpkgState("iU ", package));
     EXPECT_FALSE(package.broken);
 }
 
-TEST(DpkgLine, aPurgeThatDidNotEndIsSeenThoughThePackageIsGone) {
-    EXPECT_TRUE(isHalfPurged("pcR\ta\tall\t1"));
-    for (const char* line : {"pc \ta\tall\t1", "rc \ta\tall\t1", "iiR\ta\tall\t1", "", "pcR"}) {
+TEST(DpkgState, aPurgeThatDidNotEndIsSeenThoughThePackageIsGone) {
+    EXPECT_TRUE(isHalfPurged("pcR"));
+    for (const char* line : {"pc ", "rc ", "iiR", "", "pc"}) {
         EXPECT_FALSE(isHalfPurged(line)) << line;
     }
 }
 
-TEST(DpkgLine, removedPackagesAndOtherLinesAreNone) {
+TEST(DpkgState, ofRemovedPackagesAndOtherTextsAreNone) {
     Package package;
-    for (const char* line :
-         {"rc \ta\tall\t1", "un \ta\tall\t1", "", "ii", "ii \t", "ii \ta", "x"}) {
-        EXPECT_FALSE(parseDpkgLine(line, package)) << line;
+    for (const char* line : {"rc ", "un ", "", "x"}) {
+        EXPECT_FALSE(readDpkgState(line, package)) << line;
     }
 }
 
@@ -98,21 +97,6 @@ TEST(AptPlanLine, otherLinesAreNone) {
          {"Conf one (1.0 localhost [all])", "", "Inst", "Inst one", "Inst one [1]"}) {
         EXPECT_FALSE(parseAptPlanLine(line, package)) << line;
     }
-}
-
-TEST(RpmLine, epochAndReleaseBelongToTheVersion) {
-    Package package;
-
-    ASSERT_TRUE(parseRpmLine("one\tnoarch\t2:1.0-3", package));
-
-    EXPECT_EQ(package, (Package{"one", "noarch", "2:1.0-3", true}));
-}
-
-TEST(RpmLine, keysAreNoPackages) {
-    Package package;
-    EXPECT_FALSE(parseRpmLine("gpg-pubkey\t(none)\t1-2", package));
-    EXPECT_FALSE(parseRpmLine("one\tnoarch", package));
-    EXPECT_FALSE(parseRpmLine("", package));
 }
 
 TEST(DebReport, aFailingScriptIsNamedWithItsPackage) {

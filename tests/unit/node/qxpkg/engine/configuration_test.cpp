@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "node/qxpkg/engine/confinement.h"
-#include "node/qxpkg/engine/deb_configuration.h"
-#include "node/qxpkg/engine/rpm_configuration.h"
+#include "node/qxpkg/engine/deb/configuration.h"
+#include "node/qxpkg/engine/rpm/configuration.h"
 #include "node/qxpkg/failure.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/node/qxpkg/engine/repositories.h"

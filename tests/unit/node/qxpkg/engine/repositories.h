@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "node/support/kr_manifest.h"
+#include "node/kr/manifest.h"
 
 namespace qxpkg_test {
 

@@ -17,9 +17,9 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 TEST(PackageFile, theNameIsFoundInBothKindsOfFileNames) {
-    EXPECT_EQ(packageOfFile("lib-a_1.0-1_all.deb"), "lib-a");
-    EXPECT_EQ(packageOfFile("lib-a-1.0-1.noarch.rpm"), "lib-a");
-    EXPECT_EQ(packageOfFile("lock"), "");
+    EXPECT_EQ(debEngineKind().packageOfFile("lib-a_1.0-1_all.deb"), "lib-a");
+    EXPECT_EQ(rpmEngineKind().packageOfFile("lib-a-1.0-1.noarch.rpm"), "lib-a");
+    EXPECT_EQ(debEngineKind().packageOfFile("lock"), "");
 }
 
 TEST(PackageLists, aNameMayCarryItsArchitecture) {
