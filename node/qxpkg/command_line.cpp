@@ -10,14 +10,54 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "cli/command_line.h"
-#include "node/qxpkg/container_names.h"
 #include "node/qxpkg/failure.h"
 
 namespace qxpkg {
 
 namespace {
+
+bool isOption(const std::string& word) {
+    return word.size() > 1 && word.front() == '-';
+}
+
+bool takesValue(const CLI::App& app, const std::string& option) {
+    const CLI::Option* known = app.get_option_no_throw(option);
+    return known != nullptr && known->get_items_expected_min() > 0;
+}
+
+bool changesContainers(const std::string& command) {
+    return command == "install" || command == "update" || command == "remove";
+}
+
+bool isNumber(const std::string& word) {
+    return word.find_first_not_of("0123456789") == std::string::npos && !word.empty();
+}
+
+std::vector<std::string> takeContainerNames(const CLI::App& app, std::vector<std::string>& words) {
+    bool commandSeen = false;
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        if (isOption(*word)) {
+            // The value is a word of its own unless it is joined with "=".
+            word += takesValue(app, *word) && word + 1 != words.end() ? 1 : 0;
+        } else if (commandSeen) {
+            if (!isNumber(*word)) {
+                return {};
+            }
+            std::vector<std::string> names(word + 1, words.end());
+            words.erase(word + 1, words.end());
+            return names;
+        } else if (changesContainers(*word)) {
+            commandSeen = true;
+        } else {
+            return {};
+        }
+    }
+    return {};
+}
 
 constexpr const char* kTemplateWord = "template";
 constexpr const char* kCacheWord = "cache";
@@ -45,16 +85,11 @@ struct Raw {
     double waitSeconds = -1;
 };
 
-bool allDigits(const std::string& word) {
-    return !word.empty() &&
-           std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
 int containerId(const std::string& word) {
     int veid = 0;
     const char* const end = word.data() + word.size();
     const auto [stopped, failure] = std::from_chars(word.data(), end, veid);
-    if (!allDigits(word) || failure != std::errc() || stopped != end || veid == 0) {
+    if (!isNumber(word) || failure != std::errc() || stopped != end || veid == 0) {
         throw Failure("'" + word + "' is no container's number");
     }
     return veid;

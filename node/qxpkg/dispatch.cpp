@@ -7,8 +7,6 @@
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_list.h"
-#include "node/qxpkg/node/template_pack.h"
-#include "node/qxpkg/node/verify.h"
 #include "node/qxpkg/supervisor.h"
 
 namespace qxpkg {

@@ -7,7 +7,6 @@
 
 #include "node/kr/manifest.h"
 #include "node/kr/package.h"
-#include "node/qxtt/block.h"
 #include "qxtt/qxtt.h"
 
 namespace qxtt {

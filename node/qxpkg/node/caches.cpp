@@ -2,15 +2,19 @@
 // new name, so that the old one stays whole until its template's "cache.toml" names the new one.
 #include <algorithm>
 #include <exception>
+#include <string>
 
 #include "base/tree.h"
 #include "layout/paths.h"
 #include "node/kr/manifest.h"
+#include "node/qxpkg/engine/engine.h"
+#include "node/qxpkg/engine/engine_run.h"
+#include "node/qxpkg/engine/place.h"
 #include "node/qxpkg/failure.h"
-#include "node/qxpkg/node/cache_build.h"
 #include "node/qxpkg/node/node_templates.h"
 #include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_writer.h"
+#include "node/qxpkg/output.h"
 
 namespace qxpkg {
 
@@ -19,6 +23,54 @@ namespace {
 using QXA::tem::JournalStep;
 using QXA::tem::StagedChange;
 using qxnode::KrManifest;
+
+/// Extent of a deb root tree for which nothing is installed that the template does not name.
+constexpr const char* kEmptyVariant = "empty";
+constexpr const char* kCacheArchive = "root.tar.gz";
+
+/// Host paths of a cache that is being built. All exist; root and store are empty.
+struct CacheBuild {
+    std::string root;     ///< the tree
+    std::string store;    ///< the engine's lists and downloads, to be removed afterwards
+    std::string archive;  ///< folder that the archive of the tree is written to
+};
+
+void installIntoEmpty(const KrManifest& os, const Place& place, const Output& output) {
+    const Options options;
+    const std::unique_ptr<Engine> engine = makeEngine(place, options, output);
+    engine->refresh();
+    // Scripts of later packages need the shell, at least, that the first ones bring.
+    for (const std::vector<std::string>* packages :
+         {&os.basePackages, &os.lateBasePackages, &os.packages}) {
+        if (!packages->empty()) {
+            engine->perform(Action::install, *packages);
+        }
+    }
+}
+
+void pack(const KrManifest& os, const CacheBuild& build, const Output& output) {
+    Confinement confinement;
+    const std::string archives = std::string(inside::kWork) + "/";
+    confinement.binds = {{build.root, inside::kRoot, false}, {build.archive, inside::kWork, true}};
+    const EngineRun tar(std::move(confinement), output);
+    requireBuilt(
+        tar.run({"tar", "--create", "--gzip", "--numeric-owner", "--xattrs", "--xattrs-include=*",
+                 "--one-file-system", "--sort=name", "--file=" + archives + kCacheArchive,
+                 "--directory=" + std::string(inside::kRoot), "."}),
+        os, output);
+}
+
+void buildCache(const KrManifest& os, const CacheBuild& build, const Output& output) {
+    Place place = placeOf(os);
+    place.root = build.root;
+    place.store = build.store;
+    output.step("building the cache of " + os.name);
+    const auto bootstrap = engineKindOf(os.packaging).bootstrap;
+    const bool bootstrapped = bootstrap != nullptr && os.variant != kEmptyVariant;
+    bootstrapped ? bootstrap(os, place, output) : installIntoEmpty(os, place, output);
+    output.step("packing the cache of " + os.name);
+    pack(os, build, output);
+}
 
 std::string hostPath(const std::string& areaPath) {
     return std::string(qxnode::kTemplateDir) + "/" + areaPath;

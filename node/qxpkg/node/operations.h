@@ -45,4 +45,13 @@ void updateCaches(const std::vector<std::string>& names, const Options& options,
 /// Removes what a killed or interrupted writer left, unless another writer is at work.
 void recoverNodeTemplates();
 
+/// Says what is not right with a container: its area and root, templates that it names and the node
+/// lacks, and what the area checker finds. @throws Failure when anything is not right.
+void verifyContainer(int veid, const Output& output);
+
+/// Writes a package of a folder that holds "template.toml", optionally "keys" and, for an OS
+/// template, "app". The same folder gives the same bytes. What installing would refuse is refused
+/// here. @throws Failure.
+void packTemplate(const std::string& folder, const std::string& file);
+
 }  // namespace qxpkg

@@ -1,6 +1,4 @@
-// See template_pack.h.
-#include "node/qxpkg/node/template_pack.h"
-
+// See operations.h.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +10,7 @@
 #include "base/fd.h"
 #include "base/tree.h"
 #include "node/qxpkg/failure.h"
+#include "node/qxpkg/node/operations.h"
 #include "node/qxpkg/node/template_package.h"
 #include "node/template/tar_writer.h"
 

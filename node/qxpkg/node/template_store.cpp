@@ -1,13 +1,21 @@
 // Installing and removing KR templates of the node; see operations.h.
+#include <unistd.h>
+
 #include <algorithm>
+#include <functional>
 #include <set>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "base/tree.h"
+#include "layout/container_config.h"
+#include "layout/paths.h"
+#include "node/kr/manifest.h"
 #include "node/qxpkg/engine/package.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/install_plan.h"
 #include "node/qxpkg/node/operations.h"
-#include "node/qxpkg/node/template_usage.h"
 #include "node/qxpkg/node/template_writer.h"
 #include "node/template/package_list.h"
 
@@ -17,6 +25,86 @@ namespace {
 
 using QXA::tem::JournalStep;
 using QXA::tem::StagedChange;
+
+/// What a container's configuration says about KR templates; names dotted.
+struct TemplateUse {
+    int veid = 0;
+    std::string os;  ///< "" when it has none of this technology
+    std::vector<std::string> applications;
+    std::string error;  ///< why the configuration cannot be read; nothing else is then known
+};
+
+using qxnode::ContainerConfig;
+
+/// As many as a reader of a message takes in.
+constexpr std::size_t kShown = 10;
+
+TemplateUse useOf(int veid) {
+    TemplateUse use;
+    use.veid = veid;
+    const auto config = ContainerConfig::read(qxnode::containerConfigPath(veid), use.error);
+    if (!config) {
+        return use;
+    }
+    const std::string os = config->get(qxnode::parameter::kOsTemplate).value_or("");
+    if (os.starts_with('.')) {
+        use.os = os;
+        for (const std::string& name : config->templates()) {
+            use.applications.push_back(qxnode::dottedKrName(name));
+        }
+    }
+    return use;
+}
+
+void refuseIfUsed(const std::vector<TemplateUse>& uses, const std::string& what,
+                  const std::function<bool(const TemplateUse&)>& isUser) {
+    std::string users;
+    std::size_t count = 0;
+    for (const TemplateUse& use : uses) {
+        if (!use.error.empty()) {
+            throw Failure(kRefused, "cannot tell whether container " + std::to_string(use.veid) +
+                                        " uses " + what + ": " + use.error);
+        }
+        if (isUser(use) && ++count <= kShown) {
+            users += (users.empty() ? "" : ", ") + std::to_string(use.veid);
+        }
+    }
+    if (count > kShown) {
+        users += " and " + std::to_string(count - kShown) + " more";
+    }
+    if (count > 0) {
+        throw Failure(kRefused, what + " is used by container(s) " + users);
+    }
+}
+
+std::vector<TemplateUse> templateUses() {
+    std::vector<TemplateUse> uses;
+    std::error_code failure;
+    for (const int veid : qxnode::containerNumbers(qxnode::kContainerConfigDir, failure)) {
+        uses.push_back(useOf(veid));
+    }
+    // Without the folder nobody knows what is in use.
+    if (failure) {
+        throw Failure("cannot tell which templates are in use: cannot read '" +
+                      std::string(qxnode::kContainerConfigDir) + "': " + failure.message());
+    }
+    return uses;
+}
+
+void refuseUsedOs(const std::vector<TemplateUse>& uses, const std::string& os) {
+    refuseIfUsed(uses, "OS template '" + os + "'",
+                 [&](const TemplateUse& use) { return use.os == os; });
+}
+
+void refuseUsedApplication(const std::vector<TemplateUse>& uses, const std::string& os,
+                           const std::string& application) {
+    refuseIfUsed(uses, "application template '" + application + "' of '" + os + "'",
+                 [&](const TemplateUse& use) {
+                     return use.os == os &&
+                            std::find(use.applications.begin(), use.applications.end(),
+                                      application) != use.applications.end();
+                 });
+}
 
 /// Puts the files of a change into staging. A folder is placed whole, so that it is never seen half
 /// changed; into one that stays, files are placed one by one, keys before what names them.

@@ -1,6 +1,4 @@
-// See verify.h.
-#include "node/qxpkg/node/verify.h"
-
+// See operations.h.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +11,7 @@
 #include "layout/paths.h"
 #include "node/kr/manifest.h"
 #include "node/qxpkg/failure.h"
+#include "node/qxpkg/node/operations.h"
 
 namespace qxpkg {
 

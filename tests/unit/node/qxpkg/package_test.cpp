@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 
 #include "node/qxpkg/failure.h"
-#include "node/qxpkg/node/template_pack.h"
+#include "node/qxpkg/node/operations.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/node/qxpkg/kr_packages.h"
 
