@@ -264,6 +264,12 @@ class Names(Operator):
             with self.subTest(command):
                 self.run_tool(command, index, status=ERRORS_LEFT)
 
+    def test_an_index_whose_links_lead_out_of_the_template_area_is_damaged(self):
+        text, index = self.folder / "text", self.folder / "index"
+        text.write_text('qxdirindex 1\nentry 8 5 "x" -> "////../etc"\n')
+        self.run_tool("build", "-o", index, text)
+        self.assertIn("leads out", self.run_tool("check", index, status=ERRORS_LEFT).stdout)
+
     def test_a_failure_is_one_line_whatever_the_name_holds(self):
         said = self.run_tool("check", self.folder / "a\033[2J\nb", status=OPERATIONAL).stderr
         self.assertIn("/a\\x1b[2J\\x0ab: ", said)

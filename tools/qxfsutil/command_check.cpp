@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "base/escape.h"
+#include "src/area/template_lookup.h"
 #include "src/qxfsutil.h"
 #include "tools/qxfsutil/cancel.h"
 #include "tools/qxfsutil/commands.h"
@@ -138,22 +139,33 @@ int checkTarget(const Options& options, const Target& target) {
 /// An index file by itself: structure and checksum, and lost links when a root is given.
 std::vector<qxfs::Finding> findingsOf(const dirindex::IndexFile& index, const Options& options,
                                       const std::string& path) {
+    using qxfs::FindingCode;
     std::vector<qxfs::Finding> findings;
-    const auto add = [&](qxfs::FindingCode code, const std::string& templateFile = {}) {
-        findings.push_back({code, path, templateFile, index.reason, false});
+    const auto add = [&](FindingCode code, const std::string& detail, std::string link = {}) {
+        findings.push_back({code, path, std::move(link), detail, false});
     };
     if (!index.sound) {
-        add(qxfs::FindingCode::indexDamaged);
+        add(FindingCode::indexDamaged, index.reason);
     } else if (index.checksum != dirindex::ChecksumState::good) {
-        add(index.checksum == dirindex::ChecksumState::absent ? qxfs::FindingCode::checksumAbsent
-                                                              : qxfs::FindingCode::checksumWrong);
+        add(index.checksum == dirindex::ChecksumState::absent ? FindingCode::checksumAbsent
+                                                              : FindingCode::checksumWrong,
+            "");
+    }
+    if (index.sound && index.checksum != dirindex::ChecksumState::wrong &&
+        !index.unkeptPromise.empty()) {
+        add(FindingCode::indexTableWrong, index.unkeptPromise);
     }
     qxfs::Area area;
     area.templateRoot = options.linkRoot;
     for (const auto& entry : index.entries) {
-        const auto link = entry.link.has_value() ? *entry.link + "/" + entry.name : "";
-        if (area.looksAtTemplates() && !link.empty() && !qxfs::lookUpTemplate(area, link).exists) {
-            add(qxfs::FindingCode::linkLost, area.templateFile(link));
+        if (!entry.link.has_value()) {
+            continue;
+        }
+        const auto link = *entry.link + "/" + entry.name;
+        if (qxfs::leadsOut(link)) {
+            add(FindingCode::linkOutside, dirindex::escaped(link));
+        } else if (area.looksAtTemplates() && !qxfs::lookUpTemplate(area, link).exists) {
+            add(FindingCode::linkLost, "", area.templateFile(link));
         }
     }
     return findings;

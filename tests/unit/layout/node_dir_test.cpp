@@ -206,6 +206,14 @@ TEST_F(EnteredNodeTest, CanBeEnteredInAChrootThatIsNoMountPoint) {
     EXPECT_EQ(read_file("/proc/self/mountinfo"), mounts);
 }
 
+TEST_F(EnteredNodeTest, IsNotEnteredAgainByProgramsStartedInIt) {
+    const std::string environment = "/somewhere/else";
+    setenv("QXA_NODE_DIR", environment.c_str(), 1);
+    node.run([] { EXPECT_EQ(std::getenv("QXA_NODE_DIR"), nullptr); });
+    EXPECT_EQ(std::getenv("QXA_NODE_DIR"), environment);
+    unsetenv("QXA_NODE_DIR");
+}
+
 TEST_F(EnteredNodeTest, CanBeEnteredWithoutRoot) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "every other test here shows it when not run as root";
