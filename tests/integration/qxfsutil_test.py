@@ -219,6 +219,14 @@ class Several(Operator):
         self.run_tool("check", "-y", "--drop-missing-templates", self.area, status=CORRECTED)
         self.assertFalse(link.exists())
 
+    def test_attributes_are_set_only_when_asked_for(self):
+        link = self.root / "bin/sh"
+        link.chmod(0o1600)
+        for words, mode in (("-n",), 0o600), (("-y",), 0o600), (("-y", "--attributes"), 0o644):
+            with self.subTest(words):
+                self.run_tool("check", *words, self.area, status=CORRECTED if mode == 0o644 else CLEAN)
+                self.assertEqual(mode, link.stat().st_mode & 0o777)
+
     def test_an_area_that_cannot_be_opened_does_not_keep_others_from_being_checked(self):
         said = self.run_tool("check", self.folder / "none", self.area, status=OPERATIONAL)
         self.assertIn(f"{self.area}: ", said.stdout)

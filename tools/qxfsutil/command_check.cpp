@@ -93,6 +93,7 @@ int checkHeldArea(const Options& options, const qxfs::Area& area) {
     Progress progress(options, area);
     qxfs::RepairPolicy policy(options.mode);
     policy.ask = askFor;
+    policy.setAttributes = options.setAttributes;
     policy.dropMissing = options.dropMissing;
     const Cancellable meanwhile;
     qxfs::CheckSummary summary;

@@ -107,6 +107,8 @@ void addCheck(CommandLine& line) {
                                        "Write the undo record to FILE (default: in the private "
                                        "area, or beside a tree that is not a private area)");
     undoFile->type_name("FILE");
+    check->add_flag("--attributes", options.setAttributes,
+                    "Also set attributes that differ from those of the template");
     check->add_flag("--drop-missing-templates", options.dropMissing,
                     "Also drop what belongs to templates that do not exist at all");
     check->add_flag("-C,--completion", options.completion,

@@ -28,8 +28,9 @@ struct Options {
     bool modeGiven = false;
     std::string undoFile;
     bool noUndo = false;
-    bool dropMissing = false;  ///< repair drops what belongs to templates that are missing
-    bool completion = false;   ///< show a percentage
+    bool setAttributes = false;  ///< repair gives links the attributes of their template files
+    bool dropMissing = false;    ///< repair drops what belongs to templates that are missing
+    bool completion = false;     ///< show a percentage
     bool convertSymlinks = false;
     bool dryRun = false;
     std::string area;  ///< of commands that take one and something else
