@@ -395,7 +395,7 @@ TEST(PlantedLink, neverLeadsTheReadingOfAnIndexElsewhere) {
     IndexedArea area;
     const qx_test::TempDir outside;
     write(outside.path("._qxlnk_."), "no index, but long enough for one");
-    const auto link = area.area().privateDir + "/link";
+    const auto link = area.path("link");  // beside it, so that ".." stays what it is
     const auto directory = area.path("bin");
     fs::create_directory_symlink(outside.path(), link);
     const std::jthread swapping([&](const std::stop_token& stop) {
