@@ -13,10 +13,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 
 #include "base/durable.h"
+#include "base/tree.h"
 #include "src/area/confined.h"
 
 namespace qxfs {
@@ -50,6 +52,13 @@ bool isIndexFinding(FindingCode code) {
     }
 }
 
+/// The inode tag of the directory that an index was made for; 0 when it does not say.
+std::uint32_t tagOfOwner(const dirindex::IndexFile& index) {
+    const auto itself = std::find_if(index.entries.begin(), index.entries.end(),
+                                     [](const auto& entry) { return entry.name == "."; });
+    return itself == index.entries.end() ? 0 : itself->ino;
+}
+
 }  // namespace
 
 Disposal RepairPolicy::decide(const Finding& finding) const {
@@ -80,6 +89,7 @@ std::vector<std::string> DirectoryRepair::run(const RepairPolicy& policy) {
     m_index.emplace(m_area, m_check, m_directory.get(), policy.dropMissing);
     m_index->mend();
     m_marked = m_check.listing.isMarked();
+    planExchange();
     for (const auto& [found, disposal] : m_decisions) {
         plan(*found, disposal);
     }
@@ -143,6 +153,9 @@ void DirectoryRepair::planIndex(DirectoryFinding& found) {
     // Too large to be written down, or nothing that could be: it makes room for the new one.
     const bool wrongType = found.finding.code == FindingCode::indexWrongType;
     const auto* item = m_check.listing.find(dirindex::kIndexName);
+    if (m_exchange != nullptr) {
+        return;
+    }
     if (wrongType || (found.finding.code == FindingCode::indexDamaged && item != nullptr &&
                       static_cast<std::uint64_t>(item->info.st_size) > kMaxRecordedContent)) {
         found.name = dirindex::kIndexName;
@@ -151,6 +164,44 @@ void DirectoryRepair::planIndex(DirectoryFinding& found) {
     if (!wrongType || m_marked) {
         m_index->plan(found);
         m_byIndex.push_back(&found);
+    }
+}
+
+/// Two directories that have each other's index give them back: nothing of either is lost.
+void DirectoryRepair::planExchange() {
+    const auto found =
+        std::find_if(m_decisions.begin(), m_decisions.end(), [](const auto& decision) {
+            return decision.first->finding.code == FindingCode::indexOfOther;
+        });
+    if (found == m_decisions.end() || !m_check.index.has_value()) {
+        return;
+    }
+    const auto wanted = tagOfOwner(*m_check.index);
+    std::string failed;
+    base::walkTree(
+        openDirectory(m_area, "/").get(),
+        [&](const std::string& path, const struct stat& info) {
+            if (S_ISDIR(info.st_mode) && ownTag(info) == wanted) {
+                m_other = "/" + path;
+            }
+        },
+        failed);
+    const auto other = m_other.empty() ? base::Fd() : openDirectory(m_area, m_other);
+    if (other && tagOfOwner(dirindex::readIndexFile(other.get(), dirindex::kIndexName)) ==
+                     ownTag(m_check.listing.info)) {
+        m_exchange = found->first;
+    }
+}
+
+void DirectoryRepair::exchangeIndexes() {
+    const auto other = openDirectory(m_area, m_other);
+    if (other &&
+        renameat2(m_directory.get(), dirindex::kIndexName, other.get(), dirindex::kIndexName,
+                  RENAME_EXCHANGE) == 0 &&
+        base::flushDirectory(other.get())) {
+        m_exchange->finding.repaired = true;
+    } else {
+        fail("exchange", dirindex::kIndexName);
     }
 }
 
@@ -185,6 +236,14 @@ void DirectoryRepair::recordAll() {
 }
 
 void DirectoryRepair::recordIndex() {
+    if (m_exchange != nullptr) {
+        const auto other = openDirectory(m_area, m_other);
+        UndoStep step;
+        step.path = m_area.absolute(joined(m_other, dirindex::kIndexName));
+        m_recordedIndex = record(dirindex::kIndexName, true) && other &&
+                          add(other.get(), dirindex::kIndexName, true, step);
+        return;
+    }
     std::vector<std::string> names;
     for (const auto* findings : {&m_removals, &m_moves}) {
         for (const auto* found : *findings) {
@@ -272,6 +331,9 @@ void DirectoryRepair::moveItems() {
 }
 
 void DirectoryRepair::writeIndex() {
+    if (m_exchange != nullptr && m_recordedIndex) {
+        return exchangeIndexes();
+    }
     m_index->dropGone(m_gone);
     if (!m_index->isChanged() || !m_recordedIndex) {
         return;
@@ -366,19 +428,22 @@ UndoStep DirectoryRepair::stepFor(const std::string& name) const {
 
 bool DirectoryRepair::record(const std::string& name, bool withContent) {
     auto step = stepFor(name);
-    if (readState(m_directory.get(), name, withContent, step.state) &&
-        readState(m_directory.get(), name == "." ? ".." : ".", false, step.parent) &&
-        m_undo.add(step)) {
-        return true;
-    }
-    fail("record the state of", name);
-    return false;
+    return add(m_directory.get(), name, withContent, step) || fail("record the state of", name);
+}
+
+/// Writes down what a name in an opened directory is.
+bool DirectoryRepair::add(int directory, const std::string& name, bool withContent,
+                          UndoStep& step) {
+    return readState(directory, name, withContent, step.state) &&
+           readState(directory, name == "." ? ".." : ".", false, step.parent) && m_undo.add(step);
 }
 
 /// @param name in the directory; "." is the directory itself.
-void DirectoryRepair::fail(const std::string& what, const std::string& name) {
+/// @return false.
+bool DirectoryRepair::fail(const std::string& what, const std::string& name) {
     const auto inside = name == "." ? m_check.path : joined(m_check.path, name);
     m_failures.push_back("can't " + what + " '" + m_area.absolute(inside) + "': " + reasonBelow());
+    return false;
 }
 
 }  // namespace qxfs

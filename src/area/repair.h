@@ -67,6 +67,8 @@ private:
 
     void plan(DirectoryFinding& found, Disposal disposal);
     void planIndex(DirectoryFinding& found);
+    void planExchange();
+    void exchangeIndexes();
     bool decideAll(const RepairPolicy& policy);
     void recordAll();
     void recordIndex();
@@ -85,7 +87,8 @@ private:
     const Staging& staging();
     UndoStep stepFor(const std::string& name) const;
     bool record(const std::string& name, bool withContent);
-    void fail(const std::string& what, const std::string& name);
+    bool add(int directory, const std::string& name, bool withContent, UndoStep& step);
+    bool fail(const std::string& what, const std::string& name);
 
     const Area& m_area;
     DirectoryCheck& m_check;
@@ -95,6 +98,8 @@ private:
     std::optional<LostDirectory> m_lost;
     std::optional<IndexRepair> m_index;
     std::optional<Staging> m_staging;
+    DirectoryFinding* m_exchange = nullptr;  ///< the index is that of another directory...
+    std::string m_other;                     ///< ...which has this one's
     Findings m_removals;
     Findings m_moves;
     Findings m_byIndex;  ///< repaired once the new index is in its place

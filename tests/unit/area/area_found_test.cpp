@@ -185,6 +185,16 @@ const Fault kFaults[] = {
      }},
 };
 
+/// Names that the index of a directory holds.
+std::vector<std::string> namesIn(const IndexedArea& area, const std::string& directory) {
+    std::vector<std::string> names;
+    for (const auto& entry :
+         dirindex::readIndexFile(AT_FDCWD, area.path(directory + "/._qxlnk_.")).entries) {
+        names.push_back(entry.name);
+    }
+    return names;
+}
+
 class OneFault : public testing::TestWithParam<Fault> {};
 
 TEST_P(OneFault, isFoundExactlyOnce) {
@@ -194,6 +204,18 @@ TEST_P(OneFault, isFoundExactlyOnce) {
 
     EXPECT_THAT(area.check(), ElementsAre(GetParam().expected));
     EXPECT_EQ(1U, area.summary().errorsLeft);
+}
+
+TEST_P(OneFault, isRepairedInOneRunAndUndoneToTheByte) {
+    IndexedArea area;
+    GetParam().inflict(area);
+    const auto damaged = qx_test::snapshot(area.area().privateDir);
+
+    EXPECT_THAT(area.check(RepairMode::yes), Contains(GetParam().expected));
+
+    EXPECT_THAT(area.check(), IsEmpty());
+    area.undo();
+    EXPECT_TRUE(damaged == qx_test::snapshot(area.area().privateDir));
 }
 
 INSTANTIATE_TEST_SUITE_P(faults, OneFault, testing::ValuesIn(kFaults),
@@ -216,6 +238,21 @@ TEST(SwappedIndexes, areEachFoundAndLeftByAPreeningRun) {
     EXPECT_THAT(area.check(RepairMode::preen),
                 ElementsAre("index-of-other /bin", "index-of-other /sbin"));
     EXPECT_EQ(0U, area.summary().repaired);
+}
+
+TEST(SwappedIndexes, areExchangedByOneRepair) {
+    IndexedArea area;
+    const auto before = namesIn(area, "bin");
+    swapIndexes(area, "bin", "sbin");
+    const auto damaged = qx_test::snapshot(area.area().privateDir);
+
+    area.check(RepairMode::yes);
+
+    EXPECT_EQ(0U, area.summary().errorsLeft);
+    EXPECT_THAT(area.check(), IsEmpty());
+    EXPECT_EQ(before, namesIn(area, "bin"));
+    area.undo();
+    EXPECT_TRUE(damaged == qx_test::snapshot(area.area().privateDir));
 }
 
 TEST(RestoredArea, hasOtherInodesButItsOwnIndexes) {
