@@ -148,9 +148,9 @@ QXFSUTIL_API int fsck_in_core(const char* name, void* base, size_t size, const c
  */
 QXFSUTIL_API int verify_checksum(const void* base, size_t size, const void* expected);
 
-/* Maps a whole file private and writable: changes never reach the file. Fills `st`; the caller
- * unmaps st->st_size bytes. Null on failure, with "can't open/fstat/mmap dirindex file '%s'"
- * (warning). An empty file cannot be mapped. */
+/* Reads a whole regular file into a private, writable mapping: changes never reach the file, and
+ * the file may change afterwards. Fills `st`; the caller unmaps st->st_size bytes. Null on failure,
+ * with "can't open/fstat/mmap dirindex file '%s'" (warning). An empty file cannot be mapped. */
 QXFSUTIL_API void* mmap_file(const char* path, struct stat* st);
 
 /* A 32-bit hash of a byte string: like lookup2, but over signed bytes and with arithmetic shifts.
@@ -313,7 +313,8 @@ QXFSUTIL_API int fsck_dirindex(const char* dir, const char* index_name, const ch
                                const char* root);
 
 /* Copies an index. If both identifiers are given (else both are null), the template cache's
- * identifier is replaced in its link strings (correct_dirindex). 0 or -1. */
+ * identifier is replaced in its link strings (correct_dirindex). A target that is there and is no
+ * regular file is a failure. 0 or -1. */
 QXFSUTIL_API int clone_dirindex(const char* source, const char* target, const char* old_id,
                                 const char* new_id);
 
@@ -356,12 +357,13 @@ QXFSUTIL_API int remove_dir(const char* path);
  * at. 0, or the result of the mkdir that failed. */
 QXFSUTIL_API int mkdir_p(const char* path, mode_t mode, int skip);
 
-/* Copies a regular file's content. WARNING: if the source cannot be opened, the result is the same
- * as for an empty source; test it first. */
+/* Copies a regular file's content: 0; -1 the source, or -2 the target, is no regular file or fails.
+ * WARNING: if the source cannot be opened, the result is the same as for an empty source; test it
+ * first. */
 QXFSUTIL_API int copy_reg_file(const char* source, const char* target);
 
-/* 0 equal content, 1 different, -1 one cannot be read. A null argument ends the process, status
- * 255.
+/* 0 equal content, 1 different, -1 one cannot be read or is no regular file. A null argument ends
+ * the process, status 255.
  */
 QXFSUTIL_API int compare_files(const char* a, const char* b);
 
