@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <boost/algorithm/hex.hpp>
 #include <cstdarg>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 
 #include "QXL/QXLLog.h"
@@ -66,7 +68,6 @@ spdlog::logger* logger() {
 
 /// Escapes control characters, so that a text is always one line.
 std::string onOneLine(const std::string& text) {
-    constexpr std::string_view digits = "0123456789abcdef";
     std::string line;
     line.reserve(text.size());
     for (const char c : text) {
@@ -75,8 +76,7 @@ std::string onOneLine(const std::string& text) {
             line += c;
         } else {
             line += "\\x";
-            line += digits[byte >> 4];
-            line += digits[byte & 15];
+            boost::algorithm::hex_lower(&byte, &byte + 1, std::back_inserter(line));
         }
     }
     return line;

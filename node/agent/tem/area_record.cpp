@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <boost/algorithm/hex.hpp>
 #include <cerrno>
 #include <charconv>
+#include <iterator>
 #include <optional>
 #include <sstream>
 
@@ -30,7 +32,6 @@ constexpr const char* kHeading = "qxtem-record 1";
 constexpr std::size_t kMaxRecordSize = std::size_t{1} << 30;
 
 std::string escaped(const std::string& text) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
     // A lone "-" stands for an empty text.
     if (text.empty()) {
         return "-";
@@ -39,7 +40,8 @@ std::string escaped(const std::string& text) {
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte <= ' ' || byte > '~' || c == '%' || (c == '-' && text.size() == 1)) {
-            out += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+            out += '%';
+            boost::algorithm::hex_lower(&byte, &byte + 1, std::back_inserter(out));
         } else {
             out += c;
         }
