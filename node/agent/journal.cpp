@@ -10,16 +10,16 @@
 #include "QXL/QXLError.h"
 #include "layout/paths.h"
 #include "layout/time_text.h"
+#include "node/agent/database.h"
 #include "node/agent/process_id.h"
-#include "node/agent/sqlite.h"
+#include "node/support/failure.h"
 
 namespace QXA {
 
 namespace {
 
-using QXL::Database;
-using QXL::Statement;
-using QXL::Transaction;
+using SQLite::Statement;
+using SQLite::Transaction;
 
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS entry("
@@ -36,52 +36,54 @@ constexpr const char* kSchema =
 constexpr std::array<std::vector<std::string> QXAJournalEntry::*, 3> kLists = {
     &QXAJournalEntry::packages, &QXAJournalEntry::before, &QXAJournalEntry::after};
 
-Database openForWriting() {
-    Database database(qxnode::kJournal, Database::Mode::create);
-    database.run(kSchema);
+SQLite::Database openForWriting() {
+    SQLite::Database database = QXL::openDatabase(qxnode::kJournal, QXL::DatabaseMode::create);
+    database.exec(kSchema);
     return database;
 }
 
-void writeLists(Database& database, std::int64_t id, const QXAJournalEntry& entry) {
+void writeLists(SQLite::Database& database, std::int64_t id, const QXAJournalEntry& entry) {
     Statement clear(database, "DELETE FROM item WHERE entry = ?");
-    clear.bind(1, id).run();
+    clear.bind(1, id);
+    clear.exec();
     Statement insert(database, "INSERT INTO item(entry, list, position, text) VALUES(?, ?, ?, ?)");
     for (std::size_t list = 0; list < kLists.size(); ++list) {
         std::int64_t position = 0;
         for (const auto& text : entry.*kLists[list]) {
-            insert.bind(1, id).bind(2, static_cast<std::int64_t>(list));
-            insert.bind(3, position++).bind(4, text).run();
+            SQLite::bind(insert, id, static_cast<std::int64_t>(list), position++, text);
+            insert.exec();
+            insert.reset();
         }
     }
 }
 
-void readLists(Database& database, QXAJournalEntry& entry) {
+void readLists(SQLite::Database& database, QXAJournalEntry& entry) {
     Statement select(database,
                      "SELECT list, text FROM item WHERE entry = ? ORDER BY list, position");
     select.bind(1, entry.id);
-    while (select.step()) {
-        const auto list = static_cast<std::size_t>(select.integer(0));
+    while (select.executeStep()) {
+        const auto list = static_cast<std::size_t>(select.getColumn(0).getInt64());
         if (list < kLists.size()) {
-            (entry.*kLists[list]).push_back(select.text(1));
+            (entry.*kLists[list]).push_back(select.getColumn(1).getString());
         }
     }
 }
 
-QXAJournalEntry readEntry(const Statement& row) {
+QXAJournalEntry readEntry(Statement& row) {
     QXAJournalEntry entry;
-    entry.id = row.integer(0);
-    entry.user = row.text(3);
-    entry.operation = row.text(4);
-    entry.target = row.text(5);
-    entry.message = row.text(7);
-    if (!row.isNull(2)) {
-        entry.time = row.text(2);
-        entry.result = static_cast<int>(row.integer(6));
+    entry.id = row.getColumn(0).getInt64();
+    entry.user = row.getColumn(3).getString();
+    entry.operation = row.getColumn(4).getString();
+    entry.target = row.getColumn(5).getString();
+    entry.message = row.getColumn(7).getString();
+    if (!row.isColumnNull(2)) {
+        entry.time = row.getColumn(2).getString();
+        entry.result = static_cast<int>(row.getColumn(6).getInt64());
         return entry;
     }
-    entry.time = row.text(1);
-    const std::string birth = QXL::processBirth(static_cast<pid_t>(row.integer(8)));
-    const bool alive = !birth.empty() && birth == row.text(9);
+    entry.time = row.getColumn(1).getString();
+    const std::string birth = QXL::processBirth(static_cast<pid_t>(row.getColumn(8).getInt64()));
+    const bool alive = !birth.empty() && birth == row.getColumn(9).getString();
     entry.result = alive ? QXAJournal::kRunning : QXAJournal::kInterrupted;
     return entry;
 }
@@ -91,6 +93,9 @@ template <typename Result, typename Work>
 Result guarded(Result onFailure, const Work& work) {
     try {
         return work();
+    } catch (const SQLite::Exception& failure) {
+        QXL::setErrorMessage("journal: cannot work on '%s': %s", qxnode::kJournal, failure.what());
+        return onFailure;
     } catch (const std::exception& failure) {
         QXL::setErrorMessage("journal: %s", failure.what());
         return onFailure;
@@ -101,14 +106,15 @@ Result guarded(Result onFailure, const Work& work) {
 
 std::int64_t QXAJournal::begin(const QXAJournalEntry& entry) {
     return guarded(std::int64_t{-1}, [&] {
-        Database database = openForWriting();
-        Transaction transaction(database);
+        SQLite::Database database = openForWriting();
+        Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
         Statement insert(database,
                          "INSERT INTO entry(begun, user, operation, target, pid, birth)"
                          " VALUES(?, ?, ?, ?, ?, ?)");
-        insert.bind(1, qxnode::localTime()).bind(2, entry.user).bind(3, entry.operation);
-        insert.bind(4, entry.target).bind(5, getpid()).bind(6, QXL::processBirth(getpid())).run();
-        const std::int64_t id = database.lastRowId();
+        SQLite::bind(insert, qxnode::localTime(), entry.user, entry.operation, entry.target,
+                     getpid(), QXL::processBirth(getpid()));
+        insert.exec();
+        const std::int64_t id = database.getLastInsertRowid();
         writeLists(database, id, entry);
         transaction.commit();
         return id;
@@ -117,18 +123,19 @@ std::int64_t QXAJournal::begin(const QXAJournalEntry& entry) {
 
 int QXAJournal::end(std::int64_t id, const QXAJournalEntry& entry) {
     return guarded(-1, [&] {
-        Database database = openForWriting();
-        Transaction transaction(database);
+        SQLite::Database database = openForWriting();
+        Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
         Statement open(database, "SELECT 1 FROM entry WHERE id = ? AND ended IS NULL");
-        if (!open.bind(1, id).step()) {
-            throw QXL::DatabaseError("no open entry " + std::to_string(id));
+        open.bind(1, id);
+        if (!open.executeStep()) {
+            throw qxnode::Failure("no open entry " + std::to_string(id));
         }
         Statement update(database,
                          "UPDATE entry SET ended = ?, user = ?, operation = ?, target = ?,"
                          " result = ?, message = ? WHERE id = ?");
-        update.bind(1, qxnode::localTime()).bind(2, entry.user).bind(3, entry.operation);
-        update.bind(4, entry.target).bind(5, entry.result).bind(6, entry.message).bind(7, id);
-        update.run();
+        SQLite::bind(update, qxnode::localTime(), entry.user, entry.operation, entry.target,
+                     entry.result, entry.message, id);
+        update.exec();
         writeLists(database, id, entry);
         transaction.commit();
         return 0;
@@ -140,14 +147,15 @@ int QXAJournal::read(std::vector<QXAJournalEntry>& out, std::size_t limit) {
         if (access(qxnode::kJournal, F_OK) != 0 && errno == ENOENT) {
             return 0;
         }
-        Database database(qxnode::kJournal, Database::Mode::readOnly);
+        SQLite::Database database =
+            QXL::openDatabase(qxnode::kJournal, QXL::DatabaseMode::readOnly);
         Statement select(database,
                          "SELECT id, begun, ended, user, operation, target, result, message, pid,"
                          " birth FROM entry ORDER BY id DESC LIMIT ?");
         constexpr auto all = std::numeric_limits<std::int64_t>::max();
         select.bind(1, limit == 0 ? all : static_cast<std::int64_t>(limit));
         std::vector<QXAJournalEntry> entries;
-        while (select.step()) {
+        while (select.executeStep()) {
             entries.push_back(readEntry(select));
             readLists(database, entries.back());
         }

@@ -9,9 +9,9 @@
 #include "QXL/QXLLog.h"
 #include "layout/paths.h"
 #include "layout/time_text.h"
+#include "node/agent/database.h"
 #include "node/agent/error_store.h"
 #include "node/agent/kr_templates.h"
-#include "node/agent/sqlite.h"
 
 namespace QXL {
 
@@ -32,7 +32,7 @@ void report(const std::string& line) {
 /// Writes the packages of both technologies into the table.
 class Rebuild {
 public:
-    explicit Rebuild(Database& database)
+    explicit Rebuild(SQLite::Database& database)
         : m_insert(database, "INSERT OR REPLACE INTO package VALUES(?, ?, ?, ?, ?, ?, ?)") {}
 
     void addStandard() {
@@ -74,28 +74,33 @@ private:
     void add(const char* technology, const std::string& os, const std::string& name,
              const std::string& version, bool isOs, const std::string& architecture,
              const std::string& summary) {
-        m_insert.bind(1, std::string_view(technology)).bind(2, os).bind(3, name);
-        m_insert.bind(4, version).bind(5, std::int64_t{isOs}).bind(6, architecture);
-        m_insert.bind(7, summary).run();
+        SQLite::bind(m_insert, technology, os, name, version, std::int32_t{isOs}, architecture,
+                     summary);
+        m_insert.exec();
+        m_insert.reset();
     }
 
-    Statement m_insert;
+    SQLite::Statement m_insert;
 };
 
 }  // namespace
 
-void synchronizeLocalPackages() {
+void synchronizeLocalPackages() try {
     const ErrorMessageKeeper messageOfTheRequest;
-    Database database(qxnode::kPackageMonitor, Database::Mode::create);
-    Transaction transaction(database);
-    database.run(kSchema);
-    database.run("DELETE FROM package");
+    SQLite::Database database = openDatabase(qxnode::kPackageMonitor, DatabaseMode::create);
+    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
+    database.exec(kSchema);
+    database.exec("DELETE FROM package");
     Rebuild rebuild(database);
     rebuild.addStandard();
     rebuild.addKr();
-    Statement mark(database, "INSERT OR REPLACE INTO synchronization VALUES(1, ?)");
-    mark.bind(1, qxnode::localTime()).run();
+    SQLite::Statement mark(database, "INSERT OR REPLACE INTO synchronization VALUES(1, ?)");
+    mark.bind(1, qxnode::localTime());
+    mark.exec();
     transaction.commit();
+} catch (const SQLite::Exception& failure) {
+    throw std::runtime_error(std::string("cannot work on '") + qxnode::kPackageMonitor +
+                             "': " + failure.what());
 }
 
 }  // namespace QXL

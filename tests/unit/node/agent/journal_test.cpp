@@ -11,8 +11,8 @@
 
 #include "QXL/QXLError.h"
 #include "layout/paths.h"
+#include "node/agent/database.h"
 #include "node/agent/process_id.h"
-#include "node/agent/sqlite.h"
 #include "tests/support/test_node.h"
 
 namespace {
@@ -197,7 +197,8 @@ TEST_F(JournalTest, SaysThatItIsDamaged) {
 TEST_F(JournalTest, RefusesTablesOfANewerVersionAndLeavesThem) {
     node.run([] {
         ASSERT_GT(QXAJournal::begin(entryOf("install")), 0);
-        QXL::Database(qxnode::kJournal, QXL::Database::Mode::create).run("PRAGMA user_version=1");
+        QXL::openDatabase(qxnode::kJournal, QXL::DatabaseMode::create)
+            .exec("PRAGMA user_version=1");
         std::vector<QXAJournalEntry> entries;
         EXPECT_EQ(QXAJournal::read(entries, 0), -1);
         EXPECT_STREQ(QXL::getErrorMessage(),

@@ -11,9 +11,9 @@
 #include "QXL/QXLRawRequestAgent.h"
 #include "QXL/QXLToken.h"
 #include "layout/paths.h"
+#include "node/agent/database.h"
 #include "node/agent/error_store.h"
 #include "node/agent/kr_templates.h"
-#include "node/agent/sqlite.h"
 #include "tests/support/test_node.h"
 
 namespace {
@@ -33,14 +33,14 @@ int synchronize() {
 }
 
 std::vector<std::string> cachedPackages() {
-    Database database(qxnode::kPackageMonitor, Database::Mode::readOnly);
-    Statement select(
+    SQLite::Database database = openDatabase(qxnode::kPackageMonitor, DatabaseMode::readOnly);
+    SQLite::Statement select(
         database,
         "SELECT technology || ' ' || os || ' ' || name || ' ' || version || ' ' ||"
         " is_os || ' ' || summary FROM package ORDER BY technology, os, name, version");
     std::vector<std::string> rows;
-    while (select.step()) {
-        rows.push_back(select.text(0));
+    while (select.executeStep()) {
+        rows.push_back(select.getColumn(0).getString());
     }
     return rows;
 }
