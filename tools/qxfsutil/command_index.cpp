@@ -1,13 +1,12 @@
 // Commands on single index files: dump, build, stat; and the table of findings.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "base/content.h"
-#include "base/open_below.h"
+#include "base/durable.h"
 #include "src/index/index_image.h"
 #include "tools/qxfsutil/commands.h"
 #include "tools/qxfsutil/exit_code.h"
@@ -35,25 +34,6 @@ bool readInput(const std::string& path, std::string& text) {
     return std::ferror(stdin) == 0;
 }
 
-bool writeBeside(const std::string& path, const std::string& bytes) {
-    const auto fresh = path + ".~new";
-    auto file = base::openSuspect(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    std::size_t done = 0;
-    ssize_t written = 0;
-    while (file && done < bytes.size() && written >= 0) {
-        written = write(file.get(), bytes.data() + done, bytes.size() - done);
-        done += written > 0 ? static_cast<std::size_t>(written) : 0;
-    }
-    const bool good = file && written >= 0 && fsync(file.get()) == 0 && file.close() == 0 &&
-                      rename(fresh.c_str(), path.c_str()) == 0;
-    const int failure = errno;
-    if (!good) {
-        unlink(fresh.c_str());
-    }
-    errno = failure;
-    return good;
-}
-
 }  // namespace
 
 int runDump(const Options& options) {
@@ -67,7 +47,7 @@ int runDump(const Options& options) {
         std::string error;
         if (!dirindex::dumpImage(*bytes, text, error)) {
             reportFailure(options, name, error);
-            exitCode = kExitErrorsLeft;
+            exitCode |= kExitErrorsLeft;
             continue;
         }
         std::fputs((options.json ? entriesAsJson(name, text.entries) : dirindex::formatIndex(text))
@@ -96,9 +76,9 @@ int runBuild(const Options& options) {
         const bool written = std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size();
         return written ? kExitClean : reportFailure(options, "build", std::strerror(errno));
     }
-    return writeBeside(options.output, bytes)
+    return base::replaceFile(options.output, bytes, error)
                ? kExitClean
-               : reportFailure(options, options.output, std::strerror(errno));
+               : reportFailure(options, options.output, error);
 }
 
 int runStat(const Options& options) {
@@ -107,7 +87,7 @@ int runStat(const Options& options) {
         const auto index = dirindex::readIndexFile(AT_FDCWD, name);
         if (!index.sound) {
             reportFailure(options, name, index.reason);
-            exitCode = std::max<int>(exitCode, index.readable ? kExitErrorsLeft : kExitOperational);
+            exitCode |= index.readable ? kExitErrorsLeft : kExitOperational;
             continue;
         }
         const auto stat = dirindex::statOf(index);
