@@ -10,6 +10,7 @@
 
 #include "layout/paths.h"
 #include "node/kr/packaging.h"
+#include "node/kr/text.h"
 
 namespace qxnode {
 
@@ -30,17 +31,6 @@ bool isSourceWord(std::string_view word) {
 
 bool isPlainFileName(std::string_view name) {
     return isKrName(name) && !name.starts_with('.');
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::size_t begin = 0;
-    while (begin < text.size()) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return lines;
 }
 
 std::vector<std::string> packageNames(const TomlTable& table, const std::string& key) {

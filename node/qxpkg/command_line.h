@@ -39,4 +39,8 @@ enum class Parsed {
 
 Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line);
 
+/// Carries out a command. @return the exit code; the reason of a failure was then the last line on
+/// standard error.
+int runCommand(const CommandLine& line);
+
 }  // namespace qxpkg

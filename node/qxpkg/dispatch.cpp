@@ -1,8 +1,7 @@
-// See dispatch.h.
-#include "node/qxpkg/dispatch.h"
-
+// From a command line to what it asks for; see command_line.h.
 #include <algorithm>
 
+#include "node/qxpkg/command_line.h"
 #include "node/qxpkg/container/operations.h"
 #include "node/qxpkg/failure.h"
 #include "node/qxpkg/node/operations.h"

@@ -7,7 +7,7 @@
 
 #include "cli/command_line.h"
 #include "layout/node_dir.h"
-#include "node/qxpkg/dispatch.h"
+#include "node/qxpkg/command_line.h"
 #include "node/qxpkg/failure.h"
 
 namespace {
