@@ -240,6 +240,40 @@ void measure(const std::string& folder, const Layout& layout, unsigned rounds) {
     reportMemory(folder, layout);
 }
 
+/// Repairing a directory of which half of the template files are gone, beside its check.
+void measureRepair(const std::string& folder, unsigned rounds) {
+    constexpr Layout layout{"80000 files, flat, half of the template files gone", 80000, 80000};
+    std::vector<double> checks;
+    std::vector<double> repairs;
+    for (unsigned round = 0; round < rounds; ++round) {
+        fs::remove_all(folder);
+        makeTemplates(folder, layout);
+        makeArea(folder, layout);
+        index(folder);
+        for (unsigned i = 0; i < layout.files; i += 2) {
+            unlink((folder + "/template/os/1/root/" + fileName(layout, i)).c_str());
+        }
+        checks.push_back(seconds([&] { check(folder, true); }));
+        repairs.push_back(seconds([&] {
+            const auto area = openArea(folder, true);
+            qxfs::UndoRecord undo;
+            std::string error;
+            const bool repaired =
+                undo.open(folder + "/undo", area.privateDir, error) &&
+                qxfs::checkArea(
+                    area, qxfs::RepairMode::yes, undo, [](const qxfs::Finding&) {},
+                    [](const qxfs::CheckSummary&) {
+                    }).errorsLeft == 0;
+            if (!repaired) {
+                std::fprintf(stderr, "area_bench: the area was not repaired\n");
+            }
+        }));
+    }
+    std::printf("%s, medians of %u\n  check %.4f s, repair %.4f s: ratio %.2f (bound 5.0)\n",
+                layout.name, rounds, median(checks), median(repairs),
+                median(repairs) / median(checks));
+}
+
 /// Ten areas by one process and by two.
 void measureJobs(const std::string& folder, unsigned rounds) {
     constexpr Layout layout{"ten areas of 10000 files", 10000, 50};
@@ -280,6 +314,7 @@ int main(int argc, char** argv) {
     for (const auto& layout : kLayouts) {
         measure(folder, layout, rounds);
     }
+    measureRepair(folder, rounds);
     measureJobs(folder, rounds);
     if (chdir("/") == 0) {
         fs::remove_all(folder);
