@@ -6,7 +6,6 @@
 #include <sstream>
 #include <string>
 
-#include "node/qxpkg/container/package_cache.h"
 #include "node/qxpkg/engine/deb/engine.h"
 #include "node/qxpkg/engine/deb/report.h"
 #include "node/qxpkg/engine/rpm/engine.h"
@@ -22,17 +21,16 @@ void require(bool holds) {
 
 void readAsPackage(const std::string& line) {
     qxpkg::Package package;
-    if (qxpkg::parseDpkgLine(line, package)) {
-        require(!package.name.empty() &&
-                line.find('\t' + package.name + '\t') != std::string::npos);
-    }
-    if (qxpkg::parseRpmLine(line, package)) {
-        require(line.starts_with(package.name + '\t' + package.architecture + '\t'));
+    if (qxpkg::readDpkgState(line, package)) {
+        require(!package.removing || !package.broken);
+        require(!qxpkg::isHalfPurged(line));
     }
     if (qxpkg::parseAptPlanLine(line, package)) {
         require(!package.name.empty() && line.find(package.name) != std::string::npos);
     }
-    require(qxpkg::packageOfFile(line).size() <= line.size());
+    for (const qxpkg::EngineKind& kind : qxpkg::engineKinds()) {
+        require(kind.packageOfFile(line).size() <= line.size());
+    }
 }
 
 }  // namespace
