@@ -58,8 +58,8 @@ double median(std::vector<double> values) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const auto folder = std::string(argc > 1 ? argv[1] : "/dev/shm") + "/names_bench-" +
-                        std::to_string(getpid());
+    const auto folder =
+        std::string(argc > 1 ? argv[1] : "/dev/shm") + "/names_bench-" + std::to_string(getpid());
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 5;
     const auto colliding = made(folder + "/colliding", true);
     const auto random = made(folder + "/random", false);
@@ -71,7 +71,8 @@ int main(int argc, char** argv) {
     }
     fs::remove_all(folder);
     const double times = median(ofColliding) / median(ofRandom);
-    std::printf("check of %zu colliding names %.3f s, of random ones %.3f s: %.2f times  limit %.2f\n",
-                kNames, median(ofColliding), median(ofRandom), times, kLimit);
+    std::printf(
+        "check of %zu colliding names %.3f s, of random ones %.3f s: %.2f times  limit %.2f\n",
+        kNames, median(ofColliding), median(ofRandom), times, kLimit);
     return times > kLimit ? 1 : 0;
 }

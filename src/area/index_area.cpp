@@ -24,28 +24,22 @@ namespace qxfs {
 
 namespace {
 
-struct DirectoryGlance {
-    std::vector<std::string> subdirectories;  ///< names
-    bool hasIndex = false;
-};
-
-/// @return false with errno: an index that is overlooked would be lost.
-bool glance(int directory, DirectoryGlance& seen) {
+/// Names of the directories in a directory. @return 0 or an errno.
+int findSubdirectories(int directory, std::vector<std::string>& found) {
     const auto names = base::namesIn(directory);
     if (!names) {
-        return false;
+        return errno;
     }
     for (const auto& name : *names) {
         struct stat info {};
         if (fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            return false;
+            return errno;
         }
         if (S_ISDIR(info.st_mode)) {
-            seen.subdirectories.push_back(name);
+            found.push_back(name);
         }
-        seen.hasIndex = seen.hasIndex || (name == dirindex::kIndexName && S_ISREG(info.st_mode));
     }
-    return true;
+    return 0;
 }
 
 /// The name that make_shortcut() was to replace when it was interrupted; empty for other names.
@@ -71,12 +65,12 @@ public:
 
     void run() {
         // Parents are put on the stack before their children and taken up again after them.
-        m_pending.push_back({"/", false});
+        m_pending.push_back({"/"});
         while (!m_pending.empty()) {
             if (m_pending.back().entered) {
-                const auto path = std::move(m_pending.back().path);
+                const auto pending = std::move(m_pending.back());
                 m_pending.pop_back();
-                m_sink(indexDirectory(path));
+                m_sink(indexDirectory(pending));
             } else {
                 enter();
             }
@@ -86,38 +80,40 @@ public:
 private:
     struct Pending {
         std::string path;
-        bool entered;
+        bool entered = false;
+        int failure = 0;  ///< errno when its directories could not be found
     };
 
     void enter() {
         m_pending.back().entered = true;
         const auto path = m_pending.back().path;
         const auto directory = openDirectory(m_area, path);
-        DirectoryGlance seen;
-        if (!directory || !glance(directory.get(), seen)) {
-            return;
-        }
-        for (auto it = seen.subdirectories.rbegin(); it != seen.subdirectories.rend(); ++it) {
-            m_pending.push_back({joined(path, *it), false});
+        std::vector<std::string> below;
+        m_pending.back().failure = directory ? findSubdirectories(directory.get(), below) : errno;
+        for (auto it = below.rbegin(); it != below.rend(); ++it) {
+            m_pending.push_back({joined(path, *it)});
         }
     }
 
-    IndexOutcome indexDirectory(const std::string& path) {
+    IndexOutcome indexDirectory(const Pending& pending) {
         IndexOutcome outcome;
-        outcome.path = path;
-        const auto directory = openDirectory(m_area, path);
-        DirectoryGlance seen;
-        struct stat info {};
-        if (!directory && errno == EXDEV) {
+        outcome.path = pending.path;
+        if (pending.failure == EXDEV) {
             outcome.result = IndexResult::notIndexable;
             outcome.reasons.emplace_back("another file system is mounted there; it is left out");
             return outcome;
         }
-        if (!directory || !glance(directory.get(), seen) || fstat(directory.get(), &info) != 0) {
+        const auto directory = openDirectory(m_area, pending.path);
+        errno = pending.failure != 0 ? pending.failure : errno;
+        struct stat info {};
+        struct stat index {};
+        if (!directory || pending.failure != 0 || fstat(directory.get(), &info) != 0 ||
+            (fstatat(directory.get(), dirindex::kIndexName, &index, AT_SYMLINK_NOFOLLOW) != 0 &&
+             errno != ENOENT)) {
             fail(outcome, "can't look at the directory");
             return outcome;
         }
-        if (!seen.hasIndex) {
+        if (!S_ISREG(index.st_mode)) {
             createIndex(outcome, directory.get());
         } else if ((info.st_mode & S_ISUID) == 0 && !isWhole(directory.get())) {
             if (m_options.dryRun || unlinkat(directory.get(), dirindex::kIndexName, 0) == 0) {
@@ -137,21 +133,14 @@ private:
     }
 
     /// Turns magic symlinks into shortcuts, each made beside its link and renamed over it, so that
-    /// a kill between two steps loses nothing. What a killed run left beside a link goes first: it
-    /// is a shortcut of the same text.
-    static void convertSymlinks(IndexOutcome& outcome, int directory, bool convert) {
+    /// a kill between two steps loses nothing.
+    static void convertSymlinks(IndexOutcome& outcome, int directory) {
         DirectoryListing listing;
         if (readDirectory(directory, listing) != 0) {
             return;
         }
-        for (auto& item : listing.items) {
-            const auto* replaced = listing.find(replacedBy(item.name));
-            if (S_ISREG(item.info.st_mode) && item.isLink() && replaced != nullptr &&
-                replaced->link == item.link && unlinkat(directory, item.name.c_str(), 0) != 0) {
-                outcome.reasons.push_back("'" + item.name + "', which a killed run left, stays");
-            }
-            if (!convert || !item.isSymlink() || !item.isLink() ||
-                item.name == dirindex::kIndexName) {
+        for (const auto& item : listing.items) {
+            if (!item.isSymlink() || !item.isLink() || item.name == dirindex::kIndexName) {
                 continue;
             }
             auto info = item.info;
@@ -164,11 +153,32 @@ private:
         }
     }
 
-    void createIndex(IndexOutcome& outcome, int directory) const {
-        if (!m_options.dryRun) {
-            convertSymlinks(outcome, directory, m_options.convertSymlinks);
+    /// Removes what a killed conversion left beside a link: a shortcut of the same text.
+    static void dropLeftOvers(int directory) {
+        DirectoryListing listing;
+        if (readDirectory(directory, listing) != 0) {
+            return;
         }
-        const auto scan = dirindex::scanDirectory(directory, m_area.templateRoot);
+        for (const auto& item : listing.items) {
+            const auto* replaced = listing.find(replacedBy(item.name));
+            if (S_ISREG(item.info.st_mode) && item.isLink() && replaced != nullptr &&
+                replaced->link == item.link) {
+                unlinkat(directory, item.name.c_str(), 0);
+            }
+        }
+    }
+
+    void createIndex(IndexOutcome& outcome, int directory) const {
+        if (m_options.convertSymlinks && !m_options.dryRun) {
+            convertSymlinks(outcome, directory);
+        }
+        auto scan = dirindex::scanDirectory(directory, m_area.templateRoot);
+        if (scan && !m_options.dryRun &&
+            std::any_of(scan->names.begin(), scan->names.end(),
+                        [](const std::string& name) { return !replacedBy(name).empty(); })) {
+            dropLeftOvers(directory);
+            scan = dirindex::scanDirectory(directory, m_area.templateRoot);
+        }
         if (!scan) {
             fail(outcome, "can't read the directory");
             return;
