@@ -278,6 +278,21 @@ class Names(Operator):
         self.run_tool("build", "-o", index, text)
         self.assertIn("leads out", self.run_tool("check", index, status=ERRORS_LEFT).stdout)
 
+    def test_a_template_file_that_cannot_be_looked_at_is_not_said_to_be_gone(self):
+        self.run_tool("-q", "index", self.area)
+        self.folder.chmod(0o755)
+        self.template.parent.chmod(0)
+        self.addCleanup(self.template.parent.chmod, 0o755)
+        try:
+            ended = subprocess.run(
+                [QXFSUTIL, "check", "--root", self.folder / "template", self.root / "bin/._qxlnk_."],
+                capture_output=True, text=True, check=False, user=65534 if os.geteuid() == 0 else None,
+            )
+        except PermissionError:
+            self.skipTest("another user cannot start the command here")
+        self.assertEqual(OPERATIONAL, ended.returncode, ended.stdout + ended.stderr)
+        self.assertIn("Permission denied", ended.stderr)
+
     def test_a_failure_is_one_line_whatever_the_name_holds(self):
         said = self.run_tool("check", self.folder / "a\033[2J\nb", status=OPERATIONAL).stderr
         self.assertIn("/a\\x1b[2J\\x0ab: ", said)

@@ -139,7 +139,7 @@ int checkTarget(const Options& options, const Target& target) {
 
 /// An index file by itself: structure and checksum, and lost links when a root is given.
 std::vector<qxfs::Finding> findingsOf(const dirindex::IndexFile& index, const Options& options,
-                                      const std::string& path) {
+                                      const std::string& path, std::vector<std::string>& failures) {
     using qxfs::FindingCode;
     std::vector<qxfs::Finding> findings;
     const auto add = [&](FindingCode code, const std::string& detail, std::string link = {}) {
@@ -165,8 +165,14 @@ std::vector<qxfs::Finding> findingsOf(const dirindex::IndexFile& index, const Op
         const auto link = *entry.link + "/" + entry.name;
         if (qxfs::leadsOut(link)) {
             add(FindingCode::linkOutside, dirindex::escaped(link));
-        } else if (area.looksAtTemplates() && !qxfs::lookUpTemplate(area, link).exists) {
-            add(FindingCode::linkLost, "", area.templateFile(link));
+        } else if (area.looksAtTemplates()) {
+            const auto state = qxfs::lookUpTemplate(area, link);
+            if (state.failure != 0) {
+                failures.push_back("can't look at '" + area.templateFile(link) +
+                                   "': " + std::strerror(state.failure));
+            } else if (!state.exists) {
+                add(FindingCode::linkLost, "", area.templateFile(link));
+            }
         }
     }
     return findings;
@@ -181,11 +187,14 @@ int checkIndexFile(const Options& options, const std::string& path) {
     summary.area = path;
     summary.indexed = 1;
     summary.entries = index.entries.size();
-    for (const auto& finding : findingsOf(index, options, path)) {
+    for (const auto& finding : findingsOf(index, options, path, summary.failures)) {
         ++summary.findings;
         ++(qxfs::kindOf(finding.code).severity == qxfs::Severity::note ? summary.notesLeft
                                                                        : summary.errorsLeft);
         showFinding(options, path, finding);
+    }
+    for (const auto& failure : summary.failures) {
+        reportFailure(options, path, failure);
     }
     return showSummary(options, summary);
 }
