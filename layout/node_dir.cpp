@@ -154,7 +154,7 @@ void enter(const std::string& dir) {
     for (const char* tree : kTrees) {
         const fs::path source = node / fs::path(tree).relative_path();
         if (!fs::is_directory(source)) {
-            throw std::runtime_error("'" + dir + "' is no node directory: '" + source.string() +
+            throw std::runtime_error("'" + dir + "' is not a node directory: '" + source.string() +
                                      "' is missing");
         }
     }

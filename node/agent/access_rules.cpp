@@ -125,7 +125,7 @@ AccessRules AccessRules::load() {
     try {
         return parse(qxnode::TomlTable::read(qxnode::kAccessConfig));
     } catch (const std::exception& failure) {
-        Log.put(kLogError, "no access rule counts: %s", failure.what());
+        Log.put(kLogError, "all access rules are ignored: %s", failure.what());
         return {};
     }
 }

@@ -34,7 +34,7 @@ QXLEID uuidIn(const qxnode::ContainerConfig& config, const std::string& path, co
               const std::string& text) {
     const QXLEID eid = QXLEID::fromString(text);
     if (!eid.isValid() || eid == QXLEID::EID_LOCAL) {
-        refuse(config, path, name, "'" + text + "' is no UUID");
+        refuse(config, path, name, "'" + text + "' is not a UUID");
     }
     return eid;
 }

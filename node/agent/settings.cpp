@@ -36,7 +36,7 @@ void readInto(AgentSettings& settings, const std::string& path) {
     if (const auto text = file.text("eid")) {
         const QXLEID eid = QXLEID::fromString(*text);
         if (!eid.isValid() || eid == QXLEID::EID_LOCAL) {
-            throw file.fault("eid", "'" + *text + "' is no UUID");
+            throw file.fault("eid", "'" + *text + "' is not a UUID");
         }
         settings.eid = eid;
     }

@@ -47,7 +47,7 @@ std::optional<KrCache> readKrCache(std::string_view os) {
     uuid_t id;
     // The name becomes part of a path that is copied and removed, so it must be a UUID.
     if (uuid_parse(cache.uuid.c_str(), id) != 0) {
-        throw table.fault("uuid", "'" + cache.uuid + "' is no UUID");
+        throw table.fault("uuid", "'" + cache.uuid + "' is not a UUID");
     }
     const std::string folder = krCacheFolder(cache.uuid);
     const std::string path = table.text("path").value_or(defaultRoot(cache.uuid));

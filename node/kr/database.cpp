@@ -114,7 +114,7 @@ void DatabaseFolder::requireRegular(const char* name) const {
     struct stat st {};
     if (fstatat(m_fd.get(), name, &st, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(st.st_mode) &&
         !S_ISDIR(st.st_mode)) {
-        throw broken("'" + m_place + "/" + name + "' is no regular file");
+        throw broken("'" + m_place + "/" + name + "' is not a regular file");
     }
 }
 

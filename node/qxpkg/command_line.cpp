@@ -90,7 +90,7 @@ int containerId(const std::string& word) {
     const char* const end = word.data() + word.size();
     const auto [stopped, failure] = std::from_chars(word.data(), end, veid);
     if (!isNumber(word) || failure != std::errc() || stopped != end || veid == 0) {
-        throw Failure("'" + word + "' is no container's number");
+        throw Failure("'" + word + "' is not a container's number");
     }
     return veid;
 }

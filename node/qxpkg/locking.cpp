@@ -14,7 +14,7 @@ qxnode::FileLock lockFile(const std::string& path, const qxnode::LockWait& wait,
         case qxnode::FileLock::Result::acquired:
             return lock;
         case qxnode::FileLock::Result::timeout:
-            throw Failure(kLockNotHad, "lock not had in time: " + error);
+            throw Failure(kLockNotHad, "gave up waiting for a lock: " + error);
         case qxnode::FileLock::Result::failed:
             break;
     }

@@ -225,7 +225,7 @@ class Fetching(KrTest):
     def test_a_name_for_which_nothing_is_ever_fetched_is_wrong_usage(self):
         for action in ("fetch", "clean"):
             failed = self.qxa(action, "one", code=2)
-            self.assertIn("a KR template has a dot (.one), a package wants --type", failed.stderr)
+            self.assertIn("a KR template has a dot (.one), a package needs --type", failed.stderr)
 
 
 if __name__ == "__main__":

@@ -83,7 +83,7 @@ class Templates(NodeTest):
 
     def test_a_name_where_files_are_wanted_is_wrong_usage(self):
         result = self.qxa("install", "base/1", code=2)
-        self.assertIn("the node installs template package files", result.stderr)
+        self.assertIn("is not a template package file", result.stderr)
         self.assertIn("there is no file 'lost.tar.gz'", self.qxa("install", "lost.tar.gz", code=2).stderr)
 
     def test_asking_for_what_is_not_there_fails(self):
@@ -213,7 +213,7 @@ class Commands(NodeTest):
     def test_what_has_no_form_in_xml_is_shown_in_no_other(self):
         for words in (["ct", "list"], ["history"], ["events"]):
             refused = self.qxa("--format", "xml", *words, code=2)
-            self.assertEqual(("", "qxa: --format: only packages have a form in XML\n"), (refused.stdout, refused.stderr))
+            self.assertEqual(("", "qxa: --format: only packages can be printed as XML\n"), (refused.stdout, refused.stderr))
 
     def test_help_shows_examples(self):
         self.assertIn("Example: qxa install", self.qxa("install", "--help").stdout)
@@ -337,7 +337,7 @@ class Denied(NodeTest):
         if "Permission denied" in result.stderr:
             self.skipTest(f"the build tree cannot be reached by another user: {result.stderr.strip()}")
         self.assertEqual(3, result.returncode, result.stderr)
-        self.assertIn("(code 414)", result.stderr)
+        self.assertIn("access denied (code 414)", result.stderr)
 
 
 if __name__ == "__main__":

@@ -256,7 +256,7 @@ class Scripts(ContainerTest):
         (root / "proc").rmdir()
         (root / "proc").symlink_to("/etc")
         failed = self.qxpkg("install", "-q", "-p", 101, "one", code=1)
-        self.assertIn("'/proc' of the container is no folder", failed.stderr)
+        self.assertIn("'/proc' of the container is not a folder", failed.stderr)
 
     def test_nothing_of_the_engines_stays_in_the_root(self):
         self.qxpkg("install", "-q", "-p", 102, "one")
@@ -390,7 +390,7 @@ class Interrupted(ContainerTest):
         self.wait_for(self.root(101) / "started")
         timed_out = self.qxpkg("install", "-q", "--wait", "0.1", "-p", 101, "one", code=75)
         self.assertIn(f"pid {first.pid}", timed_out.stderr)
-        self.assertIn("lock not had in time", timed_out.stderr.splitlines()[-1])
+        self.assertIn("gave up waiting for a lock", timed_out.stderr.splitlines()[-1])
         second = self.start("install", "-q", "-p", 101, "one")
         line = second.stderr.readline()
         (self.root(101) / "go").touch()

@@ -90,7 +90,7 @@ class Templates(NodeTemplateTest):
         self.qxpkg("install", "template", "-q", base)
         again = self.qxpkg("install", "template", "-q", base, code=27)
         self.assertEqual("", again.stdout)
-        self.assertEqual("OS template '.base' is there already, version 1", again.stderr.splitlines()[-1])
+        self.assertEqual("OS template '.base' already exists, version 1", again.stderr.splitlines()[-1])
 
     def test_a_list_with_a_standard_package_changes_nothing(self):
         text = self.folder / "template.toml"
@@ -133,7 +133,7 @@ class Templates(NodeTemplateTest):
         self.qxpkg("install", "template", "-q", self.os_package("base"))
         self.configure(101, ".base")
         missing = self.qxpkg("verify", "area", 101, code=1)
-        self.assertIn("/qx/private/101' is no folder", missing.stderr)
+        self.assertIn("/qx/private/101' is not a folder", missing.stderr)
         (self.node / "qx/private/101/root").mkdir(parents=True)
         environment = {**os.environ, "PATH": f"{BIN}:{os.environ['PATH']}"}
         verified = self.run_qxpkg("verify", "area", 101, env=environment)
@@ -319,7 +319,7 @@ class Interrupted(NodeTemplateTest):
         late = self.qxpkg("--wait", "0.2", "remove", "template", "-q", ".tinydeb", code=75)
         lines = late.stderr.splitlines()
         self.assertIn("waiting for '/qx/template/.lock', held by pid", lines[0])
-        self.assertIn("lock not had in time", lines[-1])
+        self.assertIn("gave up waiting for a lock", lines[-1])
         self.assertIn("update cache", lines[-1])
         for started in (self.node / "qx/template/.qxtem/staging").glob("*/root/started"):
             (started.parent / "go").touch()

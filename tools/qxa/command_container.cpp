@@ -53,7 +53,7 @@ int runContainerCreate(const CommonOptions& common, const ContainerOptions& opti
     spec.osTemplate = options.osTemplate;
     spec.type = given(options.type);
     if (!readEid(options.eid, spec.eid) || !readEid(options.parent, spec.parent)) {
-        return printFailure(common, "ct create", "an EID is a UUID", kExitUsage);
+        return printFailure(common, "ct create", "an EID must be a UUID", kExitUsage);
     }
     QXL::clearErrorMessage();
     QXA::QXAEnvRecord created;

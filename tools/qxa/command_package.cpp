@@ -48,7 +48,7 @@ int runPackageCommand(const CommonOptions& common, Operation operation,
     }
     if (common.format == Format::xml && targets.size() > 1) {
         return printFailure(common, operationName(operation),
-                            "one message holds the records of one target; name one", kExitUsage);
+                            "XML output is for one target only; name one target", kExitUsage);
     }
     Plugin plugin;
     std::string error;

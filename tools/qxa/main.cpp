@@ -61,7 +61,7 @@ void tellOfWaits() {
 
 int run(qxa::CommandLine& line) {
     if (line.common.format == qxa::Format::xml && !line.showsRecords) {
-        return qxa::printFailure(line.common, "--format", "only packages have a form in XML",
+        return qxa::printFailure(line.common, "--format", "only packages can be printed as XML",
                                  qxa::kExitUsage);
     }
     tellOfWaits();

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "QXL/QXLResult.h"
 #include "base/escape.h"
 
 namespace qxa {
@@ -19,7 +20,10 @@ void reportFailure(const CommonOptions& common, const Outcome& outcome) {
         line(stderr, failureAsJson(outcome));
         return;
     }
-    const auto& reason = outcome.message.empty() ? "no reason was given" : outcome.message;
+    // The plug-in sets no message if a right is missing.
+    const std::string unsaid =
+        outcome.code == QXL::kPkgAccessDenied ? "access denied" : "no reason was given";
+    const std::string& reason = outcome.message.empty() ? unsaid : outcome.message;
     line(stderr, base::printable("qxa: " + outcome.operation + " on " + outcome.target +
                                  " failed: " + reason) +
                      " (code " + std::to_string(outcome.code) + ")");

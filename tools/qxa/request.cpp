@@ -127,7 +127,7 @@ bool isServed(const Target& target) {
 /// Why the node cannot install the file of this name; empty if it can.
 std::string uninstallable(const std::string& name) {
     if (!isPath(name) && !isArchiveName(name)) {
-        return "the node installs template package files, and '" + name + "' is none";
+        return "'" + name + "' is not a template package file; the node installs only those";
     }
     return std::filesystem::exists(name) ? "" : "there is no file '" + name + "'";
 }
@@ -137,8 +137,8 @@ std::string uninstallable(const std::string& name) {
 std::string unfetchable(const std::string& name, const NameContext& context) {
     return name.starts_with('.') || context.packages
                ? ""
-               : "'" + name + "' is a standard template's name; a KR template has a dot (." + name +
-                     "), a package wants --type deb or --type rpm";
+               : "'" + name + "' is the name of a standard template; a KR template has a dot (." +
+                     name + "), a package needs --type deb or --type rpm";
 }
 
 /// Why a template cannot be used in this container; empty if it can. The KR tool gets only the

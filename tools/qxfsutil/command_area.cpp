@@ -183,7 +183,7 @@ int runCat(const Options& options) {
             return reportFailure(options, "cat", error);
         }
         if (!S_ISREG(resolved.info.st_mode)) {
-            return reportFailure(options, "cat", "'" + path + "' is no regular file");
+            return reportFailure(options, "cat", "'" + path + "' is not a regular file");
         }
         const auto file = qxfs::openResolved(area, resolved);
         if (!file || !copyToOutput(file.get())) {

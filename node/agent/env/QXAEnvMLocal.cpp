@@ -130,7 +130,7 @@ Start startOf(const std::string& osTemplate) {
     const tem::TemplateArea templates;
     const QXATemplate key = templates.resolve(tem::parseKey(osTemplate));
     if (!templates.manifest(key)->config.isOsTemplate) {
-        throw Failure(kTemUnknownTemplate, "'" + key.toString() + "' is no OS template");
+        throw Failure(kTemUnknownTemplate, "'" + key.toString() + "' is not an OS template");
     }
     start.osTemplate = key.toString();
     start.standard = key;
@@ -194,7 +194,7 @@ std::string privateAreaOf(const QXAEnvSpec& spec) {
 
 void refuseTaken(const QXAEnvSpec& spec, const QXL::QXLEID& eid) {
     if (hasConfig(spec.veid)) {
-        throw Failure(kEnvMExists, "container " + std::to_string(spec.veid) + " is there already");
+        throw Failure(kEnvMExists, "container " + std::to_string(spec.veid) + " already exists");
     }
     for (const QXAEnvRecord& record : readAll()) {
         if (record.eid == eid) {

@@ -101,7 +101,7 @@ void makeArea(const std::string& path, const std::function<void(int)>& fill) {
     const base::Fd folder = openFolder(place);
     if (base::statBelow(folder.get(), place.name)) {
         if (!base::statBelow(folder.get(), markPath(place.name))) {
-            throw Failure(kTemConflict, "private area '" + path + "' is there already");
+            throw Failure(kTemConflict, "private area '" + path + "' already exists");
         }
         if (!base::removeTree(folder.get(), place.name)) {
             throw systemFailure("remove the unfinished area", path);

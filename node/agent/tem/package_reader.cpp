@@ -23,7 +23,7 @@ namespace {
 
 std::string manifestText(ArchivePass& pass, archive_entry* entry) {
     if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) != nullptr) {
-        pass.refuse("its template.toml is no regular file");
+        pass.refuse("its template.toml is not a regular file");
     }
     const auto tooLong = [&]() {
         pass.refuse("its template.toml is longer than " + std::to_string(kMaxManifestSize) +
@@ -128,7 +128,7 @@ PackageReader::PackageReader(const std::string& path, const PackageLimits& limit
         throw systemFailure("open template package", path);
     }
     if (!S_ISREG(st.st_mode)) {
-        throw Failure(kTemDamaged, "template package '" + path + "' is no regular file");
+        throw Failure(kTemDamaged, "template package '" + path + "' is not a regular file");
     }
     readManifest();
 }
@@ -148,7 +148,7 @@ void PackageReader::readManifest() {
             return;
         }
     }
-    pass.refuse("holds no template.toml, so it is no template package", kTemNotStandard);
+    pass.refuse("holds no template.toml, so it is not a template package", kTemNotStandard);
 }
 
 void PackageReader::unpack(int directory) {

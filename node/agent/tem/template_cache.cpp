@@ -90,7 +90,7 @@ std::vector<QXATemplate> cachesToBuild(const TemplateArea& area,
         const QXATemplate key = area.resolve(asked);
         if (!area.manifest(key)->config.isOsTemplate) {
             throw Failure("template '" + key.toString() +
-                          "' is no OS template and so has no cache");
+                          "' is not an OS template and so has no cache");
         }
         if (std::find(out.begin(), out.end(), key) == out.end()) {
             out.push_back(key);

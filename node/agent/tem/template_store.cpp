@@ -96,7 +96,7 @@ void checkList(const TemplateArea& area, const std::vector<ManifestSP>& list, bo
         }
         const std::vector<std::string> versions = area.versions(key.name);
         if (std::find(versions.begin(), versions.end(), key.version) != versions.end()) {
-            throw Failure(kTemConflict, "template '" + key.toString() + "' is there already");
+            throw Failure(kTemConflict, "template '" + key.toString() + "' already exists");
         }
         refuseTakenName(*manifest, known);
         refuseForeignMachine(*manifest);

@@ -31,7 +31,7 @@ bool isArchiveFault(int reason) {
     if (!isArchiveFault(reason)) {
         throw systemFailure(what, path);
     }
-    const char* why = reason == EEXIST ? "is there twice" : "leads through a link or a file";
+    const char* why = reason == EEXIST ? "exists twice" : "leads through a link or a file";
     throw Failure(kTemDamaged, "entry '" + path + "' " + why);
 }
 
@@ -92,7 +92,7 @@ mode_t TreeWriter::hardLink(const std::string& path, const std::string& target) 
         fstatat(targetParent.get(), targetName.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 ||
         !S_ISREG(st.st_mode)) {
         throw Failure(kTemDamaged, "entry '" + path + "' is a hard link to '" + target +
-                                       "', which is no file of the package");
+                                       "', which is not a file of the package");
     }
     std::string name;
     const int parent = parentOf(path, name);

@@ -16,7 +16,7 @@ FileLock lock(const std::string& path, const Reporter& reporter, FileLock::Mode 
         case FileLock::Result::acquired:
             return held;
         case FileLock::Result::timeout:
-            throw LockTimeout("lock not had in time: " + error);
+            throw LockTimeout("gave up waiting for a lock: " + error);
         case FileLock::Result::failed:
             break;
     }

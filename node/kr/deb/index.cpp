@@ -63,7 +63,7 @@ void DebIndex::takeLine(std::string_view line) {
     }
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos || colon == 0) {
-        throw malformed("a line is no field");
+        throw malformed("a line is not a field");
     }
     m_inStanza = true;
     takeField(line.substr(0, colon), withoutBlanks(line.substr(colon + 1)));

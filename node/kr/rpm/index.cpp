@@ -98,7 +98,7 @@ std::string primaryLocation(std::string_view repomd) {
         throw malformed("it names no primary metadata");
     }
     if (location.starts_with('/') || ("/" + location + "/").find("/../") != std::string::npos) {
-        throw malformed("'" + location + "' lies outside the repository");
+        throw malformed("'" + location + "' is outside the repository");
     }
     return location;
 }

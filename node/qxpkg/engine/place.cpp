@@ -104,7 +104,7 @@ void requireMountPoint(int root, const char* name) {
         throw Failure(base::systemError("make the container's", "/" + std::string(name)));
     }
     if (!base::openBelow(root, name, O_RDONLY | O_DIRECTORY)) {
-        throw Failure("'/" + std::string(name) + "' of the container is no folder");
+        throw Failure("'/" + std::string(name) + "' of the container is not a folder");
     }
 }
 

@@ -123,7 +123,7 @@ bool InstallPlan::place(const ManifestFile* present, const ManifestFile& file,
         return true;
     }
     if (m_placing == Placing::install) {
-        throw Failure(kRefused, what + " is there already" +
+        throw Failure(kRefused, what + " already exists" +
                                     (present->manifest.version.empty()
                                          ? ""
                                          : ", version " + present->manifest.version));

@@ -38,7 +38,7 @@ ArchivePass passOver(int file, const std::string& path, const TemplatePackageLim
 std::string contentOf(ArchivePass& pass, archive_entry* entry, const std::string& path,
                       std::size_t limit) {
     if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) != nullptr) {
-        pass.refuse("its " + path + " is no regular file");
+        pass.refuse("its " + path + " is not a regular file");
     }
     const auto tooLong = [&] {
         pass.refuse("its " + path + " is longer than " + std::to_string(limit) + " bytes");
@@ -95,7 +95,7 @@ std::string krManifestText(int file, const std::string& path, const TemplatePack
     }
     const std::string prefix = named(path);
     throw Failure(kNotKrTemplate, (reason.starts_with(prefix) ? "" : prefix) + reason +
-                                      "; it is no KR template package");
+                                      "; it is not a KR template package");
 }
 
 /// What follows "folder/" in a path; nullopt for one that does not begin so.
@@ -172,7 +172,7 @@ private:
         KrManifest manifest = qxnode::parseKrManifest(text, named(m_package.path) + path);
         if (manifest.isOsTemplate || manifest.name != qxnode::dottedKrName(name) ||
             manifest.osName != m_package.main.manifest.name) {
-            pass.refuse("its " + path + " is no application template '." + name + "' of '" +
+            pass.refuse("its " + path + " is not an application template '." + name + "' of '" +
                         m_package.main.manifest.name + "'");
         }
         if (!m_package.applications
@@ -217,7 +217,7 @@ TemplatePackage readTemplatePackage(const std::string& path, const TemplatePacka
         throw Failure(base::systemError("open template package", path));
     }
     if (!S_ISREG(st.st_mode)) {
-        throw Failure(kNotKrTemplate, named(path) + "is no regular file");
+        throw Failure(kNotKrTemplate, named(path) + "is not a regular file");
     }
     return readTemplatePackage(file.get(), path, limits);
 }

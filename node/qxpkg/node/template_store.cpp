@@ -135,7 +135,7 @@ void report(const InstallPlan& plan, const Output& output) {
     for (const InstallPlan::Record& record : plan.records()) {
         if (!record.placed) {
             output.step((record.application.empty() ? record.os : record.application) +
-                        " is there in this or a newer version");
+                        " already exists in this or a newer version");
         }
         record.application.empty() ? output.osTemplate(record.os)
                                    : output.applicationTemplate(record.os, record.application);

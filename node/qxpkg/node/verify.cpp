@@ -42,7 +42,7 @@ std::vector<std::string> findingsOf(int veid) {
     const std::string area = config->privateArea(veid);
     for (const std::string& folder : {area, area + "/root"}) {
         if (!isFolder(folder)) {
-            return {"'" + folder + "' is no folder"};
+            return {"'" + folder + "' is not a folder"};
         }
     }
     std::vector<std::string> findings;

@@ -55,7 +55,7 @@ TEST(EnterNodeDirectoryTest, RefusesAFolderThatIsNone) {
     std::string error;
     EXPECT_EQ(qxnode::enterNodeDirectory(dir.path(), error), -1);
     EXPECT_EQ(error, "cannot enter the node directory '" + dir.path() + "': '" + dir.path() +
-                         "' is no node directory: '" + dir.path("qx") + "' is missing");
+                         "' is not a node directory: '" + dir.path("qx") + "' is missing");
 }
 
 class EnteredNodeTest : public testing::Test {

@@ -149,7 +149,7 @@ TEST_F(TemEnv, AreaThatIsThereIsNotTouched) {
     std::ofstream(node.area("root/mine")) << "x";
     const Outcome outcome = node.create();
     EXPECT_EQ(outcome.code, QXA::kEnvMExists);
-    EXPECT_THAT(outcome.message, HasSubstr("is there already"));
+    EXPECT_THAT(outcome.message, HasSubstr("already exists"));
     EXPECT_TRUE(fs::exists(node.area("root/mine")));
     EXPECT_FALSE(fs::exists(node.configPath()));
 }

@@ -207,7 +207,7 @@ TEST_F(TemNode, ApplicationTemplatesHaveNoCache) {
     node.installApp();
     const Outcome outcome = node.cache({{"os", ""}, {"app", ""}});
     EXPECT_NE(outcome.code, 0);
-    EXPECT_THAT(outcome.message, HasSubstr("'app/1' is no OS template"));
+    EXPECT_THAT(outcome.message, HasSubstr("'app/1' is not an OS template"));
     EXPECT_FALSE(fs::exists(node.templates("os/1/cache.tar.gz")));
 }
 

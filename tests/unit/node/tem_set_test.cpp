@@ -173,12 +173,12 @@ TEST_F(TemSet, RefusesAHardLinkToOutside) {
 }
 
 TEST_F(TemSet, RefusesAHardLinkToAFileThatIsNotThere) {
-    expectRefused(os().hardLink("root/a", "root/b"), "which is no file of the package");
+    expectRefused(os().hardLink("root/a", "root/b"), "which is not a file of the package");
 }
 
 TEST_F(TemSet, RefusesAHardLinkThroughALink) {
     expectRefused(os().file("root/d/x", "x").link("root/l", "d").hardLink("root/a", "root/l/x"),
-                  "which is no file of the package");
+                  "which is not a file of the package");
 }
 
 TEST_F(TemSet, RefusesDevicesAndPipes) {
@@ -225,7 +225,7 @@ TEST_F(TemSet, RefusesEntriesBesideTheRoot) {
 }
 
 TEST_F(TemSet, RefusesAnEntryThatIsThereTwice) {
-    expectRefused(os().file("root/f", "1").file("root/f", "2"), "'f' is there twice");
+    expectRefused(os().file("root/f", "1").file("root/f", "2"), "'f' exists twice");
     expectRefused(os().manifest(osManifest("os", "2")), "holds template.toml twice");
 }
 
@@ -331,7 +331,7 @@ TEST_F(TemSet, VersionThatIsThereNeedsForce) {
     const std::string again = node.package("again.tar", os().file("root/new", "n"));
     const Outcome refused = node.set({again});
     EXPECT_EQ(refused.code, QXA::kTemConflict);
-    EXPECT_THAT(refused.message, HasSubstr("template 'os/1' is there already"));
+    EXPECT_THAT(refused.message, HasSubstr("template 'os/1' already exists"));
     EXPECT_FALSE(fs::exists(node.templates("os/1/root/new")));
     EXPECT_EQ(node.set({again}, true).code, 0);
     EXPECT_TRUE(fs::exists(node.templates("os/1/root/new")));

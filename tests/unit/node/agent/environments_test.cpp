@@ -200,10 +200,10 @@ TEST_P(BadConfigTest, IsLeftOutWithFileLineAndReason) {
 INSTANTIATE_TEST_SUITE_P(
     Each, BadConfigTest,
     testing::Values(BadConfig{"no_eid", "A=\"1\"\n", ": EID is missing"},
-                    BadConfig{"eid_no_uuid", "\nEID=\"7\"\n", ":2: EID '7' is no UUID"},
-                    BadConfig{"eid_alias", "EID=\"local\"\n", ":1: EID 'local' is no UUID"},
+                    BadConfig{"eid_no_uuid", "\nEID=\"7\"\n", ":2: EID '7' is not a UUID"},
+                    BadConfig{"eid_alias", "EID=\"local\"\n", ":1: EID 'local' is not a UUID"},
                     BadConfig{"parent_no_uuid", eidLine(kEidOne) + "PARENT_EID=\"x\"\n",
-                              ":2: PARENT_EID 'x' is no UUID"}),
+                              ":2: PARENT_EID 'x' is not a UUID"}),
     [](const auto& config) { return std::string(config.param.defect); });
 
 TEST_F(EnvCacheTest, LetsTheSmallerNumberHaveAnEidThatIsThereTwice) {

@@ -39,7 +39,7 @@ TEST(AgentSettingsTest, AreReadFromTheFile) {
 TEST(AgentSettingsTest, NameWhatIsWrong) {
     const qx_test::TempDir dir;
     const std::string file = dir.write("a", "eid = 'x'\n");
-    EXPECT_EQ(QXL::readAgentSettings(file).fault, file + ":1: key 'eid': 'x' is no UUID");
+    EXPECT_EQ(QXL::readAgentSettings(file).fault, file + ":1: key 'eid': 'x' is not a UUID");
     dir.write("a", "[log]\nlevel = 'loud'\n");
     EXPECT_EQ(QXL::readAgentSettings(file).fault,
               file +
@@ -104,7 +104,7 @@ TEST_F(AgentNodeTest, LeavesBrokenSettingsAsTheyAreAndLogsThem) {
     node.run([] {
         EXPECT_TRUE(QXLConfiguration::getLocalEID().isValid());
         EXPECT_EQ(read_file("/etc/qxagent/agent.toml"), "eid = 'x'\n");
-        EXPECT_NE(read_file(kLog).find("/etc/qxagent/agent.toml:1: key 'eid': 'x' is no UUID"),
+        EXPECT_NE(read_file(kLog).find("/etc/qxagent/agent.toml:1: key 'eid': 'x' is not a UUID"),
                   std::string::npos);
     });
 }

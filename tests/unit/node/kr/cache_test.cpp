@@ -77,9 +77,9 @@ TEST_F(KrCacheRecord, aUuidInEitherCaseIsAName) {
 }
 
 TEST_F(KrCacheRecord, nothingButAUuidIsAName) {
-    expectRefused("uuid = \"../kr\"\n", "is no UUID");
-    expectRefused("uuid = \"\"\n", "is no UUID");
-    expectRefused("uuid = \"local\"\n", "is no UUID");
+    expectRefused("uuid = \"../kr\"\n", "is not a UUID");
+    expectRefused("uuid = \"\"\n", "is not a UUID");
+    expectRefused("uuid = \"local\"\n", "is not a UUID");
     expectRefused("created = \"now\"\n", "missing");
     expectRefused("this is no record", "cache.toml");
 }

@@ -139,8 +139,8 @@ TEST_F(QxpkgStore, AnApplicationWithoutItsOsTemplateFails) {
 TEST_F(QxpkgStore, ATemplateThatIsThereInAnyVersionIsRefusedUnlessForced) {
     install({package(osPackage("base", "1")), package(appPackage("base", "web", "1"))});
     const std::string before = templates();
-    expectRefused(27, install({package(osPackage("base", "2"))}), "is there already, version 1");
-    expectRefused(27, install({package(appPackage("base", "web", "2"))}), "is there already");
+    expectRefused(27, install({package(osPackage("base", "2"))}), "already exists, version 1");
+    expectRefused(27, install({package(appPackage("base", "web", "2"))}), "already exists");
     EXPECT_EQ(templates(), before);
     EXPECT_EQ(install({package(osPackage("base", "2"))}, forced()).code, 0);
     EXPECT_EQ(content("/qx/template/kr/base/template.toml"), osManifest("base", "2"));
@@ -150,7 +150,7 @@ TEST_F(QxpkgStore, AListIsInstalledWholeOrNotAtAll) {
     install({package(osPackage("base", "1"))});
     const std::string before = templates();
     expectRefused(27, install({package(osPackage("other", "1")), package(osPackage("base", "1"))}),
-                  "'.base' is there already");
+                  "'.base' already exists");
     EXPECT_EQ(templates(), before);
 }
 
@@ -268,7 +268,7 @@ TEST_F(QxpkgStore, AnUpdateKeepsTheCacheAndKeysThatApplicationsName) {
 
 TEST_F(QxpkgStore, ABrokenManifestOfTheNodeCanBeReplacedAndRemoved) {
     m_node.write("/qx/template/kr/base/template.toml", "this is no manifest");
-    expectRefused(27, install({package(osPackage("base", "1"))}), "is there already");
+    expectRefused(27, install({package(osPackage("base", "1"))}), "already exists");
     EXPECT_EQ(update({package(osPackage("base", "1"))}).code, 0);
     m_node.write("/qx/template/kr/base/template.toml", "this is no manifest");
     EXPECT_EQ(removeOs({"base"}).code, 0);
@@ -301,7 +301,7 @@ TEST_F(QxpkgStore, ACacheRecordThatNamesNoCacheOfOursRemovesNothingElse) {
     m_node.write("/qx/template/kr/base/cache.toml", "uuid = \"../standard\"\n");
     const Outcome outcome = removeOs({".base"});
     EXPECT_EQ(outcome.code, 0) << outcome.reason;
-    EXPECT_NE(outcome.err.find("is no UUID"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("is not a UUID"), std::string::npos) << outcome.err;
     EXPECT_TRUE(isThere("/qx/template/standard/1/template.toml"));
 }
 
@@ -386,7 +386,7 @@ TEST_F(QxpkgStore, WhatAKilledWriterCommittedIsFinishedFirst) {
     m_node.write("/qx/template/.qxtem/journal",
                  "qxtem-journal 1\ngeneration 9\nstate pending\nplace " +
                      std::to_string(st.st_ino) + " .qxtem/staging/0 kr/late\n");
-    expectRefused(27, install({package(osPackage("late", "2"))}), "is there already, version 1");
+    expectRefused(27, install({package(osPackage("late", "2"))}), "already exists, version 1");
     EXPECT_EQ(content("/qx/template/kr/late/template.toml"), osManifest("late", "1"));
 }
 
