@@ -1,4 +1,4 @@
-// Whole contents of files, read with a bound and written to the end.
+// Reads whole files, with a size limit, and writes whole texts.
 #pragma once
 
 #include <cstddef>
@@ -8,27 +8,27 @@
 
 namespace base {
 
-/// What is left of a regular file from its position on.
-/// @return nullopt with errno; EINVAL: no regular file; EFBIG: longer than `limit` bytes.
+/// Reads a regular file from its position to the end.
+/// @return nullopt with errno; EINVAL: not a regular file; EFBIG: longer than `limit` bytes.
 std::optional<std::string> readContent(int fd, std::size_t limit);
 
-/// Whole content of a regular file below a root, links followed as in openInRoot().
-/// nullopt with errno, as readContent().
+/// Reads a regular file below a root; links are followed as in openInRoot().
+/// @return nullopt with errno, as readContent().
 std::optional<std::string> readFileInRoot(int root, const std::string& path, std::size_t limit);
 
-/// Whole content of a regular file below `directory`, reached through no link. nullopt with errno,
-/// as openBelow() and readContent().
+/// Reads a regular file below `directory` without following links. @return nullopt with errno, as
+/// openBelow() and readContent().
 std::optional<std::string> readFileBelow(int directory, const std::string& path, std::size_t limit);
 
 /// Whole content of a regular file whose last component is no link, relative to `directory`
 /// (AT_FDCWD: the working directory). nullopt with errno, as openSuspect() and readContent().
 std::optional<std::string> readSuspect(int directory, const std::string& path, std::size_t limit);
 
-/// Whole content of a file. @return nullopt with the reason in `error`; a file longer than `limit`
-/// bytes, or one that is no regular file, is refused.
+/// Reads a whole file. @return nullopt with the reason in `error`, also for a file longer than
+/// `limit` bytes and for one that is not a regular file.
 std::optional<std::string> readFile(const std::string& path, std::size_t limit, std::string& error);
 
-/// Writes all of it at the file's position. False with errno.
+/// Writes the whole text at the file's position. False with errno.
 bool writeContent(int fd, std::string_view content);
 
 }  // namespace base

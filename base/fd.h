@@ -27,7 +27,7 @@ public:
     explicit operator bool() const { return m_fd >= 0; }
     int release() { return std::exchange(m_fd, -1); }
 
-    /// Closes now; 0 or -1 with errno, so that a late write error is not lost. Empty: 0.
+    /// Closes it now and reports a late write error: 0, or -1 with errno. 0 if it is empty.
     int close() {
         const int fd = release();
         return fd < 0 ? 0 : ::close(fd);

@@ -1,4 +1,4 @@
-// Running a program: no shell, no standard input, output by lines, the reason of a failure kept.
+// Runs a program: no shell, no standard input, output line by line, the reason of a failure kept.
 #pragma once
 
 #include <cstddef>
@@ -19,21 +19,21 @@ struct ProcessResult {
     int code = 0;
     std::string errorTail;  ///< end of its standard error
 
-    /// The exit code as a shell counts it: 128 + N for signal N, 127 when it could not be started.
+    /// The exit code as in a shell: 128 + N for signal N, 127 if it could not be started.
     [[nodiscard]] int exitStatus() const;
 
     [[nodiscard]] bool succeeded() const { return kind == Kind::exited && code == 0; }
 
-    /// Why it did not succeed: the last non-empty line of its standard error, else what became of
-    /// it ("exited with code 3", "killed by signal 9 (Killed)", "cannot start 'x': ...").
+    /// Why it failed: the last non-empty line of its standard error, else how it ended ("exited
+    /// with code 3", "killed by signal 9 (Killed)", "cannot start 'x': ...").
     [[nodiscard]] std::string reason() const;
 
     std::string program;  ///< word 0, for reason()
 };
 
 struct ProcessOptions {
-    /// Each line of standard output without its end, a last one without an end included. Lines
-    /// longer than kMaxLine come in pieces of that length.
+    /// Called with each line of standard output, without its line end. Lines longer than kMaxLine
+    /// come in pieces of that length.
     std::function<void(const std::string& line)> onLine;
 
     /// The same for standard error.
@@ -47,9 +47,9 @@ struct ProcessOptions {
 };
 
 /// Runs a program and waits for its end.
-/// @param argv  word 0 is the program, found on PATH unless it holds a "/".
-/// What the program left running in the background is not waited for, even when it still holds the
-/// output open. Exceptions of the callbacks pass through after the program has ended.
+/// @param argv  word 0 is the program, searched on PATH unless it contains a "/". Does not wait for
+/// processes that the program left in the background, even if they keep its output open. Exceptions
+/// of the callbacks reach the caller after the program has ended.
 ProcessResult runProcess(const std::vector<std::string>& argv, const ProcessOptions& options = {});
 
 }  // namespace base

@@ -1,4 +1,4 @@
-// Texts of failed system calls: what was tried, on what, and the system's reason.
+// Texts for failed system calls: what was tried, on what, and the system's reason.
 #pragma once
 
 #include <cerrno>

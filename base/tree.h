@@ -1,5 +1,5 @@
-// Looking at, walking and removing what lies below a directory that others may write to: everything
-// is reached relative to a descriptor, and no symbolic link on the way is ever followed.
+// Examines, walks and removes files below a directory that others may write to. Everything is
+// opened from a descriptor, and no symbolic link is ever followed.
 #pragma once
 
 #include <sys/stat.h>
@@ -15,7 +15,7 @@
 
 namespace base {
 
-/// What identifies a file whatever its name.
+/// Identifies a file independently of its name.
 struct FileId {
     dev_t device = 0;
     ino_t inode = 0;
@@ -32,19 +32,19 @@ std::optional<std::string> readLinkBelow(int directory, const std::string& path)
 /// Names in a directory, sorted, without "." and ".."; nullopt with errno.
 std::optional<std::vector<std::string>> namesIn(int directory);
 
-/// Removes a file or a whole tree; one that is not there is no failure. False with errno.
+/// Removes a file or a whole tree; it is no error if it does not exist. False with errno.
 bool removeTree(int directory, const std::string& name);
 
-/// Gives an open file owner, mode and times. An owner that this process cannot give is passed over,
-/// and set-id bits then with it: they would lend rights of somebody else. False with errno.
+/// Sets owner, mode and times of an open file. If this process may not set the owner, it sets no
+/// set-id bits either: they would give the rights of another user. False with errno.
 bool applyAttributes(int fd, const struct stat& attributes);
 
-/// The same for a symbolic link, which has no mode of its own.
+/// The same for a symbolic link, which has no mode.
 bool applyLinkAttributes(int directory, const std::string& name, const struct stat& attributes);
 
-/// Visits every entry below `directory`, a directory before what it holds, names in order. Paths
-/// are relative. Directories are opened without following links.
-/// @return false with errno when something could not be read; `failed` then names it.
+/// Visits every entry below `directory`, sorted by name, a directory before its entries. Paths are
+/// relative. Links are not followed.
+/// @return false with errno if something cannot be read; `failed` then names it.
 bool walkTree(int directory,
               const std::function<void(const std::string& path, const struct stat& st)>& visit,
               std::string& failed);

@@ -20,13 +20,13 @@ inline constexpr const char* kParentEid = "PARENT_EID";
 inline constexpr const char* kType = "VE_TYPE";
 }  // namespace parameter
 
-/// A configuration as it stands in its file. Lines that mean nothing here (comments, parameters of
-/// others) are kept as they are and where they are.
+/// The lines of a configuration file. Comments and parameters of other programs are kept unchanged
+/// and in their place.
 ///
-/// A line is blank, a comment that starts with "#", or NAME="value" with an optional comment behind
-/// it. NAME is letters, digits and "_", not beginning with a digit. The value is taken as it
-/// stands, without escapes, and so holds no quotation mark; without quotation marks it ends at the
-/// first blank. Of several lines with one name the last counts, as everywhere on the node.
+/// A line is blank, a comment that begins with "#", or NAME="value" with an optional comment after
+/// it. NAME consists of letters, digits and "_" and does not begin with a digit. There are no
+/// escapes, so a value cannot contain a quotation mark; a value without quotation marks ends at the
+/// first blank. If several lines have the same name, the last one counts.
 class ContainerConfig {
 public:
     static constexpr std::size_t kMaxBytes = 1U << 20;
@@ -42,20 +42,20 @@ public:
     /// @return nullopt with the reason in `error`: unreadable, too long, or as parse().
     static std::optional<ContainerConfig> read(const std::string& path, std::string& error);
 
-    /// Whether a value can stand in a line.
+    /// True if the value can be written into a line.
     static bool isWritable(std::string_view value);
 
-    /// The last value of the parameter; nullopt when no line names it.
+    /// The last value of the parameter; nullopt if no line has it.
     [[nodiscard]] std::optional<std::string> get(std::string_view name) const;
 
-    /// Number of the parameter's last line, from 1; 0 when no line names it.
+    /// Number of the parameter's last line, from 1; 0 if no line has it.
     [[nodiscard]] std::size_t lineOf(std::string_view name) const;
 
     /// Sets a parameter, in its last line or in a new one at the end.
-    /// @return false when the value cannot be written (see isWritable) or the name is none.
+    /// @return false if the value cannot be written (see isWritable) or the name is invalid.
     bool set(std::string_view name, std::string_view value);
 
-    /// Takes out every line of the parameter.
+    /// Removes every line of the parameter.
     void remove(std::string_view name);
 
     /// Words of TEMPLATES, separated by blanks.
@@ -67,8 +67,8 @@ public:
 
     [[nodiscard]] std::string text() const;
 
-    /// Replaces the file durably; mode and owner of an existing one stay. False with `error`, also
-    /// for a text that is longer than read() takes.
+    /// Replaces the file durably; an existing file keeps mode and owner. False with `error`, also
+    /// if the text is longer than read() accepts.
     bool write(const std::string& path, std::string& error) const;
 
 private:
@@ -84,11 +84,11 @@ private:
 };
 
 /// The number in a configuration's file name ("101.conf"); nullopt for other names. Numbers have no
-/// sign and no leading zero, so that one container has one name.
+/// sign and no leading zero, so that each container has only one file name.
 std::optional<int> veidOfConfigName(std::string_view fileName);
 
-/// Numbers of the containers that have a configuration in `folder`, the smallest first: where two
-/// claim one thing, whoever takes the first takes the same one. On failure those found until then.
+/// Numbers of the containers that have a configuration in `folder`, sorted: if two containers have
+/// the same EID, every caller takes the same one. On failure the numbers found so far.
 std::vector<int> containerNumbers(const std::string& folder, std::error_code& failure);
 
 }  // namespace qxnode

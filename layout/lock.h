@@ -1,4 +1,4 @@
-// FileLock: a lock on a file that lies with what it protects and names its holder.
+// FileLock: a lock file, beside the data that it protects, with the holder's name in it.
 #pragma once
 
 #include <chrono>
@@ -16,8 +16,8 @@ public:
     static LockWait forever() { return LockWait(std::nullopt); }
     static LockWait atMost(std::chrono::milliseconds time) { return LockWait(time); }
 
-    /// As QX_LOCK_WAIT says (see QXL/QXLLockPolicy.h): seconds, fractions allowed; without it, or
-    /// when it holds no number, for ever.
+    /// The wait that QX_LOCK_WAIT sets (see QXL/QXLLockPolicy.h): seconds, fractions allowed; if it
+    /// is not set or not a number, no limit.
     static LockWait fromEnvironment();
 
     [[nodiscard]] const std::optional<std::chrono::milliseconds>& limit() const { return m_limit; }
@@ -28,14 +28,14 @@ private:
     std::optional<std::chrono::milliseconds> m_limit;
 };
 
-/// Held from acquire() to destruction; the system frees it when the process dies, so what a dead
-/// holder left in the file means nothing. The file stays: removing it would let two processes lock
-/// two files of one name.
+/// Held from acquire() to destruction. The system frees it when the process dies, so the name of a
+/// dead holder in the file does not matter. The file stays: if it were removed, two processes could
+/// hold locks on two different files of the same name.
 class FileLock {
 public:
     enum class Result { acquired, timeout, failed };
 
-    /// Readers who need that nothing changes share a lock; whoever changes something has it alone.
+    /// Shared: several readers, no writer. Exclusive: one writer alone.
     enum class Mode { exclusive, shared };
 
     /// Called once before waiting, with a line such as "waiting for 'FILE', held by pid 12 (qxa
@@ -45,9 +45,8 @@ public:
     FileLock() = default;
 
     /// Takes the lock into this object, which must not hold one.
-    /// @param path   the lock file; made (mode 0600) when missing. A link or special file in its
-    ///               place is refused, never followed.
-    /// @param error  on timeout: whom the lock was waited for; on failure: the reason.
+    /// @param path   the lock file; made (mode 0600) if missing. A link or special file is refused.
+    /// @param error  after a timeout: who holds the lock; after a failure: the reason.
     Result acquire(const std::string& path, const LockWait& wait, std::string& error,
                    const OnWait& onWait = {}, Mode mode = Mode::exclusive);
 
@@ -64,8 +63,8 @@ private:
     base::Fd m_fd;
 };
 
-/// Who holds the lock, from the file: "pid 12 (qxa install x) since ..."; "another process" when
-/// the file does not tell. Of several who share it, the one that came last is named.
+/// The holder's name in the file: "pid 12 (qxa install x) since ..."; "another process" if there is
+/// none. If several processes share the lock, it is the last one that came.
 std::string lockHolder(const std::string& path);
 
 }  // namespace qxnode

@@ -1,4 +1,4 @@
-// Every fixed path of a reference node, once.
+// All fixed paths of a reference node.
 #pragma once
 
 #include <string>
@@ -24,10 +24,10 @@ inline constexpr const char* kTemplateDir = "/qx/template";
 inline constexpr const char* kKrTemplateDir = "/qx/template/kr";
 inline constexpr const char* kTemplateCacheDir = "/qx/template/vc";
 
-/// Private area of a container whose configuration names none; "$VEID" is the container's number.
+/// Default private area of a container; "$VEID" is replaced by the container's number.
 inline constexpr const char* kDefaultPrivateArea = "/qx/private/$VEID";
 
-/// One writer at a time changes the node's templates.
+/// Lock of the node's templates.
 inline constexpr const char* kTemplateLock = "/qx/template/.lock";
 
 inline std::string containerConfigPath(int veid, const std::string& folder = kContainerConfigDir) {
@@ -41,8 +41,8 @@ inline constexpr const char* kAreaState = ".qxtemplates";
 inline constexpr const char* kPlainRecord = "plain";
 inline constexpr const char* kInterruptedChange = ".qxtemplates/plain";
 
-/// One writer at a time changes a container. The lock lies beside the configuration, which is
-/// replaced when it changes and so cannot carry the lock itself.
+/// Lock of a container. The configuration itself cannot be locked, because a change replaces the
+/// file.
 inline std::string containerLockPath(int veid) {
     return std::string(kContainerConfigDir) + "/." + std::to_string(veid) + ".lock";
 }

@@ -1,4 +1,4 @@
-// Times as the node writes them for people: local, with their offset.
+// Times for people: local time with its offset.
 #pragma once
 
 #include <time.h>

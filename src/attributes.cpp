@@ -1,4 +1,4 @@
-// Owner, permission bits and times of an entry, set without ever following a link.
+// Sets owner, permission bits and times of an entry without following links.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Calls of the container kernel, which sets both on a symbolic link itself.
+// System calls of the container kernel that change a symbolic link itself.
 constexpr long kLchmodCall = 516;
 constexpr long kLutimeCall = 517;
 
@@ -22,7 +22,7 @@ int set_times(const char* path, const struct stat& st) {
     return utimensat(AT_FDCWD, path, times, AT_SYMLINK_NOFOLLOW);
 }
 
-// On a kernel without the two calls the bits are left: nothing looks at those of a link there.
+// A kernel without the two calls ignores the permission bits of a link, so they are not set.
 int set_link_mode(const char* path, mode_t mode) {
     const long result = syscall(kLchmodCall, path, mode);
     return result == 0 || errno == ENOSYS ? 0 : -1;

@@ -1,4 +1,4 @@
-// A container's configuration file: reading and changing its NAME="value" lines.
+// Reads and changes the NAME="value" lines of a container's configuration file.
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -13,9 +13,9 @@ namespace {
 constexpr char kConfigDirectory[] = "/etc/sysconfig/qx-scripts";
 constexpr char kPrivateParameter[] = "VE_PRIVATE";
 constexpr char kIdVariable[] = "$VEID";
-// What stands between a name and its value, and behind the value.
+// Characters between a name and its value, and after the value.
 constexpr char kDelimiters[] = "\"\t=\n";
-// Lines of a file that is no configuration must not fill the memory; what is longer is cut.
+// Longer lines are cut, so that a file that is not a configuration cannot fill the memory.
 constexpr size_t kMaxLine = size_t{1} << 20;
 
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
@@ -43,7 +43,7 @@ bool read_line(FILE* file, std::string& line) {
     return !line.empty();
 }
 
-// The first token behind the name; empty when there is none.
+// The first token after the name; empty if there is none.
 std::string first_token(const char* text) {
     text += strspn(text, kDelimiters);
     return {text, strcspn(text, kDelimiters)};
@@ -53,7 +53,7 @@ Text read_param(int ctid, const char* name) {
     return {read_ve_config_param(ctid, name), free};
 }
 
-// A file whose last line was left open would swallow the line that is appended.
+// If the last line has no line end, an appended line would become part of it.
 bool ends_inside_line(FILE* file) {
     return fseek(file, -1, SEEK_END) == 0 && getc(file) != '\n';
 }
@@ -92,7 +92,8 @@ int add_ve_config_param(int ctid, const char* name, const char* value) {
         common::fatal(errno, "Unable to open %s.\n", path.c_str());
     }
     const char* line_end = ends_inside_line(file) ? "\n" : "";
-    // Between reading and writing a stream wants to be positioned; appending ignores where.
+    // A stream must be positioned between reading and writing; for appending the position is
+    // ignored.
     fseek(file, 0, SEEK_END);
     const bool written = fprintf(file, "%s%s=\"%s\"\n", line_end, name, value) >= 0;
     if (fclose(file) != 0 || !written) {

@@ -1,4 +1,4 @@
-// Messages of the checker: standard error or output by level, and the log file.
+// Prints messages of the checker to standard error or output, and to the log file.
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
@@ -13,8 +13,7 @@ char* qxfsutil_debug_progname;
 
 namespace {
 
-// The copies that set_log made. Others may store into the exported pointers what is not ours to
-// free.
+// The copies that set_log made. Callers may change the exported pointers, so only these are freed.
 char* owned_logfile;
 char* owned_progname;
 
@@ -22,7 +21,7 @@ char* copy_or_null(const char* text) {
     return text != nullptr ? xstrdup(text) : nullptr;
 }
 
-// Leaves errno as it was: who told why a call failed may pass the reason on.
+// Keeps errno, because the caller may need it after the message.
 class KeptErrno {
 public:
     KeptErrno() = default;
@@ -34,7 +33,7 @@ private:
     int value_ = errno;
 };
 
-// 0, or -1 when something could not be written.
+// 0, or -1 if something could not be written.
 int write_line(FILE* file, const char* format, va_list arguments, int newline) {
     char stamp[64];
     const time_t now = time(nullptr);
@@ -86,7 +85,7 @@ void report_error(int errnum, const char* format, va_list arguments) {
 }  // namespace
 
 void set_log(int level, const char* logfile, const char* progname) {
-    // Copied before the old ones go: a caller may hand in the current ones.
+    // Copy before freeing the old ones, because a caller may pass the current pointers.
     char* new_logfile = copy_or_null(logfile);
     char* new_progname = copy_or_null(progname);
     free(owned_logfile);

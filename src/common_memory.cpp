@@ -1,4 +1,4 @@
-// Allocation that succeeds or ends the process, and texts joined from parts.
+// Allocation that ends the process on failure, and joining of texts.
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>

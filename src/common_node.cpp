@@ -1,4 +1,4 @@
-// Questions to the node: mounted file systems, quota, identifiers.
+// Queries of the node: mounted file systems, quota, identifiers.
 #include <uuid/uuid.h>
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kQuotaCommand[] = "/usr/sbin/qxquota";
 
-// Reads a line of usage, soft and hard limit; false when it does not give three numbers.
+// Reads a line with usage, soft and hard limit; false if it does not have three numbers.
 bool read_quota(FILE* pipe, long long& usage) {
     char line[4096];
     long long soft = 0;

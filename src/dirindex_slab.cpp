@@ -1,8 +1,7 @@
-// Small pieces out of large aligned blocks; see dirindex_slab.h.
+// Allocates small pieces from large aligned blocks; see dirindex_slab.h.
 //
-// A piece's block is found by its address, since blocks begin at multiples of their size; a set of
-// the blocks tells pieces from memory that somebody else allocated. A block goes when its last
-// piece goes.
+// Blocks begin at multiples of their size, so the address of a piece gives its block. A set of all
+// blocks distinguishes pieces from other memory. A block is freed with its last piece.
 #include "src/dirindex_slab.h"
 
 #include <sys/mman.h>
@@ -15,7 +14,7 @@
 namespace dirindex {
 namespace {
 
-// That of a huge page: entries are met in an order that makes every step a new small page.
+// The size of a huge page: in hash order, nearly every entry is on another small page.
 constexpr uintptr_t kAlignment = uintptr_t{1} << 21;
 // The whole of the aligned range: memory that somebody else allocated behind a shorter block would
 // be taken for a piece of it.
@@ -50,7 +49,7 @@ public:
     void release(void* piece) {
         const uintptr_t address = reinterpret_cast<uintptr_t>(piece);
         const uintptr_t base = address & ~(kAlignment - 1);
-        // The allocator may have put something of others between this block's end and the next one.
+        // There may be memory of others between the end of this block and the next one.
         if (address - base >= kBlockSize || !is_block(base)) {
             std::free(piece);
             return;
@@ -67,7 +66,7 @@ public:
     }
 
 private:
-    // Neighbours in a list mostly share a block, so the last answer is remembered.
+    // Neighbours in a list are mostly in the same block, so remember the last result.
     bool is_block(uintptr_t base) {
         if (base != last_ && blocks_.count(base) == 0) {
             return false;
@@ -81,7 +80,7 @@ private:
         if (block == nullptr) {
             throw std::bad_alloc();
         }
-        // The first block stays with small pages, of which a small index touches a few.
+        // The first block uses small pages, because a small index needs only a few of them.
         if (!blocks_.empty()) {
             madvise(block, kAlignment, MADV_HUGEPAGE);
         }
@@ -102,7 +101,7 @@ private:
 };
 
 Slab& slab() {
-    // Never destroyed: an exit handler of the host may still call into the checker.
+    // Never destroyed, because an exit handler of the host may still call the checker.
     static auto* instance = new Slab;
     return *instance;
 }

@@ -1,4 +1,4 @@
-// Whole files and directories: remove a tree, make the way to a path, copy, compare.
+// Functions for files and directories: remove a tree, make parent directories, copy, compare.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr size_t kBlock = 1024;
 
-// Reads until the block is full or the file ends: 0 bytes at the end, -1 on a failure.
+// Reads until the block is full or the file ends: 0 at the end, -1 on failure.
 ssize_t read_block(int fd, char* block) {
     size_t filled = 0;
     while (filled < kBlock) {
@@ -44,7 +44,7 @@ bool is_regular(int fd) {
     return fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
 }
 
-// The texts end without a newline, as those who read them expect.
+// The messages have no line end; their readers expect that.
 int report(const char* call, const std::string& path) {
     fprintf(stderr, "%s(\"%s\") error: %s", call, path.c_str(), strerror(errno));
     return -1;
@@ -63,8 +63,8 @@ int remove_entry(int dir, const char* name, const std::string& path) {
     return unlinkat(dir, name, 0) == 0 ? 0 : report("unlink", path);
 }
 
-// Entries are reached through the open directory, not by their paths, so that a link put into the
-// tree meanwhile leads nowhere.
+// Entries are opened from the open directory and not by path, so that a link made meanwhile cannot
+// lead elsewhere.
 int remove_content(int parent, const char* name, const std::string& path) {
     const int fd =
         openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -91,7 +91,7 @@ int remove_content(int parent, const char* name, const std::string& path) {
     }
 }
 
-// The directory's own removal is tried whatever became of its content.
+// It tries to remove the directory even if removing its content failed.
 int remove_tree(int parent, const char* name, const std::string& path) {
     int result = remove_content(parent, name, path);
     if (unlinkat(parent, name, AT_REMOVEDIR) != 0) {
@@ -103,7 +103,7 @@ int remove_tree(int parent, const char* name, const std::string& path) {
 }  // namespace
 
 int remove_dir(const char* path) {
-    // A slash at the end would have the kernel follow a link that stands before it.
+    // Remove final slashes, because with them the kernel follows a symbolic link.
     std::string name = path;
     while (name.size() > 1 && name.back() == '/') {
         name.pop_back();
@@ -115,7 +115,7 @@ int mkdir_p(const char* path, mode_t mode, int skip) {
     const size_t length = strlen(path);
     const auto first = static_cast<size_t>(skip < 0 ? 0 : skip);
     for (size_t i = first; i < length; ++i) {
-        // Nothing stands before a leading slash: the root is there.
+        // There is no directory to make before a leading slash.
         if (path[i] != '/' || i == 0) {
             continue;
         }
@@ -132,9 +132,9 @@ int mkdir_p(const char* path, mode_t mode, int skip) {
     return 0;
 }
 
-// Descriptor 0 is the only failure to open that callers rely on being told (-1, -2): with one that
-// could not be opened at all there is nothing to copy, and the result is 0. What was opened and is
-// no regular file fails as well: a pipe or a device has no content to copy.
+// Callers rely on these results: -1 and -2 if an open gives descriptor 0, and 0 if a file cannot be
+// opened at all, because then there is nothing to copy. Opened files that are not regular fail,
+// too.
 int copy_reg_file(const char* source, const char* target) {
     const base::Fd from(open(source, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (from.get() == 0 || (from && !is_regular(from.get()))) {

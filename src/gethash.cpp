@@ -5,8 +5,8 @@ uint32_t gethash_result;
 
 namespace {
 
-// The signed forms below are the definition of gethash. They are computed on unsigned numbers,
-// whose overflow is defined, with the signs put in by hand.
+// gethash is defined with signed numbers. It is computed with unsigned numbers, whose overflow is
+// defined; the signs are added explicitly.
 uint32_t arithmetic_shift(uint32_t value, int count) {
     return static_cast<uint32_t>(static_cast<int32_t>(value) >> count);
 }

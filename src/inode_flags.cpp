@@ -13,7 +13,7 @@ namespace {
 
 using base::Fd;
 
-// The kernel reads and writes an int here, whatever the request's number says.
+// The kernel reads and writes an int here, although the request's number says otherwise.
 bool read_flags(int fd, unsigned& flags) {
     int value = 0;
     if (ioctl(fd, FS_IOC_GETFLAGS, &value) != 0) {
@@ -31,7 +31,7 @@ int get_eattr(const char* path, unsigned* flags) {
 }
 
 int set_eattr(const char* path, unsigned flags) {
-    // A change: it does not follow a link that a container may have planted.
+    // A change must not follow a link that a container made.
     const base::Fd fd = base::openSuspect(path, O_RDONLY);
     const int value = static_cast<int>(flags);
     return fd && ioctl(fd.get(), FS_IOC_SETFLAGS, &value) == 0 ? 0 : -1;
@@ -60,8 +60,8 @@ int copy_eattr(const char* from, const char* to) {
     if (dirindex::userFlags(flags) == 0) {
         return 0;
     }
-    // The target keeps its file system's own flags: clearing the one for extents, say, would ask
-    // the file system to lay the file out anew.
+    // The target keeps the flags of its file system: clearing the one for extents, for example,
+    // would make the file system move the file's data.
     unsigned target_flags = 0;
     if (get_eattr(to, &target_flags) != 0) {
         return -1;

@@ -1,4 +1,4 @@
-// Questions to the operator, one letter each.
+// Asks the operator questions that are answered with one letter.
 #include <cctype>
 #include <cstddef>
 #include <cstdio>
@@ -23,7 +23,7 @@ const Choice* find_answer(const Choice (&choices)[N], int answer) {
     return nullptr;
 }
 
-// Reads up to a blank or newline behind a choice; what follows it is left for the next question.
+// Reads a choice up to the next blank or line end; the rest is left for the next question.
 template <size_t N>
 int read_answer(const Choice (&choices)[N], int answer) {
     for (int c = getchar(); c != EOF; c = getchar()) {

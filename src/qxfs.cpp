@@ -1,5 +1,5 @@
-// The container file system itself: layout version of an area, its verification, and entries made
-// by the file system's own request.
+// The container file system: layout version of an area, its verification, and entries made with the
+// file system's own request.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -30,7 +30,7 @@ int version_of_text(std::string_view text) {
     return text < "005.003" ? 2 : 0;
 }
 
-// What the file system's request for a new entry reads.
+// The argument of the file system's request for a new entry.
 struct CreateRecord {
     const char* name;
     uint32_t value;

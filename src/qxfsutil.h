@@ -204,9 +204,8 @@ struct namelist {
 extern QXFSUTIL_API struct namelist* rl_info;
 
 /* Walks a private area, beginning with the directory `path`, and returns to the working directory
- * that it started from. Result: 0; a non-zero result of the visitor or scan_one_dir; "can't chdir
- * to
- * '%s'" (werror): -1 on entering, -2 on returning. */
+ * that it started from. Result: 0; a non-zero result of the visitor or scan_one_dir; with "can't
+ * chdir to '%s'" (werror) -1 on entering, -2 on returning. */
 QXFSUTIL_API int scan_private(const char* path, scan_visitor visitor, void* cookie);
 
 /* Visits one directory ("." gives paths without a directory part) and adds its subdirectories to

@@ -44,8 +44,9 @@ Stream open_index(const char* path) {
     return stream;
 }
 
-// A record over a block is written, but refused by every reader. Link records are placed in the
-// order of writing, so the entry that carries one is the first whose offset is beyond all before.
+// A record longer than a block is written, but every reader refuses it. Link records are placed in
+// the order of writing, so the entry that has one is the first with a larger offset than all
+// before.
 bool has_too_long_record() {
     uint32_t last_link = 0;
     for (unsigned i = 0; i < prime; ++i) {
@@ -64,8 +65,7 @@ bool has_too_long_record() {
     return false;
 }
 
-// Writes the entry list as an index that is on the device, and readable, when this returns true;
-// otherwise false with errno.
+// Writes the entry list as an index and flushes and checks it. False with errno.
 bool write_index(Stream stream) {
     if (emit_dirindex(stream.get()) != 0 || fsync(fileno(stream.get())) != 0) {
         return false;
@@ -111,15 +111,14 @@ const char* linked_text(const Reader& reader, const Record& record) {
     return record.link == 0 ? nullptr : reader.link_text(record.link);
 }
 
-// A link string that fits into a block with its record, as all that are written do. Each record
-// that shares it yields a text of its own, so without this bound a small file could fill the
-// memory.
+// True if a link string fits into a block with its record, as all written ones do. Each record that
+// shares it gives a text of its own, so without this limit a small file could fill the memory.
 bool link_is_bounded(const Reader& reader, const Record& record) {
     const char* link = linked_text(reader, record);
     return link == nullptr || strnlen(link, dirindex::kBlockSize + 1) <= dirindex::kBlockSize;
 }
 
-// What ends a walk over the records of a checked index before its end.
+// The results with which a visitor ends a walk over the records of a checked index.
 enum class WalkFault { kNone, kTruncated };
 
 // Calls `visit` for each record from `start` up to the one with the EOF flag or the end of the
@@ -168,7 +167,7 @@ void copy_corrected(const Reader& reader, const Record& record, const char* old_
     }
 }
 
-// Whether something other than a file stands there, with the errno of a refusal.
+// True, with errno, if something other than a regular file is there.
 bool is_taken(const char* path) {
     struct stat st {};
     const bool taken = lstat(path, &st) == 0 && !S_ISREG(st.st_mode);
@@ -176,7 +175,7 @@ bool is_taken(const char* path) {
     return taken;
 }
 
-// A device has no room for an index, whatever it takes.
+// A device cannot hold an index.
 Stream open_target(const char* path) {
     Stream stream = open_index(path);
     struct stat st {};
@@ -228,7 +227,7 @@ int create_dirindex(const char* dir, const char* index_name, const char* root, i
         werror(errno, "can't open '%s'", index_name);
         return 1;
     }
-    // The files go only once what replaces them is on the device, its name included.
+    // Remove the files only after the index and its name were flushed.
     if (!write_index(std::move(stream)) || !sync_directory(".")) {
         werror(errno, "can't write '%s'", index_name);
         return 1;

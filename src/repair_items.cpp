@@ -1,4 +1,4 @@
-// Damaged items of an area moved aside into its lost-files folder, or back into their place.
+// Moves damaged items of an area to its lost-files folder, or back to their place.
 #include <unistd.h>
 
 #include <cerrno>

@@ -35,7 +35,7 @@ bool is_dot(const char* name) {
     return strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
 }
 
-// Makes a shortcut of the same text in the place of a magic symlink, or leaves all as it was.
+// Replaces a magic symlink by a shortcut with the same text, or changes nothing.
 bool substitute_symlink(const char* name, const char* text, const struct stat& link) {
     QXFS_DEBUG(kLevelDetails, "Substitute magic symlink '%s/%s' for shortcut\n", current_path,
                name);
@@ -46,7 +46,7 @@ bool substitute_symlink(const char* name, const char* text, const struct stat& l
     struct stat st = link;
     st.st_mode = (st.st_mode ^ S_IFLNK) | S_IFREG | qxfs::kShortcutBit;
     if (create_shortcut(name, text, strlen(text), &st) != 0) {
-        // What was begun goes, and the link comes back: it is all that the container has of it.
+        // Remove the unfinished shortcut and restore the link, which is all that the container has.
         unlink(name);
         if (symlink(text, name) != 0 || set_attr(name, &link) != 0) {
             werror(errno, "Can't restore symlink '%s/%s'", current_path, name);
@@ -176,8 +176,8 @@ private:
     std::string names_;
 };
 
-// All names are read before any is scanned: the scan may replace an entry, and a directory that
-// changes while it is read can give an entry twice.
+// Reads all names before the scan: the scan may replace an entry, and a directory that changes
+// while it is read can return an entry twice.
 bool read_names(Names& names) {
     const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir("."), &closedir);
     return dir != nullptr && names.read_all(dir.get());

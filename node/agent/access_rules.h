@@ -34,11 +34,11 @@
 
 namespace QXL {
 
-/// What an access check is about.
+/// The target of an access check.
 struct AccessTarget {
     bool node = false;
     QXLEID eid;               ///< of the container
-    std::optional<int> veid;  ///< its number, where it is known
+    std::optional<int> veid;  ///< its number, if known
 };
 
 class AccessRules {
@@ -49,7 +49,7 @@ public:
     /// @throws qxnode::Failure naming file, line and key of the first mistake.
     static AccessRules parse(const qxnode::TomlTable& file);
 
-    /// The rules of the node. A file that is not there grants nothing; nor does a broken one, which
+    /// The rules of the node. A missing file grants nothing; nor does a file with an error, which
     /// is logged.
     static AccessRules load();
 

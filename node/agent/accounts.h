@@ -1,5 +1,4 @@
-// Accounts of the machine, looked up so that several requests may do so at once: the agent library
-// lives in processes that it knows nothing of.
+// Looks up accounts of the machine. Thread-safe, because unknown programs load the agent library.
 #pragma once
 
 #include <sys/types.h>
@@ -10,13 +9,13 @@
 
 namespace QXL {
 
-/// Number of the user with this name; nullopt when the system knows none, or cannot say.
+/// Number of the user with this name; nullopt if there is none or it cannot be found out.
 std::optional<uid_t> userNamed(const std::string& name);
 
-/// Number of the group with this name; nullopt when the system knows none, or cannot say.
+/// Number of the group with this name; nullopt if there is none or it cannot be found out.
 std::optional<gid_t> groupNamed(const std::string& name);
 
-/// Groups of a user by the system's tables; empty for a user that they do not hold.
+/// Groups of a user in the system's tables; empty for an unknown user.
 std::vector<gid_t> groupsOfUser(uid_t user);
 
 }  // namespace QXL

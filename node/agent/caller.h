@@ -1,4 +1,4 @@
-// Caller: the user behind the requests of this process.
+// Caller: the user who makes the requests of this process.
 #pragma once
 
 #include <sys/types.h>
@@ -13,8 +13,8 @@ struct Caller {
     bool ownsNode = false;  ///< root of this node
 
     /// The process's real user and its groups. In a user namespace (an entered node directory) it
-    /// is the user outside, who owns the node only when the node's files are theirs: being root of
-    /// a namespace of one's own gives no right on the node of somebody else.
+    /// is the user outside of it. This user owns the node only if the node's files are theirs: root
+    /// of a user's own namespace must have no rights on somebody else's node.
     static Caller ofProcess();
 };
 

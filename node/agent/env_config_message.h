@@ -1,4 +1,4 @@
-// Content of a container's configuration, as environment records carry it.
+// The content of a container's configuration in environment records.
 #pragma once
 
 #include <optional>

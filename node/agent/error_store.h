@@ -1,5 +1,5 @@
-// What the agent's own code adds to QXL/QXLError.h: filling the last error data, and keeping the
-// request's message over work that the request did not ask for.
+// Parts of QXL/QXLError.h for the agent's own code: set the last error data, and keep the request's
+// message during other work.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ namespace QXL {
 /// Sets what getLastErrorData() gives on this thread.
 void setLastErrorData(int code, const std::string& message);
 
-/// Puts the request's message of this thread back when it goes.
+/// Its destructor restores this thread's message as it was at the construction.
 class ErrorMessageKeeper {
 public:
     ErrorMessageKeeper();

@@ -1,4 +1,4 @@
-// How an event travels between processes: one datagram of text.
+// The text form of an event, which is sent between processes as one datagram.
 #pragma once
 
 #include <cstddef>
@@ -10,13 +10,13 @@
 
 namespace QXA {
 
-/// Longest datagram; longer ones are no events.
+/// The longest event; longer datagrams are ignored.
 inline constexpr std::size_t kMaxEventBytes = 512;
 
 /// "KIND NUMBER TIME".
 std::string eventText(const QXAEvent& event);
 
-/// nullopt for text that is no event.
+/// nullopt if the text is not an event.
 std::optional<QXAEvent> parseEvent(std::string_view text);
 
 }  // namespace QXA

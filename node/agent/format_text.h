@@ -6,7 +6,7 @@
 
 namespace QXL {
 
-/// The formatted text; the format itself when the C library cannot format it.
+/// The formatted text; the format itself if the C library cannot format it.
 std::string formatText(const char* format, std::va_list arguments)
     __attribute__((format(printf, 1, 0)));
 

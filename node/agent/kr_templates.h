@@ -1,4 +1,4 @@
-// The KR templates of the node, as their metadata files say.
+// The KR templates of the node, read from their metadata files.
 #pragma once
 
 #include <functional>
@@ -9,10 +9,10 @@
 
 namespace QXL {
 
-/// The OS templates below `folder`, each followed by its application templates, by name. A folder
-/// that is not there holds no templates. Metadata that cannot be read is left out, with a line for
-/// `report`; the application templates of a broken OS template are not.
-/// @throws std::runtime_error when the folder itself cannot be read.
+/// The OS templates below `folder`, sorted by name, each followed by its application templates. A
+/// missing folder has no templates. A template whose metadata cannot be read is left out, and
+/// `report` is called with a line; its application templates are not left out.
+/// @throws std::runtime_error if the folder itself cannot be read.
 std::vector<qxnode::KrManifest> readKrTemplates(
     const std::string& folder, const std::function<void(const std::string& line)>& report);
 

@@ -7,9 +7,9 @@ namespace QXL {
 inline constexpr const char* kPackageMonitorName = "qxapkgmonitor";
 inline constexpr const char* kSynchronizeLocal = "synchronize_local";
 
-/// Rebuilds the cache from the node's templates; who reads it sees the old one or the new one.
-/// It reads templates itself and never calls a package manager: it runs while one waits for it.
-/// @throws std::exception with the reason; the cache is then as before.
+/// Rebuilds the cache from the node's templates; readers see the old or the new one. It reads the
+/// templates itself and never calls a package manager, because one is waiting for it.
+/// @throws std::exception with the reason; the cache is then unchanged.
 void synchronizeLocalPackages();
 
 }  // namespace QXL

@@ -1,4 +1,4 @@
-// Naming a process so that it can be told, later and by another one, whether it still lives.
+// Identifies a process, so that another process can find out later whether it still exists.
 #pragma once
 
 #include <sys/types.h>
@@ -7,8 +7,8 @@
 
 namespace QXL {
 
-/// When the process began, in the kernel's words and together with the boot it happened in; empty
-/// when there is no such process. Numbers of processes are used again; this is not.
+/// The boot's identifier and the process's start time in the kernel's form; empty if there is no
+/// such process. Process numbers are used again; this text is not.
 std::string processBirth(pid_t pid);
 
 }  // namespace QXL

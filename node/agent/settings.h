@@ -20,11 +20,11 @@ struct AgentSettings {
     int logLevel = kLogWarning;
     std::string logFile = qxnode::kAgentLog;
 
-    /// Why settings could not be read; those that could be stand, the rest has its default.
+    /// Why settings could not be read: these have their defaults. Empty if all could be read.
     std::string fault;
 };
 
-/// Reads the settings. A file that is not there gives the defaults without a fault.
+/// Reads the settings. If there is no file, all have their defaults and `fault` is empty.
 AgentSettings readAgentSettings(const std::string& path = qxnode::kAgentConfig);
 
 }  // namespace QXL

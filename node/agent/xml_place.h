@@ -1,4 +1,4 @@
-// XmlPlace: what a message iterator is on this node, an element of an XML document.
+// XmlPlace: this node's message iterator, an element of an XML document.
 #pragma once
 
 #include <pugixml.hpp>
@@ -11,7 +11,7 @@ class XmlPlace : public QXLMessageIterator {
 public:
     explicit XmlPlace(pugi::xml_node element) : m_element(element) {}
 
-    /// The element behind an iterator; a null node for iterators of another make.
+    /// The element of an iterator; a null node if the iterator is not an XmlPlace.
     static pugi::xml_node elementOf(const QXLMessageIterator& place) {
         const auto* xml = dynamic_cast<const XmlPlace*>(&place);
         return xml == nullptr ? pugi::xml_node() : xml->m_element;

@@ -1,4 +1,4 @@
-// Text that XML can carry, and the shape of XML that is safe to parse.
+// Checks for texts that XML can represent, and for XML that is safe to parse.
 #pragma once
 
 #include <string>
@@ -6,21 +6,21 @@
 
 namespace QXL {
 
-/// Whether the bytes are UTF-8 of characters that XML 1.0 allows.
+/// True if the bytes are UTF-8 and XML 1.0 allows all the characters.
 bool isXmlText(std::string_view bytes);
 
-/// The bytes with everything that isXmlText() objects to written as U+FFFD, one for each byte.
+/// The bytes, with each byte that is not allowed replaced by U+FFFD.
 std::string xmlText(std::string_view bytes);
 
-/// What a parse may cost.
+/// Limits of a parse.
 struct XmlBounds {
     std::size_t bytes;
     unsigned depth;
     std::size_t elements;
 };
 
-/// Whether a text stays within the bounds, and its tags are balanced, without building anything.
-/// Document types are refused: messages have none, and entities are how XML is made to grow.
+/// True if a text is within the limits and its tags are balanced; this needs no memory. Document
+/// types are refused: messages have none, and with entities a small text can become huge.
 bool isWithinBounds(std::string_view text, const XmlBounds& bounds);
 
 }  // namespace QXL

@@ -8,20 +8,20 @@
 namespace qxnode {
 
 struct KrCache {
-    std::string uuid;     ///< as it is written, which is also the name of the cache's folder
-    std::string root;     ///< the tree that containers are made from; lies in the cache's folder
+    std::string uuid;     ///< as written; also the name of the cache's folder
+    std::string root;     ///< the tree that containers are made from, in the cache's folder
     std::string created;  ///< time, for people
 };
 
-/// The record of a new cache, which lies in a folder of a new name.
+/// The record of a new cache with a new folder name.
 KrCache newKrCache();
 
 std::string formatKrCache(const KrCache& cache);
 
-/// The record of an OS template; nullopt without one. Whether its tree is still there is not
-/// looked at.
-/// @throws Failure when the record cannot be read, its "uuid" is no UUID, or its "path" does
-///         not lie in the folder of that cache.
+/// Reads the record of an OS template; nullopt if there is none. Does not check that its tree
+/// exists.
+/// @throws Failure if the record cannot be read, its "uuid" is not a UUID, or its "path" is not
+///         in the folder of that cache.
 std::optional<KrCache> readKrCache(std::string_view os);
 
 /// Folder of a cache: its tree, and the archive of it.

@@ -34,7 +34,7 @@ Failure unreadable(const std::string& path, const Reader& reader) {
     return unreadable(path, reason == nullptr ? "damaged" : reason);
 }
 
-/// Waits for nobody: a fifo in a repository is refused, not opened.
+/// Opens a file without waiting: a fifo in a repository is refused.
 base::Fd openRegular(const std::string& path) {
     base::Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat st {};

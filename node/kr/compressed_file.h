@@ -14,10 +14,9 @@ inline constexpr std::uint64_t kMaxIndex = 2ULL << 30;
 /// The file of this name, packed or not. @throws Failure QXTT_E_BAD_REPOSITORY
 std::string packedFile(const std::string& name);
 
-/// Gives the content block by block.
-/// @throws Failure QXTT_E_BAD_REPOSITORY when the file cannot be read, is damaged, or holds more
-/// than
-///         `limit` bytes. Exceptions of `onBlock` pass through.
+/// Calls `onBlock` with the content, block by block.
+/// @throws Failure QXTT_E_BAD_REPOSITORY if the file cannot be read, is damaged, or has more than
+///         `limit` bytes. Exceptions of `onBlock` reach the caller.
 void readCompressedFile(const std::string& path, std::uint64_t limit,
                         const std::function<void(std::string_view block)>& onBlock);
 

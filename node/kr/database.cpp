@@ -1,4 +1,4 @@
-// Finding a database below an untrusted root, and having its engine list it; see database.h.
+// Finds a database below an untrusted root and lets its engine list it; see database.h.
 #include "node/kr/database.h"
 
 #include <dirent.h>
@@ -30,7 +30,7 @@ Failure broken(const std::string& reason) {
     return {QXTT_E_BAD_DATABASE, reason};
 }
 
-/// Where a descriptor leads, as the kernel has it now.
+/// The present path of a descriptor, from the kernel.
 std::string pathOf(const base::Fd& fd) {
     std::array<char, PATH_MAX> path{};
     const std::string link = "/proc/self/fd/" + std::to_string(fd.get());
@@ -119,7 +119,7 @@ void DatabaseFolder::requireRegular(const char* name) const {
 }
 
 void DatabaseFolder::requireRegularFiles() const {
-    // A description of its own: a duplicate would share the position with others.
+    // Open the directory again: a duplicated descriptor would share the position.
     const int again = openat(m_fd.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(again), closedir);
     if (!entries) {

@@ -1,4 +1,4 @@
-// A root's own package database, listed by the engine that it belongs to.
+// Lists a root's own package database with the engine that it belongs to.
 #pragma once
 
 #include <optional>
@@ -21,8 +21,7 @@ struct DatabaseQuery {
     bool absent = false;        ///< also what is removed and left something behind
 };
 
-/// Packages of the database, in the engine's order. A root in which nothing was ever installed has
-/// none.
+/// Packages of the database, in the engine's order; none if nothing was ever installed in the root.
 /// @throws Failure QXTT_E_NO_ROOT, QXTT_E_BAD_DATABASE, QXTT_E_ENGINE
 std::vector<Package> listDatabase(const DatabaseQuery& query);
 

@@ -15,7 +15,7 @@ namespace {
 
 enum Field : std::size_t { state, name, architecture, version, summary, description, fieldCount };
 
-/// What rpm prints for a tag that a header has not.
+/// rpm prints this for a tag that a package does not have.
 constexpr std::string_view kNoTag = "(none)";
 
 Failure malformed() {

@@ -1,4 +1,4 @@
-// What engines print when they list a package database, in a format of ours.
+// Reads the output of engines that list a package database in our format.
 #pragma once
 
 #include <cstddef>
@@ -9,13 +9,13 @@
 
 namespace qxnode {
 
-/// Control characters that frame the output. No engine lets them into names or versions, and a text
-/// that holds them all the same is its package's own fault.
+/// Control characters that separate the output. Engines do not allow them in names and versions; a
+/// package with such a character in its summary only damages its own record.
 inline constexpr char kRecordMark = '\x1e';  ///< begins a record
 inline constexpr char kFieldMark = '\x1f';   ///< ends a field
 
-/// Fields of a record: state, name, architecture, version, then texts that may go on over lines:
-/// summary and description, of which the last runs to the next record.
+/// Fields of a record: state, name, architecture, version, summary and description. The last two
+/// may have several lines; the description ends at the next record.
 class ListOutput {
 public:
     /// Longest output that is read.
@@ -24,7 +24,7 @@ public:
     explicit ListOutput(OnPackage onPackage) : m_onPackage(std::move(onPackage)) {}
 
     /// Takes the next line of the output, without its end.
-    /// @throws Failure QXTT_E_BAD_DATABASE when it cannot be what was asked for.
+    /// @throws Failure QXTT_E_BAD_DATABASE if it is not in our format.
     void add(std::string_view line);
 
     /// Takes the end of the output.

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* kRoot = "/root-of-container";
 
-/// A database that keeps its engine busy for longer, or makes it larger, is none.
+/// Limits of an engine; a database that needs more is broken.
 constexpr const char* kSeconds = "120";
 constexpr const char* kMemory = "--as=2147483648";
 constexpr const char* kScratchBytes = "1073741824";
@@ -20,10 +20,9 @@ std::string inSandbox(const std::string& place) {
     return kRoot + place;
 }
 
-// An engine follows links that the root's owner has planted. Here they end in the root or among the
-// host's programs: no other file of the host is to be seen, whenever a link is put into its place.
-// An engine that a database has taken over can write nowhere, reach nobody, and may do no more than
-// read files.
+// An engine follows links that the root's owner made. In the sandbox they lead only to the root or
+// to the host's programs, because no other file of the host is there. If a prepared database takes
+// over the engine, it can only read these files: it can write nothing and has no network.
 std::vector<std::string> sandboxed(const std::string& root,
                                    const std::vector<std::string>& command) {
     std::vector<std::string> words;
@@ -33,7 +32,7 @@ std::vector<std::string> sandboxed(const std::string& root,
     add({"timeout", "--kill-after=5", kSeconds});
     add({"prlimit", kMemory, "--core=0"});
     add({"bwrap", "--ro-bind", "/usr", "/usr"});
-    // Links into /usr on most hosts, folders on others.
+    // These are links into /usr on most hosts and folders on others.
     for (const char* folder : {"/lib", "/lib64", "/lib32", "/bin", "/etc/ld.so.cache"}) {
         add({"--ro-bind-try", folder, folder});
     }
@@ -41,7 +40,7 @@ std::vector<std::string> sandboxed(const std::string& root,
     add({"--size", kScratchBytes, "--tmpfs", kSandboxScratch});
     add({"--unshare-pid", "--unshare-net", "--unshare-ipc", "--unshare-uts"});
     add({"--die-with-parent", "--new-session"});
-    // Databases belong to the users of containers, whose numbers are not the caller's.
+    // Databases belong to users of containers, so the engine must read files of other users.
     add({"--cap-drop", "ALL", "--cap-add", "CAP_DAC_READ_SEARCH"});
     add({"--clearenv", "--setenv", "PATH", "/usr/bin:/bin", "--setenv", "LC_ALL", "C.UTF-8"});
     add({"--setenv", "HOME", kSandboxScratch});
@@ -50,7 +49,7 @@ std::vector<std::string> sandboxed(const std::string& root,
 }
 
 bool couldNotStart(const base::ProcessResult& result) {
-    // What timeout and prlimit exit with when they cannot run what follows them.
+    // Exit codes of timeout and prlimit if they cannot run their command.
     constexpr int notExecutable = 126;
     constexpr int notFound = 127;
     const int status = result.exitStatus();

@@ -1,5 +1,5 @@
-// The place that engines read databases in: nothing but the host's programs and one root, all of it
-// read-only, and bounds on time and memory.
+// The sandbox in which engines read databases: only the host's programs and one root, all
+// read-only, with limits on time and memory.
 #pragma once
 
 #include <string>
@@ -9,17 +9,17 @@
 
 namespace qxnode {
 
-/// An empty folder in memory, writable, gone with the program.
+/// A writable folder in memory, empty at first; it ends with the program.
 inline constexpr const char* kSandboxScratch = "/scratch";
 
-/// Where a place of the root ("/var/lib/x") lies in the sandbox.
+/// The path in the sandbox of a path in the root ("/var/lib/x").
 std::string inSandbox(const std::string& place);
 
-/// The command line that runs `command` there.
+/// The command line that runs `command` in the sandbox.
 std::vector<std::string> sandboxed(const std::string& root,
                                    const std::vector<std::string>& command);
 
-/// Of what became of such a command: whether it never ran, and whether it ran out of time.
+/// True if such a command could not be started; true if it was ended because it took too long.
 bool couldNotStart(const base::ProcessResult& result);
 bool tookTooLong(const base::ProcessResult& result);
 

@@ -14,7 +14,7 @@ struct Version {
     std::string_view revision;
 };
 
-/// The revision follows the last hyphen; in rpm there is one only.
+/// The revision follows the last hyphen; rpm versions have only one hyphen.
 Version split(std::string_view text) {
     Version version;
     const std::size_t colon = text.find(':');
@@ -38,8 +38,8 @@ bool isLetter(char c) {
     return std::isalpha(static_cast<unsigned char>(c)) != 0;
 }
 
-/// Cuts the digits off the front, leading zeros left out: numbers of any length compare by length
-/// and text.
+/// Removes the digits at the front and returns them without leading zeros; such numbers can be
+/// compared by length and then by text.
 std::string_view takeNumber(std::string_view& text) {
     const auto digits = static_cast<std::size_t>(
         std::find_if_not(text.begin(), text.end(), isDigit) - text.begin());
@@ -56,7 +56,7 @@ int compareNumbers(std::string_view a, std::string_view b) {
     return a.compare(b);
 }
 
-/// deb: a tilde sorts before the end, letters before everything else.
+/// deb: a tilde sorts before the end of the text, and letters before all other characters.
 int debWeight(std::string_view text) {
     if (text.empty() || isDigit(text.front())) {
         return 0;
@@ -69,7 +69,7 @@ int debWeight(std::string_view text) {
     return isLetter(c) ? c : static_cast<unsigned char>(c) + behindLetters;
 }
 
-/// deb: parts without digits and numbers take turns.
+/// deb: compares parts without digits and numbers in turn.
 int compareDeb(std::string_view a, std::string_view b) {
     while (!a.empty() || !b.empty()) {
         while ((!a.empty() && !isDigit(a.front())) || (!b.empty() && !isDigit(b.front()))) {
@@ -100,8 +100,8 @@ std::string_view takeLetters(std::string_view& text) {
     return word;
 }
 
-/// rpm: the marks "~" (before the end) and "^" (behind the end, before anything else). 0 with both
-/// cut off, or when neither has one.
+/// rpm: compares the marks "~" (sorts before the end of the text) and "^" (after the end, but
+/// before anything else). 0 if both have the mark, which is then removed, or neither has it.
 int compareMarks(std::string_view& a, std::string_view& b, char mark, bool& found) {
     const bool inA = a.starts_with(mark);
     const bool inB = b.starts_with(mark);
@@ -123,8 +123,8 @@ int compareMarks(std::string_view& a, std::string_view& b, char mark, bool& foun
     return a.empty() ? -1 : 1;
 }
 
-/// rpm: runs of digits and of letters; a number is newer than a word, and what separates runs means
-/// nothing.
+/// rpm: compares runs of digits and of letters; a number is newer than a word, and separators are
+/// ignored.
 int compareRpm(std::string_view a, std::string_view b) {
     while (!a.empty() || !b.empty()) {
         a.remove_prefix(
@@ -166,7 +166,7 @@ int compareWhole(std::string_view a, std::string_view b,
                  int (*compare)(std::string_view, std::string_view)) {
     const Version left = split(a);
     const Version right = split(b);
-    // No epoch is epoch 0.
+    // A missing epoch means 0.
     std::string_view leftEpoch = left.epoch;
     std::string_view rightEpoch = right.epoch;
     int order = compareNumbers(takeNumber(leftEpoch), takeNumber(rightEpoch));

@@ -1,6 +1,6 @@
-// Declares the words and options of qxpkg; see command_line.h. The word behind a command
-// ("template", "cache", a container's number) decides what the names are, and only in its own
-// place: a package may be called "template".
+// Declares the words and options of qxpkg; see command_line.h. The word after a command
+// ("template", "cache", a container's number) decides what the following names are. Only this word
+// has a meaning: a package may have the name "template".
 #include "node/qxpkg/command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -41,7 +41,7 @@ std::vector<std::string> takeContainerNames(const CLI::App& app, std::vector<std
     bool commandSeen = false;
     for (auto word = words.begin(); word != words.end(); ++word) {
         if (isOption(*word)) {
-            // The value is a word of its own unless it is joined with "=".
+            // The value is the next word unless it is joined with "=".
             word += takesValue(app, *word) && word + 1 != words.end() ? 1 : 0;
         } else if (commandSeen) {
             if (!isNumber(*word)) {
@@ -77,7 +77,7 @@ Exit status: 0 done, 1 failed, 2 wrong usage, 27 refused (already there, in conf
 or in use), 33 a file is not a KR template package, 75 the lock stayed busy,
 130 interrupted. The last line on standard error gives the reason.)";
 
-/// What CLI11 fills in, before the words are given their meaning.
+/// The values that CLI11 fills in, before the words are interpreted.
 struct Raw {
     CommandLine& line;
     std::vector<std::string> words;
@@ -95,7 +95,7 @@ int containerId(const std::string& word) {
     return veid;
 }
 
-/// Takes the first word off, when it is `expected`.
+/// Removes the first word if it is `expected`. @return whether it was.
 bool takeWord(std::vector<std::string>& words, const char* expected) {
     if (words.empty() || words.front() != expected) {
         return false;
@@ -151,7 +151,7 @@ void readContainer(Raw& raw) {
     line.kind = raw.packages ? Names::packages : Names::templates;
     line.names = std::move(raw.words);
     if (line.names.empty()) {
-        // Without names both kinds of an update are one: everything.
+        // Without names an update of templates and one of packages are the same: everything.
         line.kind = line.verb == Verb::update ? Names::packages : line.kind;
         if (line.verb == Verb::install && !raw.packages) {
             throw Failure("a template's name expected");

@@ -1,4 +1,4 @@
-// The command line of qxpkg, taken apart but not yet carried out.
+// The parsed command line of qxpkg.
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 
 namespace qxpkg {
 
-/// What the first word of a command line asks for.
+/// The command.
 enum class Verb { install, update, remove, fetch, clean, create, verify, pack, list };
 
-/// What it is done to.
+/// The kind of object that a command works on.
 enum class Object { container, nodeTemplates, nodePackages, caches, files };
 
-/// How a listing is printed.
+/// The output form of a list.
 enum class ListFormat { table, json };
 
 struct CommandLine {
@@ -23,14 +23,14 @@ struct CommandLine {
     Object object = Object::nodeTemplates;
     int veid = 0;                    ///< of Object::container
     Names kind = Names::templates;   ///< of Object::container and nodePackages
-    bool applications = false;       ///< -F: names are an OS template and applications of it
-    std::vector<std::string> names;  ///< what remains: names or files, as they were given
+    bool applications = false;       ///< -F: names are an OS template and its applications
+    std::vector<std::string> names;  ///< the remaining words: names or files
     ListFormat format = ListFormat::table;
     std::string nodeDirectory;  ///< empty: the node of this machine
     Options options;
 };
 
-/// What became of reading the command line.
+/// The result of parsing.
 enum class Parsed {
     command,   ///< `line` says what to do
     answered,  ///< help or version was printed
@@ -39,8 +39,8 @@ enum class Parsed {
 
 Parsed parseCommandLine(int argc, const char* const* argv, CommandLine& line);
 
-/// Carries out a command. @return the exit code; the reason of a failure was then the last line on
-/// standard error.
+/// Runs a command. @return the exit code; after a failure, the reason is the last line on standard
+/// error.
 int runCommand(const CommandLine& line);
 
 }  // namespace qxpkg

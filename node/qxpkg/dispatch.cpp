@@ -12,7 +12,7 @@ namespace qxpkg {
 
 namespace {
 
-/// The reason as the one last line that callers take from standard error.
+/// Prints the reason as one line, because callers read the last line of standard error.
 int failed(const Output& output, int code, std::string reason) {
     while (!reason.empty() && reason.back() == '\n') {
         reason.pop_back();
@@ -82,7 +82,7 @@ int runInterruptibleChange(const CommandLine& line, const Output& output) {
             try {
                 recoverNodeTemplates();
             } catch (const std::exception&) {
-                // The next writer does it, or says what keeps it from being done.
+                // Ignore it: the next writer cleans up, or reports why it cannot.
             }
         });
     return result == kInterrupted ? failed(output, kInterrupted, "interrupted") : result;

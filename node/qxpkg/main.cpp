@@ -13,7 +13,7 @@
 namespace {
 
 extern "C" void onInterrupt(int) {
-    // An engine that is at work dies with this process, and what it left is mended by the next one.
+    // A working engine ends with this process, and the next run repairs what it left.
     _exit(qxpkg::kInterrupted);
 }
 
@@ -24,7 +24,7 @@ void exitOnInterrupt() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
-/// Whoever ignores the end of its children hands that on, and their exit codes would be lost.
+/// A parent that ignores SIGCHLD passes that on, and then exit codes of children are lost.
 void hearOfChildren() {
     signal(SIGCHLD, SIG_DFL);
 }

@@ -1,5 +1,5 @@
-// Result lines are written whole, one call a line, so that a caller never reads half of one; see
-// output.h.
+// Prints results and messages; see output.h. Each result line is written with one call, so that a
+// caller never reads half a line.
 #include "node/qxpkg/output.h"
 
 #include <sys/ioctl.h>
@@ -32,8 +32,8 @@ void put(std::FILE* stream, const std::string& text) {
     std::fflush(stream);
 }
 
-/// Text of packages goes here: nothing of it may steer the terminal, or wrap, which could not be
-/// taken back.
+/// Makes a text printable and fits it into the terminal's width. It comes from packages, so it must
+/// not control the terminal, and a wrapped line could not be removed again.
 std::string fitted(const std::string& line) {
     std::string text = base::printable(line);
     // A character of several bytes must not be cut.

@@ -22,10 +22,10 @@ namespace {
 constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
 constexpr int kSignalBase = 128;
 
-/// How long what was killed may take to be gone.
+/// How long to wait for killed processes to end.
 constexpr struct timespec kGrace { 10, 0 };
 
-/// Signals that are waited for instead of being delivered, for as long as the object lives.
+/// Blocks signals as long as the object exists, so that they can be waited for.
 class BlockedSignals {
 public:
     BlockedSignals() {
@@ -49,7 +49,7 @@ public:
         return signal;
     }
 
-    /// False when no child ended in time.
+    /// False if no child ended in time.
     [[nodiscard]] bool waitForChild(const struct timespec& time) const {
         sigset_t child;
         sigemptyset(&child);
@@ -62,7 +62,7 @@ private:
     sigset_t m_before{};
 };
 
-/// Ends all that still runs. What the worker's own children left behind has become ours.
+/// Kills all remaining processes. Orphans of the worker have become children of this process.
 void endEverything(pid_t worker, const BlockedSignals& signals) {
     kill(worker, SIGKILL);
     for (;;) {
@@ -88,12 +88,12 @@ int resultOf(pid_t worker) {
 
 [[noreturn]] void work(const std::function<int()>& change, const BlockedSignals& signals,
                        pid_t supervisor) {
-    // A change must not go on under a supervisor that is gone.
+    // If the supervisor dies, the change must end, too.
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != supervisor) {
         _exit(kFailed);
     }
-    // A terminal sends its interrupt to the whole foreground group; only the supervisor is to act.
+    // A terminal interrupts the whole foreground group, but only the supervisor must react.
     setpgid(0, 0);
     signals.restore();
     const int result = change();

@@ -1,4 +1,4 @@
-// What a private area uses, and what its container may use.
+// Usage of a private area, and the limits of its container.
 #pragma once
 
 #include <cstdint>
@@ -29,9 +29,9 @@ struct Quotas {
     Quota inodes;
 };
 
-/// Counts the blocks and inodes of a tree, its top included. Files with several names count once,
-/// links are not followed, other file systems mounted below do not count. What vanishes meanwhile
-/// does not count. @return false with the reason in `error`.
+/// Counts the blocks and inodes of a tree, its top included. Files with several names count once.
+/// Links are not followed; other file systems mounted below and files that are removed meanwhile do
+/// not count. @return false with the reason in `error`.
 bool measure(const std::string& area, Quotas& quotas, std::string& error);
 
 /// Reads both limits. @return false with "PARAMETER: reason" in `error`.

@@ -29,7 +29,7 @@ const Packaging* packagingOf(const std::string& os) {
     }
 }
 
-/// By name and architecture; among these the newest first.
+/// Sorts by name and architecture; of equal ones the newest comes first.
 class ListingOrder {
 public:
     explicit ListingOrder(const Packaging& packaging) : m_packaging(packaging) {}
@@ -44,8 +44,8 @@ private:
     const Packaging& m_packaging;
 };
 
-/// Gives the packages of the local repositories of an OS template that its containers can install;
-/// repositories that need the network are passed over.
+/// Packages in the local repositories of an OS template that its containers can install.
+/// Repositories that need the network are skipped.
 void readRepositories(const KrManifest& os, const OnPackage& onPackage) {
     for (const KrRepository& repository : os.repositories) {
         if (!repository.needsNetwork()) {
@@ -75,8 +75,8 @@ void sortFound(std::vector<Package>& packages, const KrManifest& os) {
     });
 }
 
-/// Sources that are asked one after the other until one knows the package. What fails on the way
-/// counts only when none does.
+/// Asks sources one after the other until one knows the package. A failure counts only if no source
+/// knows it.
 class Search {
 public:
     Search(KrManifest os, std::string name) : m_os(std::move(os)), m_name(std::move(name)) {}
@@ -128,7 +128,7 @@ private:
     std::optional<Failure> m_failure;
 };
 
-/// A container that cannot be read says nothing about the packages of its OS.
+/// A container that cannot be read is skipped: another container of the OS may know the package.
 void askContainer(Search& search, int veid) {
     std::optional<Container> container;
     try {

@@ -1,4 +1,4 @@
-// Which source answers a question about packages: repositories, caches, containers.
+// Answers questions about packages from repositories, caches or containers.
 #pragma once
 
 #include <string>
@@ -14,13 +14,12 @@ using qxnode::Package;
 /// Packages in a container's own database, sorted by name.
 std::vector<Package> packagesOfContainer(int veid);
 
-/// Packages that the local repositories of an OS template offer, sorted by name; of several
-/// versions the newest.
+/// Packages in the local repositories of an OS template, sorted by name; of several versions only
+/// the newest.
 std::vector<Package> packagesOfTemplate(std::string_view os);
 
-/// Packages called `name`, the newest first: from the repositories of the OS template, failing
-/// these its cache, failing that the first container of that OS that has it. Empty: nobody knows
-/// it.
+/// Packages named `name`, the newest first. Looks into the repositories of the OS template, then
+/// into its cache, then into containers of that OS, until the package is found. Empty: not found.
 std::vector<Package> findPackages(std::string_view os, const std::string& name);
 
 }  // namespace qxtt

@@ -1,4 +1,4 @@
-// The C interface: arguments checked, results laid out, no exception let out. See qxtt.h.
+// The C interface: checks arguments, builds results, and catches all exceptions. See qxtt.h.
 #include "qxtt/qxtt.h"
 
 #include <algorithm>
@@ -34,7 +34,7 @@ void tell(const qxtt_options* options, const char* reason) noexcept {
     }
 }
 
-/// Runs a query. Every pointer it got must be there.
+/// Runs a query; a null argument is a failure.
 template <typename Query, typename... Pointers>
 int answer(const Query& query, const qxtt_options* options, const Pointers*... pointers) noexcept {
     if (options == nullptr || (... || (pointers == nullptr))) {
@@ -58,7 +58,7 @@ int answer(const Query& query, const qxtt_options* options, const Pointers*... p
     }
 }
 
-/// All digits mean a container.
+/// A text of digits only is a container's number.
 bool isNumber(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(),
                                         [](unsigned char c) { return std::isdigit(c) != 0; });

@@ -1,4 +1,4 @@
-// From manifests and packages to words and texts; see records.h.
+// Turns manifests and packages into records of the C interface; see records.h.
 #include "node/qxtt/records.h"
 
 #include <cstddef>
@@ -18,8 +18,8 @@ namespace {
 
 using qxnode::KrManifest;
 
-/// Every record of the interface consists of pointer-sized words, so a result is a run of words,
-/// followed by the texts that they point to.
+/// Every record of the interface consists of pointer-sized words. So a result is a sequence of
+/// words, followed by the texts that they point to.
 class Block {
 public:
     /// Index of a word.
@@ -35,7 +35,7 @@ public:
     /// Makes the word point to an array of texts that ends with a null pointer.
     void setTexts(Place word, const std::vector<std::string>& texts);
 
-    /// The whole as one block for free(); its first word is the block's first.
+    /// All of it in one block for free(), which begins with the first word.
     /// @throws std::bad_alloc
     [[nodiscard]] void* make() const;
 
@@ -61,7 +61,7 @@ void Block::setValue(Place word, std::uintptr_t value) {
 
 void Block::setText(Place word, const std::string& text) {
     m_words[word] = {Word::Kind::text, m_texts.size()};
-    // A text of C ends at its first NUL; what could follow is of no use to anybody.
+    // A C text ends at its first NUL, so the rest of the text is left out.
     m_texts += text.c_str();
     m_texts += '\0';
 }
@@ -105,10 +105,10 @@ constexpr std::size_t kTemplateEntryWords = sizeof(templateListEntry) / kWord;
 constexpr std::size_t kPackageWords = sizeof(pkg_info) / kWord;
 constexpr std::size_t kPackageEntryWords = sizeof(packageListEntry) / kWord;
 
-/// The block that a caller's record owns stands in a field that is the library's own.
+/// This reserved field of a caller's record points to the block that the record owns.
 constexpr std::size_t kOwner = offsetof(tmpl_info, reserved10);
 
-/// Sets fields of one record, those that the mask selects and that are known.
+/// Sets the fields of one record that the mask selects and that are known.
 class RecordWriter {
 public:
     RecordWriter(Block& block, Place record, std::uint32_t mask)
@@ -120,14 +120,14 @@ public:
         }
     }
 
-    /// A list that nothing is known of stays null.
+    /// An empty list stays null.
     void lines(std::size_t offset, const std::vector<std::string>& values, std::uint32_t bit) {
         if (!values.empty()) {
             list(offset, values, bit);
         }
     }
 
-    /// A list that is there even when it is empty.
+    /// An empty list becomes an empty array, not null.
     void list(std::size_t offset, const std::vector<std::string>& values, std::uint32_t bit) {
         if (selects(bit)) {
             m_block.setTexts(m_record + offset / kWord, values);
@@ -142,7 +142,7 @@ private:
     std::uint32_t m_mask;
 };
 
-/// Every record carries its name, whatever the mask.
+/// Fields that are set with every mask.
 constexpr std::uint32_t kAlways = 0;
 
 std::string metadataFolder(const KrManifest& manifest) {

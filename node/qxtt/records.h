@@ -1,4 +1,4 @@
-// Records of the C interface, laid out in blocks from what the library knows.
+// Builds the records of the C interface.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ using qxnode::Package;
 /// Fills the caller's record with the fields that the mask selects. The record then owns one block.
 void fillTemplate(tmpl_info& info, const qxnode::KrManifest& manifest, std::uint32_t mask);
 
-/// Releases what fillTemplate gave the record, and zeroes it.
+/// Releases what fillTemplate allocated, and sets the record to zero.
 void releaseTemplate(tmpl_info& info);
 
 /// One-block results; arrays end with a null pointer.

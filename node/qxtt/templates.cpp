@@ -22,7 +22,7 @@ namespace {
 using qxnode::ContainerConfig;
 using qxnode::Failure;
 
-/// @throws Failure unless something lies at the path.
+/// @throws Failure if nothing exists at the path.
 void requireThere(const std::string& path, int code, const std::string& what) {
     struct stat st {};
     if (stat(path.c_str(), &st) != 0 && (errno == ENOENT || errno == ENOTDIR)) {
@@ -120,7 +120,7 @@ std::optional<std::string> cacheRoot(std::string_view os) {
     try {
         const auto cache = qxnode::readKrCache(os);
         struct stat st {};
-        // The tree may have gone since: that is no cache, and no failure.
+        // The tree may have been removed meanwhile: then there is no cache, and that is no failure.
         return cache && stat(cache->root.c_str(), &st) == 0 ? std::optional(cache->root)
                                                             : std::nullopt;
     } catch (const Failure& error) {

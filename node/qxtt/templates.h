@@ -1,5 +1,4 @@
-// The node's KR templates and the containers made from them, with this library's codes for what is
-// missing or broken.
+// The node's KR templates and the containers made from them; failures have this library's codes.
 #pragma once
 
 #include <optional>
@@ -14,8 +13,8 @@ namespace qxtt {
 
 using qxnode::KrManifest;
 
-/// A template of the node: its manifest, with what it leaves to its OS template or the node filled
-/// in.
+/// A template of the node: its manifest, with values from its OS template or the node for what it
+/// does not set.
 /// @throws Failure QXTT_E_NO_TEMPLATE, QXTT_E_BAD_TEMPLATE
 KrManifest osTemplate(std::string_view os);
 KrManifest applicationTemplate(std::string_view os, std::string_view name);
@@ -26,8 +25,8 @@ std::vector<std::string> osTemplateNames();
 /// An OS template, then those of its application templates that can be read.
 std::vector<KrManifest> templatesOf(std::string_view os);
 
-/// Directory with the files of an OS template's cache; nullopt when it has none.
-/// @throws Failure QXTT_E_BAD_TEMPLATE when what names it is broken.
+/// Directory with the files of an OS template's cache; nullopt if it has none.
+/// @throws Failure QXTT_E_BAD_TEMPLATE if the file that names the cache is broken.
 std::optional<std::string> cacheRoot(std::string_view os);
 
 /// A container of the node that is made from a KR template.
@@ -41,14 +40,14 @@ struct Container {
 /// @throws Failure QXTT_E_NO_CONTAINER, QXTT_E_BAD_CONTAINER
 Container containerOf(int veid);
 
-/// The templates of a container. One whose metadata the node has not, or cannot read, comes with
-/// its names alone: it is installed all the same.
+/// The templates of a container. If the node lacks a template's metadata or cannot read it, only
+/// its names are set, because it is installed all the same.
 std::vector<KrManifest> templatesOf(const Container& container);
 
-/// Numbers, ascending, of the node's containers.
+/// Numbers of the node's containers, ascending.
 std::vector<int> containerNumbers();
 
-/// Whether the container has a private area to work in.
+/// True if the container has a private area.
 bool hasPrivateArea(const Container& container);
 
 }  // namespace qxtt

@@ -1,5 +1,4 @@
-// Failure: what ends an operation of the node. Its entry points turn it into a result and a
-// message, and nobody else does.
+// The exception for failures in the node. Only entry points turn it into a result and a message.
 #pragma once
 
 #include <stdexcept>
@@ -11,13 +10,12 @@ namespace qxnode {
 
 class Failure : public std::runtime_error {
 public:
-    /// Code of a failure that has none of its own.
+    /// The code of all other failures.
     static constexpr int kNoCode = -1;
 
     explicit Failure(const std::string& reason) : std::runtime_error(reason) {}
 
-    /// @param code  one that the caller's interface has for this: a QXA::TemResult, a QXTT_E_*, or
-    ///              an exit code.
+    /// @param code  of the caller's interface: a QXA::TemResult, a QXTT_E_*, or an exit code.
     Failure(int code, const std::string& reason) : std::runtime_error(reason), m_code(code) {}
 
     [[nodiscard]] int code() const { return m_code; }

@@ -1,5 +1,5 @@
-// Reading TOML that nobody vouches for: a size bound, and getters whose errors name file, key and
-// the type that was expected.
+// Reads untrusted TOML: with a size limit, and getters whose errors name file, key and the expected
+// type.
 #pragma once
 
 #include <cstddef>
@@ -14,23 +14,23 @@
 
 namespace qxnode {
 
-/// A table of a TOML document; copies share the document. Failures say "FILE:LINE: reason", or
-/// "FILE: reason" when no line is to blame.
+/// A table of a TOML document; copies share the document. The text of a Failure is "FILE:LINE:
+/// reason", or "FILE: reason" if it concerns no line.
 class TomlTable {
 public:
-    /// Longest document unless the caller says otherwise.
+    /// Default limit for a document's length.
     static constexpr std::size_t kMaxBytes = 1U << 20;
 
-    /// @param source  what to call the document in errors.
-    /// @throws Failure when it is too long or no TOML.
+    /// @param source  name of the document in errors.
+    /// @throws Failure if it is too long or not TOML.
     static TomlTable parse(std::string_view text, const std::string& source,
                            std::size_t maxBytes = kMaxBytes);
 
-    /// @throws Failure when the file cannot be read, is too long or no TOML.
+    /// @throws Failure if the file cannot be read, is too long or not TOML.
     static TomlTable read(const std::string& path, std::size_t maxBytes = kMaxBytes);
 
-    // Getters give nullopt (or an empty list) for a key that is not there, and throw Failure
-    // when its value is of another type.
+    // Getters return nullopt (or an empty list) for a missing key, and throw Failure if the value
+    // has another type.
     [[nodiscard]] std::optional<std::string> text(const std::string& key) const;
     [[nodiscard]] std::optional<std::int64_t> integer(const std::string& key) const;
     [[nodiscard]] std::optional<bool> boolean(const std::string& key) const;
@@ -38,16 +38,16 @@ public:
     [[nodiscard]] std::vector<std::string> texts(const std::string& key) const;
     [[nodiscard]] std::vector<TomlTable> tables(const std::string& key) const;
 
-    /// @throws Failure also when the key is not there.
+    /// @throws Failure also if the key is missing.
     [[nodiscard]] std::string requiredText(const std::string& key) const;
 
-    /// A list whose elements are texts or integers, integers in decimal digits.
+    /// A list of texts and integers; integers become decimal digits.
     [[nodiscard]] std::vector<std::string> textsOrIntegers(const std::string& key) const;
 
     /// Keys in order.
     [[nodiscard]] std::vector<std::string> keys() const;
 
-    /// For readers' own findings about a value. @return "FILE:LINE: key 'KEY': reason".
+    /// An error text about a value. @return "FILE:LINE: key 'KEY': reason".
     [[nodiscard]] Failure fault(const std::string& key, const std::string& reason) const;
 
 private:

@@ -24,8 +24,8 @@ inline std::string archiveReason(archive* handle) {
     return text == nullptr ? "unknown archive error" : text;
 }
 
-/// A reader of tar archives. Only filters that are part of the library: no outside program is run
-/// on a file that somebody hands us.
+/// A reader of tar archives. It uses only the library's own filters: no other program may be run on
+/// an untrusted file.
 inline ArchiveHandle newTarReader() {
     ArchiveHandle handle(archive_read_new());
     archive_read_support_format_tar(handle.get());

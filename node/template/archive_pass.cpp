@@ -1,4 +1,4 @@
-// One pass over the entries of an archive that nobody vouches for.
+// One pass over the entries of an untrusted archive.
 #include "node/template/archive_pass.h"
 
 #include <sys/stat.h>
@@ -32,7 +32,7 @@ archive_entry* ArchivePass::next() {
     archive_entry* entry = nullptr;
     const int result = archive_read_next_header(m_archive.get(), &entry);
     if (result == ARCHIVE_EOF) {
-        // The end is marked by a block of zeros; without it the file was cut between entries.
+        // A block of zeros marks the end; without it the file was cut off between two entries.
         if (archive_filter_bytes(m_archive.get(), 0) <=
             archive_read_header_position(m_archive.get())) {
             refuse("is cut short: the end of the archive is missing");

@@ -1,4 +1,4 @@
-// One pass over the entries of an archive that nobody vouches for.
+// One pass over the entries of an untrusted archive.
 #pragma once
 
 #include <sys/stat.h>
@@ -19,7 +19,7 @@ struct PackageLimits {
     std::uint64_t bytes = std::uint64_t{64} << 30;
 };
 
-/// What is wrong with the archive itself; the message names its file.
+/// An error of the archive itself; the message names its file.
 class ArchiveFailure : public qxnode::Failure {
 public:
     using Failure::Failure;
@@ -28,20 +28,21 @@ public:
 /// Reads entries in their order, each once. Methods throw ArchiveFailure.
 class ArchivePass {
 public:
-    /// @param file  borrowed, read from its beginning.
+    /// @param file  read from its beginning; must stay open.
     /// @param path  its name in messages.
-    /// @throws ArchiveFailure kTemDamaged when it is no archive; Failure.
+    /// @throws ArchiveFailure kTemDamaged if it is not an archive; Failure.
     ArchivePass(int file, std::string path, const PackageLimits& limits);
 
-    /// The next entry, borrowed until the next call; null at the archive's end.
-    /// @throws ArchiveFailure kTemDamaged, also when the archive ends without its end mark.
+    /// The next entry, valid until the next call; null at the archive's end.
+    /// @throws ArchiveFailure kTemDamaged, also if the archive has no end mark.
     archive_entry* next();
 
-    /// Hands the entry's content over, block by block with its offset; holes are passed over.
+    /// Calls a function with the entry's content, block by block with its offset; holes are left
+    /// out.
     using Take = std::function<void(const char* data, std::size_t size, std::int64_t offset)>;
     void content(const Take& take);
 
-    /// Size of the entry's content. @throws ArchiveFailure kTemDamaged when it is out of bounds.
+    /// Size of the entry's content. @throws ArchiveFailure kTemDamaged if it exceeds the limits.
     std::int64_t sizeOf(archive_entry* entry) const;
 
     [[noreturn]] void refuse(const std::string& why, int code = kTemDamaged) const;

@@ -1,4 +1,4 @@
-// Which paths and links a template package may hold.
+// Checks the paths and links in a template package.
 #include "node/template/entry_path.h"
 
 #include <sys/stat.h>
@@ -54,7 +54,7 @@ std::string checkedEntryPath(std::string_view name) {
         path += path.empty() ? "" : "/";
         path += component;
     }
-    // Room is kept for the template's own directory in front, in references of 4096 bytes.
+    // A link string of 4096 bytes must also have room for the template's own directory.
     if (path.size() > kMaxEntryPath) {
         refuse(name, "is too long");
     }
@@ -76,7 +76,7 @@ void refuseUnsafeLink(const std::string& path, const std::string& target) {
     if (target.starts_with(kMagicPrefix)) {
         refuse(path, "is a symbolic link that reads as a reference into the template area");
     }
-    // Where the link stands counts only for a relative target.
+    // The place of the link matters only for a relative target.
     std::size_t depth = target.front() == '/' ? 0 : components(path).size() - 1;
     for (const std::string_view component : components(target)) {
         if (component != "..") {
@@ -89,8 +89,8 @@ void refuseUnsafeLink(const std::string& path, const std::string& target) {
 }
 
 void refuseSetId(const std::string& path, mode_t mode, const std::vector<std::string>& listed) {
-    // A directory's set-user-id bit marks an index in a container's area. Its set-group-id bit
-    // only hands the group on and needs no word of the manifest.
+    // A directory's set-user-id bit is the mark of an index in a container's area. Its set-group-id
+    // bit is harmless and need not be in the manifest.
     const mode_t bits = S_ISDIR(mode) ? S_ISUID : S_ISUID | S_ISGID;
     if ((mode & bits) != 0 &&
         (S_ISDIR(mode) || !std::binary_search(listed.begin(), listed.end(), path))) {

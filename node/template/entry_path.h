@@ -1,4 +1,4 @@
-// Which paths and links a template package may hold.
+// Checks the paths and links in a template package.
 #pragma once
 
 #include <sys/types.h>
@@ -9,18 +9,19 @@
 
 namespace QXA::tem {
 
-/// Brings an archive's name into the form "a/b/c": leading "./", doubled and trailing slashes and
-/// "." components go. The package's own folder becomes "".
-/// @throws Failure kTemDamaged for an absolute path, a "..", a component or path that is too long.
+/// Brings an archive's name into the form "a/b/c", without "." and without double and trailing
+/// slashes. The package's own folder becomes "".
+/// @throws Failure kTemDamaged for an absolute path, a "..", or a component or path that is too
+///         long.
 std::string checkedEntryPath(std::string_view name);
 
-/// Refuses names that the template area itself gives a meaning to in a container.
+/// Refuses names that are reserved in a container's area.
 /// @param path  relative to root/.
 /// @throws Failure kTemDamaged.
 void refuseReservedName(const std::string& path);
 
-/// Refuses a symbolic link that leads out of the root, or that would be read as a reference into
-/// the template area. An absolute target starts at the container's root and so stays inside.
+/// Refuses a symbolic link that leads out of the root, or that is a link string. An absolute target
+/// starts at the container's root and so stays inside.
 /// @param path    of the link, relative to root/.
 /// @throws Failure kTemDamaged.
 void refuseUnsafeLink(const std::string& path, const std::string& target);

@@ -1,4 +1,4 @@
-// How a container's area refers to a file of the template area, as the checker reads it too.
+// How a container's area refers to a file of the template area; the checker uses the same form.
 #pragma once
 
 #include <climits>
@@ -8,21 +8,21 @@
 
 namespace QXA::tem {
 
-/// A text that begins so names a file of the template area by what follows.
+/// A link string begins with this; the rest is a path below the template area.
 inline constexpr std::string_view kMagicPrefix = "////";
 
 /// Longest content of a shortcut.
 inline constexpr std::size_t kMaxShortcut = 4096;
 
-/// Names that mean something in a container's area and so cannot be a template's.
+/// Names that are reserved in a container's area, so that templates must not have them.
 inline constexpr std::string_view kIndexName = "._qxlnk_.";
 inline constexpr std::string_view kReferenceName = ".qxpkgref";
 
-/// Longest path below a template's root: with the template area's path, the template's name and
-/// version in front it still makes one path and one shortcut.
+/// Longest path below a template's root: together with the template area's path and the template's
+/// name and version it must fit into one path and one shortcut.
 inline constexpr std::size_t kMaxEntryPath = PATH_MAX - 512;
 
-/// What a shortcut to a template's file holds.
+/// The content of a shortcut to a template's file.
 inline std::string shortcutText(const std::string& name, const std::string& version,
                                 const std::string& path) {
     return std::string(kMagicPrefix) + name + "/" + version + "/root/" + path;

@@ -1,4 +1,4 @@
-// Which architectures run on this machine.
+// The architectures that run on this machine.
 #include "node/template/machine.h"
 
 #include <sys/utsname.h>
@@ -12,7 +12,7 @@ namespace QXA::tem {
 
 namespace {
 
-// Families of processors, by how manifests and uname call them. A name of neither is not judged.
+// Names of processor families in manifests and in uname.
 const char* processorFamily(const std::string& name) {
     static constexpr std::array<std::pair<const char*, const char*>, 14> kFamilies{{
         {"x86_64", "x86"},

@@ -1,12 +1,12 @@
-// Which architectures run on this machine.
+// The architectures that run on this machine.
 #pragma once
 
 #include <string>
 
 namespace QXA::tem {
 
-/// Whether packages of an architecture, by any of its usual names, run on this machine. A name that
-/// is not known is not judged.
+/// True if packages of an architecture, by any of its usual names, run on this machine; also true
+/// for an unknown name.
 bool fitsThisMachine(const std::string& architecture);
 
 /// This machine's own name for its architecture.

@@ -1,4 +1,4 @@
-// Lists of package files, which either technology may be handed.
+// Reads lists of package files, for both technologies.
 #pragma once
 
 #include <optional>
@@ -10,11 +10,11 @@
 
 namespace QXA::tem {
 
-/// Reads every package of a list. One of another kind anywhere in it counts before any damage,
-/// since the whole list may then be offered to the other technology.
-/// @param otherKind  code of the Failure that says so.
-/// @param read       gives the package of a path, or throws Failure.
-/// @throws Failure the first one, or that of the first package of another kind.
+/// Reads every package of a list. If one of them is of another technology, this is reported and not
+/// a damage of other packages, because the other technology can then be asked with the whole list.
+/// @param otherKind  the code of a Failure for a package of another technology.
+/// @param read       reads the package at a path, or throws Failure.
+/// @throws Failure of the first package of another technology, otherwise the first one.
 template <typename Read>
 auto readPackageList(const std::vector<std::string>& paths, int otherKind, const Read& read) {
     std::vector<decltype(read(paths.front()))> packages;

@@ -1,4 +1,4 @@
-// First lines of journals and records: what the file is, and the version of its form.
+// First lines of journals and records: the kind of file and the version of its form.
 #pragma once
 
 #include <iosfwd>
@@ -6,9 +6,9 @@
 
 namespace QXA::tem {
 
-/// Takes the first line, which must be `heading` ("NAME VERSION").
+/// Reads the first line, which must be `heading` ("NAME VERSION").
 /// @param source  the file's name for messages.
-/// @throws Failure; a higher version is told as that and not as damage.
+/// @throws Failure; the message distinguishes a newer version from damage.
 void takeHeading(std::istream& lines, const std::string& heading, const std::string& source);
 
 }  // namespace QXA::tem

@@ -32,7 +32,7 @@ int addFilter(archive* handle, const std::string& name) {
         return archive_write_add_filter_none(handle);
     }
     if (name.ends_with(".tar.gz")) {
-        // Without the time of writing, which gzip would put into its header.
+        // Do not let gzip write the current time into its header.
         const int added = archive_write_add_filter_gzip(handle);
         return added == ARCHIVE_OK
                    ? archive_write_set_filter_option(handle, "gzip", "timestamp", nullptr)
@@ -54,7 +54,7 @@ TarWriter::TarWriter(int file, const std::string& name)
     : m_name(name), m_archive(archive_write_new()) {
     if (addFilter(m_archive.get(), name) != ARCHIVE_OK ||
         archive_write_set_format_pax_restricted(m_archive.get()) != ARCHIVE_OK ||
-        // Names are bytes; without this they would have to be text of the locale.
+        // Names are bytes; without this option they would have to be text in the locale's encoding.
         archive_write_set_format_option(m_archive.get(), "pax", "hdrcharset", "BINARY") !=
             ARCHIVE_OK ||
         archive_write_open_fd(m_archive.get(), file) != ARCHIVE_OK) {

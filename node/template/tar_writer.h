@@ -12,16 +12,16 @@ namespace QXA::tem {
 /// Methods throw Failure.
 class TarWriter {
 public:
-    /// @param file    borrowed descriptor to write to.
-    /// @param name    chooses the compression by its ending: ".tar", ".tar.gz", ".tar.xz",
-    ///                ".tar.zst"; also named in messages.
+    /// @param file    descriptor to write to; must stay open.
+    /// @param name    its ending selects the compression: ".tar", ".tar.gz", ".tar.xz", ".tar.zst";
+    ///                also used in messages.
     TarWriter(int file, const std::string& name);
 
     void directory(const std::string& path, const struct stat& attributes);
     void symbolicLink(const std::string& path, const std::string& target,
                       const struct stat& attributes);
     void text(const std::string& path, const std::string& content, const struct stat& attributes);
-    /// The content of an open regular file, as long as its attributes say.
+    /// The content of an open regular file; its attributes say how long it is.
     void file(const std::string& path, int content, const struct stat& attributes);
     void hardLink(const std::string& path, const std::string& target);
     void finish();

@@ -31,7 +31,7 @@ namespace {
 constexpr const char* kHeading = "qxtem-journal 1";
 constexpr const char* kJournalName = "journal";
 
-// A change of 100 000 templates still fits; more is no journal of ours.
+// Enough for a change of 100 000 templates; a larger file is not a journal.
 constexpr std::size_t kMaxJournalSize = std::size_t{64} << 20;
 
 Failure badJournal(const std::string& line) {
@@ -39,7 +39,7 @@ Failure badJournal(const std::string& line) {
                    "'");
 }
 
-// Paths of steps come back as renames: none may leave the template area.
+// The paths of steps are renamed later, so none may lead out of the template area.
 bool isPlainPath(const std::string& path) {
     try {
         return !path.empty() && checkedEntryPath(path) == path;
@@ -61,7 +61,7 @@ JournalStep parseStep(const std::string& line) {
     return step;
 }
 
-// 0 for a file that is not there.
+// 0 if the file does not exist.
 ino_t inodeOf(int area, const std::string& path) {
     const std::optional<struct stat> st = base::statBelow(area, path);
     if (!st && errno != ENOENT) {
@@ -81,7 +81,7 @@ void moveTo(int area, const std::string& from, const std::string& to, unsigned f
     }
 }
 
-// The directory of a template's name goes with its last version.
+// Removes the directory of a template's name with its last version.
 bool removeEmptyName(int area, const std::string& target) {
     return unlinkat(area, target.substr(0, target.rfind('/')).c_str(), AT_REMOVEDIR) == 0 ||
            errno == ENOTEMPTY || errno == EEXIST || errno == ENOENT;
@@ -122,21 +122,21 @@ bool writeJournal(int area, const TemplateJournal& journal) {
     return state && base::writeFileDurably(state.get(), kJournalName, formatJournal(journal));
 }
 
-// Writes the journal of a change; nullopt when the change holds by it.
-// @throws Failure when that cannot be told.
+// Writes the journal of a change; nullopt if the change has now taken effect.
+// @throws Failure if that is not known.
 std::optional<Failure> commitFailure(int area, const TemplateJournal& journal) {
     if (writeJournal(area, journal)) {
         return std::nullopt;
     }
     Failure failure = systemFailure("write", std::string(kTemplateAreaPath) + "/" + kJournalPath);
-    // One that is in place but could not be flushed counts: readers go by it already.
+    // A journal that is in place but not flushed counts, because readers use it already.
     if (readJournal(area)->generation == journal.generation) {
         return std::nullopt;
     }
     return failure;
 }
 
-// Finds out what is moved, and does what may fail while failing is still harmless.
+// Finds out what will be moved, and does everything that may fail before the change takes effect.
 void prepare(int area, TemplateJournal& journal) {
     for (JournalStep& step : journal.steps) {
         const bool places = step.kind == JournalStep::Kind::place;
@@ -144,7 +144,7 @@ void prepare(int area, TemplateJournal& journal) {
         if (step.inode == 0) {
             throw Failure("cannot change '" + step.target + "': it is gone");
         }
-        // An empty one is not seen as a template.
+        // An empty directory is not a template for readers.
         const std::size_t slash = step.target.rfind('/');
         if (places && slash != std::string::npos &&
             !base::makeBelow(area, step.target.substr(0, slash))) {
@@ -162,7 +162,7 @@ void removeEmptyNames(int area, const TemplateJournal& journal) {
     }
 }
 
-// The change holds already when this runs: a full disk only leaves work for the next writer.
+// The change has already taken effect here, so after a failure the next writer completes it.
 void markDone(int area, TemplateJournal journal) {
     journal.pending = false;
     journal.steps.clear();
@@ -215,7 +215,7 @@ TemplateJournal parseJournal(std::string_view text) {
 }
 
 std::shared_ptr<const TemplateJournal> readJournal(int area) {
-    // Read once per journal file, not once per query: each change makes a new file.
+    // Read a journal file only once: each change makes a new file.
     struct Known {
         base::FileId id;
         struct timespec changed {};
@@ -245,7 +245,7 @@ std::shared_ptr<const TemplateJournal> readJournal(int area) {
 
 namespace {
 
-// Names that a killed writer made for its first version. Only names without any can be removed.
+// Removes the empty name directories of killed writers; a directory with a version is not empty.
 void removeNamesWithoutVersion(int area) {
     for (const std::string& name : base::namesIn(area).value_or(std::vector<std::string>{})) {
         if (isValidName(name)) {
@@ -299,7 +299,7 @@ void StagedChange::commit(std::vector<JournalStep> steps) {
         removeEmptyNames(m_area, journal);
         throw;
     }
-    // Even while it cannot be told whether the journal is in place, what it names must be there.
+    // If it is unknown whether the journal is in place, the files that it names must stay.
     m_mayHold = true;
     if (const std::optional<Failure> failure = commitFailure(m_area, journal)) {
         m_mayHold = false;
@@ -309,8 +309,8 @@ void StagedChange::commit(std::vector<JournalStep> steps) {
     try {
         carryOut(m_area, journal);
     } catch (const Failure&) {
-        // The change holds: readers see it by the journal, and the next writer finishes it or says
-        // what keeps it from being finished.
+        // The change has taken effect: readers see it, and the next writer completes it or reports
+        // why it cannot.
         return;
     }
     markDone(m_area, journal);

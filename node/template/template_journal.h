@@ -1,9 +1,9 @@
-// The template area's record of intent: it makes a change of several templates one change.
+// The template area's record of intent: it makes the change of several templates one change.
 //
-// A change is prepared under ".qxtem/staging" of the template area and flushed. Writing the journal
-// as "pending" is the moment at which it holds: from then on it is carried out by renames, now or,
-// after a kill, by the next writer; readers that find it pending already see its outcome. When all
-// renames are done the journal is rewritten as "done".
+// A change is prepared in ".qxtem/staging" of the template area and flushed. It takes effect when
+// the journal is written as "pending". After that it is completed by renames, if necessary by the
+// next writer after a kill; readers see a pending change as done. After all renames the journal is
+// rewritten as "done".
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace QXA::tem {
 
 inline constexpr const char* kTemplateAreaPath = qxnode::kTemplateDir;
 
-/// State of the template manager below the template area. No template name begins with a dot.
+/// Folder of the template manager's state in the template area. No template name begins with a dot.
 inline constexpr const char* kStatePath = ".qxtem";
 inline constexpr const char* kStagingPath = ".qxtem/staging";
 inline constexpr const char* kJournalPath = ".qxtem/journal";
@@ -26,12 +26,12 @@ inline constexpr const char* kJournalPath = ".qxtem/journal";
 /// One rename of a change; paths are relative to the template area.
 struct JournalStep {
     enum class Kind {
-        place,  ///< `source` (in staging) becomes `target`, what was there goes to staging
-        drop,   ///< `target` goes to `source` (in staging)
+        place,  ///< `source` (in staging) becomes `target`; an old `target` is moved to staging
+        drop,   ///< `target` is moved to `source` (in staging)
     };
 
     Kind kind = Kind::place;
-    ino_t inode = 0;  ///< of what is placed or dropped: tells whether the step is done
+    ino_t inode = 0;  ///< of the file placed or dropped; shows whether the step is done
     std::string source;
     std::string target;
 
@@ -39,7 +39,7 @@ struct JournalStep {
 };
 
 struct TemplateJournal {
-    std::uint64_t generation = 0;  ///< counts changes; readers see by it that one came between
+    std::uint64_t generation = 0;  ///< number of changes; shows readers that one happened meanwhile
     bool pending = false;
     std::vector<JournalStep> steps;
 
@@ -48,19 +48,19 @@ struct TemplateJournal {
 
 std::string formatJournal(const TemplateJournal& journal);
 
-/// @throws Failure when the text is no journal.
+/// @throws Failure if the text is not a journal.
 TemplateJournal parseJournal(std::string_view text);
 
-/// The journal as it stands; a missing one is that of generation 0, done. Cheap to repeat.
+/// The present journal; a missing one has generation 0 and is done. Repeated calls are cheap.
 std::shared_ptr<const TemplateJournal> readJournal(int area);
 
-/// For writers, under the templates' lock: finishes a change that was committed and removes what is
-/// left of one that was not. Makes the state directories when they are missing.
+/// For writers that hold the templates' lock: completes a committed change and removes the remains
+/// of one that was not committed. Makes missing state directories.
 /// @throws Failure.
 void recoverTemplates(int area);
 
-/// A change that is being prepared in staging. Unless it may have been committed, what was staged
-/// goes with the object.
+/// A change that is prepared in staging. The destructor removes it from staging unless it may have
+/// been committed.
 class StagedChange {
 public:
     explicit StagedChange(int area) : m_area(area) {}
@@ -71,14 +71,14 @@ public:
     /// A new path in staging, relative to the template area.
     std::string newPath();
 
-    /// Commits and carries out the change. All or nothing: when it throws, nothing was changed, or
-    /// (when the journal can neither be written nor read) the next writer finds out.
+    /// Commits and completes the change. If it throws, nothing was changed; or, if the journal
+    /// could neither be written nor read, the next writer finds out.
     void commit(std::vector<JournalStep> steps);
 
 private:
     int m_area;
     int m_count = 0;
-    bool m_mayHold = false;  ///< the journal may name what is staged
+    bool m_mayHold = false;  ///< the change may have been committed
 };
 
 }  // namespace QXA::tem

@@ -25,7 +25,7 @@ bool isValidVersion(std::string_view version) {
 }
 
 bool isValidName(std::string_view name) {
-    // "kr" holds the templates of the other technology, "vc" the built caches.
+    // "kr" is the folder of KR templates, "vc" that of their caches.
     return isValidVersion(name) && name != "kr" && name != "vc";
 }
 

@@ -1,18 +1,19 @@
-// Names and versions of templates: which are allowed, and which version is newer.
+// Names and versions of templates: checks them, and compares versions.
 #pragma once
 
 #include <string_view>
 
 namespace QXA::tem {
 
-/// Longest name or version; both become file names, and records join them.
+/// Longest name or version; a record's file name has both.
 inline constexpr std::size_t kMaxNameLength = 120;
 
-/// A name that may become a directory of the template area and a word of a container's
+/// True for a valid version, which becomes a directory name and a word of a container's
 /// configuration: letters, digits and "._+-:~", beginning with a letter or digit.
 bool isValidVersion(std::string_view version);
 
-/// As a version, and none of the directories that belong to other parts of the template area.
+/// True for a valid name: the same rules, and not a directory of the template area with another
+/// use.
 bool isValidName(std::string_view name);
 
 /// Orders versions so that the newest comes last: runs of digits compare as numbers.

@@ -52,15 +52,13 @@ public:
 
     /// Reads the configuration of one template version; an empty version means the newest.
     /// @return 0, kTemUnknownTemplate, kTemUnknownVersion, or another code if the manifest cannot
-    /// be
-    ///         read.
+    ///         be read.
     int getTemplateConfig(const QXATemplate& key, QXATemplateConfigInfo& config);
 
     /// Adds templates to a container. An empty version means the newest; an empty list updates all
     /// templates of the container.
-    /// @param force       go on if the version is already there or in conflict; a container's file
-    /// in
-    ///                    the place of a template's file is kept until the template is removed.
+    /// @param force       go on if the version is already there or in conflict; a container's own
+    ///                    file in a template's place is kept until the template is removed.
     /// @param removeOnly  false on install and update.
     /// @return 0, kTemConflict, kTemUnknownTemplate, kTemUnknownVersion, or another failure.
     int add(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,

@@ -26,8 +26,7 @@ public:
     /// @param argv    the command line, one pointer per word, without a terminating null; word 0 is
     ///                the program, searched on PATH. The texts are only read during the call.
     /// @param onLine  called on this thread with `ctx` and each line of standard output, without
-    /// its
-    ///                line end; may be null. Its result does not stop the program.
+    ///                its line end; may be null. Its result does not stop the program.
     /// @param ctx     passed to `onLine`.
     /// @return the program's exit code; 127 if it cannot be started; 128 + N if signal N killed it.
     ///         If not 0, getErrorMessage() holds the reason (the last non-empty line of its

@@ -21,7 +21,7 @@ namespace qxfs {
 
 namespace {
 
-/// Content of a sticky regular file, of which at most 4096 bytes count.
+/// Content of a sticky regular file; only the first 4096 bytes are read.
 std::optional<std::string> readShortcut(int directory, const std::string& name) {
     const base::Fd file(
         openat(directory, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -65,7 +65,7 @@ bool isDirectory(const std::string& path) {
     return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-/// A private area is known by more than its root, which it may have lost.
+/// A private area can be recognised even if its root is missing.
 bool looksPrivate(const std::string& path) {
     std::error_code ignored;
     const auto version = std::filesystem::read_symlink(path + "/VERSION", ignored).string();

@@ -12,7 +12,7 @@ void walkArea(const std::function<DirectoryCheck(const std::string&)>& visit) {
         const auto path = std::move(pending.back());
         pending.pop_back();
         auto check = visit(path);
-        // The last one is taken first: names come in their order.
+        // In reverse order, because the last one is taken first.
         std::reverse(check.subdirectories.begin(), check.subdirectories.end());
         std::move(check.subdirectories.begin(), check.subdirectories.end(),
                   std::back_inserter(pending));
@@ -53,7 +53,7 @@ CheckSummary checkArea(const Area& area, const RepairPolicy& policy, UndoRecord&
             auto failures = DirectoryRepair(area, check, undo).run(policy);
             std::move(failures.begin(), failures.end(), std::back_inserter(summary.failures));
         }
-        // Each directory that refers to a missing template says so; once is enough.
+        // Each directory that refers to a missing template reports it; keep only the first report.
         std::erase_if(check.findings, [&](const DirectoryFinding& found) {
             return found.finding.code == FindingCode::templateMissing &&
                    !missing.insert(found.finding.templateFile).second;

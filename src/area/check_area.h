@@ -11,7 +11,7 @@
 
 namespace qxfs {
 
-/// What the check of one area came to.
+/// The result of the check of one area.
 struct CheckSummary {
     std::string area;
     std::uint64_t directories = 0;
@@ -19,21 +19,21 @@ struct CheckSummary {
     std::uint64_t entries = 0;  ///< index entries
     std::uint64_t findings = 0;
     std::uint64_t repaired = 0;
-    std::uint64_t errorsLeft = 0;  ///< not repaired, and more than notes
+    std::uint64_t errorsLeft = 0;  ///< not repaired, without notes
     std::uint64_t notesLeft = 0;
     std::vector<std::string> failures;  ///< repairs that failed, and why
-    std::string undoRecord;             ///< file that undoes the repairs; empty when none was made
+    std::string undoRecord;             ///< the undo record's file; empty if nothing was repaired
 };
 
 using FindingSink = std::function<void(const Finding&)>;
 using ProgressSink = std::function<void(const CheckSummary&)>;
 
-/// Calls `visit` for every directory from the root down, names in order; it answers with the
-/// subdirectories to go on with.
+/// Calls `visit` for every directory from the root down, sorted by name; `visit` returns the
+/// subdirectories to visit.
 void walkArea(const std::function<DirectoryCheck(const std::string&)>& visit);
 
-/// Checks an area. Findings go to `sink` as they are made, directory by directory.
-/// @param undo  opened by the caller; must be open when `policy` repairs anything.
+/// Checks an area. Calls `sink` with the findings, directory by directory.
+/// @param undo  must be open if `policy` repairs anything.
 CheckSummary checkArea(const Area& area, const RepairPolicy& policy, UndoRecord& undo,
                        const FindingSink& sink, const ProgressSink& progress);
 

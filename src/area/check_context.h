@@ -1,4 +1,4 @@
-// One directory while it is checked: what its checkers share. Private to the check.
+// The directory that is being checked, for the parts of the check. Private to the check.
 #pragma once
 
 #include <set>
@@ -25,15 +25,15 @@ public:
                           const std::string& templateFile = {}, const std::string& detail = {},
                           std::size_t entry = DirectoryFinding::kNoEntry);
 
-    /// Reports a template that is missing as a whole, once.
-    /// @param item  that refers to it; null: an entry does.
+    /// Reports a template that does not exist at all, once.
+    /// @param item  the item that refers to it; null: an entry does.
     void addMissing(const std::string& name, const DirectoryItem* item);
 
-    /// What is mounted on an item hides what the area has there: that is all there is to say about
-    /// it. A directory is told when the walk comes to it.
+    /// True, with a note, if something is mounted on an item: it hides the area's file, so nothing
+    /// else is checked. The note for a directory comes when the walk reaches it.
     bool isMounted(const DirectoryItem& item);
 
-    /// Whether the item has a finding.
+    /// True if the item has a finding.
     [[nodiscard]] bool isFaulty(const DirectoryItem& item) const { return m_faulty[placeOf(item)]; }
 
     [[nodiscard]] std::size_t placeOf(const DirectoryItem& item) const {
@@ -44,17 +44,17 @@ public:
     DirectoryCheck& check;
     const int directory;  ///< opened
     TemplateLookup& templates;
-    const std::string place;  ///< the directory's path as links have it
+    const std::string place;  ///< the directory's path in the form that links have
 
 private:
     std::set<std::string> m_missing;  ///< templates
     std::vector<bool> m_faulty;       ///< items with a finding
 };
 
-/// Checks what stands in place, and notes the directories to go on with.
+/// Checks the items of the directory, and collects its subdirectories.
 void checkItems(CheckContext& context);
 
-/// Checks an index whose structure holds.
+/// Checks an index whose structure has no errors.
 void checkIndex(CheckContext& context);
 
 }  // namespace qxfs

@@ -1,11 +1,10 @@
 // The checks of one directory, in this order:
-//   1. the directory itself: readable, its mark and its index file agree, nothing left over;
-//   2. the index as a file: its structure, and that it is this directory's;
-//   3. every link in place: its template file is there, its type and attributes are the same;
-//   4. every entry of the index: against its template file, or against the file in place;
-//   5. every name in place: it stands in the index;
-//   6. the index as readers use it: checksum, header and hash table.
-// A fault is reported once, where it is seen first.
+//   1. the directory itself: readable, its mark and its index file agree, nothing left over; 2. the
+//   index as a file: its structure, and that it belongs to this directory; 3. every link in the
+//   directory: its template file exists, with the same type and attributes; 4. every entry of the
+//   index: compared with its template file, or with the file in the directory; 5. every name in the
+//   directory: it is in the index; 6. the index as readers use it: checksum, header and hash table.
+// An error is reported once, where it is found first.
 #include "src/area/check_directory.h"
 
 #include <fcntl.h>

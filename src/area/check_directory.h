@@ -15,26 +15,27 @@
 
 namespace qxfs {
 
-/// A finding and what its repair needs to know.
+/// A finding, with the data for its repair.
 struct DirectoryFinding {
     Finding finding;
-    std::string name;              ///< of the item or entry concerned; empty: the index as a whole
-    std::size_t entry = kNoEntry;  ///< place of the entry in the index
-    std::string link;              ///< what a damaged link text must be
+    std::string name;              ///< of the item or entry concerned; empty: the whole index
+    std::size_t entry = kNoEntry;  ///< number of the entry in the index
+    std::string link;              ///< the correct text for a damaged link
     static constexpr std::size_t kNoEntry = static_cast<std::size_t>(-1);
 };
 
-/// A directory as a check saw it.
+/// The result of the check of one directory.
 struct DirectoryCheck {
     std::string path;  ///< inside the container
     DirectoryListing listing;
-    std::optional<dirindex::IndexFile> index;  ///< when the directory holds an index file
+    std::optional<dirindex::IndexFile> index;  ///< if the directory has an index file
     std::vector<DirectoryFinding> findings;
     std::vector<std::string> subdirectories;  ///< paths inside the container, by name
 };
 
-/// Checks the directory `path`. Never stops at a fault; a directory that cannot be read is one.
-/// @param templates  of the pass over the area.
+/// Checks the directory `path`. It goes on after errors; a directory that cannot be read is a
+/// finding.
+/// @param templates  shared by all directories of an area.
 DirectoryCheck checkDirectory(const Area& area, const std::string& path, TemplateLookup& templates);
 DirectoryCheck checkDirectory(const Area& area, const std::string& path);
 
@@ -43,7 +44,7 @@ DirectoryCheck checkDirectory(const Area& area, const std::string& path);
 /// @param directory  opened; it holds the item.
 bool mustStay(int directory, const DirectoryItem& item, const struct stat& templateInfo);
 
-/// Inode tags as an index holds them.
+/// Inode tags for an index.
 std::uint32_t ownTag(const struct stat& info);
 std::uint32_t templateTag(const struct stat& info);
 

@@ -1,4 +1,4 @@
-// Checks the index of a directory: whose it is, and each of its entries and names.
+// Checks the index of a directory: that it belongs to it, and all its entries and names.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -48,9 +48,9 @@ public:
     }
 
 private:
-    /// Whether the index was written for another directory: it has another inode for this one, and
-    /// nothing else of it is from here. In a restored area all inodes are others, but names and
-    /// places agree.
+    /// True if the index was written for another directory: it has another inode for this one, and
+    /// nothing else in it fits. In a restored area all inodes differ, but names and paths are
+    /// right.
     [[nodiscard]] bool isOfOther() const {
         const auto& entries = m_context.check.index->entries;
         const auto self = std::find_if(entries.begin(), entries.end(),
@@ -110,8 +110,8 @@ private:
         }
     }
 
-    /// Notes the entry's name; false when an entry before had it. What stands in place has its
-    /// mark, which is found faster than a name.
+    /// Records the entry's name; false if an earlier entry had it. Items of the directory are
+    /// marked, because that is faster than a search for the name.
     bool isFirst(const dirindex::IndexEntry& entry, const DirectoryItem* item) {
         if (item == nullptr) {
             return m_seen.insert(entry.name);
@@ -149,7 +149,7 @@ private:
         }
     }
 
-    /// A link text that begins as one and stays in the template area.
+    /// True for a link string that stays in the template area.
     bool isInside(const dirindex::SharedText& link) {
         if (!(link == m_lastLink)) {
             m_lastLink = link;
@@ -228,7 +228,7 @@ private:
                    : std::nullopt;
     }
 
-    /// Whether a link in place is one to a template file that is there, but not to this one.
+    /// True if a link leads to an existing template file, but not to this one.
     [[nodiscard]] bool leadsElsewhere(const DirectoryItem& item, const TemplateState& state) const {
         const auto link = item.isLink() ? item.link : linkOfMagicDirectory(item).value_or("");
         const auto other = lookUpTemplate(m_context.area, link);
@@ -264,8 +264,7 @@ private:
     void checkNames() {
         const auto& items = m_context.check.listing.items;
         for (std::size_t i = 0; i < items.size(); ++i) {
-            // An item with a fault of its own could not be indexed as it is; that fault is what
-            // counts.
+            // An item with an error cannot be indexed, and that error was reported.
             if (!m_indexed[i] && !m_context.isFaulty(items[i]) && !isSystemName(items[i].name)) {
                 m_context.add(FindingCode::nameNotIndexed, items[i].name);
             }

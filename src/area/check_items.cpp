@@ -1,4 +1,4 @@
-// Checks the items in place: links against their template files, and what interrupted runs left.
+// Checks the items of a directory: links against their template files, and left-over files.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -14,8 +14,8 @@ namespace qxfs {
 namespace {
 
 bool attributesAgree(const DirectoryItem& item, const struct stat& templateInfo) {
-    // A symbolic link has all permissions, and so has the shortcut that one was turned into:
-    // neither says anything about the file behind it.
+    // A symbolic link has all permissions, and so has a shortcut made from one: they say nothing
+    // about the template file.
     constexpr mode_t kPermissions = 0777;
     if (item.isSymlink() || (item.info.st_mode & kPermissions) == kPermissions) {
         return item.info.st_uid == templateInfo.st_uid && item.info.st_gid == templateInfo.st_gid;
@@ -57,7 +57,7 @@ private:
     void checkLink(const DirectoryItem& item) {
         const auto file = m_context.area.templateFile(item.link);
         const auto state = lookUpTemplate(m_context.area, item.link);
-        // The link of the directory itself stands for a directory, every other one for a file.
+        // The directory's own link leads to a directory, all others to files.
         const bool wantsDirectory = item.name == dirindex::kIndexName;
         if (isOneBitOff(item, item.link, state)) {
             return;
@@ -81,7 +81,7 @@ private:
         }
     }
 
-    /// A sticky file or symbolic link that is no magic link for a single bit of its slashes.
+    /// A sticky file or symbolic link that is not a magic link because of one changed bit.
     bool isDamagedLink(const DirectoryItem& item) {
         return m_context.area.looksAtTemplates() && item.text.size() > kMagicPrefix.size() &&
                oneBitApart(item.text.substr(0, kMagicPrefix.size()), kMagicPrefix) &&

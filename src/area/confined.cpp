@@ -40,8 +40,8 @@ std::string reasonBelow() {
                                             : std::strerror(errno);
 }
 
-// Where the directory that the process started in cannot be looked at, there is no way back to it,
-// and no relative path that anything could have meant.
+// If the working directory cannot be examined, there is no way back to it, and relative paths have
+// no meaning.
 WorkingDirectory::WorkingDirectory(int directory)
     : m_before(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)), m_entered(fchdir(directory) == 0) {}
 

@@ -1,4 +1,4 @@
-// Places in an area by their absolute paths, reached without following a link.
+// Opens absolute paths in an area without following links.
 #pragma once
 
 #include <sys/stat.h>
@@ -9,22 +9,22 @@
 
 namespace qxfs {
 
-/// A name and the directory that holds it, opened.
+/// A name and its opened directory.
 struct Place {
     base::Fd directory{-1};
     std::string name;  ///< "." for the area itself
 };
 
-/// Finds the place of an absolute path in the area at the absolute path `area`, opened as `root`.
-/// The directory is invalid with errno when it cannot be opened; EXDEV for a path that is not below
-/// the area or leads out of it.
+/// Opens the parent directory of an absolute path in the area `area` (an absolute path, opened as
+/// `root`). The directory is invalid with errno if it cannot be opened; EXDEV if the path is not
+/// below the area or leads out of it.
 Place placeBelow(int root, const std::string& area, const std::string& path);
 
-/// The reason that errno gives when something below an area could not be opened.
+/// The text for errno after something below an area could not be opened.
 std::string reasonBelow();
 
-/// Works in an opened directory for as long as it lives, and goes back to where it was. For what
-/// the library does only in the working directory.
+/// Makes an opened directory the working directory; the destructor restores the old one. For
+/// functions that work only in the working directory.
 class WorkingDirectory {
 public:
     explicit WorkingDirectory(int directory);
@@ -32,7 +32,7 @@ public:
     WorkingDirectory& operator=(const WorkingDirectory&) = delete;
     ~WorkingDirectory();
 
-    /// False with errno, right after the construction, when the directory could not be entered.
+    /// Right after the construction: false with errno if the directory could not be entered.
     [[nodiscard]] bool entered() const { return m_entered; }
 
 private:

@@ -1,5 +1,5 @@
-// Findings of an area check: everything that is said, asked and done about a fault stands in one
-// table, from which text, JSON, exit status and the manual's list are made.
+// Findings of an area check. One table has the texts, questions and repairs of every kind of
+// finding; text, JSON, exit status and the manual's list are made from it.
 #pragma once
 
 #include <string>
@@ -49,12 +49,12 @@ enum class FindingCode {
 };
 
 enum class Severity {
-    error,    ///< a container sees something wrong, or does not see something
-    warning,  ///< works, but is not as it was written
-    note,     ///< worth knowing
+    error,    ///< a container sees something wrong, or does not see a file
+    warning,  ///< it works, but is not as it was written
+    note,     ///< only information
 };
 
-/// How a repair is asked for.
+/// The question before a repair.
 enum class Question {
     none,     ///< cannot be repaired by this command
     approve,  ///< yes or no
@@ -65,10 +65,10 @@ struct FindingKind {
     FindingCode code;
     const char* name;  ///< in JSON and in the manual
     Severity severity;
-    const char* text;  ///< what was found, said after the path
+    const char* text;  ///< what was found; printed after the path
     Question question;
-    const char* repair;  ///< what a repair does; "" when there is none
-    bool preen;          ///< repaired without asking by -p
+    const char* repair;  ///< what a repair does; "" if there is none
+    bool preen;          ///< -p repairs it
 };
 
 /// Every kind, in the order of FindingCode.
@@ -76,12 +76,12 @@ const std::vector<FindingKind>& findingKinds();
 const FindingKind& kindOf(FindingCode code);
 const char* severityName(Severity severity);
 
-/// One fault at one place.
+/// One error or note about one path.
 struct Finding {
     FindingCode code = FindingCode::directoryUnreadable;
     std::string path;          ///< inside the container, from "/"
-    std::string templateFile;  ///< the template file concerned; empty when none is
-    std::string detail;        ///< what exactly; empty when the text says it all
+    std::string templateFile;  ///< the template file concerned; may be empty
+    std::string detail;        ///< details; may be empty
     bool repaired = false;
 };
 

@@ -1,4 +1,4 @@
-// Indexes every directory of an area that can carry an index.
+// Indexes every directory of an area that can have an index.
 #pragma once
 
 #include <functional>
@@ -12,12 +12,12 @@ namespace qxfs {
 
 enum class IndexResult {
     indexed,       ///< the directory has an index now (or would have, in a dry run)
-    completed,     ///< it had one that was brought up to date
-    already,       ///< it had one that describes it
-    faulty,        ///< it has one with faults, which a check repairs; `reasons` name them
-    empty,         ///< it holds nothing that an index could describe
-    notIndexable,  ///< it stays as it is; `reasons` say why
-    failed,        ///< something went wrong; `reasons` say what
+    completed,     ///< it had one, which was completed
+    already,       ///< it had one that is complete
+    faulty,        ///< it has one with errors, see `reasons`; a check repairs it
+    empty,         ///< it has nothing that an index could describe
+    notIndexable,  ///< it is not changed; see `reasons`
+    failed,        ///< a failure; see `reasons`
 };
 
 const char* indexResultName(IndexResult result);
@@ -29,13 +29,13 @@ struct IndexOutcome {
 };
 
 struct IndexOptions {
-    bool convertSymlinks = false;  ///< turn magic symlinks into shortcuts first
+    bool convertSymlinks = false;  ///< replace magic symlinks by shortcuts first
     bool dryRun = false;
 };
 
 using IndexSink = std::function<void(const IndexOutcome&)>;
 
-/// Indexes an area from its deepest directories up, names in order. A second run goes on where an
+/// Indexes an area, the deepest directories first, sorted by name. A second run continues where an
 /// interrupted one stopped.
 void indexArea(const Area& area, const IndexOptions& options, const IndexSink& sink);
 

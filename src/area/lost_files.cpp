@@ -1,5 +1,5 @@
-// Moves items of an area to its lost_files and back. Both ends are reached through opened
-// directories: the container may have planted links on either path.
+// Moves items of an area to its lost_files and back. Both directories are opened without following
+// links, because the container may have made links on either path.
 #include "src/area/lost_files.h"
 
 #include <fcntl.h>
@@ -17,7 +17,7 @@ namespace qxfs {
 
 namespace {
 
-/// The path of lost_files that answers to a path inside the container, below the private area.
+/// The path below the private area of the lost_files folder for a path inside the container.
 std::string lostPathOf(const Area& area, const std::string& inside) {
     return "lost_files" + area.root.substr(area.privateDir.size()) + inside;
 }
@@ -36,8 +36,8 @@ bool isThere(int directory, const std::string& name) {
     return fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-/// Names the directories of a path below `top` that are missing, outermost first.
-/// @return false with errno when one of them is there but cannot be used.
+/// Lists the missing directories of a path below `top`, outermost first.
+/// @return false with errno if one of them exists but cannot be used.
 bool findMissing(int top, const std::string& path, std::vector<std::string>& missing) {
     for (std::size_t slash = 0; slash != std::string::npos;) {
         slash = path.find('/', slash + 1);
@@ -81,7 +81,7 @@ bool LostDirectory::record(const std::string& name, UndoRecord& undo, std::strin
         return false;
     }
     move.movedTo = m_area.privateDir + "/" + m_below + "/" + name;
-    // An undo must not move back what lay there before.
+    // Refuse an existing file: an undo must not move that one back.
     if (m_missing.empty() && isThere(base::openBelow(m_top.get(), m_below, O_PATH).get(), name)) {
         error = "'" + move.movedTo + "' is there already";
         return false;
@@ -89,7 +89,7 @@ bool LostDirectory::record(const std::string& name, UndoRecord& undo, std::strin
     for (const auto& made : m_missing) {
         move.madeDirectories.push_back(m_area.privateDir + "/" + made);
     }
-    // The directory that is there and gets something new changes its times.
+    // Making something in an existing directory changes its times.
     UndoStep times;
     const auto above = m_missing.empty() ? m_below : base::folderOf(m_missing.front());
     times.path = above == "." ? m_area.privateDir : m_area.privateDir + "/" + above;

@@ -1,4 +1,4 @@
-// Items that repairs set aside: a private area's lost_files holds them under the paths they had.
+// Moves items to a private area's lost_files, where they keep their paths, and back.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@
 
 namespace qxfs {
 
-/// Moves items of one directory to lost_files. Follows no link on the way. A tree that is no
-/// private area has no lost_files.
+/// Moves items of one directory to lost_files without following links. Only private areas have
+/// lost_files.
 class LostDirectory {
 public:
     /// @param inside     path of the directory inside the container.
@@ -20,15 +20,14 @@ public:
     LostDirectory(const Area& area, std::string inside, int directory)
         : m_area(area), m_inside(std::move(inside)), m_directory(directory) {}
 
-    /// Writes down that an item is about to be moved. @return false with the reason in `error`: it
-    /// must not be moved then.
+    /// Records that an item is about to be moved. @return false with the reason in `error`: it must
+    /// then not be moved.
     bool record(const std::string& name, UndoRecord& undo, std::string& error);
 
-    /// Moves an item, once the record of it is on the device. @return false with the reason in
-    /// `error`.
+    /// Moves an item after its record was flushed. @return false with the reason in `error`.
     bool move(const std::string& name, std::string& error);
 
-    /// Flushes what moves have changed. @return false with the reason in `error`.
+    /// Flushes all moves. @return false with the reason in `error`.
     bool flush(std::string& error) const;
 
 private:
@@ -39,11 +38,11 @@ private:
     int m_directory;
     base::Fd m_top;                      ///< the private area
     std::string m_below;                 ///< the directory in lost_files, below the private area
-    std::vector<std::string> m_missing;  ///< directories to be made, outermost first, below it, too
-    base::Fd m_to;                       ///< once something was moved
+    std::vector<std::string> m_missing;  ///< directories to make in it, outermost first
+    base::Fd m_to;                       ///< set after the first move
 };
 
-/// Moves an item of lost_files back to where it came from, and flushes both directories.
+/// Moves an item of lost_files back to its place and flushes both directories.
 /// @return false with the reason in `error`.
 bool restoreLost(const Area& area, const std::string& inside, std::string& error);
 

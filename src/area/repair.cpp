@@ -25,7 +25,7 @@ namespace qxfs {
 
 namespace {
 
-/// Findings whose repair is a change of the directory's index.
+/// Findings that are repaired by a new index.
 bool isIndexFinding(FindingCode code) {
     using enum FindingCode;
     switch (code) {

@@ -1,4 +1,4 @@
-// Repairs what the check of a directory found, as far as it is allowed to.
+// Repairs the findings of a directory that may be repaired.
 #pragma once
 
 #include <functional>
@@ -19,12 +19,12 @@ namespace qxfs {
 
 enum class RepairMode {
     report,  ///< change nothing
-    preen,   ///< repairs that cannot lose anything
+    preen,   ///< only repairs that cannot lose data
     yes,     ///< every repair; damaged items are moved to lost_files
     ask,     ///< ask before each
 };
 
-/// What is done about one finding.
+/// The action for one finding.
 enum class Disposal {
     leave,
     repair,
@@ -36,30 +36,29 @@ enum class Disposal {
 struct RepairPolicy {
     RepairPolicy(RepairMode wanted) : mode(wanted) {}
 
-    /// What is done about a finding. One that has no repair is always left.
+    /// The action for a finding; a finding without a repair is always left.
     [[nodiscard]] Disposal decide(const Finding& finding) const;
 
     RepairMode mode;
-    /// Answers for each finding in the mode `ask`; without it, everything is left.
+    /// Asks about each finding in the mode `ask`; if it is not set, everything is left.
     std::function<Disposal(const Finding&)> ask;
     /// Attributes that a container may have given its links are set only when this says so.
     bool setAttributes = false;
-    /// What belongs to a template that is missing as a whole is found and dropped like any other
-    /// loss, instead of kept for the template's return.
+    /// If a template does not exist at all, handle its links and entries like lost ones instead of
+    /// keeping them until the template is installed again.
     bool dropMissing = false;
 };
 
-/// Repairs the findings of one directory, marks those that were repaired, and adds what it lost on
-/// the way. Everything is written to the undo record, and that to the device, before the first
-/// change. Works in that directory, opened without following a link, so that one that was planted
-/// since the check leads nowhere.
+/// Repairs the findings of one directory, marks them as repaired, and adds findings for entries
+/// that were lost. The undo record is written and flushed before the first change. The directory is
+/// opened without following links, so that a link made since the check cannot lead elsewhere.
 class DirectoryRepair {
 public:
-    /// @param undo gets every change before it is made.
+    /// @param undo  receives every change before it is made.
     DirectoryRepair(const Area& area, DirectoryCheck& check, UndoRecord& undo)
         : m_area(area), m_check(check), m_undo(undo) {}
 
-    /// @return messages about repairs that failed; empty when all that was to be done was done.
+    /// @return messages about repairs that failed; empty if there are none.
     std::vector<std::string> run(const RepairPolicy& policy);
 
 private:
@@ -102,7 +101,7 @@ private:
     std::string m_other;                     ///< ...which has this one's
     Findings m_removals;
     Findings m_moves;
-    Findings m_byIndex;  ///< repaired once the new index is in its place
+    Findings m_byIndex;  ///< findings that the new index repairs
     Findings m_links;    ///< links that the old index describes
     Findings m_texts;
     Findings m_attributes;

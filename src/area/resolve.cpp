@@ -35,7 +35,7 @@ void prepend(const std::string& path, std::deque<std::string>& components) {
     components.insert(components.begin(), parts.begin(), parts.end());
 }
 
-/// What a directory of the area shows.
+/// The content of a directory as the container sees it.
 struct SeenDirectory {
     int failure = 0;  ///< errno when it could not be read
     DirectoryListing listing;
@@ -109,7 +109,7 @@ bool toTemplate(const Area& area, const std::string& link, Resolved& resolved, s
     return lookAt(resolved, error);
 }
 
-/// One step down from a directory of the area.
+/// Resolves one component in a directory of the area.
 bool stepInArea(SeenDirectories& directories, const std::string& name, Resolved& resolved,
                 std::string& error) {
     const auto& area = directories.area;
@@ -141,7 +141,7 @@ public:
         prepend(path, m_components);
     }
 
-    /// @param followLast a symbolic link at the end of the path is followed too.
+    /// @param followLast  also follow a symbolic link at the end of the path.
     bool run(bool followLast, Resolved& resolved, std::string& error) {
         toRoot(resolved);
         while (!m_components.empty()) {
@@ -187,7 +187,7 @@ private:
         return lookAt(resolved, error);
     }
 
-    /// Goes back to the start and takes the path again, with the link's target in its place.
+    /// Starts again with a path in which the link is replaced by its target.
     void followSymlink(const std::string& directory, Resolved& resolved) {
         const auto target = resolved.target;
         prepend(target, m_components);

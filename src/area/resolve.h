@@ -1,4 +1,4 @@
-// Resolves paths of an area as its container sees them: through shortcuts, magic links and indexes.
+// Resolves paths of an area as its container sees them, with shortcuts, magic links and indexes.
 #pragma once
 
 #include <sys/stat.h>
@@ -11,9 +11,9 @@
 
 namespace qxfs {
 
-/// What a path inside a container comes to.
+/// The file that a path inside a container leads to.
 struct Resolved {
-    std::string file;     ///< absolute path of what holds it: in the area or in the template area
+    std::string file;     ///< absolute path of the file, in the area or in the template area
     std::string inside;   ///< path inside the container; empty once it is in the template area
     struct stat info {};  ///< of `file`
     bool fromTemplate = false;
@@ -23,8 +23,7 @@ struct Resolved {
 /// @return false with the reason in `error`.
 bool resolve(const Area& area, const std::string& path, Resolved& resolved, std::string& error);
 
-/// Opens what was resolved for reading. A link that was planted since leads nowhere. Invalid with
-/// errno.
+/// Opens a resolved file for reading without following links. Invalid with errno.
 base::Fd openResolved(const Area& area, const Resolved& resolved);
 
 /// A name that a container sees in a directory.
@@ -34,7 +33,7 @@ struct SeenEntry {
     std::string target;  ///< of a symbolic link
 };
 
-/// What the container sees at `path`: the entries of a directory, by name, or the one file.
+/// What the container sees at `path`: the entries of a directory, sorted by name, or the one file.
 bool listSeen(const Area& area, const std::string& path, std::vector<SeenEntry>& entries,
               std::string& error);
 

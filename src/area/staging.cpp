@@ -1,4 +1,4 @@
-// Makes and removes the folder in which files wait for their place.
+// Makes and removes the temporary folder for new files.
 #include "src/area/staging.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// A place for files on their way into an area.
+// A temporary folder for new files of an area.
 #pragma once
 
 #include <string>
@@ -8,18 +8,18 @@
 
 namespace qxfs {
 
-/// A folder of a private area, outside of what the container sees: the names in it cannot meet the
-/// container's. It is there for as long as a run needs it and leaves no trace, not even in the
-/// times of the private area. What a killed run left in it is removed by the next.
+/// A folder of a private area that the container cannot see, so that its names cannot collide with
+/// the container's. It exists only during a run and does not even change the times of the private
+/// area. The next run removes what a killed run left in it.
 class Staging {
 public:
-    /// @param privateDir  the private area, opened; without one the staging is empty.
+    /// @param privateDir  the opened private area; invalid: there is no folder.
     explicit Staging(int privateDir);
     ~Staging();
     Staging(const Staging&) = delete;
     Staging& operator=(const Staging&) = delete;
 
-    /// The folder; -1 when there is none: a file is then made beside its place.
+    /// The folder; -1 if there is none: a file is then made in the directory of its place.
     [[nodiscard]] int folder() const { return m_folder.get(); }
 
 private:

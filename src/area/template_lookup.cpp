@@ -18,7 +18,7 @@ namespace {
 
 const std::string kRoot = "/root";
 
-/// A link text in its parts.
+/// The parts of a link string.
 struct Cut {
     std::string name;   ///< of the template: "os/1"
     std::string place;  ///< the path in it, from "/"
@@ -38,7 +38,7 @@ Cut cut(const std::string& link) {
     return {link.substr(begin, end - begin), std::move(place), throughRoot};
 }
 
-/// Errors that say that a name is not there; any other says nothing about it.
+/// True for errors that mean that a name does not exist; after any other error it is unknown.
 bool isAbsence(int failure) {
     return failure == ENOENT || failure == ENOTDIR || failure == ELOOP || failure == ENAMETOOLONG;
 }
@@ -51,7 +51,7 @@ int bitsApart(std::string_view a, std::string_view b) {
     return bits;
 }
 
-/// Counts what names templates in one directory: each link there, and each link string of its
+/// Counts the references to templates in one directory: its links and the link strings of its
 /// index.
 void countNames(const Area& area, const std::string& path, std::map<std::string, int>& counts,
                 std::vector<std::string>& pending) {
@@ -80,7 +80,7 @@ void countNames(const Area& area, const std::string& path, std::map<std::string,
 
 TemplateState lookUpTemplate(const Area& area, const std::string& link) {
     TemplateState state;
-    // A text goes on behind a zero byte, a path does not.
+    // A path ends at a zero byte, so a text with one is not a path.
     if (link.find('\0') != std::string::npos) {
         return state;
     }
@@ -188,7 +188,7 @@ std::vector<std::string> TemplateLookup::intended(const std::string& text,
     const bool known = std::find(present().begin(), present().end(), own) != present().end();
     for (const auto& name : present()) {
         const auto head = prefix + name;
-        // What names a template that is there does not mean another one.
+        // If the template of the text exists, no other one is meant.
         if ((known && name != own) || text.size() < head.size() || bitsApart(head, text) > 1) {
             continue;
         }

@@ -1,5 +1,5 @@
-// Template files by the links that name them: whether they are there, whether their template is,
-// and what a link with one changed bit must have been.
+// Looks up template files by link strings: whether the file and its template exist, and which
+// string a link with one changed bit had.
 #pragma once
 
 #include <sys/stat.h>
@@ -15,48 +15,46 @@
 
 namespace qxfs {
 
-/// A template file, as far as it is there.
+/// The result of the look-up of a template file.
 struct TemplateState {
     bool exists = false;
-    int failure = 0;  ///< errno when it could not be told whether it is there
+    int failure = 0;  ///< errno if it is unknown whether it exists
     struct stat info {};
 };
 
-/// The template file that a link text stands for.
+/// Looks up the template file of a link string.
 TemplateState lookUpTemplate(const Area& area, const std::string& link);
 
-/// True for two names of one file.
+/// True if both are the same file.
 bool isSameFile(const struct stat& a, const struct stat& b);
 
-/// True for a link text that leads out of the template area.
+/// True if a link string leads out of the template area.
 bool leadsOut(const std::string& link);
 
-/// What a link text names within its template, from "/"; "" is the template itself. Most templates
-/// hold their files in "root", which is left out.
+/// The path of a link string inside its template, from "/"; "" is the template itself. The folder
+/// "root" of most templates is left out.
 std::string placeInTemplate(const std::string& link);
 
-/// True for two texts of the same length that differ in a single bit.
+/// True if two texts have the same length and differ in one bit.
 bool oneBitApart(std::string_view a, std::string_view b);
 
-/// Answers for one pass over an area and remembers what was asked before: entries of one directory
-/// mostly share their link string, and a path of one name is the cheapest to look up.
+/// Look-ups during one pass over an area. It keeps the last directory open, because entries of one
+/// directory mostly have the same link string and a path of one name is the fastest to look up.
 class TemplateLookup {
 public:
-    /// @param missingIsLost  a template that is missing as a whole is not told apart from templates
-    ///                       that have lost files.
+    /// @param missingIsLost  report files of a template that does not exist at all as lost files.
     explicit TemplateLookup(const Area& area, bool missingIsLost = false)
         : m_area(area), m_missingIsLost(missingIsLost) {}
 
     TemplateState find(const std::string& link, const std::string& name);
 
-    /// The template ("os/1") that a link text refers to, when it is missing as a whole: its
-    /// directory is not there, or empty as a place is where nothing is mounted.
+    /// The template ("os/1") of a link string, if it does not exist at all: its directory is
+    /// missing, or empty like a mount point without its file system.
     std::optional<std::string> missingTemplate(const std::string& link);
 
-    /// The link texts that differ from `text` in one bit, name a template file that is there, and
-    /// are what a text in that place is: of a present template, with the path `ownPath` or the one
-    /// that `text` has. A text of a missing template counts as damaged only where nothing else in
-    /// the area names that template.
+    /// The possible correct texts for `text`: they differ from it in one bit, name an existing
+    /// template file, and have the path `ownPath` or that of `text`. A text of a missing template
+    /// counts as damaged only if nothing else in the area names that template.
     std::vector<std::string> intended(const std::string& text, const std::string& ownPath);
 
 private:
@@ -69,7 +67,7 @@ private:
     std::string m_link;
     std::optional<base::Fd> m_directory;
     int m_failure = 0;                                   ///< errno of m_directory
-    std::map<std::string, bool> m_missing;               ///< templates that were asked for
+    std::map<std::string, bool> m_missing;               ///< by template, of earlier look-ups
     std::optional<std::vector<std::string>> m_present;   ///< templates
     std::optional<std::map<std::string, int>> m_counts;  ///< how often the area names a template
 };

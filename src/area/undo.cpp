@@ -75,7 +75,7 @@ private:
     }
 
     bool putBack(const Place& place, const PathState& state) {
-        // What was not changed in the end keeps its inode, to which other names may lead.
+        // A file that is unchanged keeps its inode, which may have other names.
         PathState now;
         if (readState(place.directory.get(), place.name, true, now) && now.holdsSame(state)) {
             return setTimes(place, state);
@@ -84,7 +84,7 @@ private:
     }
 
     bool moveBack(const UndoStep& step) {
-        // A step that was undone before finds nothing to move, or not even its directory.
+        // If the step was undone before, the file or even its directory does not exist.
         const auto from = placeBelow(m_root, m_area, step.movedTo);
         if (!from.directory && errno != ENOENT) {
             return fail("open the directory of", step.movedTo);
@@ -105,7 +105,7 @@ private:
                fail("flush the directory of", step.path);
     }
 
-    /// A directory that got something else in the meantime is left.
+    /// Leaves a directory that has other files now.
     void removeMade(const UndoStep& step) const {
         for (auto it = step.madeDirectories.rbegin(); it != step.madeDirectories.rend(); ++it) {
             const auto made = placeBelow(m_root, m_area, *it);

@@ -1,4 +1,4 @@
-// Puts back what an undo record says was changed.
+// Undoes the changes in an undo record.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 
 namespace qxfs {
 
-/// Undoes all changes, the last one first, and flushes what was put back. Nothing outside of the
-/// record's area is looked at or touched, and no link is followed. What cannot be put back is left
-/// as it is, and so is what is in the place of something that was moved away.
-/// @return messages about what could not be put back; empty when everything is as it was.
+/// Undoes all changes, the last one first, and flushes the results. It reads and changes nothing
+/// outside the record's area and follows no link. It leaves what cannot be undone, and files that
+/// are now in the place of something that was moved away.
+/// @return messages about what could not be undone; empty if everything was undone.
 std::vector<std::string> undoChanges(const RecordedChanges& changes);
 
 }  // namespace qxfs

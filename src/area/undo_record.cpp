@@ -30,7 +30,7 @@ using Json = nlohmann::json;
 
 constexpr std::array kStateNames{"absent", "regular", "symlink", "other"};
 
-/// The version of the form. One that is newer may say what this program does not understand.
+/// The version of the form. This program cannot understand newer versions.
 constexpr std::uint64_t kVersion = 1;
 
 std::string hexOf(std::string_view bytes) {
@@ -55,7 +55,7 @@ Json timeJson(const timespec& time) {
     return {time.tv_sec, time.tv_nsec};
 }
 
-/// A number that its field holds; the library would cut others.
+/// A number that fits into its field; the library would cut off a larger one.
 template <typename Number>
 Number numberOf(const Json& json) {
     const bool holds =
@@ -72,7 +72,7 @@ timespec timeOf(const Json& json) {
     return {numberOf<time_t>(json.at(0)), numberOf<long>(json.at(1))};
 }
 
-/// All but the content, which may be large and is written by itself.
+/// All but the content, which may be large and is written separately.
 Json stateJson(const PathState& state) {
     return {{"kind", kStateNames[static_cast<std::size_t>(state.kind)]},
             {"mode", state.mode},
@@ -99,7 +99,7 @@ PathState stateOf(const Json& json) {
     return state;
 }
 
-// Paths are any bytes, so they travel as hexadecimal digits too.
+// Paths may have any bytes, so they are also written as hexadecimal digits.
 Json stepJson(const UndoStep& step) {
     auto made = Json::array();
     for (const auto& directory : step.madeDirectories) {
@@ -124,8 +124,8 @@ bool writeHex(int descriptor, std::string_view bytes) {
     return true;
 }
 
-/// Writes a step as one line. A file's content goes out piece by piece: it is never held in memory
-/// once more, in any form.
+/// Writes a step as one line. A file's content is written piece by piece, so that there is no
+/// second copy in memory.
 bool writeStep(int descriptor, const UndoStep& step) {
     const auto state = stateJson(step.state).dump();
     const auto others = stepJson(step).dump();
@@ -154,7 +154,7 @@ bool readTarget(int directory, const std::string& name, std::string& target) {
     return length >= 0;
 }
 
-/// Reads a line that ends; one that does not was cut short.
+/// Reads a line with its line end; without one the line is incomplete.
 bool readLine(std::streambuf& from, std::string& line) {
     // The longest that is written: a whole file, two digits a byte, and what stands around it.
     constexpr std::size_t kMaxLine = 2 * kMaxRecordedContent + (std::size_t{1} << 16);

@@ -1,10 +1,10 @@
-// Undo records: what a repair changes, written down before it is changed.
+// Undo records: they describe the changes of a repair before they are made.
 //
-// A record is a text file of JSON objects, one a line, each flushed to the device before the change
-// that it describes. The first line names the area and the version of the form (without one: 1).
-// Nothing outside of the area is ever touched: areas belong to containers, which may plant links
-// between a repair and its undoing. Undoing goes from the last line to the first; each step may be
-// repeated, so an interrupted undo is simply run again.
+// A record is a text file with one JSON object per line; each line is flushed before its change.
+// The first line names the area and the version of the form (1 if missing). Nothing outside the
+// area is ever changed: an area belongs to a container, which may make links between a repair and
+// its undo. An undo goes from the last line to the first; each step may be repeated, so that an
+// interrupted undo can simply be run again.
 #pragma once
 
 #include <sys/stat.h>
@@ -17,7 +17,7 @@
 
 namespace qxfs {
 
-/// What a path was before a change.
+/// The state of a path before a change.
 struct PathState {
     enum class Kind : std::uint8_t { absent, regular, symlink, other };
     Kind kind = Kind::absent;
@@ -28,7 +28,7 @@ struct PathState {
     timespec modified{};
     std::string content;  ///< of a regular file, or the target of a symbolic link
 
-    /// True when both are the same but for their times.
+    /// True if both are the same except for their times.
     [[nodiscard]] bool holdsSame(const PathState& other) const {
         return kind == other.kind && mode == other.mode && uid == other.uid && gid == other.gid &&
                content == other.content;
@@ -48,11 +48,11 @@ struct UndoStep {
     PathState parent;  ///< times of the directory that holds `path`
 };
 
-/// Largest file whose content goes into a record; bigger ones are moved aside, never changed.
+/// Largest file whose content is put into a record; larger ones are moved, never changed.
 inline constexpr std::uint64_t kMaxRecordedContent = 256ULL << 20;
 
-/// Reads the state of a name in an opened directory ("." is the directory itself), its content when
-/// `withContent`. Follows no link. @return false with errno set when it cannot be read or is too
+/// Reads the state of a name in an opened directory ("." is the directory itself), with its content
+/// if `withContent`. Follows no link. @return false with errno if it cannot be read or is too
 /// large.
 bool readState(int directory, const std::string& name, bool withContent, PathState& state);
 
@@ -61,8 +61,8 @@ bool readState(int directory, const std::string& name, bool withContent, PathSta
 bool writeAttributes(int directory, const std::string& name, const PathState& state);
 bool writeTimes(int directory, const std::string& name, const PathState& state);
 
-/// Appends steps to a record. What could not be written whole is cut off again, so that a full disk
-/// leaves a record that can be read.
+/// Appends steps to a record. An incomplete line is cut off again, so that the record can be read
+/// even after the disk was full.
 class UndoRecord {
 public:
     /// Opens `file`, which must not exist yet, for changes below the directory `area` (absolute).
@@ -70,15 +70,15 @@ public:
     bool open(const std::string& file, const std::string& area, std::string& error);
     [[nodiscard]] bool isOpen() const { return static_cast<bool>(m_descriptor); }
     [[nodiscard]] const std::string& file() const { return m_file; }
-    /// True when a step is on the device, so that a change may have been made.
+    /// True if a step was flushed, so that a change may have been made.
     [[nodiscard]] bool hasSteps() const { return m_flushed > m_head; }
 
-    /// Writes a step. The change may be made after the next flush(). Without an open record nothing
-    /// is written. @return false with errno set; the change must then not be made.
+    /// Writes a step; does nothing without an open record. The change may be made after the next
+    /// flush(). @return false with errno; the change must then not be made.
     bool add(const UndoStep& step);
 
-    /// Brings the steps that were added to the device. @return false with errno set; they are then
-    /// taken out of the record, and their changes must not be made.
+    /// Flushes the added steps. @return false with errno; they are then removed from the record,
+    /// and their changes must not be made.
     bool flush();
 
 private:
@@ -87,19 +87,19 @@ private:
     base::Fd m_descriptor;
     std::string m_file;
     off_t m_head = 0;     ///< size of the first line
-    off_t m_flushed = 0;  ///< what is on the device
-    off_t m_whole = 0;    ///< what was written, up to the last whole line
-    int m_broken = 0;     ///< errno of a cut that failed: nothing may follow what is left there
+    off_t m_flushed = 0;  ///< flushed bytes
+    off_t m_whole = 0;    ///< written bytes, up to the end of the last whole line
+    int m_broken = 0;     ///< errno if an incomplete line could not be cut off: nothing may follow
 };
 
-/// What a record holds.
+/// The content of a record.
 struct RecordedChanges {
     std::string area;  ///< absolute
     std::vector<UndoStep> steps;
 };
 
-/// Reads a record. A last line that is cut short stands for a change that was not made and is left
-/// out. @return false with the reason in `error`; a record of a newer version is refused.
+/// Reads a record. An incomplete last line is left out, because its change was not made.
+/// @return false with the reason in `error`, also for a record of a newer version.
 bool readRecord(const std::string& file, RecordedChanges& changes, std::string& error);
 
 }  // namespace qxfs

@@ -66,7 +66,7 @@ public:
         if (links.empty() && !indexConcerned) {
             return;
         }
-        // A link that was planted since the directory was read must not lead the changes elsewhere.
+        // A link made since the directory was read must not lead the changes elsewhere.
         const auto directory = openDirectory(m_area, check.path);
         if (!directory) {
             fail("open the directory", m_area.absolute(check.path));
@@ -142,11 +142,11 @@ private:
     std::optional<Staging> m_staging;
 };
 
-/// Visits every directory of an area as far as its directories and indexes can be read.
+/// Visits every directory of an area whose content and index can be read.
 template <typename Visit>
 std::vector<std::string> visitDirectories(const Area& area, const Visit& visit) {
     std::vector<std::string> failures;
-    // Template files are not looked at here: what an area refers to is wanted, be it there or not.
+    // Template files are not examined here: the area may refer to missing ones.
     auto blind = area;
     blind.templateRoot.clear();
     walkArea([&](const std::string& path) {

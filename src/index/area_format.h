@@ -1,5 +1,4 @@
-// How a container area refers to template files: the names, limits and fixed paths of it, each
-// once.
+// How a container area refers to template files: names, limits and fixed paths.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,17 +11,17 @@ namespace qxfs {
 /// Root of the node's template area.
 inline constexpr const char* kTemplateRoot = "/qx/template";
 
-/// What every magic link string begins with.
+/// Every link string begins with this.
 inline constexpr std::string_view kMagicPrefix = "////";
 
-/// Entry of a directory that is its index (regular file) or makes it a magic link (symbolic link).
+/// The index of a directory (a regular file), or the link of a magic directory (a symbolic link).
 inline constexpr const char* kIndexName = "._qxlnk_.";
 inline constexpr const char* kIndexSuffix = "/._qxlnk_.";
 
-/// Entry that notes which templates an area uses; never listed in an index.
+/// A file that says which templates an area uses; never in an index.
 inline constexpr const char* kPackageRefName = ".qxpkgref";
 
-/// Most bytes of a shortcut that count; also the room for root and link text together.
+/// Most bytes of a shortcut that are read; also the limit for root and link string together.
 inline constexpr std::size_t kLinkTextMax = 4096;
 
 /// Longest name an index can hold.

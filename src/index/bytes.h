@@ -1,11 +1,11 @@
-// Little-endian numbers in bytes, for the reader and the writer of indexes only.
+// Little-endian numbers, only for the reader and the writer of indexes.
 #pragma once
 
 #include <cstdint>
 
 namespace dirindex {
 
-// Written with shifts so that the host's byte order does not matter; compilers make one load of it.
+// With shifts, so that the host's byte order does not matter; compilers make one load of it.
 inline uint16_t load16(const uint8_t* at) {
     return static_cast<uint16_t>(at[0] | at[1] << 8);
 }

@@ -1,4 +1,4 @@
-// The directory index on disk: every offset, width, flag and limit of the format, and nothing else.
+// The directory index on disk: all offsets, widths, flags and limits of the format.
 // docs/dirindex-format.md describes it with pictures. All integers are little-endian.
 #pragma once
 
@@ -19,7 +19,7 @@ inline constexpr uint64_t kHashTableOffset = kHeaderSize;
 inline constexpr uint64_t kHashSlotSize = 4;
 inline constexpr uint64_t kChecksumSize = 4;
 
-// A record: head, name, and at the first user of a link string its link record.
+// A record: head, name, and after the first record that uses a link string its link record.
 inline constexpr uint64_t kTypeInRecord = 0;
 inline constexpr uint64_t kFlagsInRecord = 1;
 inline constexpr uint64_t kNamelenInRecord = 2;
@@ -49,14 +49,14 @@ inline constexpr uint8_t kTypeDirectory = 4;
 inline constexpr char kLinkPrefix[] = "////";
 inline constexpr size_t kLinkPrefixLength = sizeof kLinkPrefix - 1;
 
-// Bucket counts: few enough to keep small indexes in a block, primes to spread the others.
+// Numbers of buckets: small, so that a small index fits into a block; else primes.
 inline constexpr unsigned kPrimeSmall = 1;
 inline constexpr unsigned kPrimeMiddle = 251;
 inline constexpr unsigned kPrimeLarge = 1019;
 inline constexpr unsigned kMaxEntriesSmall = 7;
 inline constexpr unsigned kMaxEntriesMiddle = 255;
 
-// Room that a text takes with its terminator and padding.
+// Length of a text with its terminator and padding.
 constexpr uint64_t padded(uint64_t text_length) {
     return (text_length + kAlignment) & ~(kAlignment - 1);
 }
@@ -66,10 +66,10 @@ static_assert(kLinkInRecord + sizeof(uint32_t) == kRecordHeadSize);
 static_assert(padded(0) == 4 && padded(3) == 4 && padded(4) == 8);
 static_assert((kVisited & kReservedFlags) == kVisited);
 
-/// The hash by whose remainder a name's bucket is chosen; the terminator is not hashed.
+/// The hash of a name, without its terminator; the remainder selects the bucket.
 std::uint32_t name_hash(const char* name, std::size_t length);
 
-/// How many buckets an index of so many entries gets.
+/// Number of buckets for this number of entries.
 constexpr unsigned bucketsFor(std::uint64_t entries) {
     return entries <= kMaxEntriesSmall    ? kPrimeSmall
            : entries <= kMaxEntriesMiddle ? kPrimeMiddle

@@ -1,5 +1,5 @@
-// One directory index as a value: decoded, encoded, read and replaced. Nothing here keeps state, so
-// threads may work on indexes of their own.
+// A directory index as a value: decode, encode, read and replace it. There is no state, so threads
+// can work on different indexes at the same time.
 #pragma once
 
 #include <cstdint>
@@ -14,52 +14,51 @@ namespace dirindex {
 using qxfs::kIndexName;
 using qxfs::kPackageRefName;
 
-/// A new index on its way to its place.
+/// Temporary name of a new index.
 inline constexpr const char* kNewIndexName = "._qxlnk_.~new";
 
 enum class ChecksumState {
     good,
-    absent,  ///< the file says that it was written without one
+    absent,  ///< the index was written without one
     wrong,
 };
 
-/// What an index file holds.
+/// The content of an index file.
 struct IndexFile {
-    bool readable = false;  ///< the file could be opened and read, whatever it holds
-    bool sound = false;     ///< its structure holds; `entries` are all of it
+    bool readable = false;  ///< the file could be opened and read
+    bool sound = false;     ///< its structure has no errors; `entries` are complete
     ChecksumState checksum = ChecksumState::wrong;
     std::string reason;               ///< why it is not readable or not sound
     std::vector<IndexEntry> entries;  ///< in the order of the file's records
     std::uint32_t prime = 0;
     std::uint32_t directories = 0;
     std::uint64_t size = 0;
-    /// What a container would miss or count wrong, although the structure holds: the header's count
-    /// of directories, or entries that a look-up by name or a listing does not reach. Empty when
-    /// there is nothing of it.
+    /// An error for containers although the structure is sound: a wrong number of directories in
+    /// the header, or entries that a look-up by name or a listing does not find. Usually empty.
     std::string unkeptPromise;
 };
 
 /// Longest index that is read: a million names of two hundred characters.
 inline constexpr std::uint64_t kMaxIndexSize = 256ULL << 20;
 
-/// Reads and checks an index file. No link in the last component is followed, nothing blocks, and
-/// only a regular file is read, once and whole: what others change meanwhile does not matter.
+/// Reads and checks an index file. It does not follow a link in the last component and does not
+/// wait. It reads a regular file once, as a whole, so later changes of the file do not matter.
 /// @param directory  opened, or AT_FDCWD.
-/// @param path       relative to it; a plain name where the directory's owner is not trusted.
+/// @param path       relative to it; must be a plain name if the directory's owner is not trusted.
 IndexFile readIndexFile(int directory, const std::string& path);
 
 /// Checks the bytes of an index.
 IndexFile decodeIndex(std::string bytes);
 
-/// The bytes of an index with these entries. They are in bucket order; entries of one bucket keep
-/// theirs.
+/// The bytes of an index with these entries, ordered by bucket; entries of one bucket keep their
+/// order.
 /// @return false with the reason in `error`.
 bool buildIndex(const std::vector<IndexEntry>& entries, std::string& bytes, std::string& error);
 
-/// Writes an index for an opened directory: checked, beside its place, flushed, renamed.
-/// @param staging  an opened directory of the same file system in which the file is made, so that
-///                 its temporary name meets no other; -1: it is made in `directory`.
-/// @return false with the reason in `error`; the old index is then untouched.
+/// Writes the index of an opened directory: a new file, which is checked, flushed and renamed.
+/// @param staging  an opened directory of the same file system for the new file, so that its name
+///                 cannot collide with others; -1: `directory`.
+/// @return false with the reason in `error`; the old index is then unchanged.
 bool replaceIndex(int directory, const std::vector<IndexEntry>& entries, std::string& error,
                   int staging = -1);
 

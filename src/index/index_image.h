@@ -1,4 +1,4 @@
-// Whole index files and their text form, each made of the other.
+// Converts whole index files to their text form and back.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace dirindex {
 
-/// Describes the bytes of an index file so that buildImage() makes the same bytes again.
-/// @return false with the reason in `error` when the structure does not hold.
+/// Describes the bytes of an index file, so that buildImage() makes the same bytes again.
+/// @return false with the reason in `error` if the structure has errors.
 bool dumpImage(const std::string& bytes, IndexText& text, std::string& error);
 
 /// Makes the bytes of an index file. @return false with the reason in `error`.

@@ -3,13 +3,14 @@
 //   qxdirindex 1                            first line: form and its version
 //   entry d 2468 "bin"                      type, inode tag, name: an ordinary entry
 //   entry - 1357 "libc.so" -> "////os/lib"  the same, backed by a template file
-//   size 4120                               only when the built file differs: its length
-//   bytes 16 d41d8cd9                       only when the built file differs: bytes at an offset
+//   size 4120                               only if the file differs from a built one: its length
+//   bytes 16 d41d8cd9                       only if the file differs: its bytes at an offset
 //
-// Entries stand in the order of the file's records. The writer of the library makes the file from
-// them; "size" and "bytes" then change what another writer, or damage, made otherwise. Types are
-// the letters of a listing or numbers. In texts, everything but printable ASCII is written \xHH, as
-// are the double quote and the backslash. Lines that are empty or begin with "#" are skipped.
+// Entries are in the order of the file's records. `build` writes the file from them with the
+// library; "size" and "bytes" then make the parts that another writer, or damage, made differently.
+// Types are the letters of a listing or numbers. In texts, all but printable ASCII is written as
+// \xHH, and so are the double quote and the backslash. Empty lines and lines that begin with "#"
+// are ignored.
 #pragma once
 
 #include <cstdint>
@@ -48,14 +49,14 @@ private:
 
 struct IndexEntry {
     std::uint8_t type = 0;
-    std::uint32_t ino = 0;  ///< inode tag, as the file holds it
+    std::uint32_t ino = 0;  ///< the inode tag in the file
     std::string name;
     SharedText link;  ///< link string, "////" included
 
     bool operator==(const IndexEntry&) const = default;
 };
 
-/// Bytes that differ from what the library's writer makes of the entries.
+/// Bytes that differ from those that the library writes for the entries.
 struct IndexPatch {
     std::uint64_t offset = 0;
     std::string bytes;
@@ -76,10 +77,10 @@ std::string formatIndex(const IndexText& index);
 /// Reads the text form. @return false with the line and the reason in `error`.
 bool parseIndex(std::string_view text, IndexText& index, std::string& error);
 
-/// A text as it stands between double quotes in the form above.
+/// A text in the form above, without its double quotes.
 std::string escaped(std::string_view text);
 
-/// Largest file that a text may ask for; a directory of a million long names stays below it.
+/// Largest file that a text may describe; larger than the index of a million long names.
 inline constexpr std::uint64_t kMaxBuiltSize = 1ULL << 30;
 
 }  // namespace dirindex

@@ -1,5 +1,5 @@
-// The bounded reader through which every byte of an index passes. Nothing else casts file bytes or
-// does arithmetic on file offsets; nothing here reads outside the file, whatever stands in it.
+// The only reader of the bytes of an index. Nothing else casts file bytes or computes with file
+// offsets, and nothing here reads outside the file, whatever is in it.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ struct Header {
     uint32_t checksum;
 };
 
-// The head of a record and where it stands.
+// The head of a record and its offset.
 struct Record {
     uint64_t offset;
     uint8_t type;
@@ -29,23 +29,23 @@ struct Record {
     uint32_t link;
 };
 
-// Reads an index that lies in memory, which must outlive the reader and stay unchanged meanwhile.
+// Reads an index in memory, which must outlive the reader and must not change.
 class Reader {
 public:
     Reader(const void* base, size_t size);
 
     uint64_t size() const { return size_; }
 
-    // Whether `length` bytes from `offset` on lie inside the file.
+    // True if `length` bytes from `offset` on are inside the file.
     bool holds(uint64_t offset, uint64_t length) const {
         return offset <= size_ && length <= size_ - offset;
     }
 
     bool has_header() const { return holds(0, kHeaderSize); }
-    // Fields that the file is too short for are 0, and so are their missing bytes.
+    // If the file is too short for a field, the missing bytes count as 0.
     Header header() const;
 
-    // How many of `prime` hash slots lie inside the file.
+    // Number of the `prime` hash slots that are inside the file.
     uint64_t slots(uint32_t prime) const;
     // The slot of a bucket below slots().
     uint32_t slot(uint64_t bucket) const { return u32(kHashTableOffset + bucket * kHashSlotSize); }
@@ -54,25 +54,24 @@ public:
     // The record at an offset that has_head() accepts.
     Record record(uint64_t offset) const;
 
-    // Whether the bytes that reclen counts, or the name with its padding, lie inside the file.
+    // True if the bytes that reclen counts, or the name with its padding, are inside the file.
     bool holds_record(const Record& record) const { return holds(record.offset, record.reclen); }
     bool holds_padded_name(const Record& record) const {
         return holds(record.offset, kRecordHeadSize + padded(record.namelen));
     }
 
-    // The name up to its NUL; null when no NUL follows inside the file.
+    // The name up to its NUL; null if no NUL follows inside the file.
     const char* name(const Record& record) const { return text(record.offset + kRecordHeadSize); }
-    // The name up to its NUL or the end of the file, for messages about a name that cannot be
-    // right.
+    // The name up to its NUL or the end of the file, for messages about a wrong name.
     std::string_view name_to_end(const Record& record) const;
 
-    // The text of the link record at `link` up to its NUL; null when the length word or the text
-    // leaves the file. The length word is not looked at.
+    // The text of the link record at `link` up to its NUL; null if the length word or the text is
+    // not inside the file. The length word is ignored.
     const char* link_text(uint32_t link) const { return text(uint64_t{link} + kTextInLinkRecord); }
 
 private:
     uint32_t u32(uint64_t offset) const;
-    // A text ends inside the file exactly when it begins at or before the last NUL.
+    // A text ends inside the file if it begins at or before the last NUL.
     const char* text(uint64_t offset) const {
         return offset < text_end_ ? reinterpret_cast<const char*>(bytes_ + offset) : nullptr;
     }
@@ -80,7 +79,7 @@ private:
 protected:
     const uint8_t* bytes_;
     uint64_t size_;
-    // One past the last NUL byte, 0 without any: bounds every text in constant time.
+    // One past the last NUL byte, or 0: a limit for every text in constant time.
     uint64_t text_end_;
 
     void find_text_end(uint64_t below);

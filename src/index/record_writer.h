@@ -1,4 +1,4 @@
-// Places the records of an index and makes their bytes, for the words and the values alike.
+// Places the records of an index and makes their bytes.
 #pragma once
 
 #include <cstdint>
@@ -11,22 +11,22 @@
 
 namespace dirindex {
 
-/// Records go through a buffer in memory. A record's reclen is known when the next one is placed,
-/// so the buffer always keeps the last record back.
+/// Writes records with a buffer in memory. The buffer always keeps the last record, because its
+/// reclen is known only when the next one is placed.
 class RecordWriter {
 public:
-    /// Takes the next bytes of the file; false with errno.
+    /// Receives the next bytes of the file; false with errno.
     using Take = std::function<bool(const std::uint8_t* bytes, std::size_t size)>;
 
     /// @param position  of the first record, unless it would cross a block there.
     RecordWriter(std::uint64_t position, Take take);
 
-    /// Places a record and fills its `offset` and, with a link string of its own, `link`; its
-    /// reclen follows. False with errno: it does not fit, or was not taken.
-    /// @param link  the string that is to stand behind the name.
+    /// Places a record and sets its `offset` and, with a link string of its own, `link`; reclen is
+    /// set later. False with errno: it does not fit, or could not be written.
+    /// @param link  the link string to put after the name.
     bool add(Record& record, std::string_view name, std::optional<std::string_view> link);
 
-    /// Hands over what is left. False with errno.
+    /// Writes the rest of the buffer. False with errno.
     bool finish();
 
     /// Where the first and the last record are; 0 without records.

@@ -1,4 +1,4 @@
-// The check of an index's structure, which everything that reads an index runs first.
+// The check of an index's structure; everything that reads an index runs it first.
 //
 //   1. header: signature, bucket count, start
 //   2. hash walk: every record that a bucket reaches is sound and reached once (it is marked)
@@ -9,8 +9,8 @@
 
 namespace dirindex {
 
-/// What a check meets. All up to linkForward and `truncated` make an index unusable; the others are
-/// worth a warning.
+/// What a check can find. All up to linkForward, and `truncated`, make an index unusable; the
+/// others are warnings.
 enum class Remark {
     wrongSignature,
     noBuckets,
@@ -32,7 +32,7 @@ enum class Remark {
     noEnd,
 };
 
-/// Hears of everything in the order in which it is met.
+/// Called for everything that the check finds, in order.
 class CheckListener {
 public:
     CheckListener() = default;
@@ -40,17 +40,18 @@ public:
     CheckListener& operator=(const CheckListener&) = delete;
     virtual ~CheckListener() = default;
 
-    /// The signature is right, and the checksum's field was zeroed: the bytes can be summed now.
+    /// The signature is right and the checksum field was set to 0: the checksum can be computed
+    /// now.
     virtual void header(const Header& /*header*/) {}
-    /// `record` is the one concerned where there is one.
+    /// `record` is the record concerned, if there is one.
     virtual void remark(Remark /*remark*/, const Header& /*header*/, const Record& /*record*/) {}
-    /// A record of the linear walk; `link` is null without one. The texts lie in the index.
-    /// @return false: no more is to be kept, the index is refused as truncated.
+    /// A record of the linear walk; `link` is null if it has none. The texts are in the index.
+    /// @return false to stop: the index is then refused as truncated.
     virtual bool entry(const Record& record, const char* name, const char* link) = 0;
 };
 
-/// Whether the structure holds. Zeroes the checksum's field and marks records in the bytes, so the
-/// same bytes cannot be checked twice.
+/// True if the structure has no errors. Sets the checksum field to 0 and marks records in the
+/// bytes, so the same bytes cannot be checked twice.
 bool checkStructure(MarkingReader& index, CheckListener& listener);
 
 }  // namespace dirindex

@@ -1,4 +1,4 @@
-// A message that holds one name; reading and writing it succeed or fail as a test wants.
+// A message with one name; a test decides whether reading and writing succeed.
 #pragma once
 
 #include <string>

@@ -1,6 +1,6 @@
-// A recording implementation of platform/: every call is written down in order with its arguments,
-// and answers what the test scripted. A test makes one FakePlatform, which serves all calls until
-// it goes; nothing is shared between tests.
+// An implementation of platform/ for tests: it records every call with its arguments and returns
+// the results that the test has set. A test makes one FakePlatform, which serves all calls until it
+// is destroyed; tests share nothing.
 #pragma once
 
 #include <deque>
@@ -18,11 +18,11 @@
 
 namespace fakes {
 
-/// An environment as the fake cache holds it.
+/// An environment in the fake cache.
 struct Environment {
     QXL::QXLEID parent;  ///< default: the fake node
     std::string type = "meridane";
-    std::string osName;  ///< what getOS() answers
+    std::string osName;  ///< result of getOS()
     std::optional<QXA::QXATemplate> osTemplate;
     std::optional<std::vector<QXA::QXATemplate>> templates;
     int veid = 0;
@@ -34,8 +34,8 @@ struct Environment {
 /// One run of a program.
 struct ExecScript {
     int code = 0;
-    std::vector<std::string> lines;  ///< handed to the callback in order
-    std::string reason;              ///< the message set when the code is not 0
+    std::vector<std::string> lines;  ///< passed to the callback in order
+    std::string reason;              ///< the message that is set if the code is not 0
 };
 
 class FakePlatform {
@@ -45,16 +45,16 @@ public:
     FakePlatform(const FakePlatform&) = delete;
     FakePlatform& operator=(const FakePlatform&) = delete;
 
-    /// The one that serves calls now; a call without one ends the process with a message.
+    /// The present object; without one a call ends the process with a message.
     static FakePlatform& current();
 
-    /// Writes a call down.
+    /// Records a call.
     void record(const std::string& call) { calls.push_back(call); }
 
     /// Calls that begin with `start`, in order.
     [[nodiscard]] std::vector<std::string> callsOf(const std::string& start) const;
 
-    // What was called, oldest first, as "function argument=value ...".
+    // The calls in order, as "function argument=value ...".
     std::vector<std::string> calls;
     std::vector<std::pair<int, std::string>> logLines;  ///< level and text
 
@@ -64,17 +64,17 @@ public:
     bool hasList = true;
     std::map<QXL::QXLEID, Environment> environments;
 
-    // Rights: refused ones answer with this code, all others 0.
+    // Rights: a check of a refused right returns this code, of any other 0.
     std::set<int> refusedRights;
     int refusal = 13;
-    bool checkerThrows = false;  ///< instead, every look at a right throws std::runtime_error
+    bool checkerThrows = false;  ///< every check throws std::runtime_error instead
 
-    // The functionality kit: while it cannot be had, asking for it throws std::bad_alloc.
+    // If set, kit() throws std::bad_alloc.
     bool kitThrows = false;
 
-    // Template manager. Results are taken from the front of a call's queue; an empty one answers 0.
+    // Template manager. Each call takes its result from the front of its queue; 0 if that is empty.
     std::map<std::string, std::deque<int>> temResults;  ///< by "ls", "add", "rm", "set", ...
-    std::vector<QXA::QXAPackageInfo> lsInfos;           ///< what ls() answers for the node
+    std::vector<QXA::QXAPackageInfo> lsInfos;           ///< result of ls() for the node
     std::map<QXL::QXLEID, std::vector<QXA::QXAPackageInfo>> lsInfosOf;  ///< for environments
     std::map<std::string, QXA::QXAPackageInfo> getInfos;        ///< by key text; others are -30
     std::map<std::string, QXA::QXATemplateConfigInfo> configs;  ///< by key text; others are -51
@@ -89,7 +89,7 @@ public:
     int endStatus = 0;
     QXL::ErrorData errorData;
     int notificationResult = 0;
-    bool agentTokenThroughout = false;  ///< it was current in every step of the last raw request
+    bool agentTokenThroughout = false;  ///< it was current during the whole last raw request
 
     // Messages.
     std::string errorMessage;

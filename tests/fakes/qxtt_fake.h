@@ -1,5 +1,6 @@
-// A scripted, recording template tools library. It knows which results it handed out and which came
-// back: every one has to, once. A test makes one FakeQxtt, which serves all calls until it goes.
+// A template tools library for tests: it records calls and returns results that the test has set.
+// It checks that each result is released exactly once. A test makes one FakeQxtt, which serves all
+// calls until it is destroyed.
 #pragma once
 
 #include <deque>
@@ -14,18 +15,17 @@
 
 namespace fakes {
 
-/// A text or a list of texts as the library has them; without a value it is a null pointer.
+/// A text or a list of texts of the library; without a value it is a null pointer.
 using QxttText = std::optional<std::string>;
 using QxttTexts = std::optional<std::vector<std::string>>;
 
-/// The text "POISON", which a field holds that nobody may read; a field that is a list holds a list
-/// of it.
+/// The text "POISON" for fields that must not be read; a field with a list has a list of it.
 char* poison();
 
-/// Who reads a template's record, and thereby which fields may be read.
+/// The reader of a template's record; it decides which fields may be read.
 enum class TemplateReader { kDescription, kListing, kPackageLists };
 
-/// The record with poison in every field that its reader must leave alone.
+/// The record with poison in every field that its reader must not read.
 tmpl_info poisoned(const tmpl_info& record, TemplateReader reader);
 
 // Members have initializers so that tests can name only what they need.
@@ -60,7 +60,7 @@ struct QxttEntry {
     QxttText summary{};
 };
 
-/// A result that was handed out, with all memory that it points to.
+/// A result that was returned to a caller, with all memory that it points to.
 struct QxttResultMemory {
     std::deque<std::string> texts;
     std::deque<std::vector<void*>> arrays;
@@ -76,35 +76,35 @@ public:
     FakeQxtt(const FakeQxtt&) = delete;
     FakeQxtt& operator=(const FakeQxtt&) = delete;
 
-    /// The one that serves calls now; null when there is none.
+    /// The present object; null if there is none.
     static FakeQxtt* current();
 
     /// Calls that begin with `start`, in order.
     [[nodiscard]] std::vector<std::string> callsOf(const std::string& start) const;
 
-    // What was called, oldest first: "function argument ... [options]". Options are named by the
-    // words that differ from what the record was filled with: "[default 8=0x1 ...]".
+    // The calls in order: "function argument ... [options]". Options are the words that differ from
+    // the defaults: "[default 8=0x1 ...]".
     std::vector<std::string> calls;
 
-    // Codes are taken from the front of a function's queue; an empty one answers 0. A query that
-    // fails leaves a pointer that nobody may follow.
+    // Each call takes its code from the front of the function's queue; 0 if that is empty. A query
+    // that fails leaves an invalid pointer.
     std::map<std::string, std::deque<int>> codes;
 
-    // Answers; without a value they are null arrays and null texts.
+    // Results; without a value they are null arrays and null texts.
     std::optional<std::vector<QxttPackage>> packageInfos;
-    std::map<std::string, QxttTemplate> templates;  ///< by the name that is asked for
+    std::map<std::string, QxttTemplate> templates;  ///< by the requested name
     QxttTexts osTemplates;
-    std::map<std::string, std::vector<QxttTemplate>> templateLists;  ///< by OS template asked for
+    std::map<std::string, std::vector<QxttTemplate>> templateLists;  ///< by OS template
     std::optional<std::vector<QxttTemplate>> veTemplates;
     std::optional<std::vector<QxttEntry>> templatePackages;
     std::optional<std::vector<QxttEntry>> vePackages;
     QxttText veOsTemplate;
     int veStatus = 0;
 
-    // Results: how many were handed out, and how many came back as they should.
+    // Results: how many were returned, and how many were released correctly.
     int handedOut = 0;
     int released = 0;
-    std::vector<std::string> faults;  ///< releases of what was not, or no longer, handed out
+    std::vector<std::string> faults;  ///< releases of memory that is not, or no longer, a result
 
     // For the functions of the library.
     int answer(const std::string& function);

@@ -1,5 +1,5 @@
-// Runs an action in a child process in which the kernel answers some system calls itself: for the
-// failures that no file system at hand can be made to give.
+// Runs an action in a child process in which some system calls do nothing and return a given
+// result, for failures that no available file system can produce.
 #ifndef TESTS_SUPPORT_ANSWERED_CALLS_H
 #define TESTS_SUPPORT_ANSWERED_CALLS_H
 
@@ -11,10 +11,10 @@ namespace qx_test {
 
 struct Answered {
     bool ran;          // false: this machine has no system call filters
-    std::string text;  // what the action returned; the reason when it did not run
+    std::string text;  // the action's result; if it did not run, the reason
 };
 
-// Each of the calls is answered with the error number (0: with success) and does nothing.
+// Each of the calls returns with the error number (0: success) and does nothing.
 Answered with_calls_answered(std::initializer_list<long> calls, int error_number,
                              const std::function<std::string()>& action);
 

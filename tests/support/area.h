@@ -1,4 +1,4 @@
-// A template tree and a container directory beside it, for tests of scan and repair.
+// A template tree and a container directory, for tests of scan and repair.
 #ifndef TESTS_SUPPORT_AREA_H
 #define TESTS_SUPPORT_AREA_H
 
@@ -11,8 +11,8 @@
 
 namespace qx_test {
 
-// Everything lies below one temporary directory: "template" is the template root, "dir" the
-// directory to scan. Attributes that are not told are those of the template file.
+// Everything is in one temporary directory: "template" is the template root, "dir" the directory to
+// scan. Attributes that are not given are those of the template file.
 class Area {
 public:
     Area();
@@ -22,7 +22,7 @@ public:
     std::string path(std::string_view name) const { return dir() + "/" + std::string(name); }
     const TempDir& files() const { return files_; }
 
-    // A template file; gives its inode number.
+    // Makes a template file; returns its inode number.
     ino_t add_template(std::string_view name, mode_t mode = 0644) const;
     ino_t add_template_dir(std::string_view name, mode_t mode = 0755) const;
     // A shortcut of the directory to the template file of that name ("os/lib/x" gives
@@ -33,7 +33,7 @@ public:
     void add_sticky(std::string_view name, std::string_view content, mode_t mode = 0644) const;
     void add_file(std::string_view name, std::string_view content = "own") const;
     void add_link(std::string_view name, std::string_view target) const;
-    // A directory; with the set-user-ID bit when it is told.
+    // A directory, with the set-user-ID bit if requested.
     void add_dir(std::string_view name, mode_t mode = 0755) const;
 
     bool exists(std::string_view name) const;

@@ -1,4 +1,4 @@
-// Builds template areas and container areas, by hand or from a seed, for tests, fuzzing and
+// Builds template areas and container areas, entry by entry or from a seed, for tests, fuzzing and
 // benchmarks.
 #pragma once
 
@@ -10,10 +10,10 @@
 
 namespace qx_test {
 
-/// A template area and a container's private area beside each other in one folder.
+/// A template area and a container's private area in one folder.
 ///
 ///   <folder>/template/os/1/root/...   template files
-///   <folder>/area/root/...            what the container holds
+///   <folder>/area/root/...            the container's files
 class AreaBuilder {
 public:
     explicit AreaBuilder(std::string folder);
@@ -21,12 +21,12 @@ public:
     [[nodiscard]] std::string templateRoot() const { return m_folder + "/template"; }
     [[nodiscard]] std::string privateDir() const { return m_folder + "/area"; }
     [[nodiscard]] std::string root() const { return privateDir() + "/root"; }
-    /// Absolute path of a template file of the one template that is used here.
+    /// Absolute path of a file of the template.
     [[nodiscard]] std::string templateFile(const std::string& path) const;
-    /// The link text that stands for it.
+    /// Its link string.
     static std::string linkTo(const std::string& path) { return "////os/1/root/" + path; }
 
-    // Each makes the directories above it. Paths are relative to the root.
+    // Each function makes missing directories. Paths are relative to the root.
     void directory(const std::string& path);
     void file(const std::string& path, const std::string& content);
     void templateOnly(const std::string& path, const std::string& content, unsigned mode = 0644);
@@ -40,9 +40,9 @@ public:
     struct Shape {
         unsigned directories = 8;
         unsigned entries = 12;     ///< in a directory, at most
-        bool specialFiles = true;  ///< which keep a directory from being indexed
+        bool specialFiles = true;  ///< files because of which a directory is not indexed
         bool hardLinks = true;
-        bool anyBytes = true;  ///< names of every byte that a name may hold
+        bool anyBytes = true;  ///< names with any bytes that are allowed
     };
     void fill(std::uint64_t seed, const Shape& shape);
 
@@ -55,7 +55,7 @@ private:
     Content m_expected;
 };
 
-/// What stands in a tree: name, type, mode, owner, times and content of everything in it.
+/// A text with name, type, mode, owner, times and content of everything in a tree.
 std::map<std::string, std::string> snapshot(const std::string& folder);
 
 }  // namespace qx_test

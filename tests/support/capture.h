@@ -13,7 +13,7 @@ struct Output {
     std::string err;
 };
 
-// Runs an action and gives what it, and any child of it, wrote.
+// Runs an action and returns what it and its children wrote.
 Output captured(const std::function<void()>& action);
 
 }  // namespace qx_test

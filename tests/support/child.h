@@ -1,4 +1,4 @@
-// Actions in a child process, where they may end the process.
+// Runs actions in a child process, so that they may end the process.
 #ifndef TESTS_SUPPORT_CHILD_H
 #define TESTS_SUPPORT_CHILD_H
 
@@ -14,7 +14,7 @@ struct ChildResult {
     Output output;
 };
 
-// Runs an action in a child; 0 when it returns.
+// Runs an action in a child; the status is 0 if it returns.
 ChildResult in_child(const std::function<void()>& action);
 
 struct ChildText {
@@ -22,8 +22,8 @@ struct ChildText {
     std::string text;
 };
 
-// Runs an action in a child that ends with the status that the action gives, and brings the text
-// back that it fills.
+// Runs an action in a child, which exits with the action's result; also returns the text that the
+// action filled.
 ChildText told_by_child(const std::function<int(std::string& text)>& action);
 
 }  // namespace qx_test

@@ -1,5 +1,4 @@
-// Directory indexes made by hand, for tests: records are laid out as told, sound or not, and bytes
-// are changed by verbs. Nothing here uses the checker's code.
+// Makes directory indexes for tests, byte by byte, valid or not, without the checker's code.
 #ifndef TESTS_SUPPORT_INDEX_IMAGE_H
 #define TESTS_SUPPORT_INDEX_IMAGE_H
 
@@ -15,11 +14,11 @@ class IndexImage {
 public:
     // A header with this bucket count and an empty hash table.
     explicit IndexImage(uint32_t prime = 1);
-    // The bytes of an index that stands.
+    // The bytes of an existing index.
     static IndexImage from_bytes(std::string bytes);
 
-    // Appends a record whose reclen spans exactly what it needs, and gives its offset. `link` is a
-    // link string to place behind the name; it may be empty. The first record becomes the start.
+    // Appends a record of the smallest possible length and returns its offset. `link` is a link
+    // string to put after the name; it may be empty. The first record becomes the start.
     uint32_t add(uint8_t type, std::string_view name, uint8_t flags, std::string_view link = {},
                  uint32_t ino = 2);
 
@@ -37,7 +36,7 @@ public:
     IndexImage& set_link(uint32_t record, uint32_t value) { return set32(record + 12, value); }
     IndexImage& truncate(size_t size);
     IndexImage& append(std::string_view bytes);
-    // Puts the MD5 of the file with checksum 0 where it belongs.
+    // Sets the checksum.
     IndexImage& fix_checksum();
 
     uint8_t byte(size_t offset) const;
@@ -45,7 +44,7 @@ public:
     uint32_t get32(size_t offset) const;
     size_t size() const { return bytes_.size(); }
     const std::string& bytes() const { return bytes_; }
-    // A copy that a check may mark.
+    // A copy that a check may change.
     std::vector<uint8_t> writable_copy() const { return {bytes_.begin(), bytes_.end()}; }
 
 private:

@@ -11,8 +11,8 @@ namespace qx_test {
 
 class LockHolder {
 public:
-    // Returns when the lock is held; it must be free. Paths are those of the process that makes the
-    // object, which may have entered a node.
+    // Returns when the lock is held; it must be free. Paths are those of the calling process, which
+    // may have entered a node.
     explicit LockHolder(const std::string& path,
                         qxnode::FileLock::Mode mode = qxnode::FileLock::Mode::exclusive);
     ~LockHolder() { letGo(); }
@@ -21,7 +21,7 @@ public:
 
     [[nodiscard]] pid_t pid() const { return pid_; }
 
-    // "held by pid 12 (", as waiters are told.
+    // "held by pid 12 (", as in messages to waiting processes.
     [[nodiscard]] std::string name() const { return "held by pid " + std::to_string(pid_) + " ("; }
 
     // Returns when the process has ended, and the lock with it.

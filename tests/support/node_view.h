@@ -1,4 +1,4 @@
-// A private root in which the node's fixed paths /etc/sysconfig/qx-scripts and /usr/sbin show a
+// A private root in which the node's fixed paths /etc/sysconfig/qx-scripts and /usr/sbin have a
 // test's own files.
 #ifndef TESTS_SUPPORT_NODE_VIEW_H
 #define TESTS_SUPPORT_NODE_VIEW_H
@@ -16,7 +16,7 @@ class NodeView {
 public:
     NodeView();
 
-    // Why such a view cannot be made here; empty when it can.
+    // Why such a view cannot be made here; empty if it can.
     static std::string missing();
 
     std::string config_path(int ctid) const;
@@ -33,7 +33,7 @@ private:
 
 }  // namespace qx_test
 
-// Ends a test with the reason when a node view cannot be made.
+// Skips a test, with the reason, if a node view cannot be made.
 #define QX_SKIP_WITHOUT_NODE_VIEW()                              \
     do {                                                         \
         const std::string reason = qx_test::NodeView::missing(); \

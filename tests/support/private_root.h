@@ -1,5 +1,5 @@
-// Runs an action in a child process that sees folders of the test at fixed paths such as
-// /qx/template, without anything being made or changed on the machine.
+// Runs an action in a child process in which folders of the test appear at fixed paths such as
+// /qx/template. The machine is not changed.
 #ifndef TESTS_SUPPORT_PRIVATE_ROOT_H
 #define TESTS_SUPPORT_PRIVATE_ROOT_H
 
@@ -23,16 +23,16 @@ public:
 
     struct Result {
         bool ran;          // false: this machine gives neither root nor user namespaces
-        std::string text;  // what the action returned; the reason when it did not run
+        std::string text;  // the action's result; if it did not run, the reason
     };
-    // Runs the action in the private view, in the same working directory, and gives its text.
+    // Runs the action in the private view, in the same working directory, and returns its text.
     Result run(const std::function<std::string()>& action) const;
 
 private:
     std::vector<std::pair<std::string, std::string>> shown_;
 };
 
-// Runs the action where a file system without room is mounted at a directory of the test.
+// Runs the action while a full file system is mounted at a directory of the test.
 PrivateRoot::Result with_full_disk(const std::string& at,
                                    const std::function<std::string()>& action);
 

@@ -1,4 +1,4 @@
-// Small deb and rpm packages, made by the engines themselves, and roots that they are installed in.
+// Makes small deb and rpm packages with the engines, and roots in which they are installed.
 #ifndef TESTS_SUPPORT_REAL_PACKAGES_H
 #define TESTS_SUPPORT_REAL_PACKAGES_H
 
@@ -13,15 +13,15 @@ struct PackageSpec {
     std::string name;
     std::string version = "1.0-1";  // "[epoch:]version-release"
     std::string summary = "A package of a test";
-    std::vector<std::string> description = {};  // lines behind the summary
+    std::vector<std::string> description = {};  // lines after the summary
     std::string architecture = {};              // empty: of no architecture
 };
 
-// Why deb or rpm packages cannot be made and installed here; empty when they can.
+// Why deb or rpm packages cannot be made and installed here; empty if they can.
 std::string missing_for_deb();
 std::string missing_for_rpm();
 
-// Makes a package in the directory and gives its path.
+// Makes a package in the directory and returns its path.
 std::string make_deb(const TempDir& dir, const PackageSpec& spec);
 std::string make_rpm(const TempDir& dir, const PackageSpec& spec);
 
@@ -30,7 +30,7 @@ std::string make_rpm(const TempDir& dir, const PackageSpec& spec);
 void install_debs(const std::string& root, const std::vector<std::string>& files);
 void install_rpms(const std::string& root, const std::vector<std::string>& files);
 
-// Runs a program that is expected to succeed, and gives the lines of its standard output.
+// Runs a program that must succeed, and returns the lines of its standard output.
 std::vector<std::string> run_program(const std::vector<std::string>& argv);
 
 }  // namespace qx_test

@@ -1,4 +1,4 @@
-// A directory of a test's own, gone with all its contents when the object goes.
+// A temporary directory of a test; the destructor removes it with its contents.
 #ifndef TESTS_SUPPORT_TEMP_DIR_H
 #define TESTS_SUPPORT_TEMP_DIR_H
 
@@ -18,11 +18,11 @@ public:
     std::string path() const { return path_.string(); }
     std::string path(std::string_view name) const { return (path_ / name).string(); }
 
-    // Writes a file, making the directories above it, and gives its path.
+    // Writes a file, makes missing directories, and returns its path.
     std::string write(std::string_view name, std::string_view content) const;
-    // Makes a directory and those above it, and gives its path.
+    // Makes a directory and its missing parents, and returns its path.
     std::string make_dir(std::string_view name) const;
-    // Makes a symbolic link, making the directories above it, and gives its path.
+    // Makes a symbolic link and missing directories, and returns its path.
     std::string make_link(std::string_view name, std::string_view target) const;
 
 private:
@@ -32,7 +32,7 @@ private:
 // The whole content of a file; a missing one fails the test.
 std::string read_file(const std::string& path);
 
-// Enters a directory and comes back when the object goes.
+// Enters a directory; the destructor returns to the previous one.
 class WorkingDirectory {
 public:
     explicit WorkingDirectory(const std::string& path);
@@ -44,7 +44,7 @@ private:
     std::filesystem::path before_;
 };
 
-// How many descriptors the process has open.
+// Number of open descriptors of the process.
 size_t open_descriptors();
 
 }  // namespace qx_test

@@ -1,15 +1,15 @@
-// How SIGINT and SIGTERM end a command: what it found until then is printed first.
+// SIGINT and SIGTERM end a command after it has printed what it found until then.
 #pragma once
 
 namespace qxfsutil {
 
-/// Thrown where a command can stop: between two directories.
+/// Thrown between two directories, where a command can stop.
 struct Cancelled {};
 
 /// From now on the signals end the program with kExitCancelled, except as below.
 void catchSignals();
 
-/// While one of these lives, a signal is only remembered.
+/// As long as an object exists, a signal is only remembered.
 class Cancellable {
 public:
     Cancellable();

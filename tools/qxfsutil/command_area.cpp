@@ -71,7 +71,7 @@ bool copyToOutput(int file) {
     return got == 0;
 }
 
-/// The one area of commands that only look at it.
+/// Opens the area of a command that only reads it.
 bool openOne(const Options& options, qxfs::Area& area) {
     std::string error;
     if (qxfs::openArea(options.area, options.templateRoot, area, error)) {
@@ -136,7 +136,7 @@ int runUndo(const Options& options) {
 }
 
 int runRestore(const Options& options) {
-    // What was moved aside comes back whether or not there are templates.
+    // Templates are not needed to move files back.
     auto withoutTemplates = options;
     withoutTemplates.templateRoot.clear();
     HeldArea held;

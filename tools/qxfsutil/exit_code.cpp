@@ -1,4 +1,4 @@
-// What a check came to, as an exit code.
+// The exit code for the result of a check.
 #include "tools/qxfsutil/exit_code.h"
 
 namespace qxfsutil {

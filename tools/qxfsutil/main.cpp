@@ -27,7 +27,7 @@ Exit status: 0 no errors, 1 all errors repaired, 4 errors remain,
 8 the command could not do its work, 16 wrong usage, 32 cancelled; the sum of
 these for several areas.)";
 
-/// The option tree, what it was filled with, and the command that was chosen.
+/// The option tree, its values, and the command.
 struct CommandLine {
     CLI::App app{"Directory indexes, shortcuts and magic links of container areas", "qxfsutil"};
     Options options;
@@ -116,7 +116,7 @@ void addCheck(CommandLine& line) {
     check->add_flag("--no-undo", options.noUndo, "Write no undo record")->excludes(undoFile);
 }
 
-/// What changes areas beside index and check.
+/// Other commands that change areas.
 void addChanges(CommandLine& line) {
     auto& options = line.options;
     auto* undo = addCommand(line, "undo", "Undo the repairs that one check made",
@@ -136,7 +136,7 @@ void addChanges(CommandLine& line) {
     clone->add_option("NEW", options.newId, "The new identifier, of the same length")->required();
 }
 
-/// What only shows areas.
+/// Commands that only show areas.
 void addViews(CommandLine& line) {
     auto& options = line.options;
     auto* list = addCommand(line, "ls", "List directories as the container sees them",

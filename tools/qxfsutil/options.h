@@ -8,7 +8,7 @@
 
 namespace qxfsutil {
 
-/// Where the container file system expects template files.
+/// The container file system looks for template files here.
 inline constexpr const char* kDefaultTemplateRoot = "/qx/template";
 
 struct Options {
@@ -21,7 +21,7 @@ struct Options {
     std::vector<int> containers;     ///< areas by container number
     bool allContainers = false;
     std::string nodeDirectory;
-    double waitSeconds = -1;  ///< for a lock; negative: as the environment says
+    double waitSeconds = -1;  ///< for a lock; negative: QX_LOCK_WAIT
     std::string templateRoot = kDefaultTemplateRoot;
     std::string linkRoot;  ///< of `check INDEX`: look links up below it
     qxfs::RepairMode mode = qxfs::RepairMode::report;
@@ -33,7 +33,7 @@ struct Options {
     bool completion = false;     ///< show a percentage
     bool convertSymlinks = false;
     bool dryRun = false;
-    std::string area;  ///< of commands that take one and something else
+    std::string area;  ///< of commands with one area
     std::string oldId;
     std::string newId;
     std::string output;  ///< of `build`

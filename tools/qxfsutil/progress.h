@@ -1,4 +1,4 @@
-// How far the check of an area has come.
+// Progress of the check of an area.
 #pragma once
 
 #include <chrono>
@@ -9,9 +9,9 @@
 
 namespace qxfsutil {
 
-/// Shows on standard error how far a check has come. With `options.completion` as a percentage of
-/// the area's directories: in place on a terminal, else a line for each that is reached. Without it
-/// as counts, on a terminal only.
+/// Shows the progress of a check on standard error. With `options.completion` as a percentage of
+/// the area's directories: on a terminal in one place, else one line per percent. Without it as
+/// numbers, only on a terminal.
 class Progress {
 public:
     Progress(const Options& options, const qxfs::Area& area);
@@ -21,7 +21,7 @@ public:
 
     void show(const qxfs::CheckSummary& summary);
 
-    /// Takes the line off the terminal.
+    /// Removes the line from the terminal.
     void clear();
 
 private:
@@ -29,8 +29,8 @@ private:
 
     bool m_terminal;
     bool m_counts;
-    std::uint64_t m_directories = 0;  ///< of the area; 0: no percentage is wanted
-    std::uint64_t m_percent = 101;    ///< shown last
+    std::uint64_t m_directories = 0;  ///< of the area; 0: show no percentage
+    std::uint64_t m_percent = 101;    ///< the last one shown
     Clock::time_point m_next = Clock::now();
     bool m_shown = false;
 };

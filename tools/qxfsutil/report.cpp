@@ -14,7 +14,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// Makes every text one that JSON can hold and that can be turned back.
+/// Converts any bytes into a text for JSON, so that different bytes give different texts.
 void makeReversible(Json& json) {
     if (json.is_string()) {
         json = base::reversible(json.get_ref<const std::string&>());

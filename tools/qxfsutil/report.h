@@ -1,4 +1,4 @@
-// What qxfsutil prints: lines for people, one JSON object a line for programs.
+// Output of qxfsutil: lines for people, or one JSON object per line for programs.
 #pragma once
 
 #include <string>

@@ -31,7 +31,7 @@ std::optional<FileId> fileAt(const std::string& path) {
                                           : std::nullopt;
 }
 
-/// Whose private areas, and roots in them, directories are.
+/// The containers by their private areas and roots.
 class ContainerAreas {
 public:
     ContainerAreas() {

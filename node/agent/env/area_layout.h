@@ -1,7 +1,7 @@
-// Making and removing a container's private area.
+// Makes and removes private areas of containers.
 //
-// While an area is not, or no longer, a container's, a mark stands in it: what a killed creation or
-// removal left is told by it from an area that holds somebody's files, and may be cleared.
+// An area that does not belong to a container yet, or no longer, has a mark, so that the remains of
+// a killed creation or removal can be removed safely.
 #pragma once
 
 #include <functional>
@@ -9,24 +9,24 @@
 
 namespace QXA::env {
 
-/// Layout that this node gives to new areas: text of the area's VERSION link.
+/// Layout of new areas: the text of the area's VERSION link.
 inline constexpr const char* kLayoutVersion = "005.004";
 inline constexpr const char* kVersionLink = "VERSION";
 inline constexpr const char* kLostFilesName = "lost_files";
 
-/// Makes a private area beside its place, has it filled, flushes it and renames it into place,
-/// marked as unfinished.
+/// Makes a private area under a temporary name, calls `fill`, flushes it and renames it to its
+/// place. It is then marked as unfinished.
 /// @param path  absolute; must not exist, unless it is marked as unfinished.
-/// @param fill  gets a descriptor of the area's directory, which has its layout's version but no
-///              "root": that is to be made by it or left.
-/// @throws qxnode::Failure kTemConflict when there is something else, kNoCode.
+/// @param fill  called with a descriptor of the area's directory, which has a VERSION but no
+///              "root"; `fill` may make one.
+/// @throws qxnode::Failure kTemConflict if something else is there, kNoCode.
 void makeArea(const std::string& path, const std::function<void(int directory)>& fill);
 
-/// Takes the mark away: the area now belongs to a container.
+/// Removes the mark: the area now belongs to a container.
 void finishArea(const std::string& path);
 
-/// Marks an area as left, before its container's configuration goes. An area that is not there is
-/// no failure. @throws qxnode::Failure, also for a path that is no container's area.
+/// Marks an area, before its container's configuration is removed. It is no error if the area does
+/// not exist. @throws qxnode::Failure, also if the path is not a container's area.
 void leaveArea(const std::string& path);
 
 /// Removes a marked area.

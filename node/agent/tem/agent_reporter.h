@@ -1,4 +1,4 @@
-// The agent's own reporter: its log, and whoever listens for waits.
+// The agent's reporter: writes to the log and tells listeners about waits.
 #pragma once
 
 #include "QXL/QXLLog.h"

@@ -1,4 +1,4 @@
-// Carries out a change of the templates in one container's area.
+// Changes the templates in one container's area.
 #include "node/agent/tem/area_change.h"
 
 #include <fcntl.h>
@@ -33,8 +33,7 @@ constexpr const char* kJournalName = "journal";
 constexpr const char* kSavedName = "saved";
 constexpr const char* kHeading = "qxtem-area-journal 1";
 
-// A configuration's list of templates, each name on a line of its own and once more for its record;
-// a larger file is none of ours.
+// Enough for all templates of a configuration, two lines each; a larger file is not a journal.
 constexpr std::size_t kMaxJournalSize = 16 * qxnode::ContainerConfig::kMaxBytes;
 
 constexpr std::string_view kNewPrefix = ".new.";
@@ -43,13 +42,13 @@ std::string newName(const std::string& record) {
     return std::string(kNewPrefix) + record;
 }
 
-// Of a record that has not taken its place, or of a file that was being written. Records that are
-// in place begin with a template's name, and may end with any version.
+// True for names of records that are not in place yet and of unfinished files. Records in place
+// begin with a template's name and may end with any version.
 bool isLeftOver(const std::string& name) {
     return name.starts_with(kNewPrefix) || (name.starts_with('.') && name.ends_with(".new"));
 }
 
-// Whether the text of a journal can be the name of a record: it is opened below the state.
+// True if a text of a journal is a valid name of a record, which is opened in the state directory.
 bool isRecordName(const std::string& text) {
     return !text.empty() && text.front() != '.' && text.find('/') == std::string::npos;
 }
@@ -91,7 +90,7 @@ AreaJournal parseJournal(const std::string& text) {
             continue;
         }
         if (word == "template") {
-            // As configured: dotted names, of the other technology, stand there too.
+            // Names as configured; those of KR templates, with a dot, may be among them.
             journal.after.templates.push_back(value);
             good = !value.empty();
             continue;
@@ -174,8 +173,8 @@ bool isThere(int state, const std::string& name) {
     return base::statBelow(state, name).has_value();
 }
 
-// The change as the journal and the records tell it. Records of templates that left may be gone
-// already: then so are their entries.
+// The change, from the journal and the records. If the record of a removed template is missing, its
+// entries were removed before.
 AreaChange loadChange(const Area& area, const AreaJournal& journal) {
     AreaChange change;
     change.after = journal.after;
@@ -288,7 +287,7 @@ void finishChange(const Area& area, const AreaChange& change) {
             removeName(state, recordName(record.key));
         }
     }
-    // Without the journal a record that has not its own name yet is a left-over.
+    // Without a journal, a record that does not have its final name is left over.
     flushState(area);
     removeJournal(area);
 }
@@ -301,7 +300,7 @@ void revertChange(const Area& area, const AreaChange& change) {
         undoStep(area.root(), saved.get(), step);
     }
     flush(area);
-    // The journal first: records without it are left-overs that mean nothing.
+    // The journal first: without it, the records are only left over and do no harm.
     removeJournal(area);
     removeLeftOvers(area.state());
 }

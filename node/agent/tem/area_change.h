@@ -1,10 +1,9 @@
-// Carries out a change of the templates in one container's area, so that it is done or undone as a
-// whole.
+// Changes the templates in one container's area, completely or not at all.
 //
-// The journal names which records leave and which come; the records say what every entry was and
-// will be, so each step can be done and undone again from them alone. The container's configuration
-// is the turning point: found still as before, a change that was cut short is undone; found as it
-// is to become, it is finished.
+// The journal names the records that are removed and added. A record describes every entry of a
+// template, so each step can be done and undone with the records alone. The container's
+// configuration is the turning point: if a change was interrupted and the configuration is still
+// the old one, the change is undone; if it is the new one, the change is completed.
 #pragma once
 
 #include <string>
@@ -15,7 +14,7 @@
 
 namespace QXA::tem {
 
-/// What a container's configuration says about templates.
+/// The templates in a container's configuration.
 struct ConfiguredTemplates {
     std::string osTemplate;              ///< "name/version", "name", ".name" or empty
     std::vector<std::string> templates;  ///< "name/version" or "name"
@@ -23,10 +22,10 @@ struct ConfiguredTemplates {
     bool operator==(const ConfiguredTemplates&) const = default;
 };
 
-/// A container's private area, opened for a writer that holds the container's lock.
+/// A container's private area, opened by a writer that holds the container's lock.
 class Area {
 public:
-    /// Makes the root and the state directory when they are missing.
+    /// Makes the root and the state directory if they are missing.
     /// @throws Failure.
     explicit Area(const std::string& privateArea);
 
@@ -34,7 +33,7 @@ public:
     [[nodiscard]] int root() const { return m_root.get(); }
     [[nodiscard]] int state() const { return m_state.get(); }
 
-    /// First number above those of all saved files. @throws Failure.
+    /// The first number greater than those of all saved files. @throws Failure.
     [[nodiscard]] unsigned nextSaved() const;
 
 private:
@@ -43,8 +42,8 @@ private:
     base::Fd m_state;
 };
 
-/// A change: what leaves, what comes, what the configuration becomes. The configuration is written
-/// by the caller, between prepare and finish.
+/// A change: the records to remove and to add, and the new configuration. The caller writes the
+/// configuration after prepareChange() and before finishing.
 struct AreaChange {
     std::vector<AreaRecord> leaving;
     std::vector<AreaRecord> coming;
@@ -52,21 +51,21 @@ struct AreaChange {
     ConfiguredTemplates after;
 };
 
-/// Writes the journal and changes the files. When it throws, everything is as before.
+/// Writes the journal and changes the files. If it throws, everything is as before.
 void prepareChange(const Area& area, const AreaChange& change);
 
-/// After the configuration was written: puts the records in place and drops what was kept for
-/// undoing.
+/// To be called after the configuration was written: puts the records in place and removes what was
+/// kept for an undo.
 void finishChange(const Area& area, const AreaChange& change);
 
 /// Undoes what prepareChange() did.
 void revertChange(const Area& area, const AreaChange& change);
 
-/// Whether a change's journal stands: it was cut short, or could not be tidied up.
+/// True if there is a journal: a change was interrupted, or its remains could not be removed.
 bool isCutShort(const Area& area);
 
-/// Finishes or undoes what a killed writer left, see above.
-/// @param configured  what the configuration says now.
+/// Completes or undoes what a killed writer left, see above.
+/// @param configured  the present configuration.
 void recoverArea(const Area& area, const ConfiguredTemplates& configured);
 
 }  // namespace QXA::tem

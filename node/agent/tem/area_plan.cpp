@@ -1,4 +1,4 @@
-// Plans what templates put into a container's root.
+// Plans the entries that templates put into a container's root.
 #include "node/agent/tem/area_plan.h"
 
 #include <sys/stat.h>
@@ -48,7 +48,7 @@ AreaEntry entryFor(int templateRoot, const QXATemplate& key, const std::string& 
 }
 
 bool isOwnerOf(const struct stat& st, const AreaEntry& entry) {
-    // Where the owner could not be given, the file is our own.
+    // If the owner could not be set, the file belongs to this process's user.
     return (st.st_uid == entry.uid || st.st_uid == geteuid()) &&
            (st.st_gid == entry.gid || st.st_gid == getegid());
 }
@@ -87,7 +87,7 @@ public:
         const std::optional<struct stat> there = base::statBelow(m_situation.root, path);
         if (!there) {
             if (errno != ENOENT) {
-                // A link or a file on the way: this path cannot be had.
+                // A link or a file is in the way, so the path cannot be used.
                 return Verdict::keep;
             }
             return Verdict::make;
@@ -101,8 +101,8 @@ public:
             return Verdict::make;
         }
         if (isDirectory && S_ISDIR(there->st_mode)) {
-            // A directory of another template is shared: the last one to go takes it along. A
-            // directory of the container is not ours to take.
+            // A directory of another template is shared: it is removed with the last of them. A
+            // directory of the container is not recorded and so never removed.
             const AreaEntry* shared = find(m_situation.staying, path);
             return shared != nullptr && shared->kind == entry.kind ? Verdict::make
                                                                    : Verdict::leaveOut;

@@ -1,4 +1,4 @@
-// Plans what templates put into a container's root, before anything is changed.
+// Plans the entries that templates put into a container's root, before anything is changed.
 #pragma once
 
 #include <map>
@@ -9,26 +9,26 @@
 
 namespace QXA::tem {
 
-/// What an entry of a template becomes in a container, by path.
+/// The container's entry, by path, for an entry of a template.
 /// @param templateRoot  the template's files, opened.
 /// @throws Failure.
 std::map<std::string, AreaEntry> entriesOf(int templateRoot, const QXATemplate& key);
 
-/// A container's root as the records say it was made, and what comes and goes.
+/// A container's root, the records of its templates, and the records to remove.
 struct AreaSituation {
     int root = -1;                    ///< the container's root, opened
     std::vector<AreaRecord> leaving;  ///< of templates that are removed or replaced
     std::vector<AreaRecord> staying;
-    unsigned nextSaved = 1;  ///< first number that no saved file has
+    unsigned nextSaved = 1;  ///< the first free number for a saved file
 };
 
-/// Whether the entry stands in the container as it was put there.
+/// True if the container has not changed the entry.
 bool standsAsMade(int root, const std::string& path, const AreaEntry& entry);
 
 /// Plans the record of one more template.
-/// @param planned  records already planned in this change; they come before this one.
-/// @param force    files of the container make way, and are saved.
-/// @param kept     gets the paths that stay as the container has them, without what would lie
+/// @param planned  records planned earlier in this change; they have priority.
+/// @param force    replace files of the container and save them.
+/// @param kept     receives the paths at which the container's own files stay, without the paths
 ///                 below them.
 AreaRecord planTemplate(AreaSituation& situation, const std::vector<AreaRecord>& planned,
                         AreaRecord wanted, bool force, std::vector<std::string>& kept);

@@ -1,4 +1,4 @@
-// What a template put into a container's area.
+// Reads and writes the records of templates in a container's area.
 #include "node/agent/tem/area_record.h"
 
 #include <sys/stat.h>
@@ -28,11 +28,11 @@ namespace {
 
 constexpr const char* kHeading = "qxtem-record 1";
 
-// A template of a million files with long paths; a larger file is none of ours.
+// Enough for a template of a million files with long paths; a larger file is not a record.
 constexpr std::size_t kMaxRecordSize = std::size_t{1} << 30;
 
 std::string escaped(const std::string& text) {
-    // A lone "-" stands for an empty text.
+    // A single "-" means an empty text.
     if (text.empty()) {
         return "-";
     }
@@ -90,7 +90,7 @@ bool isPlausible(const std::string& path, const AreaEntry& entry) {
     return false;
 }
 
-// Gives false for a line that is no entry.
+// False if the line is not an entry.
 bool parseEntry(const std::string& line, AreaRecord& record) {
     std::istringstream words(line);
     char kind = 0;

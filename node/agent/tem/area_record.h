@@ -1,7 +1,6 @@
-// What a template put into a container's area: the entries by which rm() undoes what add() did.
+// The record of the entries that a template put into a container's area; with it rm() undoes add().
 //
-// Records stand in "$VE_PRIVATE/.qxtemplates/<name>@<version>", beside the container's files and
-// out of the container's reach.
+// Records are files "$VE_PRIVATE/.qxtemplates/<name>@<version>", which the container cannot reach.
 #pragma once
 
 #include <sys/stat.h>
@@ -18,8 +17,8 @@ namespace QXA::tem {
 
 inline constexpr const char* kAreaStateName = qxnode::kAreaState;
 
-/// One entry that a template put into a container's root. It describes itself, so that it can be
-/// made again, or told from one that the container changed, without the template.
+/// One entry that a template put into a container's root. It has everything that is needed to make
+/// the entry again and to see whether the container changed it, without the template.
 struct AreaEntry {
     enum class Kind : char {
         directory = 'd',
@@ -28,12 +27,12 @@ struct AreaEntry {
     };
 
     Kind kind = Kind::directory;
-    mode_t mode = 0;  ///< permission bits, with those that the representation adds
+    mode_t mode = 0;  ///< permission bits, with the sticky bit of a shortcut
     uid_t uid = 0;
     gid_t gid = 0;
     struct timespec mtime {};
     std::string text;    ///< a shortcut's content, a link's target
-    unsigned saved = 0;  ///< number of the container's own file that it stands for; 0: none
+    unsigned saved = 0;  ///< number of the container's own file that it replaced; 0: none
 
     [[nodiscard]] struct stat attributes() const;
 };
@@ -49,17 +48,17 @@ struct AreaRecord {
 /// File name of a template's record.
 std::string recordName(const QXATemplate& key);
 
-/// Any byte that a file name may hold survives: blanks, line ends and bytes above 126 are escaped.
+/// Names may have any bytes: blanks, line ends and bytes above 126 are escaped.
 std::string formatRecord(const AreaRecord& record);
 
-/// @throws Failure when the text is no record.
-/// @param source  what to call it in messages.
+/// @throws Failure if the text is not a record.
+/// @param source  its name in messages.
 AreaRecord parseRecord(std::string_view text, const std::string& source);
 
-/// Records of a state directory, in the order of names. @throws Failure.
+/// The records in a state directory, ordered by name. @throws Failure.
 std::vector<AreaRecord> readRecords(int state);
 
-/// One record. @throws Failure, also when it is not there.
+/// One record. @throws Failure, also if it does not exist.
 AreaRecord readRecord(int state, const std::string& name);
 
 }  // namespace QXA::tem

@@ -1,5 +1,5 @@
-// The single steps of a change of a container's area. Each looks at what stands in its place first,
-// so that it can be repeated after a kill.
+// The single steps of a change of a container's area. Each step first looks at what is in its
+// place, so that it can be repeated after a kill.
 #include "node/agent/tem/area_steps.h"
 
 #include <fcntl.h>
@@ -24,7 +24,7 @@ using qxnode::systemFailure;
 
 namespace {
 
-// Of an entry that is made beside its place; no name of a template begins so.
+// Prefix of temporary names; no name in a template begins with it.
 constexpr const char* kBesidePrefix = ".qxtem-new.";
 
 bool exists(int root, const std::string& path) {
@@ -77,7 +77,7 @@ void put(int root, const std::string& path, const AreaEntry& entry) {
     }
 }
 
-// A writer that was killed between making and renaming left its file beside.
+// Removes the temporary file of a writer that was killed before its rename.
 void removeBeside(int root, const std::string& path) {
     std::string name;
     if (const base::Fd parent = base::openParent(root, path, name)) {
@@ -91,7 +91,7 @@ void take(int root, const std::string& path, const AreaEntry& entry) {
     std::string name;
     const base::Fd parent = base::openParent(root, path, name);
     if (!parent || unlinkat(parent.get(), name.c_str(), isDirectory ? AT_REMOVEDIR : 0) != 0) {
-        // A directory in which the container keeps something of its own stays.
+        // A directory with files of the container stays.
         if (!isDirectory || (errno != ENOTEMPTY && errno != EEXIST && errno != EBUSY)) {
             throw systemFailure("remove", path);
         }
@@ -107,7 +107,7 @@ void save(int root, int saved, const std::string& path, unsigned number) {
     }
 }
 
-// Gives the container its own file back; false when there is none.
+// Restores the container's own file; false if there is none.
 bool restore(int root, int saved, const std::string& path, unsigned number) {
     const std::string from = std::to_string(number);
     struct stat st {};
@@ -122,7 +122,7 @@ bool restore(int root, int saved, const std::string& path, unsigned number) {
     return true;
 }
 
-// Takes our entry away; the container's own file comes back where there was one.
+// Removes our entry and restores the container's own file, if there was one.
 void giveUp(int root, int saved, const std::string& path, const AreaEntry& entry) {
     if (entry.kind != AreaEntry::Kind::directory) {
         if (!restore(root, saved, path, entry.saved)) {
@@ -136,7 +136,7 @@ void giveUp(int root, int saved, const std::string& path, const AreaEntry& entry
     }
 }
 
-// Whether what comes takes the place of a file that the container put over the entry that leaves.
+// True if the new entry replaces a file with which the container had replaced the old entry.
 bool replacesOwnFile(const AreaStep& step) {
     return step.after->saved != 0 && (!step.before || step.before->saved != step.after->saved);
 }
@@ -169,7 +169,7 @@ std::vector<AreaStep> stepsBetween(const std::vector<AreaRecord>& leaving,
                            [&](const AreaRecord& record) { return record.entries.contains(path); });
     };
     std::vector<AreaStep> steps;
-    // What goes goes first and deepest first, so that a file may come where a directory was.
+    // Removals come first, deepest entries first, so that a file can replace a directory.
     for (auto gone = before.rbegin(); gone != before.rend(); ++gone) {
         const auto& [path, entry] = *gone;
         const auto next = after.find(path);
@@ -195,7 +195,7 @@ void putEntry(int root, const std::string& path, const AreaEntry& entry) {
         throw systemFailure("open the directory of", path);
     }
     const std::string beside = kBesidePrefix + std::to_string(std::hash<std::string>{}(name));
-    // Left by a writer that was killed here.
+    // A writer that was killed here left it.
     if (unlinkat(parent.get(), beside.c_str(), 0) != 0 && errno != ENOENT) {
         throw systemFailure("remove", path);
     }
@@ -216,7 +216,7 @@ void doStep(int root, int saved, const AreaStep& step) {
     }
     if (step.before && !replacesOwnFile(step)) {
         const bool stands = standsAsMade(root, step.path, *step.before);
-        // What the container threw away comes back with the new version, or a repair.
+        // A file that the container removed is made again with the new version, or by a repair.
         if (stands ? !sameEntry(*step.before, *step.after) : !exists(root, step.path)) {
             put(root, step.path, *step.after);
         }
@@ -227,7 +227,7 @@ void doStep(int root, int saved, const AreaStep& step) {
     }
     if (exists(root, step.path)) {
         if (step.after->saved == 0 || isSaved(saved, step.after->saved)) {
-            // Something that came since the plan was made is the container's, and stays.
+            // A file made since the plan belongs to the container and stays.
             return;
         }
         save(root, saved, step.path, step.after->saved);

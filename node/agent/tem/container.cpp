@@ -1,4 +1,4 @@
-// A container as the template manager works on it.
+// A container for the template manager.
 #include "node/agent/tem/container.h"
 
 #include <unistd.h>
@@ -42,10 +42,10 @@ Container Container::find(const QXL::QXLEID& eid) {
         throw Failure(std::string("cannot read directory '") + qxnode::kContainerConfigDir +
                       "': " + failure.message());
     }
-    // Of two with one EID the smaller number counts: access was checked for that one.
+    // If two have the same EID, the smaller number counts: access was checked for that container.
     for (const int veid : numbers) {
         std::string error;
-        // A broken file is another container's trouble.
+        // A broken file of another container does not matter here.
         const auto config = qxnode::ContainerConfig::read(qxnode::containerConfigPath(veid), error);
         if (config && eid.isValid() &&
             QXL::QXLEID::fromString(config->get(qxnode::parameter::kEid).value_or("")) == eid) {

@@ -1,5 +1,4 @@
-// A container as the template manager works on it: its configuration and what it says about
-// templates.
+// A container for the template manager: its configuration and the templates in it.
 #pragma once
 
 #include <optional>
@@ -15,24 +14,24 @@ namespace QXA::tem {
 
 class Container {
 public:
-    /// @throws Failure when the configuration cannot be read.
+    /// @throws Failure if the configuration cannot be read.
     explicit Container(int veid);
 
-    /// The container with this EID. @throws Failure when there is none.
+    /// The container with this EID. @throws Failure if there is none.
     static Container find(const QXL::QXLEID& eid);
 
     [[nodiscard]] int veid() const { return m_veid; }
     [[nodiscard]] std::string privateArea() const { return m_config.privateArea(m_veid); }
     [[nodiscard]] ConfiguredTemplates configured() const;
 
-    /// Key of its standard OS template; nullopt without one or with one of the other technology.
+    /// Key of its standard OS template; nullopt if it has none or a KR one.
     [[nodiscard]] std::optional<QXATemplate> osTemplate() const;
     [[nodiscard]] std::vector<QXATemplate> applications() const;
 
-    /// Whether its OS template is of the other technology: the name begins with a dot.
+    /// True if its OS template is a KR template: the name begins with a dot.
     [[nodiscard]] bool isKr() const;
 
-    /// Writes the configuration with other templates. @throws Failure.
+    /// Writes the configuration with these templates. @throws Failure.
     void write(const ConfiguredTemplates& templates);
 
 private:

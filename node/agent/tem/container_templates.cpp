@@ -1,4 +1,4 @@
-// Templates of one container: the rules for what may come and go, and the order of the steps.
+// Templates of one container: the rules for adding and removing, and the order of the steps.
 #include "node/agent/tem/container_templates.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ namespace {
 
 using ManifestSP = std::shared_ptr<const Manifest>;
 
-// A container under its lock, recovered.
+// A container whose lock is held and whose interrupted changes are recovered.
 class LockedContainer {
 public:
     LockedContainer(const QXL::QXLEID& eid, const Reporter& reporter)
@@ -38,7 +38,7 @@ public:
         records = readRecords(area.state());
     }
 
-    // Runs a change while the directories that it touches have no indexes.
+    // Runs a change while the directories that it changes have no indexes.
     template <class Change>
     void whilePlain(const std::set<std::string>& directories, Change change) {
         indexes.makePlain(directories, records);
@@ -61,7 +61,7 @@ public:
     std::vector<AreaRecord> records;
 };
 
-// What a container has and is to have, by name; an empty version: not told by the configuration.
+// The versions that a container has or will have, by name; empty: the configuration names none.
 struct Selection {
     std::optional<QXATemplate> os;
     std::vector<QXATemplate> applications;
@@ -92,7 +92,7 @@ struct Selection {
     }
 };
 
-// The configuration may name a template without version; what was added is told by its record.
+// The configuration may name a template without a version; then its record has the version.
 QXATemplate withVersion(QXATemplate key, const std::vector<AreaRecord>& records) {
     if (key.version.empty()) {
         for (const AreaRecord& record : records) {
@@ -133,8 +133,8 @@ ConfiguredTemplates asConfigured(const Selection& selection, const ConfiguredTem
     throw Failure(kTemConflict, message);
 }
 
-// Which templates come, with their manifests; those that are up to date and were asked for without
-// a version are passed over.
+// The templates to add, with their manifests. Templates that are up to date and were named without
+// a version are left out.
 std::vector<ManifestSP> wantedTemplates(const TemplateArea& templates, const Selection& before,
                                         const std::vector<QXATemplate>& keys, bool force) {
     std::vector<ManifestSP> wanted;
@@ -166,7 +166,7 @@ std::vector<ManifestSP> wantedTemplates(const TemplateArea& templates, const Sel
     return wanted;
 }
 
-// Everything that the container has and the node knows.
+// All templates of the container that the node has.
 std::vector<QXATemplate> everything(const TemplateArea& templates, const Selection& before) {
     std::vector<QXATemplate> keys;
     const auto append = [&](const QXATemplate& key) {
@@ -210,13 +210,13 @@ ManifestSP manifestIfKnown(const TemplateArea& templates, const QXATemplate& key
     try {
         return templates.manifest(key);
     } catch (const Failure&) {
-        // The node has lost it: nothing more can be said about it.
+        // The node does not have it any more, so nothing can be checked.
         return nullptr;
     }
 }
 
-// Base OS and conflict rules over what the container is to have. Troubles that were there before
-// are not this request's.
+// Checks the base OS and conflict rules for the templates that the container will have. Problems
+// that existed before do not fail this request.
 void checkSelection(const TemplateArea& templates, const Selection& before, const Selection& after,
                     const std::vector<ManifestSP>& wanted) {
     std::vector<ManifestSP> all;
@@ -250,7 +250,7 @@ void checkSelection(const TemplateArea& templates, const Selection& before, cons
     }
 }
 
-// Sorts the container's records into those that leave and those that stay.
+// Divides the container's records into those to remove and those that stay.
 void splitRecords(const std::vector<AreaRecord>& records, const Selection& after,
                   const std::vector<ManifestSP>& wanted, AreaChange& change) {
     for (const AreaRecord& record : records) {
@@ -263,7 +263,7 @@ void splitRecords(const std::vector<AreaRecord>& records, const Selection& after
     }
 }
 
-// What templates would put into an empty container.
+// The records of templates in an empty container.
 std::vector<AreaRecord> recordsOf(const TemplateArea& templates,
                                   const std::vector<ManifestSP>& wanted) {
     std::vector<AreaRecord> records;
@@ -290,7 +290,7 @@ void carryOut(LockedContainer& locked, const AreaChange& change) {
     try {
         locked.container.write(change.after);
     } catch (const Failure&) {
-        // A configuration that is in place but could not be flushed counts: readers go by it.
+        // A configuration that is in place but not flushed counts, because readers use it.
         if (!(Container(locked.container.veid()).configured() == change.after)) {
             revertChange(locked.area, change);
             throw;
@@ -299,7 +299,7 @@ void carryOut(LockedContainer& locked, const AreaChange& change) {
     try {
         finishChange(locked.area, change);
     } catch (const Failure&) {
-        // The change holds; the next writer tidies up, or says what is in its way.
+        // The change has taken effect; the next writer cleans up, or reports why it cannot.
         return;
     }
 }
@@ -308,7 +308,7 @@ void carryOut(LockedContainer& locked, const AreaChange& change) {
 
 void addToContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
                     const Reporter& reporter) {
-    // A template that is chosen here must still be there when the configuration names it.
+    // A template that is chosen here must still exist when the configuration names it.
     const qxnode::FileLock templatesStay = lockAgainstWriters(qxnode::kTemplateLock, reporter);
     LockedContainer locked(eid, reporter);
     if (locked.container.isKr()) {

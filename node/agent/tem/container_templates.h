@@ -1,5 +1,5 @@
-// Templates of one container: listing, adding, removing. All functions throw Failure; those that
-// change something take the container's lock and are all-or-nothing.
+// Lists, adds and removes templates of one container. All functions throw Failure. Those that
+// change something take the container's lock and do everything or nothing.
 #pragma once
 
 #include <string>
@@ -14,18 +14,18 @@
 
 namespace QXA::tem {
 
-/// Adds templates; an empty version means the newest, an empty list brings all of the container's
-/// templates up to date. A template that is there in an older version is replaced.
-/// @param reporter  hears of files of the container that were in the way and were left.
-/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; without force kTemConflict: the version
-///         (or a newer one) is there, another OS template is there, an application's OS template is
-///         not, templates are in conflict.
+/// Adds templates; an empty version means the newest, an empty list updates all templates of the
+/// container. An older version of a template is replaced.
+/// @param reporter  told about files of the container that were in the way and were left.
+/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; without force kTemConflict: the
+///         container has this version (or a newer one), or another OS template, or lacks the OS
+///         template of an application, or templates are in conflict.
 void addToContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
                     const Reporter& reporter);
 
-/// Removes templates, an empty version meaning whichever is there.
-/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion for what the container does not have;
-///         kTemConflict for an OS template that an application still needs, without force.
+/// Removes templates; an empty version means the one that the container has.
+/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion if the container does not have one;
+///         without force kTemConflict for an OS template that an application still needs.
 void removeFromContainer(const QXL::QXLEID& eid, const std::vector<QXATemplate>& keys, bool force,
                          const Reporter& reporter);
 

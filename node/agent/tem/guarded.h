@@ -1,4 +1,4 @@
-// The one place where failures of the template manager's parts become result codes and messages.
+// Turns failures of the template manager's parts into result codes and messages.
 #pragma once
 
 #include <exception>
@@ -11,7 +11,7 @@
 
 namespace QXA::tem {
 
-/// Runs an operation of an entry point. @return 0, or the failure's code with its message set.
+/// Runs the work of an entry point. @return 0, or the failure's code; the request's message is set.
 template <class Operation>
 int guarded(Operation operation) {
     try {
@@ -25,7 +25,7 @@ int guarded(Operation operation) {
         QXL::setErrorMessage("%s", failure.what());
         return failure.code();
     } catch (const std::exception& failure) {
-        // Out of memory, as a rule: no request may take the agent down.
+        // Usually out of memory; a request must not end the agent.
         QXL::setErrorMessage("%s", failure.what());
         return qxnode::Failure::kNoCode;
     }

@@ -126,7 +126,7 @@ private:
             wrongType(field, "a string", value);
         }
         std::string text = value.as_string()->get();
-        // Texts travel through C interfaces and line-based files, which a NUL would cut.
+        // Texts are passed through C interfaces and text files, where a NUL would end them.
         if (text.find('\0') != std::string::npos) {
             refuse(field, "holds a NUL character", &value);
         }
@@ -160,7 +160,7 @@ std::map<std::string, QXAPackage> readPackages(const FieldReader& reader) {
         package.name = entry.neededText("name");
         package.version = entry.text("version");
         package.details = entry.texts("details");
-        // Two versions of one package may be there, as of a kernel; each needs its own key.
+        // There may be two versions of a package, for example of a kernel; each needs its own key.
         std::string key = package.name;
         if (out.contains(key)) {
             key = package.toString();
@@ -228,7 +228,7 @@ Manifest parseManifest(std::string_view text, const std::string& source) {
     }
     config.architecture = reader.text("architecture");
     config.technologies = reader.texts("technologies");
-    // Compatibility intersects technology lists as sorted ranges.
+    // The check for compatibility needs sorted lists of technologies.
     std::sort(config.technologies.begin(), config.technologies.end());
     config.baseOsTemplates = readKeys(reader, "base_os");
     if (config.isOsTemplate && !config.baseOsTemplates.empty()) {

@@ -1,5 +1,5 @@
-// Reads template packages. The file is read twice: first for the manifest, so that a list of files
-// can be judged before anything is written, then to unpack it.
+// Reads template packages. The file is read twice: first for the manifest, so that a whole list of
+// files is checked before anything is written, then to unpack it.
 #include "node/agent/tem/package_reader.h"
 
 #include <fcntl.h>
@@ -44,7 +44,7 @@ std::string manifestText(ArchivePass& pass, archive_entry* entry) {
     return text;
 }
 
-// What stands below root/ for `path`, or nullopt for something else; root itself gives "".
+// The part of `path` below root/ ("" for root itself); nullopt for other paths.
 std::optional<std::string> belowRoot(const std::string& path) {
     if (path == kRootName) {
         return "";
@@ -121,7 +121,7 @@ private:
 
 PackageReader::PackageReader(const std::string& path, const PackageLimits& limits)
     : m_path(path), m_limits(limits) {
-    // Non-blocking: a pipe without a writer would hold us up for ever.
+    // Non-blocking, because the open of a pipe without a writer would wait forever.
     m_file = base::Fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat st {};
     if (!m_file || fstat(m_file.get(), &st) != 0) {
@@ -136,7 +136,7 @@ PackageReader::PackageReader(const std::string& path, const PackageLimits& limit
 void PackageReader::readManifest() {
     ArchivePass pass(m_file.get(), m_path, m_limits);
     while (archive_entry* entry = pass.next()) {
-        // An entry with a bad name is judged when unpacking: here only one name is looked for.
+        // Bad names are refused when unpacking; here only the manifest is looked for.
         std::string_view name = archive_entry_pathname(entry);
         if (name.starts_with("./")) {
             name.remove_prefix(2);

@@ -1,4 +1,4 @@
-// Reads template packages: archives from anywhere, of which nothing is believed.
+// Reads template packages, which are untrusted archives.
 #pragma once
 
 #include <string>
@@ -9,19 +9,19 @@
 
 namespace QXA::tem {
 
-/// A package file that is open, with its manifest read. The same open file is unpacked later, so
-/// that a file put in its place meanwhile is not.
+/// An opened package file whose manifest has been read. The same opened file is unpacked later,
+/// even if another file has taken its place meanwhile.
 class PackageReader {
 public:
-    /// @throws Failure kTemNotStandard: a whole archive without manifest, or of another technology;
-    ///         kTemDamaged: no archive, cut short, or with a manifest that is not right.
+    /// @throws Failure kTemNotStandard: an archive without manifest, or of another technology;
+    ///         kTemDamaged: not an archive, cut off, or its manifest has errors.
     explicit PackageReader(const std::string& path, const PackageLimits& limits = {});
 
     [[nodiscard]] const Manifest& manifest() const { return m_manifest; }
 
     /// Unpacks into an empty directory: "template.toml" and "root/". Nothing is flushed.
-    /// @throws Failure kTemDamaged for an entry that is not allowed; kNoCode when something
-    ///         could not be written. What was unpacked until then stays for the caller to remove.
+    /// @throws Failure kTemDamaged for an entry that is not allowed; kNoCode if something cannot be
+    ///         written. The caller must remove what was unpacked until then.
     void unpack(int directory);
 
 private:

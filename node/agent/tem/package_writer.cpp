@@ -1,5 +1,5 @@
-// Packs a folder as a standard template package. What an installation would refuse is refused here
-// too, by the same rules, so that the maker of a template learns of it and not its user.
+// Packs a folder as a standard template package. It refuses everything that an installation would
+// refuse, by the same rules, so that the maker of a template sees the error and not its user.
 #include "node/agent/tem/package_writer.h"
 
 #include <fcntl.h>
@@ -112,7 +112,7 @@ void packFolder(const std::string& folder, const std::string& file) {
         throw systemFailure("create a file beside", file);
     }
     TarWriter tar(out.get(), file);
-    // First, so that a reader finds it without going through the files.
+    // The manifest comes first, so that a reader finds it at once.
     tar.text(kManifestName, *text, manifestStat);
     if (root) {
         struct stat rootStat {};

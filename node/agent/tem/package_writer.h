@@ -5,9 +5,9 @@
 
 namespace QXA::tem {
 
-/// @param folder  holds "template.toml" and, unless the template has no files, "root/".
-/// @param file    the package; written beside and renamed.
-/// @throws Failure kTemNotStandard, kTemDamaged for what an installation would refuse, kNoCode.
+/// @param folder  has "template.toml" and, if the template has files, "root/".
+/// @param file    the package; a new file is written and renamed.
+/// @throws Failure kTemNotStandard or kTemDamaged if an installation would refuse it, kNoCode.
 void packFolder(const std::string& folder, const std::string& file);
 
 }  // namespace QXA::tem

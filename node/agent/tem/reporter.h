@@ -1,4 +1,4 @@
-// What the template manager's parts tell whoever asked for a change, beside its result.
+// Messages of the template manager's parts to the caller of a change, in addition to its result.
 #pragma once
 
 #include <functional>
@@ -8,9 +8,9 @@ namespace QXA::tem {
 
 /// Both may be empty.
 struct Reporter {
-    /// Hears for whom a change is about to wait.
+    /// Called before a change waits for a lock, with its holder.
     std::function<void(const std::string& line)> waits;
-    /// Hears what is worth knowing of a change that went well.
+    /// Called with remarks about a change that succeeded.
     std::function<void(const std::string& line)> remarks;
 
     void remark(const std::string& line) const {

@@ -1,5 +1,5 @@
-// Reads the node's templates. A change that is committed but not carried out yet is seen as done:
-// what is placed is looked for in staging too, what is dropped is passed over.
+// Reads the node's templates. A change that is committed but not completed is seen as done: new
+// templates are also looked for in staging, and removed ones are left out.
 #include "node/agent/tem/template_area.h"
 
 #include <fcntl.h>
@@ -90,14 +90,14 @@ std::shared_ptr<const Manifest> cachedManifest(int directory, const std::string&
     try {
         manifest = std::make_shared<const Manifest>(parseManifest(*text, source));
     } catch (const Failure& failure) {
-        // On the node a bad manifest is a damaged area, not a damaged package.
+        // A bad manifest on the node means a damaged template area, not a damaged package.
         throw Failure(failure.what());
     }
     store().keep(path, st, manifest);
     return manifest;
 }
 
-// A change takes milliseconds; that many in a row during one query is no ordinary node.
+// A change takes milliseconds, so there are never so many in a row during one query.
 constexpr int kMaxReadAttempts = 100;
 
 std::string pathOf(const QXATemplate& key) {
@@ -172,7 +172,7 @@ base::Fd TemplateArea::openVersion(const QXATemplate& key) const {
     }
     const JournalStep* step = stepFor(*m_journal, key);
     const bool dropped = step != nullptr && step->kind == JournalStep::Kind::drop;
-    // The rename may come between two looks, so the place is looked at before and after staging.
+    // A rename may happen between two reads, so look into the place before and after staging.
     const std::string target = key.name + "/" + key.version;
     for (const std::string& path :
          step == nullptr ? std::vector{target} : std::vector{target, step->source, target}) {
@@ -237,8 +237,8 @@ std::vector<std::shared_ptr<const Manifest>> TemplateArea::all() const {
             try {
                 out.push_back(manifest({name, version}));
             } catch (const Failure&) {
-                // One broken template must not keep the others from being worked with; a listing
-                // reports it when its configuration is asked for.
+                // A broken template must not make the others unusable. Listings report it when they
+                // read its configuration.
                 continue;
             }
         }

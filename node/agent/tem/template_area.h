@@ -1,4 +1,4 @@
-// Reads the node's templates. Takes no lock and never sees half a change.
+// Reads the node's templates, without a lock; it never sees half a change.
 #pragma once
 
 #include <functional>
@@ -14,32 +14,32 @@
 
 namespace QXA::tem {
 
-/// The template area as it stands when the object is made. Methods throw Failure.
+/// The template area at the time of construction. Methods throw Failure.
 class TemplateArea {
 public:
-    /// @throws Failure when /qx/template cannot be opened.
+    /// @throws Failure if /qx/template cannot be opened.
     TemplateArea();
 
     [[nodiscard]] int root() const { return m_root.get(); }
 
-    /// Names that have a version, in order, each with its versions.
+    /// The names of templates, sorted, each with its versions.
     [[nodiscard]] std::vector<std::pair<std::string, std::vector<std::string>>> listing() const;
 
     /// Versions of a template, the newest last; empty for an unknown one.
     [[nodiscard]] std::vector<std::string> versions(const std::string& name) const;
 
-    /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kNoCode when the manifest cannot
-    ///         be read or is not right.
+    /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kNoCode if the manifest cannot be
+    ///         read or has errors.
     [[nodiscard]] std::shared_ptr<const Manifest> manifest(const QXATemplate& key) const;
 
-    /// The template's files, opened ("root").
+    /// The opened directory of the template's files ("root").
     [[nodiscard]] base::Fd openRoot(const QXATemplate& key) const;
 
-    /// A key with its version named: an empty one becomes the newest.
+    /// The key with a version: an empty one becomes the newest.
     /// @throws Failure kTemUnknownTemplate, kTemUnknownVersion.
     [[nodiscard]] QXATemplate resolve(const QXATemplate& key) const;
 
-    /// Templates of the area with readable manifests, for rules over all of them.
+    /// All templates of the area whose manifests can be read.
     [[nodiscard]] std::vector<std::shared_ptr<const Manifest>> all() const;
 
     [[nodiscard]] std::uint64_t generation() const { return m_journal->generation; }
@@ -51,7 +51,7 @@ private:
     std::shared_ptr<const TemplateJournal> m_journal;
 };
 
-/// Runs a query that looks at several templates until no change came between its reads.
+/// Runs a query of several templates and repeats it until no change came between its reads.
 void readStable(const std::function<void(const TemplateArea&)>& query);
 
 }  // namespace QXA::tem

@@ -1,5 +1,5 @@
-// Caches of OS templates. A cache holds what adding the template to an empty container makes: the
-// references into the template area, and the record by which they can be removed again.
+// Caches of OS templates. A cache has what adding the template to an empty container makes: the
+// references to the template area, and the record with which they can be removed again.
 #include "node/agent/tem/template_cache.h"
 
 #include <fcntl.h>

@@ -16,12 +16,12 @@ std::shared_ptr<const Manifest> readable(const TemplateArea& area, const QXATemp
     try {
         return area.manifest(key);
     } catch (const Failure&) {
-        // Whoever asks for this version's configuration gets the reason.
+        // A query for this version's configuration reports the reason.
         return nullptr;
     }
 }
 
-// Appends a version; without manifest it is the version's name alone.
+// Appends a version; without a manifest only the version itself is filled in.
 void append(QXAPackageInfo& info, const std::string& version, const Manifest* manifest) {
     if (manifest == nullptr) {
         QXAPackageVersion unread;

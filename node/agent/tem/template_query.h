@@ -1,4 +1,4 @@
-// Listings of templates, as the template manager gives them.
+// Lists templates for the template manager.
 #pragma once
 
 #include <vector>
@@ -11,11 +11,11 @@
 
 namespace QXA::tem {
 
-/// Templates of the node. One whose manifest cannot be read is listed under every type, so that
-/// whoever asks for its configuration learns what is wrong with it.
+/// The templates of the node. A template whose manifest cannot be read is listed under every type,
+/// so that a query for its configuration reports the error.
 std::vector<QXAPackageInfo> listNode(const TemplateArea& area, QXATEMLocal::pkgType type);
 
-/// Standard templates of a container, as its configuration names them.
+/// The standard templates in a container's configuration.
 std::vector<QXAPackageInfo> listContainer(const TemplateArea& area, const Container& container,
                                           QXATEMLocal::pkgType type);
 

@@ -30,7 +30,7 @@ bool anyOs(const QXATemplate& wanted, const std::vector<ManifestSP>& templates) 
     });
 }
 
-// Whether an application's OS templates hold at least one of `templates`.
+// True if at least one of `templates` is an OS template of the application.
 bool hasItsOs(const Manifest& application, const std::vector<ManifestSP>& templates) {
     const std::vector<QXATemplate>& bases = application.config.baseOsTemplates;
     return bases.empty() || std::any_of(bases.begin(), bases.end(), [&](const QXATemplate& base) {
@@ -38,7 +38,7 @@ bool hasItsOs(const Manifest& application, const std::vector<ManifestSP>& templa
            });
 }
 
-// As many as a reader of a message takes in.
+// A message names at most so many templates.
 std::string listed(const std::vector<QXATemplate>& keys) {
     constexpr std::size_t kShown = 10;
     std::string text;
@@ -153,8 +153,8 @@ std::vector<QXATemplate> withVersions(const TemplateArea& area,
     return out;
 }
 
-// An application template must not be left without any of its OS templates; one that has none of
-// them already does not stand in the way.
+// An application template must not lose its last OS template; one that has none already does not
+// matter.
 void refuseNeeded(const TemplateArea& area, const std::vector<QXATemplate>& removed) {
     const std::vector<ManifestSP> before = area.all();
     std::vector<ManifestSP> after = before;

@@ -1,5 +1,5 @@
-// Changes the node's templates. Callers hold the templates' lock; all functions first finish what a
-// killed writer left, and are all-or-nothing. They throw Failure.
+// Changes the node's templates. The caller must hold the templates' lock. All functions first
+// complete what a killed writer left, do everything or nothing, and throw Failure.
 #pragma once
 
 #include <string>
@@ -10,18 +10,18 @@
 
 namespace QXA::tem {
 
-/// A manifest as one template of a listing.
+/// The record of a listing for one manifest.
 QXAPackageVersion versionOf(const Manifest& manifest);
 
-/// Installs packages. @return what was installed, one record a template name.
-/// @throws Failure kTemNotStandard when any of the files is a package of another kind (before
-///         anything else is looked at), kTemDamaged, kTemConflict, kNoCode.
+/// Installs packages. @return the installed templates, one record per name.
+/// @throws Failure kTemNotStandard if one of the files is a package of another technology (this is
+///         checked first), kTemDamaged, kTemConflict, kNoCode.
 std::vector<QXAPackageInfo> installPackages(const std::vector<std::string>& paths, bool force,
                                             const PackageLimits& limits = {});
 
-/// Removes templates, an empty version meaning all.
-/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kTemConflict when an application
-///         template that stays would have none of its OS templates left; kNoCode.
+/// Removes templates; an empty version means all versions.
+/// @throws Failure kTemUnknownTemplate, kTemUnknownVersion; kTemConflict if a remaining application
+///         template would have none of its OS templates; kNoCode.
 void removeTemplates(const std::vector<QXATemplate>& keys);
 
 }  // namespace QXA::tem

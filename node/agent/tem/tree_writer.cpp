@@ -20,7 +20,7 @@ using qxnode::systemFailure;
 
 namespace {
 
-// Reasons that the archive is to blame for, not the disk.
+// True for errors that the archive causes and not the disk.
 bool isArchiveFault(int reason) {
     return reason == EEXIST || reason == ELOOP || reason == ENOTDIR || reason == EISDIR ||
            reason == EXDEV || reason == ENAMETOOLONG;
@@ -112,7 +112,7 @@ void TreeWriter::directory(const std::string& path, const struct stat& attribute
 
 void TreeWriter::finish() {
     m_parent.close();
-    // Deeper ones first: a parent may lose the right to be entered.
+    // Deeper directories first: after the change of its mode a parent may not be accessible.
     for (auto directory = m_directories.rbegin(); directory != m_directories.rend(); ++directory) {
         const auto& [path, attributes] = *directory;
         const base::Fd fd =

@@ -1,4 +1,4 @@
-// Builds a tree of files in an empty directory that only we write to.
+// Builds a tree of files in an empty directory to which nobody else writes.
 #pragma once
 
 #include <sys/stat.h>
@@ -11,12 +11,12 @@
 
 namespace QXA::tem {
 
-/// Paths are relative and already checked (no "..", not absolute). Directories that are missing in
-/// a path are made; a path through a link, or a second entry of one name, throws Failure
-/// kTemDamaged; what cannot be written throws kNoCode.
+/// Paths are relative and the caller has checked them (no "..", not absolute). Missing directories
+/// of a path are made. A path through a link and a second entry of the same name throw Failure
+/// kTemDamaged; errors of the system throw kNoCode.
 class TreeWriter {
 public:
-    /// @param root  borrowed; must stay open.
+    /// @param root  must stay open.
     explicit TreeWriter(int root) : m_root(root) {}
 
     /// A regular file that is being written.
@@ -26,7 +26,7 @@ public:
             : m_fd(std::move(fd)), m_path(std::move(path)), m_attributes(attributes) {}
 
         void write(const char* data, std::size_t size, std::int64_t offset);
-        /// Gives the file its size (holes at its end count) and its attributes.
+        /// Sets the file's size (it may end with a hole) and its attributes.
         void finish(std::int64_t size);
 
     private:
@@ -38,21 +38,21 @@ public:
     File file(const std::string& path, const struct stat& attributes);
     void symbolicLink(const std::string& path, const std::string& target,
                       const struct stat& attributes);
-    /// A further name for a regular file of the tree. @return the file's mode.
+    /// Makes another name of a regular file of the tree. @return the file's mode.
     mode_t hardLink(const std::string& path, const std::string& target);
-    /// A directory, "" being the root; may come after what it holds and more than once.
+    /// Makes a directory ("" is the root); it may come after its entries and more than once.
     void directory(const std::string& path, const struct stat& attributes);
 
-    /// Gives directories their attributes: only now, since writing into them changes their times
-    /// and may need a mode that they will not have.
+    /// Sets the attributes of directories. This comes last, because writing into a directory
+    /// changes its times and may need another mode.
     void finish();
 
 private:
-    /// The parent directory of `path`, made when missing.
+    /// The parent directory of `path`, which is made if missing.
     int parentOf(const std::string& path, std::string& name);
 
     int m_root;
-    std::string m_parentPath;  ///< archives list a directory's files in a row: kept open
+    std::string m_parentPath;  ///< of the directory that is kept open for its next files
     base::Fd m_parent;
     std::map<std::string, struct stat> m_directories;
 };

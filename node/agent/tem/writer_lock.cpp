@@ -1,4 +1,4 @@
-// Locks of those who change the node's templates or a container, or need that nobody does.
+// Locks of the node's templates and of containers.
 #include "node/agent/tem/writer_lock.h"
 
 namespace QXA::tem {

@@ -1,4 +1,4 @@
-// Locks of those who change the node's templates or a container, or need that nobody does.
+// Locks of the node's templates and of containers.
 #pragma once
 
 #include <string>
@@ -9,17 +9,17 @@
 
 namespace QXA::tem {
 
-/// A lock that was not had in time; the message names its holder.
+/// The wait for a lock timed out; the message names the holder.
 class LockTimeout : public qxnode::Failure {
 public:
     using qxnode::Failure::Failure;
 };
 
-/// Takes the lock at `path`, waiting as QX_LOCK_WAIT says. @throws LockTimeout, Failure.
+/// Takes the lock at `path`; QX_LOCK_WAIT limits the wait. @throws LockTimeout, Failure.
 qxnode::FileLock lockForWriting(const std::string& path, const Reporter& reporter);
 
-/// The same, shared with others of its kind: the templates that a container is given must not go
-/// before the container's configuration names them.
+/// Takes it shared: templates that a container gets must not be removed before the container's
+/// configuration names them, but several containers may get templates at the same time.
 qxnode::FileLock lockAgainstWriters(const std::string& path, const Reporter& reporter);
 
 }  // namespace QXA::tem

@@ -17,7 +17,7 @@ public:
 
     explicit DebIndex(OnPackage onPackage) : m_onPackage(std::move(onPackage)) {}
 
-    /// @throws Failure QXTT_E_BAD_REPOSITORY for what cannot stand in such a file.
+    /// @throws Failure QXTT_E_BAD_REPOSITORY if the text is not such a file.
     void add(std::string_view block);
     void finish();
 

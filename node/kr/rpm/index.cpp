@@ -56,7 +56,7 @@ void RpmIndex::takeElements() {
         const std::size_t begin = text.find(kBegin, done);
         const std::size_t end = begin == std::string_view::npos ? begin : text.find(kEnd, begin);
         if (end == std::string_view::npos) {
-            // What lies before an element that has begun is of no use.
+            // Keep only the element that is not complete yet.
             done = begin == std::string_view::npos ? done : begin;
             break;
         }
@@ -68,7 +68,7 @@ void RpmIndex::takeElements() {
 
 void RpmIndex::takeElement(std::string_view element) {
     pugi::xml_document document;
-    // Prefixes of names are declared at the document's root; the parser takes them as they stand.
+    // Name prefixes are declared in the root element, which is not here; they are part of names.
     const auto result = document.load_buffer(element.data(), element.size());
     if (!result) {
         throw malformed(result.description());

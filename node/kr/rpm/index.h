@@ -9,15 +9,16 @@
 
 namespace qxnode {
 
-/// Takes the document piece by piece and gives the packages that it describes. Lists of large
-/// distributions would be a gigabyte as one tree, so each package's element is parsed by itself.
+/// Takes the document piece by piece and gives the packages that it describes. Each package's
+/// element is parsed separately, because the list of a large distribution would need a gigabyte as
+/// one tree.
 class RpmIndex {
 public:
     static constexpr std::size_t kMaxElement = 4U << 20;
 
     explicit RpmIndex(OnPackage onPackage) : m_onPackage(std::move(onPackage)) {}
 
-    /// @throws Failure QXTT_E_BAD_REPOSITORY for what cannot stand in such a document.
+    /// @throws Failure QXTT_E_BAD_REPOSITORY if the text is not such a document.
     void add(std::string_view block);
     void finish();
 
@@ -30,8 +31,8 @@ private:
     bool m_rootSeen = false;
 };
 
-/// Place of the "primary" metadata in the repository, from the text of its repomd.xml.
-/// @throws Failure QXTT_E_BAD_REPOSITORY when there is none, or it lies outside the repository.
+/// Path of the "primary" metadata in the repository, from the text of its repomd.xml.
+/// @throws Failure QXTT_E_BAD_REPOSITORY if there is none, or it is outside the repository.
 std::string primaryLocation(std::string_view repomd);
 
 }  // namespace qxnode

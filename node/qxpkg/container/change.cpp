@@ -61,14 +61,14 @@ private:
         if (atStart || !isInOrder(m_before)) {
             m_before = m_engine->installed();
         }
-        // What could not be put in order, on a full disk for one, stays on record for a later run.
+        // What cannot be repaired, for example on a full disk, stays recorded for a later run.
         m_pending = atStart && !isInOrder(m_before);
         if (atStart && !m_pending) {
             clearIntent(m_place);
         }
     }
 
-    /// @param then  what was installed before.
+    /// @param then  the packages before the change.
     void takeBackIncomplete(const PackageList& then) {
         PackageList fresh;
         for (const Package& package : m_engine->installed()) {
@@ -139,22 +139,22 @@ private:
         }
     }
 
-    /// Engines have ended well without having done anything, on a full disk for one.
+    /// Checks the result: on a full disk, engines may exit with 0 without having done anything.
     void requireEffect(const PackageList& after) const {
         for (const std::string& name : m_names) {
             const bool there = !packagesNamed(after, name).empty();
             if (m_action == Action::remove && there) {
                 throw Failure("package '" + name + "' is still installed");
             }
-            // A name that another package provides is not listed itself.
+            // The name may be provided by another package; then it is not in the list.
             if (m_action == Action::install && !there && difference(after, m_before).empty()) {
                 throw Failure("package '" + name + "' was not installed");
             }
         }
     }
 
-    /// After a failure. What cannot be put in order now, on a full disk for one, the next run tries
-    /// again; the failure's own reason is what counts.
+    /// Repairs after a failure. If that fails, too, the next run tries again; the reason that is
+    /// reported is that of the first failure.
     void putInOrder() {
         try {
             if (m_action == Action::install) {

@@ -1,5 +1,4 @@
-// One change of the packages of a place, from the look at what is there to the report of what
-// became of it.
+// One change of the packages of a place: examines it, runs the engine, reports the result.
 #pragma once
 
 #include <string>

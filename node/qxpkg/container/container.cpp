@@ -28,7 +28,7 @@ Container::Container(int veid, const Options& options, const Output& output) : m
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
         throw Failure("there is no " + who);
     }
-    // Before the lock: a number that means nothing must not leave a lock file behind.
+    // Check this before taking the lock: an unknown number must not leave a lock file.
     if (!qxnode::ContainerConfig::read(path, error)) {
         throw Failure(who + ": " + error);
     }
@@ -64,8 +64,8 @@ Place Container::place() const {
         try {
             addRepositories(place, qxnode::readKrApplicationManifest(m_os.name, name));
         } catch (const Failure&) {
-            // A template whose metadata is gone or broken brings no sources; it is still there to
-            // be removed, and the others work.
+            // A template whose metadata is missing or broken has no sources, but it can still be
+            // removed, and the others still work.
             continue;
         }
     }

@@ -15,17 +15,17 @@ namespace qxpkg {
 class Container {
 public:
     /// Takes the container's lock, then reads its configuration.
-    /// @throws Failure: kLockNotHad, or kFailed when there is no such container, it is not made
-    ///         from a KR template, or it has no root.
+    /// @throws Failure: kLockNotHad; kFailed if there is no such container, it was not made from a
+    ///         KR template, or it has no root.
     Container(int veid, const Options& options, const Output& output);
 
     [[nodiscard]] int veid() const { return m_veid; }
     [[nodiscard]] const qxnode::KrManifest& os() const { return m_os; }
 
-    /// Application templates, dotted, as the configuration names them.
+    /// The application templates in the configuration, with their dots.
     [[nodiscard]] const std::vector<std::string>& applications() const { return m_applications; }
 
-    /// Where an engine works on it: sources of its OS template and of its application templates.
+    /// The place for an engine, with the sources of its OS template and its application templates.
     [[nodiscard]] Place place() const;
 
     /// Writes the list to the configuration. @throws Failure.

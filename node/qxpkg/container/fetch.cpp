@@ -17,7 +17,7 @@ namespace {
 
 using qxnode::KrManifest;
 
-/// An OS template and what is to be fetched for it.
+/// An OS template and the packages to download for it.
 struct Wanted {
     KrManifest os;
     std::vector<KrManifest> templates;
@@ -50,7 +50,7 @@ std::vector<Wanted> allTemplates(const Output& output) {
     return all;
 }
 
-/// Templates of these names; an application's name means it under every OS template that has one.
+/// The templates of these names; an application's name means the application of every OS template.
 std::vector<Wanted> namedTemplates(const std::vector<std::string>& names, const Output& output) {
     std::vector<Wanted> all = allTemplates(output);
     for (const std::string& name : names) {
@@ -86,7 +86,7 @@ void makeFolder(const std::string& path) {
     }
 }
 
-/// Downloads work on an empty root: what a package needs is fetched, too, whatever containers have.
+/// Downloads use an empty root, so that dependencies are downloaded, too, whatever containers have.
 void fetchFor(const Wanted& wanted, const std::vector<std::string>& packages,
               const Options& options, const Output& output) {
     Place place = placeOf(wanted.os);
@@ -110,7 +110,7 @@ void fetchFor(const Wanted& wanted, const std::vector<std::string>& packages,
     engine->download(packages);
 }
 
-/// Which OS templates offer a package only their repositories know, so each is asked.
+/// Only its repositories know whether an OS template offers a package, so each one is asked.
 void fetchFromAny(const std::vector<Wanted>& all, const std::string& name, const Options& options) {
     bool found = false;
     std::string reasons;

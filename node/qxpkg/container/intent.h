@@ -1,5 +1,6 @@
-// The record of intent of a change: what was installed when it began. It is written before an
-// engine starts and removed when the engine has ended by itself, so that its presence means a kill.
+// The record of intent of a change: the packages that were installed at its beginning. It is
+// written before an engine starts and removed after the engine has ended; if it exists, the run was
+// killed.
 #pragma once
 
 #include <optional>
@@ -12,8 +13,7 @@ namespace qxpkg {
 /// @throws Failure.
 void writeIntent(const Place& place, const PackageList& installed);
 
-/// What stood in the record; nullopt when no change was interrupted, or nothing can be
-/// told of it.
+/// The content of the record; nullopt if no change was interrupted or the record cannot be read.
 std::optional<PackageList> readIntent(const Place& place);
 
 void clearIntent(const Place& place);

@@ -24,7 +24,7 @@ Place placeWith(const Container& container, const std::vector<qxnode::KrManifest
     return place;
 }
 
-/// A container stands on its OS template and on what it asked for, so only applications go.
+/// Only application templates can be removed; the OS template belongs to the container.
 std::vector<std::string> removableTemplates(const Container& container,
                                             const std::vector<std::string>& names) {
     std::vector<std::string> removable;
@@ -68,7 +68,7 @@ void removeTemplates(Container& container, const std::vector<std::string>& names
     container.setApplications(rest);
 }
 
-/// Packages before the configuration: a template that the container names has its packages.
+/// Installs packages before it changes the configuration: a configured template has its packages.
 void installTemplates(Container& container, const std::vector<std::string>& names,
                       const Options& options, const Output& output) {
     const std::vector<qxnode::KrManifest> manifests = resolveTemplates(container, names);
@@ -87,7 +87,7 @@ void installTemplates(Container& container, const std::vector<std::string>& name
     }
 }
 
-/// Packages that a template got since it was installed belong to its update.
+/// An update also installs packages that were added to a template after its installation.
 void updateTemplates(Container& container, const std::vector<std::string>& names,
                      const Options& options, const Output& output) {
     const std::vector<qxnode::KrManifest> manifests = resolveTemplates(container, names);

@@ -1,4 +1,4 @@
-// What qxpkg does for one container, and with the packages of the node's templates.
+// The operations of qxpkg on one container and on packages of the node's templates.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 
 namespace qxpkg {
 
-/// What the names of a command are.
+/// The kind of names in a command.
 enum class Names { templates, packages };
 
-/// All throw Failure. Result lines go to `output` as the engine did them.
+/// All throw Failure. Result lines are printed with `output` in the order of the engine.
 void installInContainer(int veid, Names kind, const std::vector<std::string>& names,
                         const Options& options, const Output& output);
 
@@ -24,12 +24,12 @@ void updateContainer(int veid, Names kind, const std::vector<std::string>& names
 void removeFromContainer(int veid, Names kind, const std::vector<std::string>& names,
                          const Options& options, const Output& output);
 
-/// Downloads the packages of templates, or packages of any OS template that offers them, into the
-/// node's package cache; no names: the packages of every template.
+/// Downloads the packages of templates, or named packages of every OS template that offers them,
+/// into the node's package cache; no names: the packages of every template.
 void fetchPackages(Names kind, const std::vector<std::string>& names, const Options& options,
                    const Output& output);
 
-/// Removes what fetchPackages brought; no names: everything.
+/// Removes what fetchPackages downloaded; no names: everything.
 void cleanPackages(Names kind, const std::vector<std::string>& names, const Options& options,
                    const Output& output);
 

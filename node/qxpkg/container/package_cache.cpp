@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Copies a file into a folder that an engine writes to, through no link that it may have left.
+/// Copies a file into a folder that an engine can write to, without following links in it.
 void copyInto(int directory, const fs::path& from, const std::string& to) {
     const base::Fd source(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     const base::Fd folder = base::makeBelow(directory, fs::path(to).parent_path().string());

@@ -1,5 +1,5 @@
-// The node's cache of downloaded packages: one store an OS template, which fetching fills and from
-// which containers are served.
+// The node's cache of downloaded packages: one store per OS template, filled by `fetch` and used
+// for its containers.
 #pragma once
 
 #include <functional>
@@ -9,17 +9,17 @@
 
 namespace qxpkg {
 
-/// Puts what was fetched for the place's OS template where its engine looks for downloads. What is
-/// there already stays. @throws Failure.
+/// Copies packages that were fetched for the place's OS template into the folder where its engine
+/// looks for downloads. Existing files stay. @throws Failure.
 void seedDownloads(const Place& place);
 
 /// Removes downloaded package files.
 /// @param store  of an OS template or a container.
 /// @param drop   decides by a package's name.
-/// @return how many files went. @throws Failure.
+/// @return the number of removed files. @throws Failure.
 int removeDownloads(const std::string& store, const std::function<bool(const std::string&)>& drop);
 
-/// Every store that holds downloads: of OS templates and of containers.
+/// All stores with downloads: of OS templates and of containers.
 std::vector<std::string> storesWithDownloads();
 
 }  // namespace qxpkg

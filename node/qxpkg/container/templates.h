@@ -1,4 +1,4 @@
-// KR templates as a container has them: names resolved, and the packages that they stand for.
+// KR templates of a container: resolves names and lists packages.
 #pragma once
 
 #include <string>
@@ -8,19 +8,19 @@
 
 namespace qxpkg {
 
-/// Manifests of the templates of the container's OS template that are called so; its own name means
-/// the OS template itself. @throws Failure for a name that none has.
+/// Manifests of the named application templates of the container's OS template; the name of the OS
+/// template means itself. @throws Failure for an unknown name.
 std::vector<qxnode::KrManifest> resolveTemplates(const Container& container,
                                                  const std::vector<std::string>& names);
 
-/// Packages that a template stands for: of an OS template also those that its cache is built of.
+/// The packages of a template; of an OS template also those of its cache.
 std::vector<std::string> packagesOf(const qxnode::KrManifest& manifest);
 
 /// The same of several templates, each package once.
 std::vector<std::string> packagesOf(const std::vector<qxnode::KrManifest>& manifests);
 
-/// Packages that the container's OS template and its application templates, but for those named,
-/// stand for. Templates whose metadata is gone or broken count for none.
+/// The packages of the container's OS template and of its application templates, except for the
+/// named ones. Templates whose metadata is missing or broken have none.
 std::vector<std::string> packagesOfOthers(const Container& container,
                                           const std::vector<std::string>& butFor);
 

@@ -10,16 +10,16 @@ namespace qxpkg {
 
 namespace {
 
-/// Top folders that are links into /usr on some distributions and folders on others.
+/// Folders of / that are links into /usr on some distributions.
 constexpr const char* kProgramFolders[] = {"/bin", "/sbin", "/lib", "/lib32", "/lib64", "/libx32"};
 
-/// What unpacking (owners, modes, file capabilities), chroot(2) and switching to a package's own
-/// user need. Without the right to mount, nothing read-only becomes writable again.
+/// Capabilities for unpacking (owners, modes, file capabilities), chroot(2) and changing to a
+/// package's own user. There is none for mounting, so read-only mounts stay read-only.
 constexpr const char* kCapabilities[] = {"CAP_CHOWN",   "CAP_DAC_OVERRIDE", "CAP_FOWNER",
                                          "CAP_FSETID",  "CAP_SETUID",       "CAP_SETGID",
                                          "CAP_SETFCAP", "CAP_SYS_CHROOT",   "CAP_KILL"};
 
-/// Parts of the host's /etc that programs need to run, none of which configures an engine.
+/// Files of the host's /etc that programs need; none of them configures an engine.
 constexpr const char* kSystemFiles[] = {"/etc/ld.so.cache", "/etc/alternatives", "/etc/localtime"};
 constexpr const char* kNetworkFiles[] = {"/etc/resolv.conf", "/etc/hosts", "/etc/nsswitch.conf",
                                          "/etc/services",    "/etc/ssl",   "/etc/ca-certificates",

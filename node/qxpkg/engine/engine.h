@@ -18,8 +18,8 @@ enum class Action { install, update, remove };
 /// "cannot install 'a' and 'b'", for the reason of a failure.
 std::string attemptText(Action action, const std::vector<std::string>& names);
 
-/// Changes the packages of one place. All throw Failure; a failing engine's own last lines are then
-/// on standard error. Names have been checked (isKrPackageName).
+/// Changes the packages of one place. All functions throw Failure; the engine's last lines are then
+/// on standard error. The caller has checked the names (isKrPackageName).
 class Engine {
 public:
     Engine() = default;
@@ -27,33 +27,33 @@ public:
     Engine& operator=(const Engine&) = delete;
     virtual ~Engine() = default;
 
-    /// What the place's own database holds.
+    /// The packages in the place's database.
     virtual PackageList installed() = 0;
 
-    /// Finishes what an interrupted run left. What cannot be repaired is reported and does not end
-    /// the command, which may be the one that removes it.
-    /// @param now      what the database holds.
-    /// @param atStart  what it held when the last run began that did not end; null when every run
-    ///                 ended by itself.
+    /// Finishes what an interrupted run left. What cannot be repaired is reported; the command goes
+    /// on, because it may be the one that removes the broken package.
+    /// @param now      the packages in the database.
+    /// @param atStart  the packages at the beginning of the interrupted run; null if none was
+    ///                 interrupted.
     virtual void repair(const PackageList& now, const PackageList* atStart) = 0;
 
-    /// Brings the repositories' lists up to date where they may have changed.
+    /// Downloads the repositories' lists again if they may have changed.
     virtual void refresh() = 0;
 
-    /// What the action would change, in the order of the engine.
+    /// The changes that the action would make, in the order of the engine.
     virtual PackageList plan(Action action, const std::vector<std::string>& names) = 0;
 
     /// @param names  empty: for update, everything.
     virtual void perform(Action action, const std::vector<std::string>& names) = 0;
 
-    /// After a removal that failed: what is still whole is no longer marked for removal.
+    /// After a failed removal: clears the removal mark of packages that are still complete.
     virtual void withdrawRemoval() = 0;
 
-    /// Removes those of the packages that a failed or interrupted installation left incomplete.
-    /// @param fresh  packages that were not there before it, in any version.
+    /// Removes packages that a failed or interrupted installation left incomplete.
+    /// @param fresh  packages that did not exist before it, in any version.
     virtual void takeBack(const PackageList& fresh) = 0;
 
-    /// Downloads packages and what they need into the store.
+    /// Downloads packages and their dependencies into the store.
     virtual void download(const std::vector<std::string>& names) = 0;
 };
 

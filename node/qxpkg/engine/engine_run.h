@@ -1,4 +1,4 @@
-// Running one engine command in its sandbox, with its lines kept for whom they concern.
+// Runs one engine command in its sandbox and keeps its output.
 #pragma once
 
 #include <deque>
@@ -14,18 +14,18 @@
 namespace qxpkg {
 
 struct EngineResult {
-    int code = 0;                    ///< as a shell counts it
-    std::vector<std::string> lines;  ///< standard output, bounded
-    std::deque<std::string> tail;    ///< last lines of both outputs, in the order they came
+    int code = 0;                    ///< exit code as in a shell
+    std::vector<std::string> lines;  ///< standard output, limited
+    std::deque<std::string> tail;    ///< last lines of both outputs, in their order
 
     [[nodiscard]] bool succeeded() const { return code == 0; }
 };
 
 class EngineRun {
 public:
-    /// @param output  hears the engine's lines as progress; borrowed.
-    /// @param isNoise  called for each line of either output in the order they come; true for one
-    ///                 that nobody should see.
+    /// @param output   shows the engine's lines as progress; must outlive this object.
+    /// @param isNoise  called for each line of both outputs, in their order; true if the line must
+    ///                 not be shown.
     EngineRun(Confinement confinement, const Output& output,
               std::function<bool(const std::string& line)> isNoise = {})
         : m_confinement(std::move(confinement)), m_output(output), m_isNoise(std::move(isNoise)) {}
@@ -33,13 +33,13 @@ public:
     /// Called for each other line.
     using OnLine = std::function<void(const std::string& line)>;
 
-    /// Runs a command that changes something; people hear its lines as they come.
-    /// @throws Failure when it cannot be started.
+    /// Runs a command that changes something and shows its lines as progress.
+    /// @throws Failure if it cannot be started.
     [[nodiscard]] EngineResult run(const std::vector<std::string>& argv,
                                    const OnLine& onLine = {}) const;
 
-    /// Runs a query: silent, and `lines` holds its whole answer.
-    /// @throws Failure when it cannot be started or answers without end.
+    /// Runs a query without showing its output; `lines` has its whole answer.
+    /// @throws Failure if it cannot be started or its answer exceeds the limit.
     [[nodiscard]] EngineResult query(const std::vector<std::string>& argv) const;
 
 private:
@@ -48,14 +48,14 @@ private:
     std::function<bool(const std::string& line)> m_isNoise;
 };
 
-/// What the engine said last, for the reason of a failure; its exit code when it said nothing.
+/// The reason of a failure: the engine's last line, or its exit code if it printed nothing.
 std::string lastWords(const EngineResult& result);
 
 /// @throws Failure when a step of building a cache failed.
 void requireBuilt(const EngineResult& result, const qxnode::KrManifest& os, const Output& output);
 
-/// Ends the command: the engine's own last lines as notices, unless people can read them already,
-/// then the reason.
+/// Throws the failure of a command; first prints the engine's last lines as notices, unless they
+/// are still visible as progress.
 [[noreturn]] void failWith(const EngineResult& result, const std::string& what,
                            const Output& output);
 

@@ -1,4 +1,4 @@
-// Preparing what an engine reads and writes; see place.h.
+// Prepares the files that an engine reads and writes; see place.h.
 #include "node/qxpkg/engine/place.h"
 
 #include <fcntl.h>
@@ -32,7 +32,7 @@ base::Fd openFolder(const std::string& path) {
     return fd;
 }
 
-/// Makes a folder below another that engines may have written to: a link in its place is refused.
+/// Makes a folder in a directory that engines can write to; refuses a link in its place.
 void makeFolder(int directory, const std::string& path) {
     std::string sofar;
     std::size_t begin = 0;
@@ -60,8 +60,7 @@ void makeHostFolder(const std::string& path) {
     }
 }
 
-/// Writes a file unless it holds the text already, so that a request on a place in order leaves the
-/// disk alone.
+/// Writes a file unless it already has this content, so that most requests need not write.
 void writeFile(const std::string& path, const std::string& content) {
     std::string error;
     const auto before = base::readFile(path, content.size() + 1, error);
@@ -73,7 +72,8 @@ void writeFile(const std::string& path, const std::string& content) {
     }
 }
 
-/// A source or key that a template gave up must not stay in force.
+/// Removes files that are not listed: sources and keys that a template no longer has must not be
+/// used.
 void removeOthers(const std::string& folder, const std::vector<ConfigurationFile>& files) {
     namespace fs = std::filesystem;
     std::vector<fs::path> others;
@@ -90,15 +90,15 @@ void removeOthers(const std::string& folder, const std::vector<ConfigurationFile
     }
 }
 
-/// Owners in packages are names of the container's users, not of the host's.
+/// The container's accounts, because owners in packages are names of the container's users.
 std::string accountsOf(const Place& place, const std::string& file, const std::string& fallback) {
     const base::Fd root = openFolder(place.root);
     const auto content = base::readFileInRoot(root.get(), file, kMaxAccounts);
     return content && !content->empty() ? *content : fallback;
 }
 
-/// Mount points of the sandbox inside the root. They are resolved before, so that a link planted
-/// there is an error and not a detour.
+/// Checks the mount points of the sandbox inside the root, so that a link there is an error and
+/// does not lead elsewhere.
 void requireMountPoint(int root, const char* name) {
     if (mkdirat(root, name, 0755) != 0 && errno != EEXIST) {
         throw Failure(base::systemError("make the container's", "/" + std::string(name)));
@@ -108,8 +108,8 @@ void requireMountPoint(int root, const char* name) {
     }
 }
 
-/// The container chooses where its links lead. In a path of these letters nothing ends a quotation
-/// of apt's configuration or stands for one of rpm's macros.
+/// True if a path has only harmless characters. The container decides where its links lead, and
+/// other characters could end a quotation in apt's configuration or be an rpm macro.
 bool isPlain(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
            std::string_view("/._+-@:,=~").find(c) != std::string_view::npos;

@@ -1,4 +1,4 @@
-// Texts of engines' reports.
+// Texts for reports about engines.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace qxpkg {
 
-/// Without blanks and tabs at either end.
+/// The text without blanks and tabs at its ends.
 inline std::string trimmed(const std::string& text) {
     const std::size_t begin = text.find_first_not_of(" \t");
     return begin == std::string::npos
@@ -14,8 +14,8 @@ inline std::string trimmed(const std::string& text) {
                : text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
-/// Parts of a reason. Scripts of packages print into the same streams as engines and may print
-/// without end: a reason stays one that a person can read.
+/// Collects the parts of a reason and limits their number and length: package scripts write to the
+/// same streams as engines and may print any amount of text.
 class ReasonParts {
 public:
     static constexpr std::size_t kMost = 8;
@@ -30,7 +30,7 @@ public:
 
     [[nodiscard]] bool empty() const { return m_count == 0; }
 
-    /// "a; b; c", and how many more there were.
+    /// "a; b; c", and the number of further parts.
     [[nodiscard]] std::string joined() const {
         std::string text;
         for (const std::string& part : m_parts) {

@@ -35,8 +35,8 @@ std::string repositoriesFingerprint(const Place& place) {
     std::string text = engineKindOf(place.packaging).repositories(place);
     for (const qxnode::KrRepository& repository : place.repositories) {
         text += state(repository.sources);
-        // Signatures are checked when lists are read: those that another key vouched for do not
-        // count any more.
+        // Signatures are checked when lists are downloaded, so lists checked with another key must
+        // be downloaded again.
         if (!repository.key.empty()) {
             text += state(place.keys + "/" + repository.key);
         }

@@ -1,4 +1,4 @@
-// Whether the lists that an engine keeps of its repositories are still worth asking.
+// Decides whether an engine's lists of its repositories are still up to date.
 #pragma once
 
 #include <string>
@@ -7,22 +7,21 @@
 
 namespace qxpkg {
 
-/// How long lists from a mirror count as fresh: a series of requests asks the mirror once.
+/// How long lists from a mirror are used, so that a series of requests asks the mirror once.
 inline constexpr int kListsFreshSeconds = 600;
 
-/// Stands for the repositories as they are now: the place's sources, their keys, and the index
-/// files of those that are folders of the host. Two equal texts mean that nothing changed that can
-/// be seen.
+/// A text for the present state of the repositories: the place's sources, their keys, and the index
+/// files of those on the host. If two texts are equal, no change is visible.
 std::string repositoriesFingerprint(const Place& place);
 
-/// Whether the lists were brought up to date when the repositories were as they are now, and not
-/// too long ago for a mirror.
+/// True if the lists were downloaded for the present state, and for mirrors not too long ago.
 bool listsAreFresh(const Place& place);
 
-/// Remembers that they were. A failure to write is none of the request: it costs time, no more.
+/// Records that the lists are up to date. If it cannot be written, the request goes on: the next
+/// one only takes longer.
 void rememberFreshLists(const Place& place);
 
-/// The next request brings them up to date.
+/// Makes the next request download the lists.
 void forgetFreshLists(const Place& place);
 
 }  // namespace qxpkg

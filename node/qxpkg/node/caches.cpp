@@ -1,5 +1,5 @@
-// Caches of OS templates; see operations.h. A cache is built in staging and lies in a folder of a
-// new name, so that the old one stays whole until its template's "cache.toml" names the new one.
+// Caches of OS templates; see operations.h. A cache is built in staging and gets a new folder name,
+// so that the old one stays complete until its template's "cache.toml" names the new one.
 #include <algorithm>
 #include <exception>
 #include <string>
@@ -24,7 +24,7 @@ using QXA::tem::JournalStep;
 using QXA::tem::StagedChange;
 using qxnode::KrManifest;
 
-/// Extent of a deb root tree for which nothing is installed that the template does not name.
+/// The variant of a deb root tree that has only the packages of the template.
 constexpr const char* kEmptyVariant = "empty";
 constexpr const char* kCacheArchive = "root.tar.gz";
 
@@ -39,7 +39,7 @@ void installIntoEmpty(const KrManifest& os, const Place& place, const Output& ou
     const Options options;
     const std::unique_ptr<Engine> engine = makeEngine(place, options, output);
     engine->refresh();
-    // Scripts of later packages need the shell, at least, that the first ones bring.
+    // Install in this order, because scripts of later packages need programs of the first ones.
     for (const std::vector<std::string>* packages :
          {&os.basePackages, &os.lateBasePackages, &os.packages}) {
         if (!packages->empty()) {
@@ -76,7 +76,7 @@ std::string hostPath(const std::string& areaPath) {
     return std::string(qxnode::kTemplateDir) + "/" + areaPath;
 }
 
-/// Manifests of the named OS templates, each once.
+/// The manifests of the named OS templates, each once.
 std::vector<KrManifest> manifestsOf(const std::vector<std::string>& names) {
     const std::vector<std::string> known = qxnode::krOsNames(qxnode::kKrTemplateDir);
     std::vector<KrManifest> manifests;
@@ -93,7 +93,7 @@ std::vector<KrManifest> manifestsOf(const std::vector<std::string>& names) {
     return manifests;
 }
 
-/// Builds one cache in staging. @return what makes it the template's.
+/// Builds one cache in staging. @return the steps that make it the template's cache.
 std::vector<JournalStep> stageCache(int area, StagedChange& staging, const KrManifest& os,
                                     const Output& output) {
     const std::string cache = staging.newPath();
@@ -115,7 +115,7 @@ std::vector<JournalStep> stageCache(int area, StagedChange& staging, const KrMan
     return steps;
 }
 
-/// Those whose record is broken count: a new cache puts them in order.
+/// OS templates with a cache, also with a broken record: a new cache repairs that.
 std::vector<std::string> namesWithCache() {
     std::vector<std::string> names = qxnode::krOsNames(qxnode::kKrTemplateDir);
     std::erase_if(names, [](const std::string& name) {
@@ -162,7 +162,7 @@ void createCaches(const std::vector<std::string>& names, const Options& options,
 void updateCaches(const std::vector<std::string>& names, const Options& options,
                   const Output& output) {
     const TemplateWriter writer(options.wait, output);
-    // Unknown names are found before anything is built.
+    // Find unknown names before building anything.
     manifestsOf(names);
     std::exception_ptr first;
     for (const std::string& name : names.empty() ? namesWithCache() : names) {

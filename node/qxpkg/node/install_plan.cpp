@@ -64,7 +64,7 @@ void requireKeys(const KrManifest& manifest, const std::map<std::string, std::st
 
 InstallPlan::InstallPlan(const std::vector<TemplatePackage>& packages, Placing placing)
     : m_placing(placing) {
-    // OS templates first: an application may stand before its own in the list.
+    // OS templates first, because an application may be listed before its OS template.
     for (const TemplatePackage& package : packages) {
         if (package.main.manifest.isOsTemplate) {
             addOs(package);
@@ -169,8 +169,8 @@ void InstallPlan::addKeys(Os& entry, const TemplatePackage& package) {
     for (const auto& [name, content] : package.keys) {
         const auto known = entry.after.keys.find(name);
         const bool differs = known != entry.after.keys.end() && known->second != content;
-        // A key decides whose packages are trusted: one that others rely on is not exchanged by
-        // the way. An OS template's own package brings the keys as they are to be.
+        // A key decides whose packages are trusted, so an application must not replace a key that
+        // other templates use. The package of the OS template itself may.
         if (differs && !package.main.manifest.isOsTemplate && m_placing != Placing::unconditional) {
             throw Failure(kRefused, nameOf(package.main.manifest) + ": its key '" + name +
                                         "' is not the one that the node has");
@@ -208,7 +208,7 @@ InstallPlan::OsChange InstallPlan::changeOf(const Os& os) {
         const auto known = before.find(path);
         const bool isNew = known == before.end() || known->second != content;
         const bool isKey = path.starts_with(keyPath(""));
-        // A folder that is replaced drops keys that nothing names any more.
+        // If the folder is replaced, keys that no manifest names any more are dropped.
         const bool isKept =
             os.whole &&
             (!isKey || anyNamesKey(os.after, path.substr(std::string_view(kKeysDir).size() + 1)));

@@ -1,4 +1,4 @@
-// What installing or updating a list of template packages changes, worked out before anything is.
+// Plans the installation or update of a list of template packages before anything is changed.
 #pragma once
 
 #include <map>
@@ -10,25 +10,25 @@
 
 namespace qxpkg {
 
-/// How a list of packages meets what is there.
+/// What to do if a template already exists.
 enum class Placing {
-    install,       ///< what is there already is a conflict
-    update,        ///< what is older is replaced, the rest stays
-    unconditional  ///< everything is replaced
+    install,       ///< it is a conflict
+    update,        ///< replace older versions, keep the others
+    unconditional  ///< replace it
 };
 
 class InstallPlan {
 public:
-    /// @throws Failure: kRefused for what is there already, listed twice or made for another
-    ///         architecture; kFailed for an application without its OS template, or a repository
-    ///         without its key.
+    /// @throws Failure: kRefused if a template already exists, is listed twice or is for another
+    ///         architecture; kFailed if the OS template of an application or the key of a
+    ///         repository is missing.
     InstallPlan(const std::vector<TemplatePackage>& packages, Placing placing);
 
     /// A template of the list, for result lines.
     struct Record {
         std::string os;
         std::string application;  ///< "" for the OS template itself
-        bool placed = true;       ///< false: what is there already is as new
+        bool placed = true;       ///< false: the existing one is not older
     };
     [[nodiscard]] const std::vector<Record>& records() const { return m_records; }
 

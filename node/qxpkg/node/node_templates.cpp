@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Of what the node holds; far above what a package may bring.
+/// Limits for files of the node; far above those of a package.
 constexpr std::size_t kMaxKeyBytes = std::size_t{1} << 20;
 
 bool isThere(const std::string& path) {

@@ -1,4 +1,4 @@
-// The KR templates of the node, whole in memory.
+// The KR templates of the node, read completely into memory.
 #pragma once
 
 #include <map>
@@ -11,28 +11,28 @@
 
 namespace qxpkg {
 
-/// An OS template of the node with all that its folder holds.
+/// An OS template of the node with all files of its folder.
 struct NodeOsTemplate {
-    std::optional<ManifestFile> main;  ///< none: only applications are left of a damaged one
+    std::optional<ManifestFile> main;  ///< none: the template is damaged, it has only applications
     std::map<std::string, ManifestFile> applications;  ///< by plain name
     std::map<std::string, std::string> keys;           ///< content by file name
     std::optional<std::string> cacheRecord;            ///< text
 };
 
-/// Reads one OS template; nullopt when the node has none of this name. A manifest that is not right
-/// keeps its name and text and has no version, so that it can be replaced and removed.
-/// @param os  with or without its dot. @throws Failure when something cannot be read.
+/// Reads one OS template; nullopt if the node has none of this name. A manifest with errors has its
+/// name and text but no version, so that it can be replaced and removed.
+/// @param os  with or without its dot. @throws Failure if something cannot be read.
 std::optional<NodeOsTemplate> readNodeOsTemplate(const std::string& os);
 
-/// The same of one that has its manifest, right or not. @throws Failure for an unknown name, too.
+/// The same, but it must have a manifest. @throws Failure also for an unknown name.
 NodeOsTemplate knownOsTemplate(const std::string& os);
 
-/// The cache of an OS template; nullopt without one. What is no record counts as none, since a
-/// cache can always be built anew: people hear `prefix` and the reason.
+/// The cache of an OS template; nullopt if it has none. A broken record counts as none, because a
+/// cache can always be rebuilt; `prefix` and the reason are then printed.
 std::optional<qxnode::KrCache> usableCache(const std::string& os, const Output& output,
                                            const std::string& prefix = "");
 
-/// Whether a repository of the manifest names this key.
+/// True if a repository of the manifest names this key.
 bool namesKey(const qxnode::KrManifest& manifest, const std::string& key);
 
 }  // namespace qxpkg

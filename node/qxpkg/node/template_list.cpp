@@ -47,7 +47,7 @@ void printTable(const std::vector<Row>& rows) {
     }
     scols_table_new_column(table.get(), "SUMMARY", 0.3, SCOLS_FL_TRUNC);
     if (isatty(STDOUT_FILENO) == 0) {
-        // A file or a program has no width to fit into: nothing is cut off.
+        // Output to a file or a program has no width limit, so nothing is cut off.
         scols_table_set_termforce(table.get(), SCOLS_TERMFORCE_NEVER);
     }
     for (const Row& row : rows) {
@@ -93,7 +93,7 @@ void printJson(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
         document["templates"].push_back(jsonOf(row));
     }
-    // Text of others need not be UTF-8.
+    // Texts of templates may not be UTF-8.
     std::printf("%s\n",
                 document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
 }

@@ -1,4 +1,4 @@
-// Listings of the node's KR templates, for people and programs.
+// Lists of the node's KR templates, for people and programs.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace qxpkg {
 
-/// Prints the OS templates `names` (none: all) and their applications. Quietly: the lines that a
-/// caller parses. @throws Failure for an unknown name.
+/// Prints the OS templates `names` (none: all) and their applications; with -q as lines for callers
+/// to parse. @throws Failure for an unknown name.
 void listTemplates(const std::vector<std::string>& names, ListFormat format, const Output& output);
 
 }  // namespace qxpkg

@@ -61,7 +61,7 @@ void packTemplate(const std::string& folder, const std::string& file) {
         throw systemFailure("create a file beside", file);
     }
     tem::TarWriter tar(out.get(), file);
-    // First, so that a reader finds it without going through the rest.
+    // The manifest comes first, so that a reader finds it at once.
     add(tar, directory.get(), qxnode::kKrManifestName);
     std::string failed;
     const bool walked = base::walkTree(
@@ -76,7 +76,7 @@ void packTemplate(const std::string& folder, const std::string& file) {
         throw systemFailure("read", folder + "/" + failed);
     }
     tar.finish();
-    // The reader knows what a package may hold.
+    // Read the package to check it: the reader knows the rules.
     readTemplatePackage(out.get(), file);
     if (std::string error; !out.finish(0644, error)) {
         throw Failure(error);

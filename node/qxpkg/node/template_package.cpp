@@ -1,6 +1,6 @@
-// Reads KR template packages in two passes: the first looks only for the manifest, since a package
-// of another technology is to be recognized as one whatever else it holds; the second takes
-// everything and refuses what does not belong.
+// Reads KR template packages in two passes. The first one only looks for the manifest, because a
+// package of another technology must be recognised whatever else it has. The second one reads
+// everything and refuses entries that are not allowed.
 #include "node/qxpkg/node/template_package.h"
 
 #include <fcntl.h>
@@ -34,7 +34,7 @@ ArchivePass passOver(int file, const std::string& path, const TemplatePackageLim
     return {file, path, bounds};
 }
 
-/// Content of a regular file of at most `limit` bytes.
+/// Reads an entry: a regular file of at most `limit` bytes.
 std::string contentOf(ArchivePass& pass, archive_entry* entry, const std::string& path,
                       std::size_t limit) {
     if (archive_entry_filetype(entry) != AE_IFREG || archive_entry_hardlink(entry) != nullptr) {
@@ -58,7 +58,7 @@ std::string contentOf(ArchivePass& pass, archive_entry* entry, const std::string
     return text;
 }
 
-/// The text of the manifest; nullopt for an archive without one.
+/// The text of the manifest; nullopt if the archive has none.
 std::optional<std::string> findManifest(int file, const std::string& path,
                                         const TemplatePackageLimits& limits) {
     ArchivePass pass = passOver(file, path, limits);
@@ -98,7 +98,7 @@ std::string krManifestText(int file, const std::string& path, const TemplatePack
                                       "; it is not a KR template package");
 }
 
-/// What follows "folder/" in a path; nullopt for one that does not begin so.
+/// The part of a path after "folder/"; nullopt if it does not begin with that.
 std::optional<std::string> below(const std::string& path, const char* folder) {
     const std::string prefix = std::string(folder) + "/";
     return path.starts_with(prefix) ? std::optional(path.substr(prefix.size())) : std::nullopt;
@@ -210,7 +210,7 @@ TemplatePackage readTemplatePackage(int file, const std::string& path,
 }
 
 TemplatePackage readTemplatePackage(const std::string& path, const TemplatePackageLimits& limits) {
-    // Non-blocking: a pipe without a writer would hold us up for ever.
+    // Non-blocking, because the open of a pipe without a writer would wait forever.
     const base::Fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat st {};
     if (!file || fstat(file.get(), &st) != 0) {

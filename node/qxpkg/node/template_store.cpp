@@ -26,12 +26,12 @@ namespace {
 using QXA::tem::JournalStep;
 using QXA::tem::StagedChange;
 
-/// What a container's configuration says about KR templates; names dotted.
+/// The KR templates in a container's configuration; names have their dots.
 struct TemplateUse {
     int veid = 0;
-    std::string os;  ///< "" when it has none of this technology
+    std::string os;  ///< "" if it has no KR OS template
     std::vector<std::string> applications;
-    std::string error;  ///< why the configuration cannot be read; nothing else is then known
+    std::string error;  ///< why the configuration cannot be read; the other fields are then empty
 };
 
 using qxnode::ContainerConfig;
@@ -106,8 +106,9 @@ void refuseUsedApplication(const std::vector<TemplateUse>& uses, const std::stri
                  });
 }
 
-/// Puts the files of a change into staging. A folder is placed whole, so that it is never seen half
-/// changed; into one that stays, files are placed one by one, keys before what names them.
+/// Writes the files of a change into staging. A new or replaced folder is placed as a whole, so
+/// that readers never see half of it. In an existing folder files are placed one by one, keys
+/// before the manifests that name them.
 std::vector<JournalStep> stage(int area, StagedChange& staging, const InstallPlan& plan) {
     std::vector<JournalStep> steps;
     const auto place = [&](const std::string& source, const std::string& target) {
@@ -123,7 +124,7 @@ std::vector<JournalStep> stage(int area, StagedChange& staging, const InstallPla
             place(folder, osTarget(os));
             continue;
         }
-        // "keys" come after "app" by name.
+        // In reverse order, because "keys" must come before "app".
         for (auto file = change.files.rbegin(); file != change.files.rend(); ++file) {
             place(folder + "/" + file->first, osTarget(os) + "/" + file->first);
         }
@@ -160,7 +161,7 @@ void placePackages(const std::vector<std::string>& files, Placing placing, const
     report(plan, output);
 }
 
-/// A template that is to go.
+/// A template to remove.
 struct Removal {
     std::string os;                         ///< dotted
     std::vector<std::string> applications;  ///< dotted
@@ -204,7 +205,7 @@ Removal applicationRemoval(const std::string& osName, const std::vector<std::str
     return removal;
 }
 
-/// Keys that only application templates which go have named.
+/// Keys that only the removed application templates name.
 std::vector<std::string> keysToDrop(const Removal& removal, NodeOsTemplate os) {
     std::vector<qxnode::KrManifest> going;
     for (const std::string& name : removal.applications) {
@@ -244,7 +245,7 @@ void addSteps(const Removal& removal, int area, StagedChange& staging, const Out
         }
         return;
     }
-    // Whoever still finds the template must find its cache.
+    // The template first: a reader that finds the template must also find its cache.
     drop(folder);
     const auto cache =
         usableCache(removal.os, output, "the cache of '" + removal.os + "' is left where it is: ");
@@ -264,7 +265,7 @@ void report(const std::vector<Removal>& removals, const Output& output) {
     }
 }
 
-/// @param plan  gives the removals; called under the lock, unless nothing is to be changed.
+/// @param plan  returns the removals; it is called while the lock is held, except in a dry run.
 template <typename Plan>
 void removeTemplates(const Options& options, const Output& output, const Plan& plan) {
     if (options.dryRun) {

@@ -35,7 +35,7 @@ base::Fd openArea() {
     return area;
 }
 
-/// What follows the template area in a path of the node.
+/// The part of a path of the node after the template area.
 std::string relativeToArea(const std::string& path) {
     return path.substr(std::string_view(qxnode::kTemplateDir).size() + 1);
 }

@@ -1,4 +1,4 @@
-// The right to change the node's KR templates.
+// Exclusive access to the node's KR templates.
 #pragma once
 
 #include "base/fd.h"
@@ -9,11 +9,11 @@
 
 namespace qxpkg {
 
-/// Holds the templates' lock, one for both technologies, and the open template area, in which what
-/// a killed writer left was finished or removed.
+/// Holds the templates' lock, which both technologies share, and the opened template area. The
+/// constructor finishes or removes what a killed writer left.
 class TemplateWriter {
 public:
-    /// @throws Failure kLockNotHad. While it waits, `output` says for whom.
+    /// @throws Failure kLockNotHad. While it waits, `output` says who holds the lock.
     TemplateWriter(const qxnode::LockWait& wait, const Output& output);
 
     [[nodiscard]] int area() const { return m_area.get(); }
@@ -23,14 +23,14 @@ private:
     base::Fd m_area;
 };
 
-/// Writes a file of a change that is being prepared, making the folders above it.
+/// Writes a file of a change into staging and makes its missing folders.
 /// @param path  relative to the template area.
 void writeStaged(int area, const std::string& path, const std::string& content);
 
-/// Makes a folder of a change that is being prepared.
+/// Makes a folder of a change in staging.
 void makeStagedFolder(int area, const std::string& path);
 
-/// The place of an OS template's folder, and of a cache, relative to the template area.
+/// The path of an OS template's folder, and of a cache, relative to the template area.
 std::string osTarget(const std::string& os);
 std::string cacheTarget(const std::string& uuid);
 

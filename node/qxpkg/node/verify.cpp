@@ -62,7 +62,7 @@ std::vector<std::string> findingsOf(int veid) {
 void verifyContainer(int veid, const Output& output) {
     const std::string container = "container " + std::to_string(veid);
     const std::vector<std::string> findings = findingsOf(veid);
-    // The first of them is the reason; one that is alone is told once.
+    // The first finding is the reason of the failure; a single one is printed only there.
     for (std::size_t i = 0; findings.size() > 1 && i < findings.size(); ++i) {
         output.notice(container + ": " + findings[i]);
     }

@@ -21,8 +21,7 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
-/// The suite whose packages belong to the extent; a flat repository has none, which stands for all
-/// of its packages.
+/// The suite of the variant's packages; "" (all packages) if there are only flat repositories.
 std::string suiteOf(const KrManifest& os) {
     if (!os.release.empty()) {
         return os.release;
@@ -37,8 +36,8 @@ std::string suiteOf(const KrManifest& os) {
 
 std::vector<std::string> bootstrapCommand(const KrManifest& os,
                                           const std::vector<ConfigurationFile>& configuration) {
-    // The sandbox has mounted /dev and /proc already. The tree's own /dev stays empty: containers
-    // get theirs when they start.
+    // The sandbox has mounted /dev and /proc. The tree's own /dev stays empty, because a container
+    // gets its /dev when it starts.
     std::vector<std::string> words = {
         "mmdebstrap",
         "--mode=root",

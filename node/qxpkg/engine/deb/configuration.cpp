@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kMaxSources = 1U << 20;
 
-/// Without these lines apt asks dpkg for the machine's own.
+/// Without these lines apt asks dpkg for the machine's architectures.
 std::string architectureLines(const Place& place) {
     const std::string& name = place.architecture;
     return name.empty()
@@ -117,7 +117,7 @@ std::vector<ConfigurationFile> debConfiguration(const Place& place, const std::s
         if (!content) {
             throw Failure(error);
         }
-        // apt tells the two syntaxes apart by the name's ending.
+        // apt recognises the syntax of a file by the ending of its name.
         const char* ending = repository.sources.ends_with(".sources") ? ".sources" : ".list";
         files.push_back({"sources.list.d/host" + std::to_string(count++) + ending, *content});
     }

@@ -1,4 +1,4 @@
-// What apt and dpkg are told about a place.
+// The configuration of apt and dpkg for a place.
 #pragma once
 
 #include <string>
@@ -8,18 +8,18 @@
 
 namespace qxpkg {
 
-/// dpkg's database, from the root's own "/", unless a link there leads elsewhere.
+/// Path of dpkg's database in the root, if no link there leads elsewhere.
 inline constexpr const char* kDpkgDatabase = "/var/lib/dpkg";
 
-/// apt.conf, which stands in for everything that apt would read from the host.
-/// @param adminDir  the root's database folder, from the root's own "/".
+/// The text of apt.conf, which replaces all configuration that apt would read from the host.
+/// @param adminDir  path of the database folder in the root.
 std::string aptConfiguration(const Place& place, const std::string& adminDir);
 
 /// Lines of sources.list for the repositories that are named by URL.
 std::string aptSources(const Place& place);
 
-/// Everything of the place's configuration folder. Files of the host that repositories name are
-/// copied. @throws Failure when one cannot be read.
+/// All files of the place's configuration folder; files of the host that repositories name are
+/// copied. @throws Failure if one cannot be read.
 std::vector<ConfigurationFile> debConfiguration(const Place& place, const std::string& adminDir);
 
 /// dpkg's options for the place's root.

@@ -19,7 +19,7 @@ namespace qxpkg {
 
 namespace {
 
-/// dpkg makes its database itself, apt does not.
+/// Makes an empty database, because apt does not work without one.
 void requireStatusFile(const Place& place, const std::string& adminDir) {
     const base::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!root || !base::openInRoot(root.get(), adminDir + "/status",
@@ -28,12 +28,12 @@ void requireStatusFile(const Place& place, const std::string& adminDir) {
     }
 }
 
-/// Packages that an interrupted run brought are taken back; others get a new copy.
+/// Removes broken packages that the interrupted run installed; installs the others again.
 bool isKnownAt(const PackageList* atStart, const Package& package) {
     return atStart == nullptr || !packagesNamed(*atStart, package.name).empty();
 }
 
-/// dpkg keeps what an interrupted run changed in "updates" until the next run takes it over.
+/// True if an interrupted run left changes in "updates"; dpkg's next run takes them over.
 bool hasJournal(const Place& place, const std::string& adminDir) {
     const base::Fd root(open(place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const base::Fd folder =
@@ -50,7 +50,7 @@ void append(std::vector<std::string>& words, const std::vector<std::string>& mor
 }  // namespace
 
 bool readDpkgState(const std::string& state, Package& package) {
-    // The second letter is the state: n and c stand for "not there" and "only its configuration".
+    // The second letter is the state: n means not installed, c only its configuration.
     if (state.size() < 2 || state[1] == 'n' || state[1] == 'c') {
         return false;
     }
@@ -146,7 +146,7 @@ PackageList DebEngine::installed() {
 }
 
 void DebEngine::repair(const PackageList& now, const PackageList* atStart) {
-    // dpkg's own database tells what is unfinished, also when it was not one of our runs.
+    // dpkg's database says what is unfinished, also after runs that were not ours.
     bool needed = atStart != nullptr || !m_halfPurged.empty();
     for (const Package& package : now) {
         needed = needed || !package.complete;
@@ -193,7 +193,7 @@ void DebEngine::withdrawRemoval() {
     if (selections.empty()) {
         return;
     }
-    // dpkg takes selections from its standard input only.
+    // dpkg reads selections only from its standard input.
     std::vector<std::string> words = {"sh", "-c", R"(printf %s "$1" | { shift; "$@"; })", "sh",
                                       selections};
     append(words, dpkg({"--set-selections"}));
@@ -261,7 +261,7 @@ void DebEngine::runApt(const std::vector<std::string>& argv, bool network,
     }
 }
 
-/// dpkg sees at a glance whether others need them; apt would work out a plan.
+/// dpkg alone can check whether other packages need them; apt would be slower.
 bool DebEngine::isRemovable(const std::vector<std::string>& names) const {
     std::vector<std::string> words = {"--simulate", "--remove"};
     append(words, names);
@@ -309,7 +309,7 @@ void DebEngine::perform(Action action, const std::vector<std::string>& names) {
     if (m_options.cacheOnly) {
         options = {"--no-download"};
     } else if (m_place.repositoriesNeedNetwork() && action != Action::remove) {
-        // Downloading may use the network, the packages' scripts may not.
+        // Download in a separate run: it may use the network, the packages' scripts may not.
         runApt(apt(action, {"--download-only"}, names), true, what);
         options = {"--no-download"};
     }

@@ -1,4 +1,4 @@
-// Why a run of apt or dpkg failed, from what it printed.
+// Finds out why a run of apt or dpkg failed, from its output.
 #pragma once
 
 #include <string>
@@ -12,11 +12,11 @@ class DebReport {
 public:
     void line(const std::string& text);
 
-    /// One line: the packages that failed and why, else the engine's own error, else "".
+    /// One line: the packages that failed and the reasons, else the engine's error, else "".
     [[nodiscard]] std::string reason() const;
 
 private:
-    std::string m_failing;   ///< whose failure the next line explains
+    std::string m_failing;   ///< the package whose failure the next line explains
     ReasonParts m_packages;  ///< "package 'x': why"
     ReasonParts m_unmet;
     std::string m_error;

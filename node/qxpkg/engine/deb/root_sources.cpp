@@ -1,4 +1,5 @@
-// See root_sources.h. The tree is full of files of packages: every path goes through its root.
+// See root_sources.h. The tree has files and links of packages, so every path is opened inside its
+// root.
 #include "node/qxpkg/engine/deb/root_sources.h"
 
 #include <fcntl.h>
@@ -75,7 +76,7 @@ private:
     base::Fd m_fd;
 };
 
-/// As aptSources(), with keys where the container has them.
+/// The same as aptSources(), with the paths that keys have in the container.
 std::string sourcesInContainer(const Place& place) {
     std::string text = aptSources(place);
     const std::string from = std::string(inside::kKeys) + "/";

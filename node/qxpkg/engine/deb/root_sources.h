@@ -1,4 +1,4 @@
-// Where the packages of a built tree say that they come from.
+// Package sources of a built tree.
 #pragma once
 
 #include <vector>
@@ -7,10 +7,10 @@
 
 namespace qxpkg {
 
-/// Gives a deb tree the sources that can be reached from a container: repositories of the network,
-/// with their keys, and the host's own source files. What the tree was built from otherwise is
-/// known to this node only and goes, as do the host's name and resolver.
-/// @param configuration  as debConfiguration() gives it. @throws Failure.
+/// Gives a deb tree the sources that containers can reach: network repositories with their keys,
+/// and the host's own source files. Sources on this node are removed, and so are the host's name
+/// and resolver.
+/// @param configuration  from debConfiguration(). @throws Failure.
 void writeRootSources(const Place& place, const std::vector<ConfigurationFile>& configuration);
 
 }  // namespace qxpkg

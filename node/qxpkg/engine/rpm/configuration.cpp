@@ -5,10 +5,10 @@ namespace qxpkg {
 
 namespace {
 
-/// dnf wants a release even where no repository's address depends on it.
+/// dnf requires a release, even if no repository's address contains it.
 constexpr const char* kAnyRelease = "0";
 
-/// Debian's rpm keeps its database in the user's home unless told so here; there is no option.
+/// Debian's rpm has its database in the user's home by default; only a macro can change that.
 constexpr const char* kHome = "home";
 
 }  // namespace
@@ -28,7 +28,7 @@ std::string dnfRepositories(const Place& place) {
         if (!repository.key.empty()) {
             text += "gpgkey=file://" + std::string(inside::kKeys) + "/" + repository.key + "\n";
         }
-        // Whether the lists are fresh is seen here, finer than by dnf's whole seconds.
+        // This program decides when lists are out of date; dnf only compares whole seconds.
         text += "metadata_expire=never\n\n";
     }
     return text;
@@ -55,7 +55,7 @@ std::vector<ConfigurationFile> rpmConfiguration(const Place& place,
 
 std::vector<std::string> dnfCommand(const Place& place) {
     const std::string work = inside::kWork;
-    // Folders that the configuration file names would be looked for below the root.
+    // As options, because dnf looks below the root for folders named in the configuration file.
     std::vector<std::string> words = {
         "dnf",
         "--config=" + std::string(inside::kConfiguration) + "/dnf.conf",

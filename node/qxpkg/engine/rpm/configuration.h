@@ -1,4 +1,4 @@
-// What dnf and rpm are told about a place.
+// The configuration of dnf and rpm for a place.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 
 namespace qxpkg {
 
-/// Everything of the place's configuration folder.
-/// @param databaseDir  the root's rpm database, from the root's own "/".
+/// All files of the place's configuration folder.
+/// @param databaseDir  path of the rpm database in the root.
 std::vector<ConfigurationFile> rpmConfiguration(const Place& place, const std::string& databaseDir);
 
 /// The .repo file's text for the place's repositories.
 std::string dnfRepositories(const Place& place);
 
-/// dnf's words up to the action.
+/// The words of a dnf command before the action.
 std::vector<std::string> dnfCommand(const Place& place);
 
 }  // namespace qxpkg

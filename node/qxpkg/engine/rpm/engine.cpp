@@ -99,8 +99,8 @@ void RpmEngine::repair(const PackageList& now, const PackageList* atStart) {
     if (atStart == nullptr) {
         return;
     }
-    // An interrupted update leaves the old package in the database beside the new one; the old one
-    // goes, as it would have gone.
+    // An interrupted update leaves both the old and the new package in the database; remove the old
+    // one.
     PackageList old;
     for (const Package& package : *atStart) {
         const auto replaced = [&](const Package& other) {
@@ -162,7 +162,7 @@ void RpmEngine::runDnf(const std::vector<std::string>& argv, bool network,
     repositoriesAnswered();
 }
 
-/// dnf repeats the paths of its cache and logs below the root, for what it keeps of them there.
+/// dnf also makes the paths of its cache and logs below the root.
 void RpmEngine::removeDebris() const {
     const base::Fd root(open(m_place.root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const base::Fd parent = base::openInRoot(root.get(), "/var/cache", O_RDONLY | O_DIRECTORY);
@@ -183,7 +183,7 @@ PackageList RpmEngine::planByTable(Action action, const std::vector<std::string>
     for (const std::string& line : answer.tail) {
         report.line(line);
     }
-    // Saying no to a plan ends dnf with 1, as a failure does.
+    // dnf exits with 1 if its plan is not confirmed, as after a failure.
     if (!answer.succeeded() && table.packages().empty()) {
         failWith(answer, attemptText(action, names) + ": " + report.reason(), m_output);
     }
@@ -218,7 +218,7 @@ void RpmEngine::perform(Action action, const std::vector<std::string>& names) {
     }
     std::vector<std::string> options;
     if (m_place.repositoriesNeedNetwork() && !m_options.cacheOnly && action != Action::remove) {
-        // Downloading may use the network, the packages' scripts may not.
+        // Download in a separate run: it may use the network, the packages' scripts may not.
         runDnf(dnf({"--downloadonly"}, action, names), true, what);
         options = {"--cacheonly"};
     }

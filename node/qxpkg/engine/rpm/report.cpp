@@ -17,7 +17,7 @@ constexpr std::string_view kProblemRepository = "Problem repository: ";
 constexpr std::string_view kTableHead = " Package ";
 constexpr std::string_view kTableEnd = "Transaction Summary";
 
-/// More than a transaction has; a script that makes up names ends here.
+/// More packages than any transaction has; a limit against scripts that print invented names.
 constexpr std::size_t kMaxFailedPackages = 10000;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What runs of dnf and rpm say of failures, which their exit codes do not always show.
+// Finds failures in the output of dnf and rpm; their exit codes do not show all of them.
 #pragma once
 
 #include <set>
