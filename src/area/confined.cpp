@@ -2,13 +2,11 @@
 #include "src/area/confined.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "base/open_below.h"
-#include "src/qxfsutil.h"
 
 namespace qxfs {
 
@@ -38,17 +36,6 @@ Place placeBelow(int root, const std::string& area, const std::string& path) {
 std::string reasonBelow() {
     return errno == ELOOP || errno == EXDEV ? "the path leads out of the area"
                                             : std::strerror(errno);
-}
-
-// If the working directory cannot be examined, there is no way back to it, and relative paths have
-// no meaning.
-WorkingDirectory::WorkingDirectory(int directory)
-    : m_before(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)), m_entered(fchdir(directory) == 0) {}
-
-WorkingDirectory::~WorkingDirectory() {
-    if (m_entered && m_before && fchdir(m_before.get()) != 0) {
-        werror(errno, "can't return to the working directory");
-    }
 }
 
 }  // namespace qxfs

@@ -23,21 +23,4 @@ Place placeBelow(int root, const std::string& area, const std::string& path);
 /// The text for errno after something below an area could not be opened.
 std::string reasonBelow();
 
-/// Makes an opened directory the working directory; the destructor restores the old one. For
-/// functions that work only in the working directory.
-class WorkingDirectory {
-public:
-    explicit WorkingDirectory(int directory);
-    WorkingDirectory(const WorkingDirectory&) = delete;
-    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-    ~WorkingDirectory();
-
-    /// Right after the construction: false with errno if the directory could not be entered.
-    [[nodiscard]] bool entered() const { return m_entered; }
-
-private:
-    base::Fd m_before;
-    bool m_entered;
-};
-
 }  // namespace qxfs
