@@ -1,4 +1,4 @@
-// check: areas, each in a process of its own when several are given, and single index files.
+// check: checks areas, several of them in processes of their own, and single index files.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -42,7 +42,7 @@ std::string defaultUndoFile(const qxfs::Area& area) {
     struct tm local {};
     localtime_r(&now, &local);
     std::strftime(stamp, sizeof stamp, "%Y%m%dT%H%M%S", &local);
-    // In a tree that is no private area the record would be a file of the container.
+    // In a tree that is not a private area the record would be a file of the container.
     const char* place = area.isPrivate() ? "/undo-" : ".undo-";
     return area.privateDir + place + stamp + "-" + std::to_string(getpid()) + ".qxundo";
 }
@@ -56,12 +56,12 @@ bool openUndo(const Options& options, const qxfs::Area& area, qxfs::UndoRecord& 
                      area.privateDir, error);
 }
 
-/// True once standard input has ended, or was interrupted: then nothing is an answer.
+/// True after the end of standard input or a signal: then there are no more answers.
 bool inputEnded() {
     return std::feof(stdin) != 0 || std::ferror(stdin) != 0;
 }
 
-/// Asks on the terminal. The end of input means that nothing is to be done.
+/// Asks on the terminal. The end of input means no.
 qxfs::Disposal askFor(const qxfs::Finding& finding) {
     const auto& kind = qxfs::kindOf(finding.code);
     if (inputEnded()) {
@@ -137,7 +137,7 @@ int checkTarget(const Options& options, const Target& target) {
     return failed != kExitClean ? failed : checkHeldArea(options, held.area);
 }
 
-/// An index file by itself: structure and checksum, and lost links when a root is given.
+/// Checks a single index file: structure and checksum, and lost links if a root is given.
 std::vector<qxfs::Finding> findingsOf(const dirindex::IndexFile& index, const Options& options,
                                       const std::string& path, std::vector<std::string>& failures) {
     using qxfs::FindingCode;
@@ -209,8 +209,8 @@ Named whatIs(const std::string& path) {
     return S_ISDIR(info.st_mode) ? Named::directory : Named::file;
 }
 
-/// Checks the areas, each in a process of its own unless something is to be asked: what such a
-/// process prints is held back until it ends, and its questions would be, too.
+/// Checks the areas, each in a process of its own unless the check asks questions: the output of
+/// such a process is printed only after its end.
 int checkTargets(const Options& options, const std::vector<Target>& targets) {
     if (options.mode != qxfs::RepairMode::ask) {
         return runOnTargets(options, targets,
