@@ -4,7 +4,9 @@
 
 #include "node/qxpkg/container/intent.h"
 #include "node/qxpkg/container/package_cache.h"
+#include "node/qxpkg/engine/deb/engine.h"
 #include "node/qxpkg/engine/repository_state.h"
+#include "node/qxpkg/engine/rpm/engine.h"
 #include "node/qxpkg/failure.h"
 #include "tests/support/temp_dir.h"
 #include "tests/unit/node/qxpkg/engine/repositories.h"
