@@ -67,10 +67,10 @@ TEST_F(QxpkgPackage, WhatIsNoKrTemplateIsToldApart) {
     expectCode(33, without, "holds no template.toml");
     KrPackage broken;
     broken.file("template.toml", "technology = ");
-    expectCode(33, broken, "no KR template package");
+    expectCode(33, broken, "not a KR template package");
     KrPackage linked;
     linked.link("template.toml", "/etc/passwd");
-    expectCode(33, linked, "no regular file");
+    expectCode(33, linked, "not a regular file");
 }
 
 TEST_F(QxpkgPackage, AFileThatIsNoArchiveIsNoKrTemplate) {
@@ -111,11 +111,11 @@ TEST_F(QxpkgPackage, PathsThatLeadOutAreRefused) {
 }
 
 TEST_F(QxpkgPackage, LinksAndSpecialFilesAreRefused) {
-    expectCode(1, osPackage("base", "1").link("keys/k", "/etc/shadow"), "no regular file");
-    expectCode(1, osPackage("base", "1").hardLink("keys/k", "template.toml"), "no regular file");
-    expectCode(1, osPackage("base", "1").special("keys/k", AE_IFCHR), "no regular file");
-    expectCode(1, osPackage("base", "1").special("keys/k", AE_IFIFO), "no regular file");
-    expectCode(1, osPackage("base", "1").link("app/web.toml", "x"), "no regular file");
+    expectCode(1, osPackage("base", "1").link("keys/k", "/etc/shadow"), "not a regular file");
+    expectCode(1, osPackage("base", "1").hardLink("keys/k", "template.toml"), "not a regular file");
+    expectCode(1, osPackage("base", "1").special("keys/k", AE_IFCHR), "not a regular file");
+    expectCode(1, osPackage("base", "1").special("keys/k", AE_IFIFO), "not a regular file");
+    expectCode(1, osPackage("base", "1").link("app/web.toml", "x"), "not a regular file");
     expectCode(1, osPackage("base", "1").link("app", "/etc"), "does not belong");
 }
 
@@ -131,11 +131,11 @@ TEST_F(QxpkgPackage, WhatDoesNotBelongIsRefused) {
 
 TEST_F(QxpkgPackage, AnApplicationInsideBelongsToItsOsTemplateAndPlace) {
     expectCode(1, osPackage("base", "1").file("app/web.toml", appManifest("other", "web", "1")),
-               "no application template '.web' of '.base'");
+               "not an application template '.web' of '.base'");
     expectCode(1, osPackage("base", "1").file("app/web.toml", appManifest("base", "db", "1")),
-               "no application template '.web' of '.base'");
+               "not an application template '.web' of '.base'");
     expectCode(1, osPackage("base", "1").file("app/web.toml", osManifest("web", "1")),
-               "no application template '.web' of '.base'");
+               "not an application template '.web' of '.base'");
 }
 
 TEST_F(QxpkgPackage, NothingStandsInItTwice) {

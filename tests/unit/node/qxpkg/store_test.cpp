@@ -162,7 +162,7 @@ TEST_F(QxpkgStore, AFileOfAnotherKindAnywhereInTheListCountsFirst) {
         33,
         install({package(osPackage("base", "1")), package(osPackage("bad", "1").file("/evil", "x")),
                  m_files.path("nothing.tar"), package(standard)}),
-        "no KR template package");
+        "not a KR template package");
 }
 
 TEST_F(QxpkgStore, ATemplateThatIsListedTwiceIsRefused) {

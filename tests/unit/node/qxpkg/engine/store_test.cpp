@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "node/kr/packaging.h"
 #include "node/qxpkg/container/intent.h"
 #include "node/qxpkg/container/package_cache.h"
 #include "node/qxpkg/engine/deb/engine.h"
@@ -56,6 +57,7 @@ protected:
         m_place.root = m_folder.make_dir("root");
         m_place.store = m_folder.path("store");
         m_place.downloads = m_folder.path("fetched");
+        m_place.packaging = qxnode::findPackaging("deb");
     }
 
     qx_test::TempDir m_folder;
