@@ -67,6 +67,7 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit,
     // Without O_NONBLOCK the open of a planted fifo would wait for a writer.
     const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     std::optional<std::string> content = fd ? readContent(fd.get(), limit) : std::nullopt;
+    const int reason = errno;
     if (!content && fd && errno == EINVAL) {
         error = "cannot read '" + path + "': not a regular file";
     } else if (!content && fd && errno == EFBIG) {
@@ -74,6 +75,7 @@ std::optional<std::string> readFile(const std::string& path, std::size_t limit,
     } else if (!content) {
         error = systemError("read", path);
     }
+    errno = reason;
     return content;
 }
 

@@ -24,8 +24,8 @@ std::optional<std::string> readFileBelow(int directory, const std::string& path,
 /// (AT_FDCWD: the working directory). nullopt with errno, as openSuspect() and readContent().
 std::optional<std::string> readSuspect(int directory, const std::string& path, std::size_t limit);
 
-/// Reads a whole file. @return nullopt with the reason in `error`, also for a file longer than
-/// `limit` bytes and for one that is not a regular file.
+/// Reads a whole file. @return nullopt with the reason in `error` and errno, also for a file longer
+/// than `limit` bytes and for one that is not a regular file.
 std::optional<std::string> readFile(const std::string& path, std::size_t limit, std::string& error);
 
 /// Writes the whole text at the file's position. False with errno.

@@ -15,6 +15,7 @@
 #include <uuid/uuid.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -196,6 +197,10 @@ int initNodeDirectory(const std::string& dir, std::string& error) {
     const std::string config = dir + kAgentConfig;
     if (access(config.c_str(), F_OK) == 0) {
         return 0;
+    }
+    if (errno != ENOENT) {
+        error = base::systemError("examine", config);
+        return -1;
     }
     return base::replaceFile(config, "# This node.\neid = \"" + newUuid() + "\"\n", error) ? 0 : -1;
 }

@@ -292,7 +292,13 @@ void* read_into_mapping(int descriptor, struct stat& st) {
     }
     // Cut short meanwhile: the caller unmaps what the size says.
     st.st_size = static_cast<off_t>(filled);
-    return filled < size ? mremap(mapping, size, filled, 0) : mapping;
+    if (filled < size && mremap(mapping, size, filled, 0) == MAP_FAILED) {
+        const int reason = errno;
+        munmap(mapping, size);
+        errno = reason;
+        return nullptr;
+    }
+    return mapping;
 }
 
 }  // namespace

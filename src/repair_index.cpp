@@ -175,16 +175,11 @@ bool is_taken(const char* path) {
     return taken;
 }
 
-// A device cannot hold an index.
-Stream open_target(const char* path) {
-    Stream stream = open_index(path);
+// True if an open failed because a device is there: it has no room for any index.
+bool is_device(const char* path, int reason) {
     struct stat st {};
-    const int reason = errno;
-    if (stream == nullptr) {
-        const bool device = lstat(path, &st) == 0 && (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode));
-        errno = device ? ENOSPC : reason;
-    }
-    return stream;
+    return reason == EINVAL && lstat(path, &st) == 0 &&
+           (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode));
 }
 
 bool mark_indexed(const char* started_in) {
@@ -298,10 +293,12 @@ int correct_dirindex(const char* name, void* base, size_t size, const char* targ
     }
     select_prime();
     create_hash_table();
-    Stream stream = open_target(target);
+    Stream stream = open_index(target);
     if (stream == nullptr) {
-        werror(errno, errno == ENOSPC ? "can't write '%s/%s'" : "can't open '%s/%s'", current_path,
-               target);
+        const int reason = errno;
+        const bool device = is_device(target, reason);
+        werror(device ? ENOSPC : reason, device ? "can't write '%s/%s'" : "can't open '%s/%s'",
+               current_path, target);
         return -1;
     }
     if (!write_index(std::move(stream))) {

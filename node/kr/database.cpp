@@ -101,9 +101,21 @@ DatabaseFolder::DatabaseFolder(const base::Fd& root, const std::string& name)
     m_place.erase(0, top.size());
 }
 
+bool DatabaseFolder::stateOf(const char* name, struct stat& st) const {
+    if (!m_fd) {
+        return false;
+    }
+    const bool there = fstatat(m_fd.get(), name, &st, AT_SYMLINK_NOFOLLOW) == 0;
+    // A database that cannot be looked at must not pass for an empty one.
+    if (!there && errno != ENOENT) {
+        throw broken(base::systemError("examine", m_place + "/" + name));
+    }
+    return there;
+}
+
 bool DatabaseFolder::holds(const char* name) const {
     struct stat st {};
-    return fstatat(m_fd.get(), name, &st, AT_SYMLINK_NOFOLLOW) == 0;
+    return stateOf(name, st);
 }
 
 DatabaseFolder DatabaseFolder::subfolder(const std::string& name) const {
@@ -112,8 +124,7 @@ DatabaseFolder DatabaseFolder::subfolder(const std::string& name) const {
 
 void DatabaseFolder::requireRegular(const char* name) const {
     struct stat st {};
-    if (fstatat(m_fd.get(), name, &st, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(st.st_mode) &&
-        !S_ISDIR(st.st_mode)) {
+    if (stateOf(name, st) && !S_ISREG(st.st_mode) && !S_ISDIR(st.st_mode)) {
         throw broken("'" + m_place + "/" + name + "' is not a regular file");
     }
 }
@@ -125,8 +136,11 @@ void DatabaseFolder::requireRegularFiles() const {
     if (!entries) {
         throw broken(base::systemError("read", m_place));
     }
-    while (const dirent* entry = readdir(entries.get())) {
+    for (errno = 0; const dirent* entry = readdir(entries.get()); errno = 0) {
         requireRegular(entry->d_name);
+    }
+    if (errno != 0) {
+        throw broken(base::systemError("read", m_place));
     }
 }
 

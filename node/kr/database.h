@@ -1,6 +1,8 @@
 // Lists a root's own package database with the engine that it belongs to.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,6 +38,7 @@ public:
     [[nodiscard]] bool isThere() const { return static_cast<bool>(m_fd); }
     /// Absolute, as seen from inside the root.
     [[nodiscard]] const std::string& place() const { return m_place; }
+    /// @throws Failure QXTT_E_BAD_DATABASE if it cannot be looked at.
     [[nodiscard]] bool holds(const char* name) const;
     [[nodiscard]] DatabaseFolder subfolder(const std::string& name) const;
 
@@ -45,6 +48,8 @@ public:
     void requireRegularFiles() const;
 
 private:
+    [[nodiscard]] bool stateOf(const char* name, struct stat& st) const;
+
     base::Fd m_fd;
     std::string m_place;
 };

@@ -26,10 +26,12 @@ using qxfs::kLinkTextMax;
 /// Path of a template file: the root directly followed by a link text, in one buffer of fixed room.
 class TemplatePath {
 public:
-    explicit TemplatePath(const char* root) : m_rootLength(std::strlen(root)) {
-        if (m_rootLength < kLinkTextMax) {
+    /// @param root  may be null where no link is met.
+    explicit TemplatePath(const char* root)
+        : m_rootLength(root != nullptr ? std::strlen(root) : 0) {
+        if (root != nullptr && m_rootLength < kLinkTextMax) {
             std::memcpy(m_buffer, root, m_rootLength);
-        } else {
+        } else if (root != nullptr) {
             m_rootLength = kLinkTextMax;  // no room is left for any text
         }
         text()[0] = '\0';

@@ -152,7 +152,8 @@ void removeSuperfluous(int directory, const std::string& path,
 }
 
 void removeIndex(int directory, const std::string& path) {
-    if (!dirindex::setIndexMark(directory, false)) {
+    // A file system that does not keep the mark has none to take away.
+    if (!dirindex::setIndexMark(directory, false) && errno != EOPNOTSUPP) {
         throw systemFailure("change the mode of", path);
     }
     if (unlinkat(directory, dirindex::kIndexName, 0) != 0 && errno != ENOENT) {

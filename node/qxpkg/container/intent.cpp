@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <sstream>
 
 #include "base/content.h"
@@ -35,6 +36,9 @@ void writeIntent(const Place& place, const PackageList& installed) {
 std::optional<PackageList> readIntent(const Place& place) {
     std::string error;
     const auto text = base::readFile(recordPath(place), kMaxRecord, error);
+    if (!text && errno != ENOENT) {
+        throw Failure(error);
+    }
     if (!text) {
         return std::nullopt;
     }

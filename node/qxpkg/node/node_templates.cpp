@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
 #include "base/content.h"
@@ -21,7 +22,11 @@ constexpr std::size_t kMaxKeyBytes = std::size_t{1} << 20;
 
 bool isThere(const std::string& path) {
     struct stat st {};
-    return lstat(path.c_str(), &st) == 0;
+    const bool there = lstat(path.c_str(), &st) == 0;
+    if (!there && errno != ENOENT && errno != ENOTDIR) {
+        throw systemFailure("examine", path);
+    }
+    return there;
 }
 
 std::string textOf(const std::string& path, std::size_t limit) {

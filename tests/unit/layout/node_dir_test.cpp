@@ -42,6 +42,16 @@ TEST(InitNodeDirectoryTest, LeavesANodeDirectoryAsItIs) {
     EXPECT_EQ(read_file(dir.path("etc/qxagent/agent.toml")), before);
 }
 
+TEST(InitNodeDirectoryTest, LeavesAConfigurationThatItCannotExamine) {
+    const TempDir dir;
+    std::filesystem::create_directories(dir.path("etc/qxagent"));
+    dir.make_link("etc/qxagent/agent.toml", "agent.toml");
+    std::string error;
+
+    EXPECT_EQ(qxnode::initNodeDirectory(dir.path(), error), -1);
+    EXPECT_TRUE(std::filesystem::is_symlink(dir.path("etc/qxagent/agent.toml")));
+}
+
 TEST(InitNodeDirectoryTest, SaysWhyItCannotBeMade) {
     const TempDir dir;
     dir.write("file", "");

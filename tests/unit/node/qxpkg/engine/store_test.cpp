@@ -126,6 +126,13 @@ TEST_F(Stores, theRecordOfIntentHoldsWhatWasInstalled) {
     EXPECT_EQ(readIntent(m_place), std::nullopt);
 }
 
+TEST_F(Stores, aRecordOfIntentThatCannotBeReadIsNotTakenForNone) {
+    prepareStore(m_place, {}, {});
+    m_folder.make_dir("store/intent");
+
+    EXPECT_THROW(readIntent(m_place), Failure);
+}
+
 TEST_F(Stores, aRecordOfNothingInstalledIsARecord) {
     prepareStore(m_place, {}, {});
 
