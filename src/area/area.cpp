@@ -65,12 +65,20 @@ bool isDirectory(const std::string& path) {
     return lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-/// A private area can be recognised even if its root is missing.
-bool looksPrivate(const std::string& path) {
+/// Whether a private area's own things are there, besides its root.
+bool hasPrivateThings(const std::string& path) {
     std::error_code ignored;
     const auto version = std::filesystem::read_symlink(path + "/VERSION", ignored).string();
-    return isDirectory(path + "/root") || isDirectory(path + "/lost_files") ||
+    return isDirectory(path + "/lost_files") ||
            (!version.empty() && version.find_first_not_of("0123456789.") == std::string::npos);
+}
+
+/// A private area can be recognised even if its root is missing. The root of a private area is none
+/// itself, although most containers have a directory "root" in it.
+bool looksPrivate(const std::filesystem::path& path) {
+    return hasPrivateThings(path) ||
+           (isDirectory(path / "root") &&
+            !(path.filename() == "root" && hasPrivateThings(path.parent_path())));
 }
 
 }  // namespace

@@ -35,11 +35,21 @@ int findSubdirectories(int directory, std::vector<std::string>& found) {
         if (fstatat(directory, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) {
             return errno;
         }
-        if (S_ISDIR(info.st_mode)) {
+        if (S_ISDIR(info.st_mode) && name != dirindex::kIndexName) {
             found.push_back(name);
         }
     }
     return 0;
+}
+
+/// True if what is in the place of the index is neither an index nor the link of a magic directory.
+/// @param mode  of it; 0: nothing is there.
+bool isForeign(int directory, mode_t mode) {
+    if (!S_ISLNK(mode)) {
+        return mode != 0 && !S_ISREG(mode);
+    }
+    const auto text = base::readLinkBelow(directory, dirindex::kIndexName);
+    return !text || !is_magic_link(text->c_str());
 }
 
 /// The name that make_shortcut() was to replace when it was interrupted; empty for other names.
@@ -113,7 +123,10 @@ private:
             fail(outcome, "can't look at the directory");
             return outcome;
         }
-        if (!S_ISREG(index.st_mode)) {
+        if (isForeign(directory.get(), index.st_mode)) {
+            outcome.result = IndexResult::faulty;
+            outcome.reasons.emplace_back("something that is not an index is in its place");
+        } else if (!S_ISREG(index.st_mode)) {
             createIndex(outcome, directory.get());
         } else if ((info.st_mode & S_ISUID) == 0 && !isWhole(directory.get())) {
             if (m_options.dryRun || unlinkat(directory.get(), dirindex::kIndexName, 0) == 0) {

@@ -55,6 +55,37 @@ protected:
     qx_test::AreaBuilder m_builder{m_folder.path("w")};
 };
 
+TEST_F(IndexedAreas, keepWhatIsInThePlaceOfAnIndexAndNameIt) {
+    m_builder.shortcut("fifo/ls", "ls");
+    m_builder.fifo(std::string("fifo/") + dirindex::kIndexName);
+    m_builder.shortcut("link/ls", "ls");
+    fs::create_symlink("/own/data", path("link") + "/" + dirindex::kIndexName);
+    m_builder.shortcut("folder/ls", "ls");
+    fs::create_directory(path("folder") + "/" + dirindex::kIndexName);
+
+    const auto outcomes = index();
+
+    EXPECT_EQ(IndexResult::faulty, outcomes.at("/fifo").result);
+    EXPECT_EQ(IndexResult::faulty, outcomes.at("/link").result);
+    EXPECT_EQ(IndexResult::faulty, outcomes.at("/folder").result);
+    EXPECT_EQ(4U, outcomes.size());
+    EXPECT_TRUE(fs::is_fifo(path("fifo") + "/" + dirindex::kIndexName));
+    EXPECT_TRUE(fs::is_symlink(path("link") + "/" + dirindex::kIndexName));
+    EXPECT_TRUE(fs::is_empty(path("folder") + "/" + dirindex::kIndexName));
+}
+
+TEST_F(IndexedAreas, areNotTakenForOneMoreWhenTheyAreNamedByTheirRoot) {
+    m_builder.directory("root");
+    fs::create_directory(m_builder.privateDir() + "/lost_files");
+    Area area;
+    std::string error;
+
+    ASSERT_TRUE(openArea(m_builder.root(), m_builder.templateRoot(), area, error)) << error;
+
+    EXPECT_EQ(fs::canonical(m_builder.root()), area.root);
+    EXPECT_FALSE(area.isPrivate());
+}
+
 TEST_F(IndexedAreas, areMadeWithoutAWordAndTheWorkingDirectoryStays) {
     m_builder.shortcut("bin/ls", "ls");
     m_builder.fifo("run/pipe");
