@@ -314,7 +314,7 @@ std::string hostileIndex(bool whole) {
         }
         put(place + (whole ? 8 : 0), std::uint32_t{0x61616161});
         if (whole) {
-            put(place + 12, static_cast<std::uint32_t>(link + 4 * (number % 512)));
+            put(place + 12, static_cast<std::uint32_t>(link + 4UL * (number % 512)));
         }
     }
     return bytes;
